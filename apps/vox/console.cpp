@@ -1,0 +1,21 @@
+#include "vox/console.h"
+
+#include <cstdio>
+#include <unistd.h>
+
+void printLine(const QString &line)
+{
+    std::fprintf(stdout, "%s\n", line.toLocal8Bit().constData());
+    std::fflush(stdout);
+}
+
+void printError(const QString &command, const QString &problem)
+{
+    const QString name = command.isEmpty() ? QStringLiteral("vox") : QStringLiteral("vox ") + command;
+    std::fprintf(stderr, "%s: %s\n", name.toLocal8Bit().constData(), problem.toLocal8Bit().constData());
+}
+
+bool isTerminal()
+{
+    return isatty(STDOUT_FILENO) == 1;
+}

@@ -1,0 +1,39 @@
+#ifndef CONFIGVALUES_H
+#define CONFIGVALUES_H
+
+/// A setting with its range and its default, which may lie outside the range to mean that nothing is set.
+template <typename T>
+class ConfigValues
+{
+public:
+    ConfigValues() = default;
+    ConfigValues(T minimum, T maximum, T defaultValue)
+        : m_minimum(minimum)
+        , m_maximum(maximum)
+        , m_default(defaultValue)
+        , m_value(defaultValue)
+    {
+    }
+
+    T minimum() const { return m_minimum; }
+    T maximum() const { return m_maximum; }
+    T defaultValue() const { return m_default; }
+    T value() const { return m_value; }
+
+    bool contains(int value) const { return value >= m_minimum && value <= m_maximum; }
+    bool isDefault() const { return m_value == m_default; }
+
+    /// A value outside the range stores the default, on purpose: check with contains() what must not do that.
+    void setValue(T value) { m_value = contains(value) ? value : m_default; }
+    void reset() { m_value = m_default; }
+
+private:
+    static constexpr T Initial = 10;
+
+    T m_minimum = Initial;
+    T m_maximum = Initial;
+    T m_default = Initial;
+    T m_value = Initial;
+};
+
+#endif

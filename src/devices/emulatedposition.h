@@ -1,0 +1,76 @@
+#ifndef EMULATEDPOSITION_H
+#define EMULATEDPOSITION_H
+
+#include "messages/kvrmotor.h"
+
+#include <QBasicTimer>
+#include <QElapsedTimer>
+#include <QObject>
+
+/// A motor shaft that moves at constant speed from one pulse position to another.
+///
+/// Nothing ticks: the position is computed from the time when it is asked for, and one timer is armed for the
+/// arrival. Positions are pulse counts of 16 bits, and more is down. Queries that find the shaft arrived say
+/// so by positionReached(), once per move. Lives on its owner's thread.
+class VOX_EXPORT EmulatedPosition : public QObject
+{
+    Q_OBJECT
+
+public:
+    /// At rest. @p speed in pulses per minute.
+    explicit EmulatedPosition(unsigned short speed = 0, unsigned short position = 0);
+
+    unsigned short currentPosition();
+    /// Where the present move began; the position itself at rest.
+    unsigned short startPos() const { return m_start; }
+    unsigned short targetPos() const { return m_target; }
+
+    unsigned int speed() const { return m_speed; }
+    /// Pulses per minute. A move in progress is neither frozen nor re-timed; who wants that does it first.
+    void setSpeed(unsigned int speed) { m_speed = speed; }
+
+    /// Starts toward @p target from the position reached so far. A target that is the position is reached at
+    /// once.
+    void setTargetPosition(unsigned short target);
+    /// Jumps to @p position and goes on toward the old target.
+    void setCurrentPosition(unsigned short position);
+    /// Stays where it is, without a signal.
+    void stopMoving();
+    /// Begins the move anew from the position reached so far, without a signal.
+    void freeze();
+    /// Moves the scale under the shaft by @p pulses; a move in progress goes on. Ends at 0 and 65535.
+    void shift(int pulses);
+
+    /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
+    qint64 remainingTime() const;
+
+    KVRMotor::Direction direction() const { return direction(m_target); }
+    /// From where the move began to @p position.
+    KVRMotor::Direction direction(unsigned short position) const;
+
+    /// Whether the shaft has left where the move began; false within the first pulse, which callers rely on.
+    bool isMoving();
+    /// These two are also false at pulse 0.
+    bool isMovingUp();
+    bool isMovingDown();
+
+Q_SIGNALS:
+    void positionReached();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+    unsigned short _currentPosition(bool mayEmit);
+
+private:
+    bool isAtRest() const { return m_start == m_target; }
+    unsigned int distance() const;
+    void startTimer();
+
+    QBasicTimer m_timer;
+    QElapsedTimer m_clock;
+    unsigned short m_start;
+    unsigned short m_target;
+    unsigned int m_speed;
+};
+
+#endif

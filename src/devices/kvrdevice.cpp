@@ -1,0 +1,419 @@
+#include "devices/kvrdevice.h"
+
+#include "devices/voxanswer_p.h"
+#include "messages/kvrack.h"
+#include "messages/kvrnack.h"
+#include "transport/voxbus.h"
+
+#include <QDate>
+#include <QPointer>
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <iterator>
+
+using namespace VOXAnswer;
+
+namespace {
+constexpr int DefaultGroupCount = 16;
+constexpr int LabelWidth = 16;
+constexpr int SerialWidth = 12;
+constexpr int DiscoverySilenceMs = 300000;
+/// In a field of SET_NETWORK_CONFIG: leave it as it is.
+constexpr unsigned char Unchanged = 255;
+constexpr unsigned char FirstResetCount = 254;
+
+/// The wire's fields of fixed width, filled with zero bytes.
+VOXReply textAnswer(const VOXNode &node, const VOXMessage &request, int cmd, const QByteArray &text,
+                    int width)
+{
+    VOXReply reply(node, request, KVR::findCmd(static_cast<unsigned char>(cmd)));
+    VOXDataWriter(reply).write(text.leftJustified(width, '\0', true).constData(),
+                               static_cast<unsigned int>(width));
+    reply.prepare();
+    return reply;
+}
+
+template <typename Value>
+bool store(Value &stored, const Value &value)
+{
+    if (stored == value)
+        return false;
+    stored = value;
+    return true;
+}
+}
+
+struct KVRDevice::Handler
+{
+    enum Length {
+        AnyLength,
+        /// Shorter than the command's frame is NACK_MSGSIZE.
+        WholeLength
+    };
+
+    int cmd;
+    Length length;
+    VOXReply (*reply)(KVRDevice &device, const VOXMessage &request);
+};
+
+const KVRDevice::Handler *KVRDevice::findHandler(unsigned char cmd)
+{
+    using D = KVRDevice;
+    using R = const VOXMessage;
+    static const Handler handlers[] = {
+        {KVR::GET_NODE_ADDR, Handler::AnyLength, [](D &d, R &r) { return d.nodeAddrReply(r); }},
+        {KVR::GET_GROUP_ADDR, Handler::WholeLength, [](D &d, R &r) { return d.groupAddrReply(r); }},
+        {KVR::GET_NODE_LABEL, Handler::AnyLength, [](D &d, R &r) { return d.nodeLabelReply(r); }},
+        {KVR::GET_NETWORK_CONFIG, Handler::AnyLength, [](D &d, R &r) { return d.networkConfigReply(r); }},
+        {KVR::GET_NODE_SERIAL_NUMBER, Handler::AnyLength, [](D &d, R &r) { return d.serialNumberReply(r); }},
+        {KVR::GET_NETWORK_ERROR_STAT, Handler::AnyLength,
+         [](D &d, R &r) { return d.networkErrorStatReply(r); }},
+        {KVR::GET_NETWORK_STAT, Handler::AnyLength, [](D &d, R &r) { return d.networkStatReply(r); }},
+        {KVR::SET_NODE_DISCOVERY, Handler::WholeLength,
+         [](D &d, R &r) { return d.setNodeDiscoveryReply(r); }},
+        {KVR::SET_GROUP_ADDR, Handler::WholeLength, [](D &d, R &r) { return d.setGroupAddrReply(r); }},
+        {KVR::SET_NODE_LABEL, Handler::WholeLength, [](D &d, R &r) { return d.setNodeLabelReply(r); }},
+        {KVR::SET_NETWORK_CONFIG, Handler::AnyLength, [](D &d, R &r) { return d.setNetworkConfigReply(r); }},
+        {KVR::SET_NETWORK_STAT, Handler::AnyLength, [](D &d, R &r) { return d.setNetworkStatReply(r); }},
+        {KVR::GET_NODE_STACK_VERSION, Handler::AnyLength, [](D &d, R &r) { return d.stackVersionReply(r); }},
+        {KVR::GET_NODE_APP_VERSION, Handler::AnyLength, [](D &d, R &r) { return d.appVersionReply(r); }},
+        {KVR::SEND_DATA_TEST1, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
+        {KVR::SEND_DATA_TEST2, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
+        {KVR::SEND_DATA_TEST3, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
+    };
+    const auto *const found = std::find_if(std::begin(handlers), std::end(handlers),
+                                           [cmd](const Handler &h) { return h.cmd == cmd; });
+    return found == std::end(handlers) ? nullptr : found;
+}
+
+KVRDevice::KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent)
+    : VOXDevice(addr, bus, parent)
+    , m_groups(DefaultGroupCount, 0)
+{
+    qRegisterMetaType<KVRStdProxy::AppVersion>();
+    qRegisterMetaType<KVRStdProxy::NetworkConfig>();
+}
+
+KVRDevice::~KVRDevice()
+{
+    KVRDevice::detach();
+}
+
+void KVRDevice::setNodeLabel(const QByteArray &label)
+{
+    if (!store(m_nodeLabel, label))
+        return;
+    m_nodeLabel.truncate(LabelWidth);
+    Q_EMIT nodeLabelChanged(m_nodeLabel);
+}
+
+void KVRDevice::setSerialNumber(const QByteArray &serial)
+{
+    if (!serial.isEmpty()) {
+        m_serialNumber = serial.left(SerialWidth);
+        return;
+    }
+    int year = 0;
+    const int week = QDate::currentDate().weekNumber(&year);
+    const QLatin1Char zero('0');
+    m_serialNumber = QStringLiteral("%1XX%2%3")
+                         .arg(VOX::toString(addr(false)))
+                         .arg(year, 2, 10, zero)
+                         .arg(week, 2, 10, zero)
+                         .toUtf8();
+}
+
+void KVRDevice::setAppVersion(const KVRStdProxy::AppVersion &version)
+{
+    if (store(m_appVersion, version))
+        Q_EMIT appVersionChanged(m_appVersion);
+}
+
+void KVRDevice::setStackVersion(const KVRStdProxy::AppVersion &version)
+{
+    if (store(m_stackVersion, version))
+        Q_EMIT stackVersionChanged(m_stackVersion);
+}
+
+void KVRDevice::setNetworkConfig(const KVRStdProxy::NetworkConfig &config)
+{
+    if (store(m_networkConfig, config))
+        Q_EMIT networkConfigChanged(m_networkConfig);
+}
+
+bool KVRDevice::setGroupAddr(unsigned char index, unsigned int addr)
+{
+    const QMutexLocker locker(&m_mutex);
+    if (index >= m_groups.size())
+        return false;
+    const unsigned int old = m_groups.at(index);
+    m_groups[index] = addr;
+    VOXBus *bus = voxBus();
+    if (bus && old != 0 && !m_groups.contains(old))
+        bus->groupDetach(*this, old);
+    if (bus && addr != 0)
+        registerGroup(*bus, addr);
+    return true;
+}
+
+// Whatever was registered goes first, so that a group in two slots is not delivered twice.
+void KVRDevice::registerGroup(VOXBus &bus, unsigned int group)
+{
+    bus.groupDetach(*this, group);
+    bus.groupAttach(*this, group);
+}
+
+bool KVRDevice::groupAddr(unsigned char index, unsigned int &addr) const
+{
+    if (index >= m_groups.size())
+        return false;
+    addr = m_groups.at(index);
+    return true;
+}
+
+void KVRDevice::setGroupCount(int count)
+{
+    m_groups.resize(count);
+}
+
+void KVRDevice::addCustomReply(KVR::Cmd cmd, const VOXMessage &reply)
+{
+    m_customReplies.insert(cmd, reply);
+}
+
+void KVRDevice::removeCustomReply(KVR::Cmd cmd)
+{
+    m_customReplies.remove(cmd);
+}
+
+bool KVRDevice::hasCustomReply(KVR::Cmd cmd) const
+{
+    return m_customReplies.contains(cmd);
+}
+
+bool KVRDevice::attach(VOXBus *bus)
+{
+    if (!VOXDevice::attach(bus))
+        return false;
+    const QMutexLocker locker(&m_mutex);
+    for (const unsigned int group : qAsConst(m_groups)) {
+        if (bus && group != 0)
+            registerGroup(*bus, group);
+    }
+    return true;
+}
+
+void KVRDevice::detach()
+{
+    {
+        const QMutexLocker locker(&m_mutex);
+        VOXBus *bus = voxBus();
+        for (const unsigned int group : qAsConst(m_groups)) {
+            if (bus && group != 0)
+                bus->groupDetach(*this, group);
+        }
+    }
+    VOXDevice::detach();
+}
+
+bool KVRDevice::isDeafTo(const VOXMessage &msg) const
+{
+    return m_networkConfig.deafMode() && msg.cmd() != KVR::SET_NETWORK_CONFIG;
+}
+
+bool KVRDevice::checkRequest(const VOXMessage &msg) const
+{
+    const VOX::NodeType wanted = msg.destNodeType();
+    return msg.isValid() && (wanted == VOX::NODETYPE_ANY || wanted == type()) && !isDeafTo(msg);
+}
+
+bool KVRDevice::isComplete(const VOXMessage &request)
+{
+    return request.len() >= KVR::findCmd(request.cmd()).size();
+}
+
+VOXReply KVRDevice::acknowledgement(const VOXMessage &request) const
+{
+    return request.isAck() ? VOXReply(KVRAck(*this, request)) : VOXReply();
+}
+
+void KVRDevice::dispatch(const VOXMessage &msg)
+{
+    if (isDeafTo(msg))
+        return;
+    const auto custom = m_customReplies.constFind(msg.cmd());
+    if (custom != m_customReplies.constEnd()) {
+        reply(*custom);
+        return;
+    }
+    const Handler *handler = findHandler(msg.cmd());
+    if (!handler) {
+        qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
+        reply(KVRNack(*this, msg, KVR::NACK_BADMSG));
+    } else if (handler->length == Handler::WholeLength && !isComplete(msg)) {
+        reply(KVRNack(*this, msg, KVR::NACK_MSGSIZE));
+    } else {
+        // A slot of a signal that the handler emits may destroy this node.
+        const QPointer<KVRDevice> self(this);
+        const VOXReply answer = handler->reply(*this, msg);
+        if (self)
+            reply(answer);
+    }
+}
+
+VOXReply KVRDevice::nodeAddrReply(const VOXMessage &request)
+{
+    return m_discoveryTimerId != 0 ? VOXReply() : answer(*this, request, KVR::POST_NODE_ADDR);
+}
+
+VOXReply KVRDevice::groupAddrReply(const VOXMessage &request)
+{
+    unsigned char index = 0;
+    unsigned int group = 0;
+    read(request, index);
+    if (!groupAddr(index, group))
+        return KVRNack(*this, request, KVR::NACK_RNG);
+    return answer(*this, request, KVR::POST_GROUP_ADDR, index, group);
+}
+
+VOXReply KVRDevice::nodeLabelReply(const VOXMessage &request) const
+{
+    return textAnswer(*this, request, KVR::POST_NODE_LABEL, m_nodeLabel, LabelWidth);
+}
+
+VOXReply KVRDevice::serialNumberReply(const VOXMessage &request)
+{
+    if (m_serialNumber.isEmpty())
+        setSerialNumber(QByteArray());
+    return textAnswer(*this, request, KVR::POST_NODE_SERIAL_NUMBER, m_serialNumber, SerialWidth);
+}
+
+VOXReply KVRDevice::networkConfigReply(const VOXMessage &request) const
+{
+    return answer(*this, request, KVR::POST_NETWORK_CONFIG, m_networkConfig);
+}
+
+VOXReply KVRDevice::networkStatReply(const VOXMessage &request) const
+{
+    return answer(*this, request, KVR::POST_NETWORK_STAT, m_networkStat);
+}
+
+VOXReply KVRDevice::networkErrorStatReply(const VOXMessage &request) const
+{
+    return answer(*this, request, KVR::POST_NETWORK_ERROR_STAT, m_networkErrorStat);
+}
+
+VOXReply KVRDevice::stackVersionReply(const VOXMessage &request) const
+{
+    return answer(*this, request, KVR::POST_NODE_STACK_VERSION, m_stackVersion);
+}
+
+VOXReply KVRDevice::appVersionReply(const VOXMessage &request) const
+{
+    return answer(*this, request, KVR::POST_NODE_APP_VERSION, m_appVersion);
+}
+
+VOXReply KVRDevice::dataTestReply(const VOXMessage &request) const
+{
+    // As long as the request, whatever its descriptor says.
+    VOXReply reply(*this, request, KVR::findCmd(request.cmd()).reply(), request.len());
+    VOXDataWriter(reply).write(request.data().constData() + VOXMessage::HeaderLength,
+                               request.len() - static_cast<unsigned int>(VOXMessage::MinLength));
+    reply.prepare();
+    return reply;
+}
+
+VOXReply KVRDevice::setNodeDiscoveryReply(const VOXMessage &request)
+{
+    bool silent = false;
+    read(request, silent);
+    if (m_discoveryTimerId != 0)
+        killTimer(m_discoveryTimerId);
+    m_discoveryTimerId = silent ? startTimer(DiscoverySilenceMs, Qt::CoarseTimer) : 0;
+    return acknowledgement(request);
+}
+
+VOXReply KVRDevice::setGroupAddrReply(const VOXMessage &request)
+{
+    unsigned char index = 0;
+    unsigned int group = 0;
+    read(request, index, group);
+    if (!setGroupAddr(index, group))
+        return KVRNack(*this, request, KVR::NACK_RNG);
+    return acknowledgement(request);
+}
+
+VOXReply KVRDevice::setNodeLabelReply(const VOXMessage &request)
+{
+    // All 16 bytes, also the zero bytes at the end. The answer is made before anyone can hear of the change.
+    const VOXReply done = acknowledgement(request);
+    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, LabelWidth));
+    return done;
+}
+
+VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
+{
+    if (!isComplete(request))
+        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
+    unsigned char bcastMode = Unchanged;
+    unsigned char maxRand = 0;
+    unsigned char supervision = Unchanged;
+    unsigned short period = 0;
+    unsigned char deafMode = Unchanged;
+    unsigned char upload = Unchanged;
+    read(request, bcastMode, maxRand, supervision, period, deafMode, upload);
+
+    KVRStdProxy::NetworkConfig config = m_networkConfig;
+    const auto isOn = [](unsigned char field) { return field != 0 && field != Unchanged; };
+    if (bcastMode != Unchanged)
+        config.data()->bcastMode = isOn(bcastMode) ? KVRStdProxy::BCAST_ON : KVRStdProxy::BCAST_OFF;
+    if (isOn(bcastMode))
+        config.data()->maxRand = maxRand;
+    if (supervision != Unchanged)
+        config.data()->supervisionActive = isOn(supervision);
+    if (isOn(supervision))
+        config.data()->supervisionPeriod = period;
+    if (deafMode != Unchanged)
+        config.data()->deafMode = isOn(deafMode);
+
+    const VOXReply done = acknowledgement(request);
+    const QPointer<KVRDevice> self(this);
+    setNetworkConfig(config);
+    if (self && isOn(upload))
+        Q_EMIT uploadRequest();
+    return done;
+}
+
+VOXReply KVRDevice::setNetworkStatReply(const VOXMessage &request)
+{
+    if (!isComplete(request))
+        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
+    enum Selector : unsigned char { Statistics, Errors };
+    unsigned char selector = 0;
+    unsigned char retryCount = 0;
+    read(request, selector, retryCount);
+    if (selector > Errors)
+        return KVRNack(*this, request, KVR::NACK_BADMSG);
+    if (selector == Errors) {
+        store(m_networkErrorStat, KVRStdProxy::NetworkErrorStat());
+    } else {
+        KVRStdProxy::NetworkStat stat;
+        if (retryCount < FirstResetCount) {
+            stat = m_networkStat;
+            stat.setMaxRetryCount(retryCount);
+        }
+        store(m_networkStat, stat);
+    }
+    return acknowledgement(request);
+}
+
+void KVRDevice::timerEvent(QTimerEvent *event)
+{
+    if (m_discoveryTimerId == 0 || event->timerId() != m_discoveryTimerId) {
+        VOXDevice::timerEvent(event);
+        return;
+    }
+    killTimer(m_discoveryTimerId);
+    m_discoveryTimerId = 0;
+}

@@ -1,0 +1,116 @@
+#ifndef KVRDEVICE_H
+#define KVRDEVICE_H
+
+#include "devices/voxdevice.h"
+#include "messages/kvr.h"
+#include "messages/voxreply.h"
+#include "proxies/kvrstdproxy.h"
+
+#include <QHash>
+#include <QVector>
+
+/// An emulated node that answers the commands which every node knows.
+///
+/// Refuses with a NACK, asked for or not; acknowledges only if asked to. Used on the thread that it lives on.
+class VOX_EXPORT KVRDevice : public VOXDevice
+{
+    Q_OBJECT
+    Q_PROPERTY(QByteArray nodeLabel READ nodeLabel WRITE setNodeLabel NOTIFY nodeLabelChanged)
+
+public:
+    KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
+    ~KVRDevice() override;
+
+    const QByteArray &nodeLabel() const { return m_nodeLabel; }
+
+    /// Empty until it is set or asked for. A generated one is kept whole; replies carry its first 12 bytes.
+    const QByteArray &serialNumber() const { return m_serialNumber; }
+    /// Cut to 12 bytes; an empty one is replaced by one made of address, year and week.
+    void setSerialNumber(const QByteArray &serial);
+
+    const KVRStdProxy::AppVersion &appVersion() const { return m_appVersion; }
+    void setAppVersion(const KVRStdProxy::AppVersion &version);
+    const KVRStdProxy::AppVersion &stackVersion() const { return m_stackVersion; }
+    void setStackVersion(const KVRStdProxy::AppVersion &version);
+    const KVRStdProxy::NetworkConfig &networkConfig() const { return m_networkConfig; }
+    /// In deaf mode the node ignores every command but SET_NETWORK_CONFIG.
+    void setNetworkConfig(const KVRStdProxy::NetworkConfig &config);
+    const KVRStdProxy::NetworkStat &networkStat() const { return m_networkStat; }
+    void setNetworkStat(const KVRStdProxy::NetworkStat &stat) { m_networkStat = stat; }
+    const KVRStdProxy::NetworkErrorStat &networkErrorStat() const { return m_networkErrorStat; }
+    void setNetworkErrorStat(const KVRStdProxy::NetworkErrorStat &stat) { m_networkErrorStat = stat; }
+
+    /// Puts group @p addr into a slot, 0 to free it. A group is heard once, however many slots hold it. False
+    /// if there is no such slot.
+    virtual bool setGroupAddr(unsigned char index, unsigned int addr);
+    virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
+    int groupCount() const { return m_groups.size(); }
+    /// Slots that go are still heard until the node is detached for good.
+    void setGroupCount(int count);
+
+    /// Answers @p cmd with @p reply, byte for byte, before anything else is looked at but deaf mode.
+    void addCustomReply(KVR::Cmd cmd, const VOXMessage &reply);
+    void removeCustomReply(KVR::Cmd cmd);
+    bool hasCustomReply(KVR::Cmd cmd) const;
+
+    VOXReply nodeLabelReply(const VOXMessage &request) const;
+    VOXReply serialNumberReply(const VOXMessage &request);
+    VOXReply networkConfigReply(const VOXMessage &request) const;
+    VOXReply networkStatReply(const VOXMessage &request) const;
+    VOXReply networkErrorStatReply(const VOXMessage &request) const;
+    VOXReply stackVersionReply(const VOXMessage &request) const;
+    VOXReply appVersionReply(const VOXMessage &request) const;
+    VOXReply setNetworkConfigReply(const VOXMessage &request);
+    VOXReply setNetworkStatReply(const VOXMessage &request);
+    VOXReply dataTestReply(const VOXMessage &request) const;
+
+public Q_SLOTS:
+    /// Cut to 16 bytes.
+    void setNodeLabel(const QByteArray &label);
+    void dispatch(const VOXMessage &msg) override;
+    bool attach(VOXBus *bus) override;
+    void detach() override;
+
+Q_SIGNALS:
+    void nodeLabelChanged(const QByteArray &label);
+    void stackVersionChanged(const KVRStdProxy::AppVersion &stackVersion);
+    void appVersionChanged(const KVRStdProxy::AppVersion &appVersion);
+    void networkConfigChanged(const KVRStdProxy::NetworkConfig &networkConfig);
+    /// The host wants the node's data uploaded.
+    void uploadRequest();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+    /// Whether @p msg is valid, meant for a node of this type, and heard in deaf mode.
+    bool checkRequest(const VOXMessage &msg) const;
+    /// Whether @p request has the length that its command asks for.
+    static bool isComplete(const VOXMessage &request);
+    /// An ACK, or no answer if none was asked for.
+    VOXReply acknowledgement(const VOXMessage &request) const;
+
+private:
+    struct Handler;
+    static const Handler *findHandler(unsigned char cmd);
+
+    VOXReply nodeAddrReply(const VOXMessage &request);
+    VOXReply groupAddrReply(const VOXMessage &request);
+    VOXReply setNodeDiscoveryReply(const VOXMessage &request);
+    VOXReply setGroupAddrReply(const VOXMessage &request);
+    VOXReply setNodeLabelReply(const VOXMessage &request);
+    bool isDeafTo(const VOXMessage &msg) const;
+    void registerGroup(VOXBus &bus, unsigned int group);
+
+    QByteArray m_nodeLabel;
+    QByteArray m_serialNumber;
+    KVRStdProxy::AppVersion m_stackVersion;
+    KVRStdProxy::AppVersion m_appVersion;
+    KVRStdProxy::NetworkConfig m_networkConfig;
+    KVRStdProxy::NetworkStat m_networkStat;
+    KVRStdProxy::NetworkErrorStat m_networkErrorStat;
+    QHash<int, VOXMessage> m_customReplies;
+    QVector<unsigned int> m_groups;
+    int m_discoveryTimerId = 0;
+};
+
+#endif

@@ -1,0 +1,174 @@
+#ifndef KVRMOTORDEVICE_H
+#define KVRMOTORDEVICE_H
+
+#include "devices/configvalues.h"
+#include "devices/emulatedposition.h"
+#include "devices/kvrdevice.h"
+#include "devices/lock.h"
+#include "devices/motordiagnostic.h"
+#include "messages/kvrmotor.h"
+
+#include <QVector>
+
+/// An emulated motor: moves over time between its end limits, and answers as a real drive does.
+///
+/// Refuses and acknowledges only if asked to; data replies are always sent. Abstract: a product adds its
+/// resolution and how it looks up intermediate positions. Queries of the position may find that a move has
+/// ended, and then emit statusChanged(). Whoever wants to destroy the motor in a slot of that uses
+/// deleteLater().
+class VOX_EXPORT KVRMotorDevice : public KVRDevice
+{
+    Q_OBJECT
+
+public:
+    /// A limit or an intermediate position that is not set.
+    static constexpr unsigned short UnsetPosition = 0xffff;
+    /// No percentage, index or tilt angle.
+    static constexpr unsigned char None = 255;
+
+    KVRMotorDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
+    ~KVRMotorDevice() override;
+
+    /// Encoder pulses of one turn of the motor.
+    virtual unsigned short pulsesPerRound() const = 0;
+    /// The index, from 1, of the intermediate position at @p position; 255 if there is none.
+    virtual unsigned char findMotorIP(unsigned short position) const = 0;
+
+    const KVRMotor::Status &status() const { return m_status; }
+    /// Percent of the way down; 255 without limits.
+    unsigned char position() { return toPct(positionPulses()); }
+    unsigned short positionPulses() { return m_position.currentPosition(); }
+    /// Puts the shaft elsewhere; after a move it then drives on toward the old target.
+    void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
+    /// The tilt angle; 255 while moving, and for a roller.
+    unsigned char angle();
+    unsigned short startPos() const { return m_position.startPos(); }
+    unsigned short targetPos() const { return m_position.targetPos(); }
+    bool isMoving() { return m_position.isMoving(); }
+    bool isMovingUp() { return m_position.isMovingUp(); }
+    bool isMovingDown() { return m_position.isMovingDown(); }
+
+    /// Whether both limits are set.
+    bool isLimit() const { return isUpLimit() && isDownLimit(); }
+    bool isUpLimit() const { return !m_upLimit.isDefault(); }
+    bool isDownLimit() const { return !m_downLimit.isDefault(); }
+    unsigned short upLimit() const { return m_upLimit.value(); }
+    unsigned short downLimit() const { return m_downLimit.value(); }
+    /// Rounded to the nearest percent; 255 without limits.
+    unsigned char toPct(unsigned short pulses) const;
+    /// Rounded down; 65535 without limits.
+    unsigned short toPulses(unsigned char percent) const;
+
+    /// Revolutions per minute.
+    unsigned char upSpeed() const { return m_upSpeed.value(); }
+    unsigned char downSpeed() const { return m_downSpeed.value(); }
+    unsigned char slowSpeed() const { return m_slowSpeed.value(); }
+    KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
+
+    /// Intermediate positions count from 1; unset and unknown ones are 65535.
+    unsigned short motorIP(unsigned char index) const;
+    /// False if there is no such slot.
+    bool setMotorIP(unsigned char index, unsigned short position);
+    int motorIPCount() const { return m_intermediatePositions.size(); }
+    /// The index of the nearest one that is set strictly beyond @p position in that direction; 255 if there
+    /// is none.
+    unsigned char findNextMotorIP(unsigned short position, KVRMotor::Direction direction) const;
+
+    int motorDCTCount() const { return m_dctLocks.size(); }
+    const MotorDiagnostic &getMotorDiagnostic() const { return m_diagnostic; }
+    /// Keeps the stored one if it is equal.
+    void setMotorDiagnostic(const MotorDiagnostic &diagnostic);
+
+    /// Lets the motor live so many times as fast. Speeds are reported as before; for simulators and tests.
+    void setTimeScale(unsigned int factor) { m_timeScale = factor; }
+    unsigned int timeScale() const { return m_timeScale; }
+
+    VOXReply ctrlMoveReply(const VOXMessage &request);
+    VOXReply ctrlStopReply(const VOXMessage &request);
+    VOXReply ctrlMoveToReply(const VOXMessage &request);
+    VOXReply ctrlMoveOfReply(const VOXMessage &request);
+    VOXReply ctrlWinkReply(const VOXMessage &request);
+    VOXReply ctrlNetworkLockReply(const VOXMessage &request);
+    VOXReply getMotorPositionReply(const VOXMessage &request);
+    VOXReply getMotorStatusReply(const VOXMessage &request);
+    VOXReply setMotorLimitsReply(const VOXMessage &request);
+    VOXReply getMotorLimitsReply(const VOXMessage &request);
+
+public Q_SLOTS:
+    void dispatch(const VOXMessage &msg) override;
+    void motorPositionReached();
+
+Q_SIGNALS:
+    /// Once a change, after all of it is stored.
+    void statusChanged(const KVRMotor::Status &status);
+
+protected:
+    /// What a product is made with.
+    struct Ranges
+    {
+        ConfigValues<unsigned char> rollingSpeed;
+        ConfigValues<unsigned char> slowSpeed;
+        ConfigValues<unsigned short> downLimit;
+        int intermediatePositions = 0;
+        int dctLocks = 0;
+    };
+    void setRanges(const Ranges &ranges);
+
+    /// What all handlers refuse alike. A command that is too short is always refused.
+    enum Check {
+        AnyState = 0,
+        NotMoving = 1,
+        LimitsSet = 2,
+        /// A refusal shows in the status.
+        NotLocked = 4
+    };
+    /// NACK_ACK if nothing speaks against @p request.
+    KVR::NackStatus refusal(const VOXMessage &request, int checks);
+    VOXReply ack(const VOXMessage &request) const;
+    VOXReply nack(const VOXMessage &request, int status) const;
+    /// Sends @p answer to who sent @p request, under the motor's rule.
+    void replyTo(const VOXMessage &request, const VOXReply &answer);
+
+    /// Starts a move. A @p speed of 0 is the default for its direction; revolutions per minute.
+    void goToPosition(unsigned short target, KVRMotor::Source source, KVRMotor::Cause cause,
+                      unsigned char speed);
+    void stopMoving();
+    void setStatus(KVRMotor::State state, KVRMotor::Source source, KVRMotor::Cause cause,
+                   KVRMotor::Direction direction);
+
+    const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
+
+private:
+    struct Handler;
+    static const Handler *findHandler(unsigned char cmd);
+
+    VOXReply ctrlMoveUnlessLocked(const VOXMessage &request);
+    VOXReply go(const VOXMessage &request, unsigned short target, unsigned char speed = 0);
+    VOXReply jog(const VOXMessage &request, KVRMotor::Direction direction, unsigned int pulses);
+    unsigned int pulsesIn(unsigned int duration, unsigned char speed) const;
+    unsigned short nearestLimit();
+    KVRMotor::State restState() const;
+    void lockNetwork(const VOXMessage &request, unsigned char priority);
+    KVR::NackStatus changeDownLimit(int function, int value);
+    KVR::NackStatus changeUpLimit(int function, int value);
+    KVR::NackStatus storeDownLimit(int value, KVR::MotorNackStatus outside);
+    KVR::NackStatus moveOrigin(int pulses, KVR::MotorNackStatus outside);
+
+    EmulatedPosition m_position;
+    ConfigValues<unsigned char> m_upSpeed;
+    ConfigValues<unsigned char> m_downSpeed;
+    ConfigValues<unsigned char> m_slowSpeed;
+    ConfigValues<unsigned short> m_downLimit;
+    ConfigValues<unsigned short> m_upLimit;
+    QVector<unsigned short> m_intermediatePositions;
+    QVector<Lock> m_dctLocks;
+    Lock m_networkLock;
+    MotorDiagnostic m_diagnostic;
+    KVRMotor::Status m_status;
+    KVRMotor::TurnDirection m_turnDirection = KVRMotor::TURN_NORMAL;
+    KVRMotor::AppMode m_appMode = KVRMotor::ROLLER;
+    unsigned int m_timeScale = 1;
+    unsigned char m_angle = 0;
+};
+
+#endif

@@ -1,0 +1,179 @@
+#include "devices/kvrmotordevice.h"
+
+#include "devices/voxanswer_p.h"
+
+#include <QPointer>
+
+using namespace VOXAnswer;
+
+namespace {
+constexpr unsigned char FullDuration = 255;
+/// Durations are counted in units of 10 ms, speeds in revolutions per minute.
+constexpr unsigned int DurationsPerMinute = 6000;
+constexpr unsigned int MinJog = 10;
+constexpr unsigned int MaxJog = 1000;
+constexpr unsigned int Percent = 100;
+
+bool isJog(unsigned int value)
+{
+    return value >= MinJog && value <= MaxJog;
+}
+}
+
+unsigned int KVRMotorDevice::pulsesIn(unsigned int duration, unsigned char speed) const
+{
+    return static_cast<unsigned int>(quint64{duration} * (pulsesPerRound() * unsigned{speed})
+                                     / DurationsPerMinute);
+}
+
+unsigned short KVRMotorDevice::nearestLimit()
+{
+    const int position = positionPulses();
+    return std::abs(downLimit() - position) < std::abs(upLimit() - position) ? downLimit() : upLimit();
+}
+
+VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, unsigned char speed)
+{
+    // Made first: a slot of statusChanged() may destroy this motor.
+    const VOXReply done = ack(request);
+    goToPosition(target, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, speed);
+    return done;
+}
+
+VOXReply KVRMotorDevice::ctrlMoveUnlessLocked(const VOXMessage &request)
+{
+    // Unlike the other moves, refused without a trace in the status.
+    return m_networkLock.isLocked() ? nack(request, KVR::NACK_NODE_IS_LOCKED) : ctrlMoveReply(request);
+}
+
+VOXReply KVRMotorDevice::ctrlMoveReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, NotLocked))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned char duration = 0;
+    unsigned char selector = 0;
+    if (!read(request, function, duration, selector) || selector > KVRMotor::SPEED_SLOW)
+        return nack(request, KVR::NACK_BADMSG);
+    const unsigned char speeds[] = {upSpeed(), downSpeed(), slowSpeed()};
+    const unsigned char speed = speeds[selector];
+    const unsigned int distance = pulsesIn(duration == 0 ? FullDuration : duration, speed);
+    // Not held at the limits: a way up past pulse 0 wraps to a high target, as it does in the drive.
+    switch (function) {
+    case KVRMotor::MOVE_DOWN:
+        return go(request, static_cast<unsigned short>(positionPulses() + distance), speed);
+    case KVRMotor::MOVE_UP:
+        return go(request, static_cast<unsigned short>(positionPulses() - distance), speed);
+    case KVRMotor::MOVE_TO_NEAREST_LIMIT:
+        return go(request, nearestLimit(), speed);
+    default:
+        return nack(request, KVR::NACK_BADMSG);
+    }
+}
+
+VOXReply KVRMotorDevice::ctrlStopReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    const VOXReply done = ack(request);
+    stopMoving();
+    return done;
+}
+
+VOXReply KVRMotorDevice::ctrlMoveToReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, LimitsSet | NotLocked))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned short value = 0;
+    unsigned char tilt = 0;
+    if (!read(request, function, value, tilt))
+        return nack(request, KVR::NACK_BADMSG);
+    switch (function) {
+    case KVRMotor::MOVETO_DOWN_LIMIT:
+        return go(request, downLimit());
+    case KVRMotor::MOVETO_UP_LIMIT:
+        return go(request, upLimit());
+    case KVRMotor::MOVETO_IP: {
+        const unsigned short target = motorIP(static_cast<unsigned char>(value));
+        return target == UnsetPosition ? nack(request, KVR::NACK_IP_NOT_SET) : go(request, target);
+    }
+    case KVRMotor::MOVETO_PULSES:
+        return go(request, value);
+    case KVRMotor::MOVETO_PERCENT:
+        return go(request, static_cast<unsigned short>(downLimit() * unsigned{value} / Percent));
+    default:
+        return nack(request, KVR::NACK_BADMSG);
+    }
+}
+
+VOXReply KVRMotorDevice::ctrlMoveOfReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, LimitsSet | NotLocked))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned short value = 0;
+    unsigned char tilt = 0;
+    if (!read(request, function, value, tilt) || function > KVRMotor::MOVEOF_TILT_UP)
+        return nack(request, KVR::NACK_BADMSG);
+    // Each function comes as a pair, down first.
+    const bool isUp = (function & 1) != 0;
+    const KVRMotor::Direction direction = isUp ? KVRMotor::DIRECTION_UP : KVRMotor::DIRECTION_DOWN;
+    switch (function & ~1) {
+    case KVRMotor::MOVEOF_NEXT_IP_DOWN: {
+        const unsigned char index = findNextMotorIP(positionPulses(), direction);
+        return index == None ? nack(request, KVR::NACK_LAST_IP_REACHED) : go(request, motorIP(index));
+    }
+    case KVRMotor::MOVEOF_PULSES_DOWN:
+        return jog(request, direction, value);
+    case KVRMotor::MOVEOF_TIME_DOWN:
+        // Measured at the slow speed though the jog runs at the default one; the drive does it so.
+        return isJog(value) ? jog(request, direction, pulsesIn(value, slowSpeed()))
+                            : nack(request, KVR::NACK_BADMSG);
+    default:
+        return m_appMode == KVRMotor::ROLLER ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED) : ack(request);
+    }
+}
+
+VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction direction, unsigned int pulses)
+{
+    if (!isJog(pulses))
+        return nack(request, KVR::NACK_BADMSG);
+    const bool isUp = direction == KVRMotor::DIRECTION_UP;
+    const unsigned int position = positionPulses();
+    const bool fits = isUp ? pulses <= position : position + pulses <= downLimit();
+    if (fits)
+        return go(request, static_cast<unsigned short>(isUp ? position - pulses : position + pulses));
+    const VOXReply done = ack(request);
+    goToPosition(isUp ? 0 : downLimit(), KVRMotor::SOURCE_INTERNAL, KVRMotor::CAUSE_NETWORK, slowSpeed());
+    return done;
+}
+
+VOXReply KVRMotorDevice::ctrlWinkReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, NotLocked))
+        return nack(request, refused);
+    const VOXReply done = ack(request);
+    // Nothing ends it but the next command or arrival.
+    setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
+              KVRMotor::DIRECTION_NONE);
+    return done;
+}
+
+VOXReply KVRMotorDevice::getMotorPositionReply(const VOXMessage &request)
+{
+    // One position, from which the rest is derived: it may change with each look.
+    const unsigned short pulses = positionPulses();
+    const bool isAtRest = pulses == startPos();
+    const unsigned char tilt = isAtRest && m_appMode != KVRMotor::ROLLER ? m_angle : None;
+    if (!isLimit())
+        return answer(*this, request, KVR::POST_MOTOR_POSITION, UnsetPosition, None, tilt, None);
+    return answer(*this, request, KVR::POST_MOTOR_POSITION, pulses, toPct(pulses), tilt, findMotorIP(pulses));
+}
+
+VOXReply KVRMotorDevice::getMotorStatusReply(const VOXMessage &request)
+{
+    const auto byte = [](quint32 value) { return static_cast<unsigned char>(value); };
+    return answer(*this, request, KVR::POST_MOTOR_STATUS, byte(m_status.state), byte(m_status.direction),
+                  byte(m_status.source), byte(m_status.cause));
+}

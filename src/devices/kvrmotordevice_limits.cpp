@@ -1,0 +1,115 @@
+#include "devices/kvrmotordevice.h"
+
+#include "devices/voxanswer_p.h"
+
+using namespace VOXAnswer;
+
+namespace {
+constexpr int MinShift = 10;
+constexpr int MaxShift = 1000;
+
+bool isShift(int function)
+{
+    return function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
+}
+
+/// Toward higher pulse counts is down.
+int shiftOf(int function, int value)
+{
+    return function == KVRMotor::LIMIT_SHIFT_DOWN ? value : -value;
+}
+
+KVR::NackStatus refused(KVR::MotorNackStatus status)
+{
+    return static_cast<KVR::NackStatus>(status);
+}
+}
+
+VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, NotMoving))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned char limit = 0;
+    unsigned short value = 0;
+    if (!read(request, function, limit, value) || limit > KVRMotor::LIMIT_UP)
+        return nack(request, KVR::NACK_BADMSG);
+    if (isShift(function) && (value < MinShift || value > MaxShift))
+        return nack(request, KVR::NACK_BADMSG);
+    const bool isUp = limit == KVRMotor::LIMIT_UP;
+    if (isShift(function) && !(isUp ? isUpLimit() : isDownLimit()))
+        return nack(request, KVR::NACK_END_LIMITS_NOT_SET);
+    const KVR::NackStatus status = isUp ? changeUpLimit(function, value) : changeDownLimit(function, value);
+    return status == KVR::NACK_ACK ? ack(request) : nack(request, status);
+}
+
+KVR::NackStatus KVRMotorDevice::changeDownLimit(int function, int value)
+{
+    switch (function) {
+    case KVRMotor::LIMIT_DELETE:
+        m_downLimit.reset();
+        return KVR::NACK_ACK;
+    case KVRMotor::LIMIT_CURRENT:
+        return storeDownLimit(positionPulses(), KVR::NACK_CURRENT_POSITION_OUT_OF_RANGE);
+    case KVRMotor::LIMIT_PULSES:
+        return storeDownLimit(value, KVR::NACK_WRONG_POSITION);
+    case KVRMotor::LIMIT_SHIFT_DOWN:
+    case KVRMotor::LIMIT_SHIFT_UP:
+        return storeDownLimit(downLimit() + shiftOf(function, value), KVR::NACK_WRONG_POSITION);
+    default:
+        return KVR::NACK_BADMSG;
+    }
+}
+
+KVR::NackStatus KVRMotorDevice::storeDownLimit(int value, KVR::MotorNackStatus outside)
+{
+    if (!m_downLimit.contains(value))
+        return refused(outside);
+    m_downLimit.setValue(static_cast<unsigned short>(value));
+    return KVR::NACK_ACK;
+}
+
+// The up limit is pulse 0 by definition: setting it elsewhere moves the origin of all positions there.
+KVR::NackStatus KVRMotorDevice::changeUpLimit(int function, int value)
+{
+    switch (function) {
+    case KVRMotor::LIMIT_DELETE:
+        m_upLimit.reset();
+        return KVR::NACK_ACK;
+    case KVRMotor::LIMIT_CURRENT:
+        return moveOrigin(positionPulses(), KVR::NACK_CURRENT_POSITION_OUT_OF_RANGE);
+    case KVRMotor::LIMIT_PULSES:
+        if (!m_upLimit.contains(value))
+            return refused(KVR::NACK_WRONG_POSITION);
+        m_upLimit.setValue(0);
+        return KVR::NACK_ACK;
+    case KVRMotor::LIMIT_SHIFT_DOWN:
+    case KVRMotor::LIMIT_SHIFT_UP:
+        return moveOrigin(shiftOf(function, value), KVR::NACK_WRONG_POSITION);
+    default:
+        return KVR::NACK_BADMSG;
+    }
+}
+
+KVR::NackStatus KVRMotorDevice::moveOrigin(int pulses, KVR::MotorNackStatus outside)
+{
+    if (isDownLimit()) {
+        const KVR::NackStatus status = storeDownLimit(downLimit() - pulses, outside);
+        if (status != KVR::NACK_ACK)
+            return status;
+    }
+    m_upLimit.setValue(0);
+    m_position.shift(-pulses);
+    for (unsigned short &position : m_intermediatePositions) {
+        const int moved = position - pulses;
+        if (position != UnsetPosition)
+            position =
+                moved < 0 || moved > UnsetPosition ? UnsetPosition : static_cast<unsigned short>(moved);
+    }
+    return KVR::NACK_ACK;
+}
+
+VOXReply KVRMotorDevice::getMotorLimitsReply(const VOXMessage &request)
+{
+    return answer(*this, request, KVR::POST_MOTOR_LIMITS, upLimit(), downLimit());
+}

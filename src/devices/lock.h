@@ -1,0 +1,34 @@
+#ifndef LOCK_H
+#define LOCK_H
+
+#include "messages/vox.h"
+
+/// A lock against movement: whether it is set, by whom, and with what priority.
+class VOX_EXPORT Lock
+{
+public:
+    Lock() = default;
+    Lock(unsigned int source, VOX::LockStatus status, unsigned char priority);
+
+    /// The address of the node that last set or cleared the lock.
+    unsigned int getSource() const { return m_source; }
+    void setSource(unsigned int source) { m_source = source; }
+
+    bool isLocked() const { return m_status == VOX::LOCKED; }
+    void setLock(bool locked) { m_status = locked ? VOX::LOCKED : VOX::UNLOCKED; }
+
+    unsigned char getCurrentPrio() const { return m_priority; }
+    void setCurrentPrio(unsigned char priority) { m_priority = priority; }
+
+    /// Whether a request with @p priority may change the lock.
+    bool admits(unsigned char priority) const { return priority >= m_priority; }
+    /// Stores what an admitted request wants. An open lock has the priority 0, so that it admits everyone.
+    void apply(bool locked, unsigned char priority, unsigned int source);
+
+private:
+    unsigned int m_source = 0;
+    VOX::LockStatus m_status = VOX::UNLOCKED;
+    unsigned char m_priority = 0;
+};
+
+#endif

@@ -1,0 +1,7 @@
+#include "devices/motordiagnostic.h"
+
+MotorDiagnosticData *MotorDiagnosticData::null()
+{
+    static auto *block = makeNullBlock<MotorDiagnosticData>();
+    return block;
+}

@@ -1,0 +1,57 @@
+#ifndef MOTORDIAGNOSTIC_H
+#define MOTORDIAGNOSTIC_H
+
+#include "messages/vox_export.h"
+#include "messages/voxsharedvalue.h"
+
+#include <tuple>
+
+struct VOX_EXPORT MotorDiagnosticData : public QSharedData
+{
+    static MotorDiagnosticData *null();
+    auto fields() const
+    {
+        return std::tie(totalMoveCount, totalRevCount, thermalCount, postThermalMove, obstacleCount,
+                        postObstacleMove, powerCount, resetCount, encoderErrCount);
+    }
+
+    unsigned int totalMoveCount = 0;
+    unsigned int totalRevCount = 0;
+    unsigned short thermalCount = 0;
+    unsigned short postThermalMove = 0;
+    unsigned short obstacleCount = 0;
+    unsigned short postObstacleMove = 0;
+    unsigned short powerCount = 0;
+    unsigned short resetCount = 0;
+    unsigned short encoderErrCount = 0;
+};
+
+/// The counters of a motor's life. The emulation does not count: they are what was last set.
+class VOX_EXPORT MotorDiagnostic : public VOXSharedValue<MotorDiagnosticData>
+{
+public:
+    using Data = MotorDiagnosticData;
+
+    /// Of the two totals, 24 bits travel.
+    unsigned int totalMoveCount() const { return d->totalMoveCount; }
+    unsigned int totalRevCount() const { return d->totalRevCount; }
+    unsigned short thermalCount() const { return d->thermalCount; }
+    unsigned short postThermalMove() const { return d->postThermalMove; }
+    unsigned short obstacleCount() const { return d->obstacleCount; }
+    unsigned short postObstacleMove() const { return d->postObstacleMove; }
+    unsigned short powerCount() const { return d->powerCount; }
+    unsigned short resetCount() const { return d->resetCount; }
+    unsigned short encoderErrCount() const { return d->encoderErrCount; }
+
+    void setTotalMoveCount(unsigned int count) { d->totalMoveCount = count; }
+    void setTotalRevCount(unsigned int count) { d->totalRevCount = count; }
+    void setThermalCount(unsigned short count) { d->thermalCount = count; }
+    void setPostThermalMove(unsigned short count) { d->postThermalMove = count; }
+    void setObstacleCount(unsigned short count) { d->obstacleCount = count; }
+    void setPostObstacleMove(unsigned short count) { d->postObstacleMove = count; }
+    void setPowerCount(unsigned short count) { d->powerCount = count; }
+    void setResetCount(unsigned short count) { d->resetCount = count; }
+    void setEncoderErrCount(unsigned short count) { d->encoderErrCount = count; }
+};
+
+#endif

@@ -1,0 +1,39 @@
+#include "devices/productstub.h"
+
+#include <cstdlib>
+
+namespace {
+constexpr int Tolerance = 3;
+}
+
+ProductStub::ProductStub(const DataSheet &sheet, unsigned int addr, VOXBus *bus, QObject *parent)
+    : KVRMotorDevice(VOX::makeAddr(sheet.type, static_cast<int>(addr)), bus, parent)
+    , m_sheet(sheet)
+{
+    setRanges(sheet.ranges);
+}
+
+unsigned short ProductStub::pulsesPerRound() const
+{
+    return m_sheet.pulsesPerRound;
+}
+
+unsigned char ProductStub::findMotorIP(unsigned short position) const
+{
+    const QVector<unsigned short> &slots = intermediatePositions();
+    for (int slot = 0; slot < slots.size(); ++slot) {
+        if (std::abs(slots.at(slot) - position) <= Tolerance)
+            return static_cast<unsigned char>(slot + 1);
+    }
+    return None;
+}
+
+void ProductStub::dispatch(const VOXMessage &msg)
+{
+    if (!checkRequest(msg))
+        return;
+    if (m_sheet.missingCommands.contains(msg.cmd()))
+        replyTo(msg, nack(msg, KVR::NACK_FEATURE_NOT_SUPPORTED));
+    else
+        KVRMotorDevice::dispatch(msg);
+}

@@ -1,0 +1,38 @@
+#ifndef VOXDEVICE_H
+#define VOXDEVICE_H
+
+#include "messages/voxmessage.h"
+#include "proxies/voxnode.h"
+
+/// An emulated node: sits on a bus under its address and answers what the bus brings it.
+///
+/// The base answers nothing. May live on another thread than its bus: its frames then come queued, and its
+/// replies go back the same way. Destroying it takes it off the bus; destroying the bus first leaves it
+/// detached.
+class VOX_EXPORT VOXDevice : public VOXNode
+{
+    Q_OBJECT
+
+public:
+    /// A null @p bus leaves the device unattached.
+    VOXDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
+    ~VOXDevice() override;
+
+    /// Registers anew under the new address. addrChanged() comes when all of that is done.
+    void setAddr(unsigned int addr) override;
+
+    /// Sends @p msg; an invalid one is dropped, which is how a handler declines to answer.
+    void reply(const VOXMessage &msg);
+
+public Q_SLOTS:
+    void detach() override;
+    /// Detaches first, always. A null @p bus leaves it at that and is true.
+    bool attach(VOXBus *bus) override;
+    /// A frame for this node, for one of its groups, or for all.
+    virtual void dispatch(const VOXMessage &msg);
+
+protected:
+    VOXBus *voxBus() const;
+};
+
+#endif

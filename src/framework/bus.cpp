@@ -1,0 +1,49 @@
+#include "framework/bus.h"
+
+#include "framework/busdispatcher.h"
+
+Bus::Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent)
+    : QObject(parent)
+    , m_dispatcher(dispatcher)
+{
+    qRegisterMetaType<BusMessage>();
+    qRegisterMetaType<BusPendingCall>();
+    setIoDevice(device);
+}
+
+Bus::~Bus()
+{
+    shutDown();
+}
+
+QString Bus::errorString() const
+{
+    return m_device ? m_device->errorString() : QString();
+}
+
+bool Bus::hasInput() const
+{
+    return m_device && m_device->bytesAvailable() > 0;
+}
+
+void Bus::setIoDevice(QIODevice *device)
+{
+    m_device = device;
+    if (!device)
+        return;
+    // Also when it is closed or deleted behind the bus's back.
+    const auto endCalls = [this] { m_dispatcher.endAll(BusPendingCall::NotOpen); };
+    connect(device, &QIODevice::aboutToClose, this, endCalls);
+    connect(device, &QObject::destroyed, this, endCalls);
+}
+
+void Bus::shutDown()
+{
+    if (m_device)
+        m_device->disconnect(this);
+    // The dispatcher, a child, lives until the QObject part goes.
+    if (!m_shutDown)
+        m_dispatcher.endAll(BusPendingCall::Canceled);
+    m_shutDown = true;
+    delete m_device;
+}

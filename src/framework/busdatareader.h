@@ -1,0 +1,36 @@
+#ifndef BUSDATAREADER_H
+#define BUSDATAREADER_H
+
+#include "framework/busmessage.h"
+
+/// Reads forward through a range of a message's bytes and never past it.
+///
+/// Each access moves all of its bytes or none. The first that would pass the end fails, and every later one
+/// with it.
+class BUS_EXPORT BusDataReader
+{
+public:
+    /// From @p offset, @p size bytes; a negative size is a range in which every access fails. Keeps a copy of
+    /// the message.
+    BusDataReader(const BusMessage &message, unsigned int offset, int size);
+
+    BusDataReader &operator>>(char &value);
+    /// Reads @p count bytes into @p target and returns their number; 0 if there are not as many.
+    unsigned int read(char *target, unsigned int count);
+
+    /// True once any access has overrun the range.
+    bool fail() const { return m_cursor == Overrun; }
+
+protected:
+    /// Moves the cursor without reading and without a bounds check; a failed reader stays failed.
+    void skip(int count);
+
+private:
+    static constexpr int Overrun = 2147483647;
+
+    BusMessage m_message;
+    int m_cursor;
+    qint64 m_end;
+};
+
+#endif

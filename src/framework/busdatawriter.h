@@ -1,0 +1,29 @@
+#ifndef BUSDATAWRITER_H
+#define BUSDATAWRITER_H
+
+#include "framework/busmessage.h"
+
+/// Writes forward through a range of a message's bytes and never past it.
+///
+/// Like BusDataReader: all or nothing, and failed for good after the first overrun. Refers to the message,
+/// which must outlive the writer and all its copies; the message's size is not changed.
+class BUS_EXPORT BusDataWriter
+{
+public:
+    BusDataWriter(BusMessage &message, unsigned int offset, int size);
+
+    BusDataWriter &operator<<(char value);
+    /// Writes @p count bytes and returns their number; 0 if there is no room for all.
+    unsigned int write(const char *source, unsigned int count);
+
+    bool fail() const { return m_cursor == Overrun; }
+
+private:
+    static constexpr int Overrun = 2147483647;
+
+    BusMessage *m_message;
+    int m_cursor;
+    qint64 m_end;
+};
+
+#endif

@@ -1,0 +1,3 @@
+#include "framework/busdispatcher.h"
+
+BusDispatcher::~BusDispatcher() = default;

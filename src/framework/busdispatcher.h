@@ -1,0 +1,40 @@
+#ifndef BUSDISPATCHER_H
+#define BUSDISPATCHER_H
+
+#include "framework/buspendingcall.h"
+
+#include <QObject>
+
+class BusPendingCallData;
+
+/// Decides when a bus sends what, and which received frame answers which call.
+class BUS_EXPORT BusDispatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    using QObject::QObject;
+    ~BusDispatcher() override;
+
+    /// Accepts a call for sending and keeps a reference to it until it has ended.
+    virtual void enqueue(BusPendingCallData *call) = 0;
+    /// Called once by the bus when it has been built.
+    virtual void init() = 0;
+    /// Takes one complete, verified frame from the bus.
+    virtual void dispatch(const QByteArray &frame) = 0;
+    /// Sends the next frame if the bus allows it. True if one was written, or its write was tried.
+    virtual bool scheduleNext() = 0;
+
+    /// Sends an answer, ahead of the queued calls.
+    virtual void reply(const BusMessage &message) = 0;
+    /// Ends all calls with @p error and drops the answers that wait.
+    virtual void endAll(BusPendingCall::Error error) = 0;
+    /// A call of this dispatcher has ended, for whatever reason.
+    virtual void handleFinished(BusPendingCallData *call) = 0;
+
+Q_SIGNALS:
+    /// A frame that answers no call, as a message with bytes of its own.
+    void unhandled(const BusMessage &message);
+};
+
+#endif

@@ -1,0 +1,61 @@
+#ifndef BUSMESSAGE_H
+#define BUSMESSAGE_H
+
+#include "framework/busmessagedata.h"
+
+#include <QMetaType>
+
+class Bus;
+class BusPendingCallData;
+
+/// A message: bytes that travel over a bus, shared between copies until one of them is changed.
+///
+/// A copy taken as a BusMessage keeps the subclass's data, so it is still recognised as the call or reply
+/// that it was.
+class BUS_EXPORT BusMessage
+{
+public:
+    /// An empty message.
+    BusMessage();
+    /// A plain message with these bytes.
+    explicit BusMessage(const QByteArray &bytes);
+    BusMessage(const BusMessage &other);
+    BusMessage &operator=(const BusMessage &other);
+    virtual ~BusMessage();
+
+    /// The bytes for writing. Detaches, and the message has to be prepared again.
+    QByteArray &data();
+    const QByteArray &data() const { return d.constData()->bytes(); }
+
+    /// Completes the message before it is sent. A subclass that fills in a check value does so before it
+    /// calls this one.
+    virtual void prepare();
+    bool isPrepared() const { return d.constData()->isPrepared(); }
+
+    /// What all copies share.
+    const BusMessageData &sharedData() const { return *d.constData(); }
+    /// Whether this and @p other are still copies of each other.
+    bool sharesDataWith(const BusMessage &other) const { return d.constData() == other.d.constData(); }
+
+protected:
+    /// Adopts @p data, which a subclass has created.
+    explicit BusMessage(BusMessageData &data);
+
+    /// A new, unowned pending call for sending this message over @p bus. The message is prepared first if it
+    /// has to be.
+    virtual BusPendingCallData *createPendingCall(Bus *bus) const;
+
+    /// Prepares a message that is not prepared. It is const because completing a message does not change what
+    /// it says.
+    void ensurePrepared() const;
+
+    // Mutable for ensurePrepared() alone.
+    mutable QSharedDataPointer<BusMessageData> d;
+
+private:
+    friend class BusObject;
+};
+
+Q_DECLARE_METATYPE(BusMessage)
+
+#endif

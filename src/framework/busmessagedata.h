@@ -1,0 +1,51 @@
+#ifndef BUSMESSAGEDATA_H
+#define BUSMESSAGEDATA_H
+
+#include "framework/bus_export.h"
+
+#include <QByteArray>
+#include <QSharedData>
+#include <QSharedDataPointer>
+
+class BusMessage;
+
+/// What the copies of one message share: its bytes, and how the bus is to treat it.
+///
+/// A subclass that adds fields copies them in clone(); the base is a message that expects no answer.
+class BUS_EXPORT BusMessageData : public QSharedData
+{
+public:
+    /// @p control is the first word of a frame that its subclass is about to build; the base keeps no bytes
+    /// of it.
+    explicit BusMessageData(unsigned int control = 0);
+    /// Copies the bytes. The copy counts as not prepared.
+    BusMessageData(const BusMessageData &other);
+    BusMessageData &operator=(const BusMessageData &) = delete;
+    virtual ~BusMessageData();
+
+    /// Whether @p message answers this one.
+    virtual bool isReply(const BusMessage &message) const;
+    /// Whether an answer is expected at all.
+    virtual bool hasReply() const;
+    /// Milliseconds for which the line stays reserved after this message.
+    virtual unsigned int busFreeDelay() const;
+    /// Milliseconds to wait for the answer.
+    virtual unsigned int timeout() const;
+    virtual BusMessageData *clone() const;
+
+    const QByteArray &bytes() const { return m_bytes; }
+    QByteArray &bytes() { return m_bytes; }
+
+    bool isPrepared() const { return m_prepared; }
+    void setPrepared(bool prepared) { m_prepared = prepared; }
+
+private:
+    QByteArray m_bytes;
+    bool m_prepared = false;
+};
+
+/// Detaching keeps the subclass.
+template <>
+BUS_EXPORT BusMessageData *QSharedDataPointer<BusMessageData>::clone();
+
+#endif

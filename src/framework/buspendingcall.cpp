@@ -1,0 +1,90 @@
+#include "framework/buspendingcall.h"
+
+#include "framework/bus.h"
+#include "framework/buspendingcalldata.h"
+#include "framework/buspendingcallwatcher.h"
+
+#include <QCoreApplication>
+#include <QEventLoop>
+#include <QTimer>
+
+namespace {
+constexpr int DriveIntervalMs = 5;
+}
+
+BusPendingCall::BusPendingCall() = default;
+
+BusPendingCall::BusPendingCall(BusPendingCallPointer data)
+    : d(std::move(data))
+{
+}
+
+BusPendingCall::BusPendingCall(const BusPendingCall &other) = default;
+BusPendingCall &BusPendingCall::operator=(const BusPendingCall &other) = default;
+BusPendingCall::~BusPendingCall() = default;
+
+bool BusPendingCall::isFinished() const
+{
+    return !d || d->isFinished();
+}
+
+BusPendingCall::Error BusPendingCall::error() const
+{
+    return d ? d->error() : Canceled;
+}
+
+QString BusPendingCall::errorString() const
+{
+    static const char *const texts[] = {
+        "",
+        QT_TRANSLATE_NOOP("BusPendingCall", "The bus is not open"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "No reply within the time-out"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "The message could not be written"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "The call was canceled"),
+    };
+    return isError() ? QCoreApplication::translate("BusPendingCall", texts[error()]) : QString();
+}
+
+BusMessage BusPendingCall::reply() const
+{
+    return d ? d->reply() : BusMessage();
+}
+
+QList<BusMessage> BusPendingCall::replies() const
+{
+    return d ? d->replies() : QList<BusMessage>();
+}
+
+void BusPendingCall::cancel()
+{
+    if (d)
+        d->setError(Canceled);
+}
+
+bool BusPendingCall::waitForFinished(int timeoutMs) const
+{
+    if (isFinished())
+        return true;
+    QEventLoop loop;
+    BusPendingCallWatcher watcher(*this);
+    QObject::connect(&watcher, &BusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
+    // Inside the handling of received data the device does not announce more of it, so the bus is asked in
+    // turns.
+    QTimer drive;
+    QObject::connect(&drive, &QTimer::timeout, &loop, [this] { d->driveBus(); });
+    drive.start(DriveIntervalMs);
+    if (timeoutMs >= 0)
+        QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+    loop.exec(QEventLoop::ExcludeUserInputEvents);
+    return isFinished();
+}
+
+void BusPendingCall::notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const
+{
+    auto *watcher = new BusPendingCallWatcher(*this, context);
+    QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher,
+                     [functor = std::move(functor)](BusPendingCallWatcher *finished) {
+                         finished->deleteLater();
+                         functor(*finished);
+                     });
+}

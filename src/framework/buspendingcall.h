@@ -1,0 +1,77 @@
+#ifndef BUSPENDINGCALL_H
+#define BUSPENDINGCALL_H
+
+#include "framework/busmessage.h"
+#include "framework/buspendingcallpointer.h"
+
+#include <QList>
+#include <QMetaType>
+#include <QObject>
+#include <QString>
+
+#include <functional>
+#include <type_traits>
+#include <utility>
+
+/// The handle of a call that is on its way: small, copyable, and all copies speak of the same call.
+///
+/// Every call ends exactly once: by its reply, its time-out, a failed write, a closed or destroyed bus, or
+/// cancel(). A refusal by the node is a reply. Results are final once the call has finished. Dropping every
+/// copy does not withdraw the call. Used on the bus's thread; the last copy may be destroyed on any.
+class BUS_EXPORT BusPendingCall
+{
+    Q_GADGET
+
+public:
+    enum Error : int { NoError = 0, NotOpen = 1, Timeout = 2, WriteFailed = 3, Canceled = 4 };
+    Q_ENUM(Error)
+
+    /// A call that never was: finished, with Canceled.
+    BusPendingCall();
+    explicit BusPendingCall(BusPendingCallPointer data);
+    BusPendingCall(const BusPendingCall &other);
+    BusPendingCall &operator=(const BusPendingCall &other);
+    ~BusPendingCall();
+
+    bool isFinished() const;
+    /// False while the call is pending.
+    bool isError() const { return error() != NoError; }
+    Error error() const;
+    /// A sentence for people; empty without an error.
+    QString errorString() const;
+
+    /// The reply, of a group call the first one; empty while there is none.
+    BusMessage reply() const;
+    /// All replies in their order of arrival. Only group and broadcast calls have more than one.
+    QList<BusMessage> replies() const;
+
+    /// Withdraws the call if it is still queued, and frees the line if it was waiting for its reply. What has
+    /// been sent stays sent. Ends the call with Canceled; a call that has finished is left as it is.
+    void cancel();
+
+    /// Blocks in a local event loop until the call has finished, @p timeoutMs milliseconds at most (-1: no
+    /// limit), and returns isFinished(). For programs and tests; gets input even from inside the delivery of
+    /// another frame.
+    bool waitForFinished(int timeoutMs = -1) const;
+
+    /// Calls @p functor, with this call as argument if it takes one, once the call has finished: from the
+    /// event loop, also if it has finished already. Not called if @p context is destroyed before.
+    template <typename Functor>
+    void onFinished(QObject *context, Functor functor) const
+    {
+        if constexpr (std::is_invocable_v<Functor &, const BusPendingCall &>)
+            notify(context, std::move(functor));
+        else
+            notify(context, [functor = std::move(functor)](const BusPendingCall &) mutable { functor(); });
+    }
+
+protected:
+    BusPendingCallPointer d;
+
+private:
+    void notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const;
+};
+
+Q_DECLARE_METATYPE(BusPendingCall)
+
+#endif

@@ -1,0 +1,117 @@
+#include "framework/buspendingcalldata.h"
+
+#include "framework/bus.h"
+#include "framework/busdispatcher.h"
+#include "framework/buspendingcallwatcher.h"
+
+#include <QTimerEvent>
+
+#include <algorithm>
+
+namespace {
+// A time-out must end however much noise is waiting.
+constexpr int MaxDriveRounds = 64;
+}
+
+BusPendingCallData::BusPendingCallData(const QSharedDataPointer<BusMessageData> &message, Bus *bus)
+    : m_message(message)
+    , m_bus(bus)
+{
+}
+
+BusPendingCallData::~BusPendingCallData() = default;
+
+void BusPendingCallData::setError(BusPendingCall::Error error)
+{
+    if (m_finished)
+        return;
+    m_error = error;
+    if (error == BusPendingCall::Timeout)
+        timeout();
+    else
+        finished();
+}
+
+void BusPendingCallData::setReply(const BusMessage &reply)
+{
+    if (m_finished)
+        return;
+    m_reply = reply;
+    finished();
+}
+
+QList<BusMessage> BusPendingCallData::replies() const
+{
+    return progress() > 0 ? QList<BusMessage>{m_reply} : QList<BusMessage>();
+}
+
+void BusPendingCallData::setMessageSent(unsigned int delay)
+{
+    m_timer.start(static_cast<int>(message().timeout() + delay), Qt::PreciseTimer, this);
+}
+
+bool BusPendingCallData::collectsReplies() const
+{
+    return false;
+}
+
+int BusPendingCallData::progress() const
+{
+    return m_reply.data().isEmpty() ? 0 : 1;
+}
+
+void BusPendingCallData::driveBus()
+{
+    const BusPendingCallPointer self(this);
+    const int before = progress();
+    for (int round = 0; round < MaxDriveRounds && m_bus && m_bus->isOpen() && m_bus->hasInput(); ++round) {
+        m_bus->processData();
+        if (m_finished || progress() != before)
+            return;
+    }
+}
+
+void BusPendingCallData::removeWatcher(BusPendingCallWatcher *watcher)
+{
+    const auto *const found = std::find(m_watchers.cbegin(), m_watchers.cend(), watcher);
+    if (found != m_watchers.cend())
+        m_watchers.erase(found);
+}
+
+void BusPendingCallData::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != m_timer.timerId()) {
+        QObject::timerEvent(event);
+        return;
+    }
+    const BusPendingCallPointer self(this);
+    m_inTimerEvent = true;
+    const int before = progress();
+    driveBus();
+    if (!m_finished && progress() == before) {
+        m_timer.stop();
+        setError(BusPendingCall::Timeout);
+    }
+    // Stays set if the call has ended: whoever lets go of it last must not delete it under its own event.
+    m_inTimerEvent = m_finished;
+}
+
+void BusPendingCallData::timeout()
+{
+    m_timer.stop();
+    finished();
+}
+
+void BusPendingCallData::finished()
+{
+    if (m_notified)
+        return;
+    const BusPendingCallPointer self(this);
+    m_timer.stop();
+    m_finished = true;
+    m_notified = true;
+    if (m_dispatcher)
+        m_dispatcher->handleFinished(this);
+    for (BusPendingCallWatcher *watcher : qAsConst(m_watchers))
+        watcher->announce();
+}

@@ -1,0 +1,39 @@
+#ifndef BUSPENDINGCALLPOINTER_H
+#define BUSPENDINGCALLPOINTER_H
+
+#include "framework/bus_export.h"
+
+#include <utility>
+
+class BusPendingCallData;
+
+/// A counted reference to a pending call's data.
+///
+/// The last reference may go on any thread: the data, a QObject with a timer, is always destroyed on its own.
+class BUS_EXPORT BusPendingCallPointer
+{
+public:
+    BusPendingCallPointer() = default;
+    explicit BusPendingCallPointer(BusPendingCallData *data);
+    BusPendingCallPointer(const BusPendingCallPointer &other);
+    BusPendingCallPointer(BusPendingCallPointer &&other) noexcept
+        : m_data(std::exchange(other.m_data, nullptr))
+    {
+    }
+    BusPendingCallPointer &operator=(BusPendingCallPointer other) noexcept
+    {
+        std::swap(m_data, other.m_data);
+        return *this;
+    }
+    ~BusPendingCallPointer();
+
+    BusPendingCallData *get() const { return m_data; }
+    BusPendingCallData *operator->() const { return m_data; }
+    explicit operator bool() const { return m_data != nullptr; }
+    bool operator==(const BusPendingCallPointer &other) const { return m_data == other.m_data; }
+
+private:
+    BusPendingCallData *m_data = nullptr;
+};
+
+#endif

@@ -1,0 +1,231 @@
+#include "framework/simplebusdispatcher.h"
+
+#include "framework/bus.h"
+#include "framework/buspendingcalldata.h"
+
+#include <QTimerEvent>
+
+#include <algorithm>
+#include <utility>
+
+SimpleBusDispatcher::SimpleBusDispatcher(Bus &bus, QObject *parent)
+    : BusDispatcher(parent)
+    , m_bus(bus)
+{
+}
+
+SimpleBusDispatcher::~SimpleBusDispatcher()
+{
+    endAll(BusPendingCall::Canceled);
+}
+
+void SimpleBusDispatcher::init()
+{
+    m_queue.reserve(16);
+}
+
+void SimpleBusDispatcher::enqueue(BusPendingCallData *call)
+{
+    call->setDispatcher(this);
+    m_queue.append(BusPendingCallPointer(call));
+    pump();
+}
+
+void SimpleBusDispatcher::reply(const BusMessage &message)
+{
+    if (!m_bus.isOpen())
+        return;
+    m_replies.append(message);
+    pump();
+}
+
+void SimpleBusDispatcher::pump()
+{
+    if (m_busy) {
+        scheduleIn(0);
+        return;
+    }
+    const QPointer<SimpleBusDispatcher> self(this);
+    while (self && scheduleNext()) { }
+}
+
+void SimpleBusDispatcher::scheduleIn(int delayMs)
+{
+    m_timer.start(delayMs, Qt::PreciseTimer, this);
+}
+
+bool SimpleBusDispatcher::hasSendable() const
+{
+    if (!m_replies.isEmpty())
+        return true;
+    if (m_queue.isEmpty() || m_waiting)
+        return false;
+    return m_collecting.isEmpty() || !m_queue.constFirst()->message().hasReply();
+}
+
+bool SimpleBusDispatcher::scheduleNext()
+{
+    if (!hasSendable())
+        return false;
+    if (!m_written && !m_writtenDeadline.hasExpired()) {
+        scheduleIn(static_cast<int>(m_writtenDeadline.remainingTime()));
+        return false;
+    }
+    if (m_replies.isEmpty()) {
+        send(m_queue.takeFirst());
+    } else {
+        const BusMessage message = m_replies.takeFirst();
+        write(message.sharedData());
+    }
+    return true;
+}
+
+void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
+{
+    const bool expectsReply = call->message().hasReply();
+    const bool stays = expectsReply || call->collectsReplies();
+    // Known before the write: a device may answer from inside it.
+    if (expectsReply)
+        m_waiting = call;
+    else if (stays)
+        m_collecting.append(call);
+
+    const QPointer<SimpleBusDispatcher> self(this);
+    const bool written = write(call->message());
+    if (!self) {
+        call->setError(BusPendingCall::Canceled);
+        return;
+    }
+    const bool wasBusy = std::exchange(m_busy, true);
+    if (!written)
+        call->setError(BusPendingCall::WriteFailed);
+    else if (!stays)
+        call->finished();
+    else if (!call->isFinished())
+        call->setMessageSent(sentDelay(call->message().bytes().size()));
+    m_busy = wasBusy;
+}
+
+bool SimpleBusDispatcher::write(const BusMessageData &message)
+{
+    const QByteArray frame = message.bytes();
+    const unsigned int busFreeDelay = message.busFreeDelay();
+    // Cleared first: a datagram socket reports from inside the write.
+    m_written = !m_waitDeviceWritten;
+    m_writtenDeadline = QDeadlineTimer(std::max(message.timeout(), busFreeDelay), Qt::PreciseTimer);
+    frameSent(frame.size(), busFreeDelay);
+
+    const QPointer<SimpleBusDispatcher> self(this);
+    const bool wasBusy = std::exchange(m_busy, true);
+    const bool ok = m_bus.write(frame) >= 0;
+    if (!self)
+        return ok;
+    m_busy = wasBusy;
+    if (!ok) {
+        m_written = true;
+        frameSent(0, 0);
+    }
+    return ok;
+}
+
+BusPendingCallPointer SimpleBusDispatcher::claimant(const BusMessage &message) const
+{
+    if (m_waiting && m_waiting->message().isReply(message))
+        return m_waiting;
+    const auto newest = std::find_if(m_collecting.crbegin(), m_collecting.crend(),
+                                     [&](const auto &call) { return call->message().isReply(message); });
+    return newest == m_collecting.crend() ? BusPendingCallPointer() : *newest;
+}
+
+void SimpleBusDispatcher::dispatch(const QByteArray &frame)
+{
+    const BusMessage message(frame);
+    const BusPendingCallPointer call = claimant(message);
+    frameHeard(call ? &call->message() : nullptr);
+
+    const QPointer<SimpleBusDispatcher> self(this);
+    if (call) {
+        const bool wasBusy = std::exchange(m_busy, true);
+        call->setReply(message);
+        m_busy = wasBusy;
+    } else {
+        Q_EMIT unhandled(message);
+    }
+    if (self && !m_busy)
+        pump();
+}
+
+void SimpleBusDispatcher::handleFinished(BusPendingCallData *call)
+{
+    call->setDispatcher(nullptr);
+    const BusPendingCallPointer ended(call);
+    if (m_waiting == ended)
+        m_waiting = {};
+    else if (!m_collecting.removeOne(ended))
+        m_queue.removeOne(ended);
+    if (!m_busy && hasSendable())
+        scheduleIn(0);
+}
+
+void SimpleBusDispatcher::endAll(BusPendingCall::Error error)
+{
+    m_timer.stop();
+    m_written = true;
+    m_replies.clear();
+    QVector<BusPendingCallPointer> ended = std::exchange(m_collecting, {});
+    if (m_waiting)
+        ended.append(std::exchange(m_waiting, {}));
+    ended += std::exchange(m_queue, {});
+    for (const BusPendingCallPointer &call : qAsConst(ended))
+        call->setError(error);
+}
+
+void SimpleBusDispatcher::setWaitDeviceWritten(bool wait)
+{
+    m_waitDeviceWritten = wait;
+}
+
+void SimpleBusDispatcher::setNetworkLatency(unsigned int latencyUs)
+{
+    m_latencyUs = latencyUs;
+}
+
+void SimpleBusDispatcher::deviceWritten()
+{
+    m_written = true;
+    if (!m_busy)
+        pump();
+}
+
+unsigned int SimpleBusDispatcher::sentDelay(int length) const
+{
+    Q_UNUSED(length)
+    constexpr unsigned int UsPerMs = 1000;
+    return m_latencyUs / UsPerMs + (m_latencyUs % UsPerMs != 0 ? 1 : 0);
+}
+
+void SimpleBusDispatcher::frameSent(int length, unsigned int busFreeDelay)
+{
+    Q_UNUSED(length)
+    Q_UNUSED(busFreeDelay)
+}
+
+void SimpleBusDispatcher::frameHeard(const BusMessageData *call)
+{
+    Q_UNUSED(call)
+}
+
+void SimpleBusDispatcher::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != m_timer.timerId()) {
+        BusDispatcher::timerEvent(event);
+        return;
+    }
+    m_timer.stop();
+    // The event loop runs, so whoever was busy is waiting in a loop of its own.
+    const bool wasBusy = std::exchange(m_busy, false);
+    const QPointer<SimpleBusDispatcher> self(this);
+    pump();
+    if (self)
+        m_busy = wasBusy;
+}

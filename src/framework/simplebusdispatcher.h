@@ -1,0 +1,80 @@
+#ifndef SIMPLEBUSDISPATCHER_H
+#define SIMPLEBUSDISPATCHER_H
+
+#include "framework/busdispatcher.h"
+
+#include <QBasicTimer>
+#include <QDeadlineTimer>
+#include <QVector>
+
+class Bus;
+
+/// Sends first in, first out, with one call at a time waiting for its reply.
+///
+/// Calls that expect no reply wait for nobody's collection period; calls that expect one wait until all
+/// periods are over, so that a late refusal is never taken for their answer. One timer, which an idle bus
+/// does not run. Lives on its bus's thread.
+class BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
+{
+    Q_OBJECT
+
+public:
+    /// @p bus may still be under construction; it is first used after init().
+    SimpleBusDispatcher(Bus &bus, QObject *parent);
+    ~SimpleBusDispatcher() override;
+
+    void enqueue(BusPendingCallData *call) override;
+    void init() override;
+    void dispatch(const QByteArray &frame) override;
+    bool scheduleNext() override;
+    void reply(const BusMessage &message) override;
+    void endAll(BusPendingCall::Error error) override;
+    void handleFinished(BusPendingCallData *call) override;
+
+    /// Whether the next frame waits until the device has reported the last one written, at most that one's
+    /// time-out.
+    void setWaitDeviceWritten(bool wait);
+    /// How long a frame may take across the network, in microseconds; added to each time-out.
+    void setNetworkLatency(unsigned int latencyUs);
+
+public Q_SLOTS:
+    /// The device has written the last frame.
+    void deviceWritten();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+    /// Milliseconds until a frame of @p length bytes that is being written is out and across.
+    virtual unsigned int sentDelay(int length) const;
+    /// A frame of ours is on its way.
+    virtual void frameSent(int length, unsigned int busFreeDelay);
+    /// A frame has come; @p call is the message that it answers, null if it answers none.
+    virtual void frameHeard(const BusMessageData *call);
+
+    /// Whether an answer waits, or a call that may go now.
+    bool hasSendable() const;
+    /// Tries again in @p delayMs milliseconds.
+    void scheduleIn(int delayMs);
+
+private:
+    void pump();
+    void send(const BusPendingCallPointer &call);
+    bool write(const BusMessageData &message);
+    BusPendingCallPointer claimant(const BusMessage &message) const;
+
+    Bus &m_bus;
+    QVector<BusMessage> m_replies;
+    QVector<BusPendingCallPointer> m_queue;
+    BusPendingCallPointer m_waiting;
+    QVector<BusPendingCallPointer> m_collecting;
+    QBasicTimer m_timer;
+    QDeadlineTimer m_writtenDeadline;
+    unsigned int m_latencyUs = 0;
+    bool m_waitDeviceWritten = false;
+    bool m_written = true;
+    // Set while a caller further up goes on to pump: nothing is sent from inside a write or the end of a
+    // call.
+    bool m_busy = false;
+};
+
+#endif

@@ -1,0 +1,172 @@
+#ifndef KVR_H
+#define KVR_H
+
+#include "messages/vox.h"
+#include "messages/voxcmdinfo.h"
+
+#include <QHash>
+
+class VOXMessage;
+
+/// The command set of current nodes: ids, descriptors, refusals and their names. No instances.
+class VOX_EXPORT KVR
+{
+    Q_GADGET
+
+public:
+    /// Commands that every node knows.
+    enum Cmd : int {
+        GET_NODE_ADDR = 0x40,
+        GET_GROUP_ADDR = 0x41,
+        GET_NODE_LABEL = 0x45,
+        GET_NETWORK_CONFIG = 0x46,
+        GET_NODE_SERIAL_NUMBER = 0x4c,
+        GET_NETWORK_ERROR_STAT = 0x4d,
+        GET_NETWORK_STAT = 0x4e,
+        SET_NODE_DISCOVERY = 0x50,
+        SET_GROUP_ADDR = 0x51,
+        SET_NODE_LABEL = 0x55,
+        SET_NETWORK_CONFIG = 0x56,
+        SET_NETWORK_STAT = 0x5e,
+        POST_NODE_ADDR = 0x60,
+        POST_GROUP_ADDR = 0x61,
+        POST_NODE_LABEL = 0x65,
+        POST_NETWORK_STAT = 0x6e,
+        POST_NETWORK_CONFIG = 0x66,
+        POST_NODE_SERIAL_NUMBER = 0x6c,
+        POST_NETWORK_ERROR_STAT = 0x6d,
+        NACK = 0x6f,
+        GET_NODE_STACK_VERSION = 0x70,
+        POST_NODE_STACK_VERSION = 0x71,
+        GET_NODE_APP_VERSION = 0x74,
+        POST_NODE_APP_VERSION = 0x75,
+        SEND_DATA_TEST1 = 0x79,
+        POST_DATA_TEST1 = 0x7a,
+        SEND_DATA_TEST2 = 0x7b,
+        POST_DATA_TEST2 = 0x7c,
+        SEND_DATA_TEST3 = 0x7d,
+        POST_DATA_TEST3 = 0x7e,
+        ACK = 0x7f
+    };
+    Q_ENUM(Cmd)
+
+    enum MotorCmd : int {
+        CTRL_MOVE = 0x01,
+        CTRL_STOP = 0x02,
+        CTRL_MOVETO = 0x03,
+        CTRL_MOVEOF = 0x04,
+        CTRL_WINK = 0x05,
+        CTRL_NETWORK_LOCK = 0x06,
+        GET_MOTOR_POSITION = 0x0c,
+        POST_MOTOR_POSITION = 0x0d,
+        GET_MOTOR_STATUS = 0x0e,
+        POST_MOTOR_STATUS = 0x0f,
+        SET_APP_MODE = 0x10,
+        SET_MOTOR_LIMITS = 0x11,
+        SET_MOTOR_DIRECTION = 0x12,
+        SET_MOTOR_ROLLING_SPEED = 0x13,
+        SET_MOTOR_TILTING_SPEED = 0x14,
+        SET_MOTOR_IP = 0x15,
+        SET_NETWORK_LOCK = 0x16,
+        SET_DCT_LOCK = 0x17,
+        SET_TILT_LIMITS = 0x18,
+        SET_MOTOR_SOFT_START_STOP = 0x19,
+        SET_TORQUE_LIMITATION = 0x1a,
+        SET_FACTORY_DEFAULT = 0x1f,
+        GET_APP_MODE = 0x20,
+        GET_MOTOR_LIMITS = 0x21,
+        GET_MOTOR_DIRECTION = 0x22,
+        GET_MOTOR_ROLLING_SPEED = 0x23,
+        GET_MOTOR_TILTING_SPEED = 0x24,
+        GET_MOTOR_IP = 0x25,
+        GET_NETWORK_LOCK = 0x26,
+        GET_DCT_LOCK = 0x27,
+        GET_TILT_LIMITS = 0x28,
+        GET_MOTOR_SOFT_START_STOP = 0x29,
+        GET_TORQUE_LIMITATION = 0x2a,
+        GET_FACTORY_DEFAULT = 0x2f,
+        POST_APP_MODE = 0x30,
+        POST_MOTOR_LIMITS = 0x31,
+        POST_MOTOR_DIRECTION = 0x32,
+        POST_MOTOR_ROLLING_SPEED = 0x33,
+        POST_MOTOR_TILTING_SPEED = 0x34,
+        POST_MOTOR_IP = 0x35,
+        POST_NETWORK_LOCK = 0x36,
+        POST_DCT_LOCK = 0x37,
+        POST_TILT_LIMITS = 0x38,
+        POST_MOTOR_SOFT_START_STOP = 0x39,
+        POST_TORQUE_LIMITATION = 0x3a,
+        POST_FACTORY_DEFAULT = 0x3f
+    };
+    Q_ENUM(MotorCmd)
+
+    enum DiagCmd : int {
+        DIAG_GET_TOTAL_MOVE_COUNT = 0xb0,
+        DIAG_GET_TOTAL_REV_COUNT = 0xb1,
+        DIAG_GET_THERMAL_COUNT = 0xb2,
+        DIAG_GET_OBSTACLE_COUNT = 0xb3,
+        DIAG_GET_POWER_COUNT = 0xb4,
+        DIAG_GET_RESET_COUNT = 0xb5,
+        DIAG_GET_ENCODER_ERRORS = 0xb6,
+        DIAG_POST_TOTAL_MOVE_COUNT = 0xc0,
+        DIAG_POST_TOTAL_REV_COUNT = 0xc1,
+        DIAG_POST_THERMAL_COUNT = 0xc2,
+        DIAG_POST_OBSTACLE_COUNT = 0xc3,
+        DIAG_POST_POWER_COUNT = 0xc4,
+        DIAG_POST_RESET_COUNT = 0xc5,
+        DIAG_POST_ENCODER_ERRORS = 0xc6
+    };
+    Q_ENUM(DiagCmd)
+
+    /// Why a node refuses. Travels as one byte; getNackReply() also gives -1.
+    enum NackStatus : int {
+        NACK_ACK = 0,
+        NACK_RNG = 1,
+        NACK_BADMSG = 16,
+        NACK_MSGSIZE = 17,
+        NACK_BUSY = 255
+    };
+    Q_ENUM(NackStatus)
+
+    /// Why a motor refuses, in the same byte.
+    enum MotorNackStatus : int {
+        NACK_DATA_ERROR = 1,
+        NACK_NODE_IS_LOCKED = 32,
+        NACK_WRONG_POSITION = 33,
+        NACK_END_LIMITS_NOT_SET = 34,
+        NACK_IP_NOT_SET = 35,
+        NACK_CURRENT_POSITION_OUT_OF_RANGE = 36,
+        NACK_FEATURE_NOT_SUPPORTED = 37,
+        NACK_IN_MOTION = 38,
+        NACK_IN_SECURITY = 39,
+        NACK_LAST_IP_REACHED = 40,
+        NACK_THRESHOLD_REACHED = 41,
+        NACK_LOW_PRIORITY = 42,
+        NACK_WINK_IN_PROGRESS = 43
+    };
+    Q_ENUM(MotorNackStatus)
+
+    KVR() = delete;
+
+    static const QHash<unsigned char, VOXCmdInfo> &cmds();
+    static const QHash<unsigned char, VOXCmdInfo> &motorCmds();
+    static const QHash<unsigned char, VOXCmdInfo> &diagCmds();
+    /// Looks in all three tables; an invalid descriptor if none knows @p cmd.
+    static VOXCmdInfo findCmd(unsigned char cmd);
+
+    /// The status of a NACK, which has exactly 12 bytes; -1 for any other message.
+    static NackStatus getNackReply(const VOXMessage &message);
+
+    /// The key's name in one of the three command enumerations; else empty.
+    static QString toString(Cmd cmd);
+    /// The key's name without its NACK_, of NackStatus first; else two decimal digits.
+    static QString toString(NackStatus status);
+
+    static QMetaEnum CmdMetaEnum();
+    static QMetaEnum MotorCmdMetaEnum();
+    static QMetaEnum DiagMetaEnum();
+    static QMetaEnum NackStatusEnum();
+    static QMetaEnum MotorNackStatusEnum();
+};
+
+#endif

@@ -1,0 +1,136 @@
+#include "messages/vox.h"
+
+#include "messages/hrmv2.h"
+#include "messages/kvr.h"
+#include "messages/kvrmotor.h"
+#include "messages/voxmessage.h"
+
+namespace {
+constexpr unsigned int AddrMask = 0xffffff;
+constexpr unsigned int TypeMask = 0xf;
+constexpr int TypeShift = 24;
+constexpr int AddrDigits = 6;
+
+QString keyName(const QMetaEnum &metaEnum, int value)
+{
+    return QString::fromLatin1(metaEnum.valueToKey(value));
+}
+
+QString nameOrUnknown(const QString &name, int value)
+{
+    if (!name.isEmpty())
+        return name;
+    return QStringLiteral("UNKNOWN(%1)").arg(value & 0xff, 2, 16, QLatin1Char('0'));
+}
+}
+
+QMetaEnum VOX::NodeTypeMetaEnum()
+{
+    static const int index = staticMetaObject.indexOfEnumerator("NodeType");
+    return staticMetaObject.enumerator(index);
+}
+
+QMetaEnum VOX::AddrTypeMetaEnum()
+{
+    static const int index = staticMetaObject.indexOfEnumerator("AddrType");
+    return staticMetaObject.enumerator(index);
+}
+
+QMetaEnum VOX::LockStatusMetaEnum()
+{
+    static const int index = staticMetaObject.indexOfEnumerator("LockStatus");
+    return staticMetaObject.enumerator(index);
+}
+
+VOX::NodeType VOX::getType(unsigned int addr)
+{
+    return static_cast<NodeType>((addr >> TypeShift) & TypeMask);
+}
+
+unsigned int VOX::makeAddr(NodeType type, int addr)
+{
+    return ((static_cast<unsigned int>(type) & TypeMask) << TypeShift)
+        | (static_cast<unsigned int>(addr) & AddrMask);
+}
+
+QString VOX::toString(NodeType type)
+{
+    return keyName(NodeTypeMetaEnum(), type);
+}
+
+QString VOX::toString(AddrType type)
+{
+    return keyName(AddrTypeMetaEnum(), type);
+}
+
+QString VOX::toString(LockStatus status)
+{
+    return keyName(LockStatusMetaEnum(), status);
+}
+
+QString VOX::toString(unsigned char cmd)
+{
+    const QString name = KVR::toString(static_cast<KVR::Cmd>(cmd));
+    return name.isEmpty() ? HRMv2::toString(cmd) : name;
+}
+
+QString VOX::toString(unsigned int addr)
+{
+    return QString::number(addr, 16).toUpper().rightJustified(AddrDigits, QLatin1Char('0'));
+}
+
+QString VOX::toString(int addr)
+{
+    return toString(static_cast<unsigned int>(addr));
+}
+
+QString VOX::logText(unsigned char cmd)
+{
+    return nameOrUnknown(toString(cmd), cmd);
+}
+
+QString VOX::logText(NodeType type)
+{
+    return nameOrUnknown(toString(type), type);
+}
+
+QString VOX::logText(unsigned int addr)
+{
+    return QStringLiteral("%1(%2))")
+        .arg(toString(getType(addr)))
+        .arg(addr & AddrMask, AddrDigits, 16, QLatin1Char('0'));
+}
+
+void VOX::htovox(unsigned short value, unsigned char *bytes)
+{
+    bytes[0] = static_cast<unsigned char>(value);
+    bytes[1] = static_cast<unsigned char>(value >> 8);
+}
+
+void VOX::htovox(unsigned int value, unsigned char *bytes)
+{
+    bytes[0] = static_cast<unsigned char>(value);
+    bytes[1] = static_cast<unsigned char>(value >> 8);
+    bytes[2] = static_cast<unsigned char>(value >> 16);
+}
+
+void VOX::voxtoh(const unsigned char *bytes, unsigned short &value)
+{
+    value = static_cast<unsigned short>(bytes[0] | bytes[1] << 8);
+}
+
+void VOX::voxtoh(const unsigned char *bytes, unsigned int &value)
+{
+    value = static_cast<unsigned int>(bytes[0] | bytes[1] << 8 | bytes[2] << 16);
+}
+
+void VOX::registerMetaTypes()
+{
+    static const bool once = [] {
+        qRegisterMetaType<VOX::Addr>("VOX::Addr");
+        qRegisterMetaType<VOXMessage>();
+        qRegisterMetaType<KVRMotor::Status>();
+        return true;
+    }();
+    Q_UNUSED(once)
+}

@@ -1,0 +1,86 @@
+#ifndef VOX_H
+#define VOX_H
+
+#include "messages/vox_export.h"
+
+#include <QMetaEnum>
+#include <QObject>
+#include <QString>
+
+/// The vocabulary of the network: node types, addressing, addresses and their text forms. No instances.
+class VOX_EXPORT VOX
+{
+    Q_GADGET
+
+public:
+    /// Travels in a nibble of every frame and in bits 24 to 27 of an address. Two values have two names.
+    enum NodeType : int {
+        NODETYPE_ANY = 0,
+        NODETYPE_HRMv2_DEV = 0,
+        NODETYPE_HRMv2 = 1,
+        NODETYPE_TB20 = 2,
+        NODETYPE_GATEWAY = 3,
+        NODETYPE_4HRM_IFACE = 4,
+        NODETYPE_HZR_TRANSMITTER = 5,
+        NODETYPE_MARLO = 6,
+        NODETYPE_QM75 = 7,
+        NODETYPE_TB60LV = 8,
+        NODETYPE_QM60 = 9,
+        NODETYPE_TB48LV = 10,
+        NODETYPE_HZR_RECEIVER = 13,
+        NODETYPE_PLIANT = 14,
+        NODETYPE_MASTER = 15,
+        NODETYPE_LAST = 15
+    };
+    Q_ENUM(NodeType)
+
+    /// How a frame is addressed. Single bits, because command descriptors hold sets of them.
+    enum AddrType : int { P2P = 1, GROUP = 2, BCAST = 4 };
+    Q_ENUM(AddrType)
+
+    /// Not registered, on purpose: its text is always empty and callers print the number.
+    enum LockStatus : int { UNLOCKED = 0, LOCKED = 1 };
+
+    /// Bits 0 to 23 hold the node address, bits 24 to 27 the node type.
+    using Addr = unsigned int;
+
+    VOX() = delete;
+
+    static QMetaEnum NodeTypeMetaEnum();
+    static QMetaEnum AddrTypeMetaEnum();
+    /// Always invalid.
+    static QMetaEnum LockStatusMetaEnum();
+
+    static NodeType getType(unsigned int addr);
+    /// Cuts @p addr to 24 bits and the type to four.
+    static unsigned int makeAddr(NodeType type, int addr);
+
+    /// The key's name; empty if the value has none. Of two names the first counts.
+    static QString toString(NodeType type);
+    static QString toString(AddrType type);
+    static QString toString(LockStatus status);
+    /// A command's name, from the KVR set if it has one, else from the HRMv2 set; empty if neither has.
+    static QString toString(unsigned char cmd);
+    /// An address as at least six upper-case hexadecimal digits; seven with a node type.
+    static QString toString(unsigned int addr);
+    static QString toString(int addr);
+
+    /// The text that logs use: the name, or UNKNOWN with two hexadecimal digits.
+    static QString logText(unsigned char cmd);
+    static QString logText(NodeType type);
+    /// Ends in two closing parentheses, which readers of these logs expect.
+    static QString logText(unsigned int addr);
+
+    /// Little-endian, two bytes.
+    static void htovox(unsigned short value, unsigned char *bytes);
+    /// Little-endian, and only three bytes: the form of an address.
+    static void htovox(unsigned int value, unsigned char *bytes);
+    static void voxtoh(const unsigned char *bytes, unsigned short &value);
+    /// Reads three bytes; bits 24 to 31 become 0.
+    static void voxtoh(const unsigned char *bytes, unsigned int &value);
+
+    /// Registers the types that travel in signals, slots and properties. Called by what carries them.
+    static void registerMetaTypes();
+};
+
+#endif

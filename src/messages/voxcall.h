@@ -1,0 +1,45 @@
+#ifndef VOXCALL_H
+#define VOXCALL_H
+
+#include "messages/voxcmdinfo.h"
+#include "messages/voxmessage.h"
+
+class VOXCallData;
+
+/// A request of a host, with what its answer will look like. Times are in milliseconds.
+class VOX_EXPORT VOXCall : public VOXMessage
+{
+public:
+    static constexpr unsigned int DefaultTimeout = 200;
+    /// Of a group or broadcast call.
+    static constexpr unsigned int DefaultSharedTimeout = 255;
+
+    /// Any frame as a call whose reply is not named.
+    VOXCall(const BusMessage &message, unsigned int timeout);
+    /// The command's frame; the addresses are left to the caller.
+    VOXCall(const VOXCmdInfo &info, unsigned int timeout);
+    /// The command from @p src to @p dest, with the ack flag if it has a reply. A time-out of 0 means the
+    /// default.
+    VOXCall(const VOXCmdInfo &info, unsigned int src, unsigned int dest, unsigned int timeout);
+    /// The command to a node (source left 0; with the ack flag if it has a reply), a group (from a node of
+    /// type 15) or everyone (@p addr is then the source). The time-out is taken as it is.
+    VOXCall(const VOXCmdInfo &info, unsigned int addr, VOX::AddrType type, unsigned int timeout);
+
+    /// Id of the expected reply; 0 if none is named.
+    unsigned char reply() const;
+    void setReply(unsigned char reply);
+    /// How many replies a group or broadcast call waits for; 0 or less: until its time is over.
+    short replyCount() const;
+    void setReplyCount(short count);
+    void setTimeout(unsigned int timeout);
+    void setBusFreeDelay(unsigned char delay);
+
+protected:
+    BusPendingCallData *createPendingCall(Bus *bus) const override;
+
+private:
+    const VOXCallData *callData() const;
+    VOXCallData *callData();
+};
+
+#endif

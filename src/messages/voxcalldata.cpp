@@ -1,0 +1,63 @@
+#include "messages/voxcalldata.h"
+
+#include "messages/kvr.h"
+#include "messages/voxmessage.h"
+
+namespace {
+constexpr unsigned int AddrMask = 0xffffff;
+constexpr int ControlOffset = 1;
+constexpr int NodeTypesOffset = 2;
+constexpr int SourceOffset = 3;
+
+unsigned int sourceOf(const QByteArray &frame)
+{
+    if (frame.size() < VOXMessage::HeaderLength)
+        return 0;
+    const auto *bytes = reinterpret_cast<const unsigned char *>(frame.constData());
+    unsigned int addr = 0;
+    VOX::voxtoh(bytes + SourceOffset, addr);
+    return VOX::makeAddr(static_cast<VOX::NodeType>(bytes[NodeTypesOffset] >> 4), static_cast<int>(addr));
+}
+}
+
+VOXCallData::VOXCallData(unsigned int control, unsigned char reply, unsigned int timeout)
+    : BusMessageData(control)
+    , m_timeout(timeout)
+    , m_reply(reply)
+{
+}
+
+VOXCallData::VOXCallData(const VOXCallData &other) = default;
+
+VOXCallData *VOXCallData::clone() const
+{
+    return new VOXCallData(*this);
+}
+
+bool VOXCallData::isAck() const
+{
+    return bytes().size() >= VOXMessage::MinLength
+        && (static_cast<unsigned char>(bytes().at(ControlOffset)) & VOXMessage::AckFlag) != 0;
+}
+
+bool VOXCallData::hasReply() const
+{
+    return m_reply != 0 || isAck();
+}
+
+bool VOXCallData::isReply(const BusMessage &message) const
+{
+    const VOXMessage frame(message);
+    if (frame.data().size() < VOXMessage::MinLength)
+        return false;
+    const unsigned char cmd = frame.cmd();
+    const bool fits = m_reply == 0 || cmd == m_reply || cmd == KVR::NACK || (cmd == KVR::ACK && isAck());
+    return fits && isForMe(frame);
+}
+
+bool VOXCallData::isForMe(const VOXMessage &message) const
+{
+    const unsigned int source = sourceOf(bytes());
+    const unsigned int destination = message.destAddr(true);
+    return destination == source || destination == (source & AddrMask);
+}

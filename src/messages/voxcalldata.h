@@ -1,0 +1,44 @@
+#ifndef VOXCALLDATA_H
+#define VOXCALLDATA_H
+
+#include "framework/busmessagedata.h"
+#include "messages/vox_export.h"
+
+class VOXMessage;
+
+/// What a call knows beside its frame: how long to wait, for which reply, and for how many.
+class VOX_EXPORT VOXCallData : public BusMessageData
+{
+public:
+    static constexpr unsigned char DefaultBusFreeDelay = 10;
+
+    VOXCallData(unsigned int control, unsigned char reply, unsigned int timeout);
+    VOXCallData(const VOXCallData &other);
+
+    /// A frame answers the call if it is addressed to its source and is the reply, a NACK, or an ACK where
+    /// the call asks for one. Who sent it is not compared, on purpose. With the reply id 0, any command fits.
+    bool isReply(const BusMessage &message) const override;
+    bool hasReply() const override;
+    unsigned int busFreeDelay() const override { return m_busFreeDelay; }
+    unsigned int timeout() const override { return m_timeout; }
+    VOXCallData *clone() const override;
+
+    unsigned char reply() const { return m_reply; }
+    short replyCount() const { return m_replyCount; }
+    void setReply(unsigned char reply) { m_reply = reply; }
+    void setReplyCount(short count) { m_replyCount = count; }
+    void setTimeout(unsigned int timeout) { m_timeout = timeout; }
+    void setBusFreeDelay(unsigned char delay) { m_busFreeDelay = delay; }
+
+protected:
+    bool isAck() const;
+    bool isForMe(const VOXMessage &message) const;
+
+private:
+    unsigned int m_timeout;
+    short m_replyCount = -1;
+    unsigned char m_reply;
+    unsigned char m_busFreeDelay = DefaultBusFreeDelay;
+};
+
+#endif

@@ -1,0 +1,22 @@
+#ifndef VOXCHECKVALUE_H
+#define VOXCHECKVALUE_H
+
+#include "messages/vox_export.h"
+
+#include <cstddef>
+
+/// The two check values of a frame.
+///
+/// Both take the logical bytes and give the value of the line form, in which these bytes are complemented. 0
+/// for none.
+namespace VOXCheckValue {
+
+/// The sum of the line bytes, modulo 65536.
+VOX_EXPORT unsigned short checksum(const char *data, std::size_t size);
+
+/// CRC-16/KERMIT of the line bytes.
+VOX_EXPORT unsigned short crc(const char *data, std::size_t size);
+
+}
+
+#endif

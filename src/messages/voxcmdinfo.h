@@ -1,0 +1,37 @@
+#ifndef VOXCMDINFO_H
+#define VOXCMDINFO_H
+
+#include "messages/vox_export.h"
+
+#include <QSharedDataPointer>
+
+/// What is known of a command: its id, the length of its frame, how it may be addressed and what answers it.
+class VOX_EXPORT VOXCmdInfo
+{
+public:
+    /// An invalid descriptor, all 0.
+    VOXCmdInfo();
+    VOXCmdInfo(unsigned char cmd, unsigned char size, unsigned char options, unsigned char reply);
+    VOXCmdInfo(const VOXCmdInfo &other);
+    VOXCmdInfo &operator=(const VOXCmdInfo &other);
+    ~VOXCmdInfo();
+
+    unsigned char cmd() const;
+    /// The control byte of the command's frame: its length, with flags in rare cases.
+    unsigned char size() const;
+    /// A set of VOX::AddrType with which the command is meant to be sent. Never enforced.
+    unsigned char options() const;
+    /// The id of the reply; 0 if the command is answered by ACK or NACK at most.
+    unsigned char reply() const;
+
+    bool isValid() const { return size() != 0; }
+
+    bool operator==(const VOXCmdInfo &other) const;
+    bool operator!=(const VOXCmdInfo &other) const { return !(*this == other); }
+
+private:
+    struct Data;
+    QSharedDataPointer<Data> d;
+};
+
+#endif

@@ -1,0 +1,46 @@
+#ifndef VOXCMDTABLE_P_H
+#define VOXCMDTABLE_P_H
+
+#include "messages/vox.h"
+#include "messages/voxcmdinfo.h"
+
+#include <QHash>
+
+/// How the command sets write their descriptors down.
+namespace VOXCmdTable {
+
+enum Options : unsigned char {
+    Node = VOX::P2P,
+    Everyone = VOX::BCAST,
+    NodeGroup = VOX::P2P | VOX::GROUP,
+    Shared = VOX::GROUP | VOX::BCAST,
+    All = VOX::P2P | VOX::GROUP | VOX::BCAST
+};
+
+constexpr int None = 0;
+
+struct Row
+{
+    int cmd;
+    unsigned char size;
+    Options options;
+    int reply;
+};
+
+using Table = QHash<unsigned char, VOXCmdInfo>;
+
+/// Never destroyed, so that static objects may send until the very end.
+template <std::size_t Count>
+const Table *build(const Row (&rows)[Count])
+{
+    auto *table = new Table;
+    for (const Row &row : rows) {
+        const auto cmd = static_cast<unsigned char>(row.cmd);
+        table->insert(cmd, VOXCmdInfo(cmd, row.size, row.options, static_cast<unsigned char>(row.reply)));
+    }
+    return table;
+}
+
+}
+
+#endif

@@ -1,0 +1,38 @@
+#ifndef VOXDATAREADER_H
+#define VOXDATAREADER_H
+
+#include "framework/busdatareader.h"
+#include "messages/voxmessage.h"
+
+/// Reads the data area of a frame field by field, little-endian.
+///
+/// The stream operators of `unsigned int` move three bytes, the form of an address; a number of four bytes is
+/// read by name. A null pointer skips its field.
+class VOX_EXPORT VOXDataReader : public BusDataReader
+{
+public:
+    explicit VOXDataReader(const VOXMessage &message);
+
+    VOXDataReader &readUint8(unsigned char &value);
+    VOXDataReader &readUint16(unsigned short &value);
+    VOXDataReader &readUint32(unsigned int &value);
+    /// Three bytes; bits 24 to 31 become 0.
+    VOXDataReader &readAddr(unsigned int &addr);
+
+    VOXDataReader &operator>>(unsigned char &value) { return readUint8(value); }
+    VOXDataReader &operator>>(unsigned short &value) { return readUint16(value); }
+    VOXDataReader &operator>>(unsigned int &addr) { return readAddr(addr); }
+    /// Any byte but 0 is true.
+    VOXDataReader &operator>>(bool &value);
+
+    VOXDataReader &operator>>(unsigned char *value);
+    VOXDataReader &operator>>(unsigned short *value);
+    VOXDataReader &operator>>(unsigned int *addr);
+    VOXDataReader &operator>>(bool *value);
+
+private:
+    template <typename T>
+    VOXDataReader &readOrSkip(T *value, int width);
+};
+
+#endif

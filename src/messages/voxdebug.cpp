@@ -1,0 +1,32 @@
+#include "messages/voxdebug.h"
+
+namespace {
+QDebug print(QDebug debug, const QString &text)
+{
+    {
+        const QDebugStateSaver saver(debug);
+        debug.nospace().noquote() << text;
+    }
+    return debug.maybeSpace();
+}
+}
+
+QDebug operator<<(QDebug debug, unsigned char cmd)
+{
+    return print(debug, VOX::logText(cmd));
+}
+
+QDebug operator<<(QDebug debug, KVR::Cmd cmd)
+{
+    return print(debug, VOX::logText(static_cast<unsigned char>(cmd)));
+}
+
+QDebug operator<<(QDebug debug, VOX::NodeType type)
+{
+    return print(debug, VOX::logText(type));
+}
+
+QDebug operator<<(QDebug debug, unsigned int addr)
+{
+    return print(debug, VOX::logText(addr));
+}

@@ -1,0 +1,66 @@
+#include "messages/voxgrouppendingcalldata.h"
+
+VOXGroupPendingCallData::VOXGroupPendingCallData(const QSharedDataPointer<BusMessageData> &call, Bus *bus,
+                                                 short replyCount)
+    : BusPendingCallData(call, bus)
+    , m_replyCount(replyCount)
+{
+}
+
+void VOXGroupPendingCallData::setError(BusPendingCall::Error error)
+{
+    if (error != BusPendingCall::Timeout) {
+        BusPendingCallData::setError(error);
+        return;
+    }
+    if (isFinished())
+        return;
+    m_error = BusPendingCall::NoError;
+    timeout();
+}
+
+void VOXGroupPendingCallData::setReply(const BusMessage &reply)
+{
+    // Told after the lock is gone: who hears of it may ask for the replies.
+    if (!isFinished() && collect(reply))
+        finished();
+}
+
+bool VOXGroupPendingCallData::collect(const BusMessage &reply)
+{
+    const QMutexLocker locker(&m_mutex);
+    if (m_replies.isEmpty() && !reply.sharesDataWith(m_reply))
+        m_reply = reply;
+    m_replies.append(reply);
+    if (m_replyCount > 0 && m_replies.size() >= m_replyCount) {
+        m_timer.stop();
+        m_finished = true;
+        m_error = BusPendingCall::NoError;
+        return true;
+    }
+    m_timer.start(static_cast<int>(message().timeout() + m_sentDelay), Qt::PreciseTimer, this);
+    return false;
+}
+
+QList<BusMessage> VOXGroupPendingCallData::replies() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_replies;
+}
+
+void VOXGroupPendingCallData::setMessageSent(unsigned int delay)
+{
+    m_sentDelay = delay;
+    BusPendingCallData::setMessageSent(delay);
+}
+
+bool VOXGroupPendingCallData::collectsReplies() const
+{
+    return true;
+}
+
+int VOXGroupPendingCallData::progress() const
+{
+    const QMutexLocker locker(&m_mutex);
+    return m_replies.size();
+}

@@ -1,0 +1,34 @@
+#ifndef VOXGROUPPENDINGCALLDATA_H
+#define VOXGROUPPENDINGCALLDATA_H
+
+#include "framework/buspendingcalldata.h"
+#include "messages/vox_export.h"
+
+/// A call to many nodes: collects replies until as many have come as were wanted, or the line has been quiet
+/// for the call's time-out since the last one. Running out of time is success.
+class VOX_EXPORT VOXGroupPendingCallData : public BusPendingCallData
+{
+    Q_OBJECT
+
+public:
+    /// A @p replyCount of 0 or less sets no limit.
+    VOXGroupPendingCallData(const QSharedDataPointer<BusMessageData> &call, Bus *bus, short replyCount);
+
+    void setError(BusPendingCall::Error error) override;
+    void setReply(const BusMessage &reply) override;
+    QList<BusMessage> replies() const override;
+    void setMessageSent(unsigned int delay) override;
+    bool collectsReplies() const override;
+
+protected:
+    int progress() const override;
+
+private:
+    bool collect(const BusMessage &reply);
+
+    QList<BusMessage> m_replies;
+    unsigned int m_sentDelay = 0;
+    short m_replyCount;
+};
+
+#endif

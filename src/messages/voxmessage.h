@@ -1,0 +1,93 @@
+#ifndef VOXMESSAGE_H
+#define VOXMESSAGE_H
+
+#include "framework/busmessage.h"
+#include "messages/vox.h"
+
+/// One frame of 11 to 31 bytes in its logical form: header, data area and check value.
+///
+/// Byte 0 is the command, byte 1 the control byte (ack flag, CRC flag, length), byte 2 the two node types,
+/// bytes 3 to 5 the source and 6 to 8 the destination. The data area starts at 9. All fields are
+/// little-endian but the check value in the last two bytes, whose high byte comes first; that is the format.
+/// A getter of a frame that is too short for its field gives 0 or false, a setter does nothing.
+class VOX_EXPORT VOXMessage : public BusMessage
+{
+public:
+    static constexpr int HeaderLength = 9;
+    static constexpr int CheckLength = 2;
+    static constexpr int MinLength = HeaderLength + CheckLength;
+    static constexpr int MaxLength = 31;
+    /// The bits of the control byte that hold the length.
+    static constexpr unsigned char LengthMask = 0x1f;
+    static constexpr unsigned char CrcFlag = 0x20;
+    static constexpr unsigned char AckFlag = 0x80;
+
+    /// A frame of no bytes.
+    VOXMessage();
+    /// A frame of as many bytes as @p ctrl says in its length bits, with @p ctrl as its control byte. Else
+    /// all 0.
+    explicit VOXMessage(unsigned char ctrl);
+    /// Shares the bytes, and everything else, of @p message.
+    VOXMessage(const BusMessage &message);
+
+    unsigned char cmd() const;
+    void setCmd(unsigned char cmd);
+
+    /// The count of bytes, not the length field; its low eight bits.
+    unsigned char len() const;
+    /// Resizes to @p length, clamped to 11 to 31, and keeps the flags.
+    void setLen(unsigned char length);
+    /// Resizes to the length bits of @p ctrl, unclamped, and replaces the control byte with its flags.
+    void setExtLen(unsigned char ctrl);
+
+    /// Whether the sender asks for an acknowledgement.
+    bool isAck() const;
+    void setAck(bool ack);
+    /// Whether the check value is the CRC; else it is the checksum.
+    bool isCRC() const;
+    void setCRC(bool crc);
+
+    VOX::NodeType srcNodeType() const;
+    void setSrcNodeType(VOX::NodeType type);
+    VOX::NodeType destNodeType() const;
+    void setDestNodeType(VOX::NodeType type);
+
+    /// 24 bits, with the node type in bits 24 to 27 if @p withType.
+    unsigned int srcAddr(bool withType) const;
+    void setSrcAddr(unsigned int addr);
+    unsigned int destAddr(bool withType) const;
+    void setDestAddr(unsigned int addr);
+
+    /// The address that a group or broadcast frame carries in place of its source; its type is the low
+    /// nibble.
+    unsigned int bcastAddr(bool withType) const;
+    /// Makes a group frame. The sender's type takes the high nibble, the group's own the low one.
+    void setGroupAddr(unsigned int addr, VOX::NodeType type);
+    /// Makes a broadcast frame. The nibbles are placed the other way round than in a group frame; that is the
+    /// format.
+    void setBcastAddr(unsigned int addr, VOX::NodeType type);
+
+    /// Decided by the destination bytes alone: all 00 is a group frame, all FF a broadcast.
+    VOX::AddrType addrType() const;
+
+    /// Whether length and length field agree, are at least 11, and there is a command. Does not look at the
+    /// check value.
+    bool isValid() const;
+
+    /// Fills in the check value. Nothing happens to a frame of fewer than 11 bytes.
+    void prepare() override;
+
+protected:
+    explicit VOXMessage(BusMessageData &data);
+
+private:
+    unsigned char byteAt(int index) const;
+    void setByteAt(int index, unsigned char value);
+    void setFlag(unsigned char flag, bool on);
+    unsigned int addrAt(int index) const;
+    void setAddrAt(int index, unsigned int addr);
+};
+
+Q_DECLARE_METATYPE(VOXMessage)
+
+#endif

@@ -1,0 +1,195 @@
+#include "proxies/kvrstdproxy.h"
+
+#include "proxies/voxrequest_p.h"
+
+using namespace VOXRequest;
+
+namespace {
+constexpr int LabelWidth = 16;
+constexpr int SerialWidth = 12;
+constexpr int Test2Width = 10;
+constexpr int Test3Width = 20;
+
+QByteArray payload(const VOXMessage &message)
+{
+    return message.data().mid(VOXMessage::HeaderLength, message.data().size() - VOXMessage::MinLength);
+}
+
+bool isCommand(const VOXMessage &message, KVR::Cmd cmd)
+{
+    return message.isValid() && message.cmd() == cmd;
+}
+
+bool isCommand(const VOXMessage &message, KVR::Cmd cmd, int payloadSize)
+{
+    return isCommand(message, cmd) && message.data().size() == VOXMessage::MinLength + payloadSize;
+}
+
+void registerValues()
+{
+    static const bool once = [] {
+        qRegisterMetaType<KVRStdProxy::AppVersion>();
+        qRegisterMetaType<KVRStdProxy::NetworkConfig>();
+        return QMetaType::registerConverter<QString, KVRStdProxy::AppVersion>(
+            &KVRStdProxy::AppVersion::AppVersionFromString);
+    }();
+    Q_UNUSED(once)
+}
+}
+
+KVRStdProxy::KVRStdProxy(unsigned int addr, Bus *bus, QObject *parent)
+    : VOXNode(addr, bus, parent)
+{
+    registerValues();
+}
+
+bool KVRStdProxy::getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const
+{
+    return decode(msg, idx, addr);
+}
+
+bool KVRStdProxy::getNetworkStatReply(const BusMessage &msg, KVRStdProxy::NetworkStat &stat) const
+{
+    return decode(msg, stat);
+}
+
+bool KVRStdProxy::getNetworkErrorStatReply(const BusMessage &msg, KVRStdProxy::NetworkErrorStat &stat) const
+{
+    return decode(msg, stat);
+}
+
+bool KVRStdProxy::getNetworkConfigReply(const BusMessage &msg, KVRStdProxy::NetworkConfig &config) const
+{
+    return decode(msg, config);
+}
+
+bool KVRStdProxy::getNodeStackVersionReply(const BusMessage &msg, KVRStdProxy::AppVersion &version) const
+{
+    return decode(msg, version);
+}
+
+bool KVRStdProxy::getNodeAppVersionReply(const BusMessage &msg, KVRStdProxy::AppVersion &version) const
+{
+    constexpr int VersionWidth = 6;
+    return isCommand(msg, KVR::POST_NODE_APP_VERSION, VersionWidth) && decode(msg, version);
+}
+
+bool KVRStdProxy::getNodeLabelReply(const BusMessage &msg, QByteArray &label) const
+{
+    if (!isCommand(msg, KVR::POST_NODE_LABEL, LabelWidth))
+        return false;
+    label = payload(msg);
+    return true;
+}
+
+bool KVRStdProxy::getNodeSerialNumberReply(const BusMessage &msg, QByteArray &serial) const
+{
+    if (msg.data().size() != VOXMessage::MinLength + SerialWidth)
+        return false;
+    serial = payload(msg);
+    return true;
+}
+
+bool KVRStdProxy::checkDataTest1Reply(const BusMessage &msg) const
+{
+    return isCommand(msg, KVR::POST_DATA_TEST1);
+}
+
+bool KVRStdProxy::checkDataTest2Reply(const BusMessage &msg, const QByteArray &data) const
+{
+    return isCommand(msg, KVR::POST_DATA_TEST2, Test2Width) && payload(msg) == data;
+}
+
+bool KVRStdProxy::checkDataTest3Reply(const BusMessage &msg, const QByteArray &data) const
+{
+    return isCommand(msg, KVR::POST_DATA_TEST3, Test3Width) && payload(msg) == data;
+}
+
+BusPendingCall KVRStdProxy::getNodeAddr()
+{
+    return request<KVR::GET_NODE_ADDR>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::getGroupAddr(quint8 idx)
+{
+    return request<KVR::GET_GROUP_ADDR>(*this, AsDescribed, idx);
+}
+
+BusPendingCall KVRStdProxy::setGroupAddr(quint8 idx, VOX::Addr addr)
+{
+    return request<KVR::SET_GROUP_ADDR>(*this, Acknowledged, idx, addr);
+}
+
+BusPendingCall KVRStdProxy::getNetworkStat()
+{
+    return request<KVR::GET_NETWORK_STAT>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::getNetworkErrorStat()
+{
+    return request<KVR::GET_NETWORK_ERROR_STAT>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::setNetworkStat(quint8 mode, quint8 retryCount)
+{
+    return request<KVR::SET_NETWORK_STAT>(*this, Acknowledged, mode, retryCount);
+}
+
+BusPendingCall KVRStdProxy::setNodeDiscovery(bool enable)
+{
+    // The other way round on the wire: 0 takes part.
+    return request<KVR::SET_NODE_DISCOVERY>(*this, Acknowledged, !enable);
+}
+
+BusPendingCall KVRStdProxy::getNetworkConfig()
+{
+    return request<KVR::GET_NETWORK_CONFIG>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::setNetworkConfig(quint8 bcastMode, quint8 maxRand, quint8 supervision,
+                                             quint16 supervisionPeriod, quint8 deafMode, quint8 upload)
+{
+    const bool uploads = upload != 0 && upload != 255;
+    return request<KVR::SET_NETWORK_CONFIG>(*this, uploads ? AsDescribed : Acknowledged, bcastMode, maxRand,
+                                            supervision, supervisionPeriod, deafMode, upload);
+}
+
+BusPendingCall KVRStdProxy::getNodeStackVersion()
+{
+    return request<KVR::GET_NODE_STACK_VERSION>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::getNodeSerialNumber()
+{
+    return request<KVR::GET_NODE_SERIAL_NUMBER>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::getNodeAppVersion()
+{
+    return request<KVR::GET_NODE_APP_VERSION>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::getNodeLabel()
+{
+    return request<KVR::GET_NODE_LABEL>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::setNodeLabel(const QByteArray &str)
+{
+    return request<KVR::SET_NODE_LABEL>(*this, Acknowledged, Padded<LabelWidth>{str});
+}
+
+BusPendingCall KVRStdProxy::sendDataTest1()
+{
+    return request<KVR::SEND_DATA_TEST1>(*this, AsDescribed);
+}
+
+BusPendingCall KVRStdProxy::sendDataTest2(const QByteArray &data)
+{
+    return request<KVR::SEND_DATA_TEST2>(*this, AsDescribed, Padded<Test2Width>{data});
+}
+
+BusPendingCall KVRStdProxy::sendDataTest3(const QByteArray &data)
+{
+    return request<KVR::SEND_DATA_TEST3>(*this, AsDescribed, Padded<Test3Width>{data});
+}

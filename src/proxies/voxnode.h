@@ -1,0 +1,47 @@
+#ifndef VOXNODE_H
+#define VOXNODE_H
+
+#include "framework/busobject.h"
+#include "messages/vox.h"
+
+class VOXBus;
+
+/// Whatever stands for one node on a bus: a proxy of the host, or an emulated node.
+class VOX_EXPORT VOXNode : public BusObject
+{
+    Q_OBJECT
+    Q_PROPERTY(VOX::Addr addr READ addr WRITE setAddr NOTIFY addrChanged)
+
+public:
+    /// Stores @p addr as given, node type and all. A null @p bus leaves the node unattached.
+    VOXNode(unsigned int addr, Bus *bus, QObject *parent = nullptr);
+    ~VOXNode() override;
+
+    /// 24 bits; with @p full the node type, and whatever stands above it, too.
+    unsigned int addr(bool full = false) const;
+    VOX::NodeType type() const;
+    /// Silent: addrChanged() tells of addresses alone.
+    void setType(VOX::NodeType type);
+
+    /// Takes another address. Without a node type in it, the node keeps its own. The value passed is compared
+    /// with the full address, so the bare 24 bits of the present one are stored, and announced, once more.
+    virtual void setAddr(unsigned int addr);
+
+public Q_SLOTS:
+    /// False, with nothing changed, if @p bus is null or of another kind.
+    bool attach(Bus *bus) override;
+    virtual bool attach(VOXBus *bus);
+
+Q_SIGNALS:
+    /// With the full address.
+    void addrChanged(VOX::Addr addr);
+
+protected:
+    /// Stores @p addr by the rule of setAddr() without a signal. False if it is the present one.
+    bool storeAddr(unsigned int addr);
+
+private:
+    unsigned int m_addr;
+};
+
+#endif

@@ -1,0 +1,59 @@
+#ifndef VOXREQUEST_P_H
+#define VOXREQUEST_P_H
+
+#include "messages/kvr.h"
+#include "messages/voxcall.h"
+#include "messages/voxdatareader.h"
+#include "messages/voxdatawriter.h"
+#include "proxies/voxnode.h"
+
+#include <utility>
+
+/// The one shape of every operation and every decoder of the proxies.
+namespace VOXRequest {
+
+/// The fixed address of the host, with its node type.
+constexpr unsigned int HostAddr = 0x0f010000;
+
+/// What an operation adds to the ack flag that the call may have already.
+enum Acknowledgement { AsDescribed, Acknowledged };
+
+/// Bytes cut to @p Width or filled with zero bytes.
+template <int Width>
+struct Padded
+{
+    const QByteArray &bytes;
+};
+
+template <int Width>
+VOXDataWriter &operator<<(VOXDataWriter &writer, const Padded<Width> &field)
+{
+    writer.write(field.bytes.leftJustified(Width, '\0', true).constData(), Width);
+    return writer;
+}
+
+/// Sends @p Command to @p node. The descriptor is looked up once. What does not fit the frame is not sent.
+template <auto Command, typename... Fields>
+BusPendingCall request(VOXNode &node, Acknowledgement acknowledgement, const Fields &...fields)
+{
+    static const VOXCmdInfo info = KVR::findCmd(static_cast<unsigned char>(Command));
+    VOXCall call(info, HostAddr, node.addr(true), 0);
+    if (acknowledgement == Acknowledged)
+        call.setAck(true);
+    VOXDataWriter writer(call);
+    (void)(writer << ... << fields);
+    return node.call(call);
+}
+
+/// Reads the data area in order; a null pointer skips its field. False if it was too short.
+template <typename... Fields>
+bool decode(const BusMessage &message, Fields &&...fields)
+{
+    VOXDataReader reader{VOXMessage(message)};
+    (void)(reader >> ... >> std::forward<Fields>(fields));
+    return !reader.fail();
+}
+
+}
+
+#endif

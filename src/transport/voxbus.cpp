@@ -1,0 +1,297 @@
+#include "transport/voxbus.h"
+
+#include "framework/serialdispatcher.h"
+#include "messages/voxcheckvalue.h"
+#include "messages/voxmessage.h"
+#include "transport/voxbusdispatcher.h"
+#include "transport/voxbuslog_p.h"
+
+#include <QThread>
+#include <QTimerEvent>
+
+#include <algorithm>
+
+Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
+
+namespace {
+constexpr int FrameTimeoutMs = 100;
+constexpr unsigned char BitsPerByte = 11;
+constexpr int ControlOffset = 1;
+// So few bytes are left to the next arrival.
+constexpr int RestThatWaits = 2;
+constexpr unsigned int HostAddr = 0x010000;
+
+QByteArray hex(unsigned int value)
+{
+    return QByteArray::number(value, 16).rightJustified(4, '0');
+}
+
+unsigned int byteAt(const QByteArray &bytes, int index)
+{
+    return static_cast<unsigned char>(bytes.at(index));
+}
+}
+
+VOXBus::VOXBus(const QString &portName, QObject *parent)
+    : VOXBus(new QSerialPort(portName), parent)
+{
+}
+
+VOXBus::VOXBus(QIODevice *device, QObject *parent)
+    : Bus(*new SerialDispatcher(*this, BAUD_4800, BitsPerByte, nullptr), device, parent)
+    , m_deviceDispatcher(new VOXBusDispatcher(this))
+{
+    m_buffer.reserve(VOXMessage::MaxLength);
+    VOX::registerMetaTypes();
+    dispatcher().setParent(this);
+    dispatcher().init();
+    connect(&dispatcher(), &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
+    listenToDevice();
+}
+
+VOXBus::VOXBus(BusDispatcher &dispatcher, QObject *parent)
+    : Bus(dispatcher, nullptr, parent)
+    , m_deviceDispatcher(new VOXBusDispatcher(this))
+{
+    m_buffer.reserve(VOXMessage::MaxLength);
+    VOX::registerMetaTypes();
+    connect(&dispatcher, &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
+}
+
+VOXBus::~VOXBus()
+{
+    shutDown();
+}
+
+void VOXBus::listenToDevice()
+{
+    QIODevice *device = ioDevice();
+    if (!device)
+        return;
+    // A device with a parent can neither be moved nor be given one on another thread.
+    device->setParent(nullptr);
+    device->moveToThread(thread());
+    device->setParent(this);
+    if (auto *port = qobject_cast<QSerialPort *>(device))
+        connect(port, &QSerialPort::errorOccurred, this, &VOXBus::serialPortError);
+    connect(device, &QIODevice::readyRead, this, [this] { processData(); });
+}
+
+int VOXBus::write(const QByteArray &frame)
+{
+    if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
+        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
+        return -1;
+    }
+    // A share of its own: a device that answers from inside the write uses the working buffer again.
+    const QByteArray line = toLine(frame);
+    if (!ioDevice() || ioDevice()->write(line) < 0)
+        return -2;
+    if (auto *port = qobject_cast<QSerialPort *>(ioDevice()))
+        port->flush();
+    return 0;
+}
+
+const QByteArray &VOXBus::toLine(const QByteArray &frame)
+{
+    m_buffer.resize(frame.size());
+    std::copy(frame.cbegin(), frame.cend(), m_buffer.begin());
+    invertBody(m_buffer);
+    return m_buffer;
+}
+
+void VOXBus::invertBody(QByteArray &frame)
+{
+    invert(frame.data(), static_cast<std::size_t>(frame.size() - VOXMessage::CheckLength));
+}
+
+bool VOXBus::isIntact(const QByteArray &frame)
+{
+    const int covered = frame.size() - VOXMessage::CheckLength;
+    const auto size = static_cast<std::size_t>(covered);
+    const char *plain = frame.constData();
+    const unsigned int received = byteAt(frame, covered) << 8 | byteAt(frame, covered + 1);
+    if ((byteAt(frame, ControlOffset) & VOXMessage::CrcFlag) != 0) {
+        const unsigned int computed = VOXCheckValue::crc(plain, size);
+        if (computed == received)
+            return true;
+        qCWarning(lcVoxBus, "Wrong CRC: %s, trying CHKSUM", hex(computed).constData());
+    }
+    const unsigned int computed = VOXCheckValue::checksum(plain, size);
+    if (computed == received)
+        return true;
+    qCWarning(lcVoxBus, "Wrong CRC: %s != %s", hex(computed).constData(), hex(received).constData());
+    return false;
+}
+
+bool VOXBus::processData()
+{
+    QIODevice *device = ioDevice();
+    if (!device || !device->isOpen())
+        return false;
+    m_buffer.resize(VOXMessage::MaxLength);
+    const qint64 available = device->peek(m_buffer.data(), m_buffer.size());
+    const unsigned char length = available > ControlOffset ? getLen(~m_buffer.at(ControlOffset)) : 0;
+    if (available <= ControlOffset || (length >= VOXMessage::MinLength && available < length)) {
+        m_frameTimer.start(FrameTimeoutMs, Qt::PreciseTimer, this);
+        return false;
+    }
+    if (length < VOXMessage::MinLength) {
+        device->skip(1);
+        processLater();
+        return false;
+    }
+    m_frameTimer.stop();
+    QByteArray frame = m_buffer.left(length);
+    invertBody(frame);
+    qCDebug(lcVoxBus, "[VOXBus]: Frame : %s", frame.toHex().toUpper().constData());
+    const bool accepted = isIntact(frame);
+    device->skip(accepted ? length : 1);
+    if (device->bytesAvailable() > RestThatWaits)
+        processLater();
+    // Last: whoever gets the frame may use, close or destroy this bus.
+    if (accepted)
+        dispatcher().dispatch(frame);
+    return true;
+}
+
+void VOXBus::processLater()
+{
+    QMetaObject::invokeMethod(
+        this, [this] { processData(); }, Qt::QueuedConnection);
+}
+
+void VOXBus::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != m_frameTimer.timerId()) {
+        Bus::timerEvent(event);
+        return;
+    }
+    const QPointer<VOXBus> self(this);
+    const qint64 before = ioDevice() ? ioDevice()->bytesAvailable() : 0;
+    const bool taken = processData();
+    if (!self)
+        return;
+    // One byte an expiry: a byte that processData() itself has dropped counts.
+    if (!taken && isOpen() && ioDevice()->bytesAvailable() == before && before > 0) {
+        ioDevice()->skip(1);
+        processLater();
+    }
+    m_frameTimer.stop();
+}
+
+bool VOXBus::open()
+{
+    QIODevice *device = ioDevice();
+    if (!device)
+        return false;
+    const bool wasOpen = isOpen();
+    const bool opened = device->open(QIODevice::ReadWrite);
+    if (auto *port = qobject_cast<QSerialPort *>(device)) {
+        port->setBaudRate(BAUD_4800);
+        port->setDataBits(QSerialPort::Data8);
+        port->setParity(QSerialPort::OddParity);
+        port->setStopBits(QSerialPort::OneStop);
+        port->setFlowControl(QSerialPort::NoFlowControl);
+    }
+    if (opened != wasOpen)
+        Q_EMIT openChanged(opened);
+    return opened;
+}
+
+void VOXBus::close()
+{
+    if (!ioDevice())
+        return;
+    const bool wasOpen = isOpen();
+    m_frameTimer.stop();
+    ioDevice()->close();
+    announceOpen(wasOpen);
+}
+
+void VOXBus::announceOpen(bool wasOpen)
+{
+    if (isOpen() != wasOpen)
+        Q_EMIT openChanged(!wasOpen);
+}
+
+bool VOXBus::isOpen() const
+{
+    return ioDevice() && ioDevice()->isOpen();
+}
+
+unsigned char VOXBus::getLen(unsigned char control) const
+{
+    return control & VOXMessage::LengthMask;
+}
+
+bool VOXBus::setBaudRate(BaudRate rate)
+{
+    auto *port = qobject_cast<QSerialPort *>(ioDevice());
+    if (!port || !port->setBaudRate(rate))
+        return false;
+    if (auto *serial = qobject_cast<SerialDispatcher *>(&dispatcher()))
+        serial->setBaudRate(static_cast<unsigned short>(rate));
+    return true;
+}
+
+void VOXBus::serialPortError()
+{
+    auto *port = qobject_cast<QSerialPort *>(ioDevice());
+    if (!port || port->error() != QSerialPort::ResourceError)
+        return;
+    qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s", qPrintable(port->errorString()));
+    // The port's own close: openChanged() is not emitted here, on purpose.
+    port->close();
+}
+
+void VOXBus::attach(VOXDevice &device)
+{
+    m_deviceDispatcher->attach(device);
+}
+
+void VOXBus::detach(VOXDevice &device)
+{
+    m_deviceDispatcher->detach(device);
+}
+
+void VOXBus::groupAttach(VOXDevice &device, unsigned int group)
+{
+    m_deviceDispatcher->groupAttach(device, group);
+}
+
+void VOXBus::groupDetach(VOXDevice &device, unsigned int group)
+{
+    m_deviceDispatcher->groupDetach(device, group);
+}
+
+unsigned int VOXBus::addr()
+{
+    return HostAddr;
+}
+
+unsigned short VOXBus::chksum(const char *data, std::size_t size)
+{
+    return VOXCheckValue::checksum(data, size);
+}
+
+unsigned short VOXBus::chksum(const QByteArray &data)
+{
+    return chksum(data.constData(), static_cast<std::size_t>(data.size()));
+}
+
+unsigned short VOXBus::crc(const char *data, std::size_t size)
+{
+    return VOXCheckValue::crc(data, size);
+}
+
+unsigned short VOXBus::crc(const QByteArray &data)
+{
+    return crc(data.constData(), static_cast<std::size_t>(data.size()));
+}
+
+void VOXBus::invert(char *data, std::size_t size)
+{
+    for (std::size_t i = 0; i < size; ++i)
+        data[i] = static_cast<char>(~data[i]);
+}

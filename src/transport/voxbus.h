@@ -1,0 +1,113 @@
+#ifndef VOXBUS_H
+#define VOXBUS_H
+
+#include "framework/bus.h"
+#include "messages/vox_export.h"
+
+#include <QBasicTimer>
+#include <QSerialPort>
+
+#include <cstddef>
+
+class VOXBusDispatcher;
+class VOXDevice;
+
+/// The network on a byte stream: a serial line, or any QIODevice.
+///
+/// A frame travels with all bytes but its check value complemented. Received bytes are searched for frames
+/// whose check value is right; after anything else the search goes on one byte further, at once or when
+/// nothing has followed for 100 ms. Also carries emulated nodes, to which it hands the frames that answer no
+/// call.
+class VOX_EXPORT VOXBus : public Bus
+{
+    Q_OBJECT
+    Q_PROPERTY(bool isOpen READ isOpen NOTIFY openChanged)
+
+public:
+    /// Line rates in bit/s. The network's is 4800.
+    enum BaudRate : int {
+        BAUD_1200 = 1200,
+        BAUD_2400 = 2400,
+        BAUD_4800 = 4800,
+        BAUD_9600 = 9600,
+        BAUD_19200 = 19200,
+        BAUD_38400 = 38400,
+        BAUD_57600 = 57600
+    };
+    Q_ENUM(BaudRate)
+
+    /// On the serial port of this name, for example "/dev/ttyUSB0". Not opened yet.
+    explicit VOXBus(const QString &portName, QObject *parent = nullptr);
+    /// On @p device, which must come from the heap and live on the calling thread; the bus takes it over.
+    explicit VOXBus(QIODevice *device, QObject *parent = nullptr);
+    ~VOXBus() override;
+
+    /// -1 if @p frame has fewer than 11 or more than 31 bytes, -2 if the device fails, else 0.
+    int write(const QByteArray &frame) override;
+
+    /// Opens the device. A serial port gets 4800 bit/s, 8 data bits, odd parity and 1 stop bit, whatever
+    /// setBaudRate() has said before; the pacing keeps the rate that was said. That is meant.
+    bool open() override;
+    void close() override;
+    bool isOpen() const override;
+
+    /// The length that a frame's control byte tells.
+    virtual unsigned char getLen(unsigned char control) const;
+
+    const QIODevice *device() const { return ioDevice(); }
+    /// False if there is no serial port, or it refuses.
+    bool setBaudRate(BaudRate rate);
+
+    /// Delivers the frames for this node's address, and broadcasts, to @p device; attaching twice delivers
+    /// twice. These four may be called from any thread.
+    void attach(VOXDevice &device);
+    void detach(VOXDevice &device);
+    /// Delivers the frames for @p group to @p device.
+    void groupAttach(VOXDevice &device, unsigned int group);
+    void groupDetach(VOXDevice &device, unsigned int group);
+
+    /// The host's own address.
+    static unsigned int addr();
+    /// The 16-bit sum of the complements of the bytes.
+    static unsigned short chksum(const char *data, std::size_t size);
+    static unsigned short chksum(const QByteArray &data);
+    /// CRC-16/KERMIT of the complements of the bytes.
+    static unsigned short crc(const char *data, std::size_t size);
+    static unsigned short crc(const QByteArray &data);
+    /// Complements the bytes in place.
+    static void invert(char *data, std::size_t size);
+
+Q_SIGNALS:
+    void openChanged(bool opened);
+
+public Q_SLOTS:
+    /// Takes at most one frame of the received bytes. False if there was none, and none was refused.
+    bool processData() override;
+    void serialPortError();
+
+protected:
+    /// For buses that bring a device of their own.
+    VOXBus(BusDispatcher &dispatcher, QObject *parent);
+    void timerEvent(QTimerEvent *event) override;
+
+    /// The line form of @p frame in the working buffer, which the next use of the bus overwrites.
+    const QByteArray &toLine(const QByteArray &frame);
+    /// Turns a frame between plain and line form, in place: complements all but its check value.
+    static void invertBody(QByteArray &frame);
+    /// Whether the check value of @p frame, in plain form, is right. A CRC frame may carry a checksum
+    /// instead.
+    static bool isIntact(const QByteArray &frame);
+    /// Queues another processData().
+    void processLater();
+    /// Emits openChanged() if the state differs from @p wasOpen.
+    void announceOpen(bool wasOpen);
+
+private:
+    void listenToDevice();
+
+    QBasicTimer m_frameTimer;
+    QByteArray m_buffer;
+    VOXBusDispatcher *m_deviceDispatcher;
+};
+
+#endif

@@ -1,0 +1,91 @@
+#include "transport/voxbusdispatcher.h"
+
+#include "devices/voxdevice.h"
+
+namespace {
+// Where the watch for broadcasts stands among those for nodes.
+constexpr unsigned int BroadcastKey = 0xffffff;
+}
+
+VOXBusDispatcher::VOXBusDispatcher(QObject *parent)
+    : QObject(parent)
+{
+    m_nodes.insert(BroadcastKey, WatchPointer(new VOXBusWatch(this)));
+}
+
+VOXBusDispatcher::~VOXBusDispatcher()
+{
+    // A delivery that destroys its bus still holds the watch, so the last reference deletes it, not the
+    // parent.
+    if (const WatchPointer broadcast = m_nodes.value(BroadcastKey))
+        broadcast->setParent(nullptr);
+}
+
+void VOXBusDispatcher::attach(VOXDevice &device)
+{
+    const QMutexLocker locker(&m_mutex);
+    subscribe(m_nodes, device.addr(false), device);
+    const WatchPointer broadcast = m_nodes.value(BroadcastKey);
+    if (broadcast)
+        connect(broadcast.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch);
+    else
+        qWarning("[VOXBusDispatcher]: no broadcast watch");
+}
+
+void VOXBusDispatcher::detach(VOXDevice &device)
+{
+    const QMutexLocker locker(&m_mutex);
+    unsubscribe(m_nodes, device.addr(false), device);
+    unsubscribe(m_nodes, BroadcastKey, device);
+}
+
+void VOXBusDispatcher::groupAttach(VOXDevice &device, unsigned int group)
+{
+    const QMutexLocker locker(&m_mutex);
+    subscribe(m_groups, group, device);
+}
+
+void VOXBusDispatcher::groupDetach(VOXDevice &device, unsigned int group)
+{
+    const QMutexLocker locker(&m_mutex);
+    unsubscribe(m_groups, group, device);
+}
+
+void VOXBusDispatcher::subscribe(Table &table, unsigned int key, VOXDevice &device)
+{
+    WatchPointer &watch = table[key];
+    if (!watch) {
+        watch = new VOXBusWatch;
+        watch->moveToThread(thread());
+    }
+    connect(watch.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch);
+}
+
+void VOXBusDispatcher::unsubscribe(Table &table, unsigned int key, VOXDevice &device)
+{
+    const auto found = table.find(key);
+    if (found == table.end())
+        return;
+    const WatchPointer watch = *found;
+    disconnect(watch.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch);
+    const bool isBroadcast = &table == &m_nodes && key == BroadcastKey;
+    if (!isBroadcast && watch->receivers() < 1)
+        table.erase(found);
+}
+
+VOXBusDispatcher::WatchPointer VOXBusDispatcher::find(const VOXMessage &message)
+{
+    const QMutexLocker locker(&m_mutex);
+    return message.addrType() == VOX::GROUP ? m_groups.value(message.bcastAddr(false))
+                                            : m_nodes.value(message.destAddr(false));
+}
+
+void VOXBusDispatcher::dispatch(const BusMessage &message)
+{
+    const VOXMessage frame(message);
+    if (!frame.isValid())
+        return;
+    // Not locked while the frame is delivered: a node may register anew, or destroy the bus, from inside.
+    if (const WatchPointer watch = find(frame))
+        (*watch)(frame);
+}

@@ -1,0 +1,48 @@
+#ifndef VOXBUSDISPATCHER_H
+#define VOXBUSDISPATCHER_H
+
+#include "transport/voxbuswatch.h"
+
+#include <QExplicitlySharedDataPointer>
+#include <QHash>
+#include <QMutex>
+
+class VOXDevice;
+
+/// Hands the frames that answer no call to the emulated nodes: by node address, by group, or to all.
+///
+/// The four registrations may be called from any thread, also from inside a delivery.
+class VOX_EXPORT VOXBusDispatcher : public QObject
+{
+    Q_OBJECT
+
+public:
+    explicit VOXBusDispatcher(QObject *parent = nullptr);
+    ~VOXBusDispatcher() override;
+
+    /// Under the device's own address, and for broadcasts. Connections are not made unique.
+    void attach(VOXDevice &device);
+    /// Undoes every attach() under the device's present address. Its groups stay.
+    void detach(VOXDevice &device);
+    /// Under @p group, taken as it is: with a node type in it, it never meets a frame.
+    void groupAttach(VOXDevice &device, unsigned int group);
+    void groupDetach(VOXDevice &device, unsigned int group);
+
+public Q_SLOTS:
+    /// Delivers @p message; one that is invalid, or for nobody, is dropped without a word.
+    void dispatch(const BusMessage &message);
+
+private:
+    using WatchPointer = QExplicitlySharedDataPointer<VOXBusWatch>;
+    using Table = QHash<unsigned int, WatchPointer>;
+
+    void subscribe(Table &table, unsigned int key, VOXDevice &device);
+    void unsubscribe(Table &table, unsigned int key, VOXDevice &device);
+    WatchPointer find(const VOXMessage &message);
+
+    QMutex m_mutex;
+    Table m_nodes;
+    Table m_groups;
+};
+
+#endif

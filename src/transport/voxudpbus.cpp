@@ -1,0 +1,276 @@
+#include "transport/voxudpbus.h"
+
+#include "framework/simplebusdispatcher.h"
+#include "messages/voxmessage.h"
+#include "transport/voxbuslog_p.h"
+
+#include <QTimerEvent>
+#include <QUdpSocket>
+
+namespace {
+constexpr int MaxSenders = 10;
+constexpr int MaxSentFrames = 256;
+constexpr int MaxBufferedBytes = 65536;
+constexpr int FrameTimeoutMs = 110;
+constexpr int ControlOffset = 1;
+// From so many bytes on another pass is worth its while.
+constexpr int MinRest = 2;
+}
+
+/// What one sender has sent and nobody has taken yet, in line form.
+struct VOXUdpBus::Buffer
+{
+    Buffer(const QString &sender, VOXUdpBus *owner)
+        : senderID(sender)
+        , bus(owner)
+    {
+    }
+    ~Buffer() { stopTimer(); }
+    Q_DISABLE_COPY_MOVE(Buffer)
+
+    void append(const QByteArray &datagram)
+    {
+        data.append(datagram);
+        if (data.size() <= MaxBufferedBytes)
+            return;
+        data.remove(0, data.size() - MaxBufferedBytes);
+        if (!warned)
+            qCWarning(lcVoxBus, "[VOXUdpBus]: buffer of %s overflowing", qPrintable(senderID));
+        warned = true;
+    }
+
+    void startTimer()
+    {
+        stopTimer();
+        timer.start(FrameTimeoutMs, Qt::PreciseTimer, bus);
+        bus->m_timeoutSources.insert(timer.timerId(), senderID);
+    }
+
+    void stopTimer()
+    {
+        if (!timer.isActive())
+            return;
+        bus->m_timeoutSources.remove(timer.timerId());
+        timer.stop();
+    }
+
+    QString senderID;
+    QBasicTimer timer;
+    QByteArray data;
+    VOXUdpBus *bus;
+    bool warned = false;
+};
+
+VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
+                     const QHostAddress &localAddress, unsigned short localPort, QObject *parent)
+    : VOXBus(*new SimpleBusDispatcher(*this, nullptr), parent)
+    , m_destAddress(destAddress)
+    , m_destPort(destPort)
+    , m_localAddress(localAddress.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : localAddress)
+    , m_localPort(localPort == 0 ? destPort : localPort)
+    , m_buffers(MaxSenders)
+{
+    qRegisterMetaType<QHostAddress>("QHostAddress");
+    dispatcher().setParent(this);
+    dispatcher().init();
+    m_datagram.reserve(VOXMessage::MaxLength);
+
+    auto *socket = new QUdpSocket(this);
+    setIoDevice(socket);
+    connect(socket, &QIODevice::readyRead, this, QOverload<>::of(&VOXUdpBus::processData));
+    connect(socket, &QIODevice::aboutToClose, this, [this] {
+        m_buffers.clear();
+        m_sent.clear();
+    });
+    bind();
+}
+
+VOXUdpBus::~VOXUdpBus()
+{
+    shutDown();
+    // Buffers unregister their timers from this object.
+    m_buffers.clear();
+}
+
+QUdpSocket *VOXUdpBus::socket() const
+{
+    return static_cast<QUdpSocket *>(ioDevice());
+}
+
+void VOXUdpBus::bind()
+{
+    if (socket()->bind(m_localAddress, m_localPort, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
+        socket()->open(QIODevice::ReadWrite);
+    else
+        qCWarning(lcVoxBus, "[VOXUdpBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
+}
+
+bool VOXUdpBus::open()
+{
+    if (!isOpen()) {
+        bind();
+        announceOpen(false);
+    }
+    return true;
+}
+
+bool VOXUdpBus::hasInput() const
+{
+    return isOpen() && socket()->hasPendingDatagrams();
+}
+
+void VOXUdpBus::setDest(const QHostAddress &address, unsigned short port)
+{
+    m_destAddress = address;
+    m_destPort = port;
+}
+
+int VOXUdpBus::write(const QByteArray &frame)
+{
+    if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
+        qCWarning(lcVoxBus, "[VOXUdpBus]: not sending corrupted message (len=%i)", frame.size());
+        return -1;
+    }
+    const QByteArray line = toLine(frame);
+    if (!isOpen() || socket()->writeDatagram(line, m_destAddress, m_destPort) != line.size()) {
+        qCWarning(lcVoxBus, "[VOXUdpBus]: socket error: %s", qPrintable(errorString()));
+        return -2;
+    }
+    if (m_destAddress == QHostAddress::Broadcast) {
+        m_sent.append(line);
+        if (m_sent.size() > MaxSentFrames)
+            m_sent.removeFirst();
+    }
+    return 0;
+}
+
+bool VOXUdpBus::processData()
+{
+    if (!readDatagram() || !isForUs(m_sender, m_senderPort) || isEcho())
+        return false;
+    const QString id = senderID(m_sender, m_senderPort);
+    Buffer *buffer = m_buffers.object(id);
+    if (!buffer) {
+        buffer = new Buffer(id, this);
+        // Deletes the buffer if it fails.
+        if (!m_buffers.insert(id, buffer)) {
+            qCWarning(lcVoxBus, "[VOXUdpBus]: failed to create cache entry");
+            return false;
+        }
+    }
+    buffer->append(m_datagram);
+    return processBuffer(*buffer);
+}
+
+bool VOXUdpBus::readDatagram()
+{
+    const qint64 size = isOpen() ? socket()->pendingDatagramSize() : -1;
+    if (size < 0)
+        return false;
+    m_datagram.resize(static_cast<int>(size));
+    if (socket()->readDatagram(m_datagram.data(), size, &m_sender, &m_senderPort) >= size)
+        return true;
+    qCWarning(lcVoxBus, "[VOXUdpBus]: failed to read datagram");
+    return false;
+}
+
+bool VOXUdpBus::isForUs(const QHostAddress &sender, unsigned short port)
+{
+    if (m_destAddress == QHostAddress::Broadcast)
+        return true;
+    if (port == m_destPort && sender.isEqual(m_destAddress, QHostAddress::ConvertV4MappedToIPv4))
+        return true;
+    qCDebug(lcVoxBus, "[VOXUdpBus]: frame is not for us (%s!=%s)", qPrintable(sender.toString()),
+            qPrintable(m_destAddress.toString()));
+    return false;
+}
+
+bool VOXUdpBus::isEcho()
+{
+    return m_destAddress == QHostAddress::Broadcast && m_sent.removeOne(m_datagram);
+}
+
+// The text is only made when the sender changes.
+const QString &VOXUdpBus::senderID(const QHostAddress &address, unsigned short port)
+{
+    if (m_lastSenderID.isEmpty() || port != m_lastSenderPort || address != m_lastSender) {
+        m_lastSender = address;
+        m_lastSenderPort = port;
+        m_lastSenderID = makeSenderID(address, port);
+    }
+    return m_lastSenderID;
+}
+
+QString VOXUdpBus::makeSenderID(const QHostAddress &address, unsigned short port) const
+{
+    return QStringLiteral("%1:%2").arg(address.toString()).arg(port);
+}
+
+bool VOXUdpBus::processData(const QString &senderID)
+{
+    Buffer *buffer = m_buffers.object(senderID);
+    return buffer && processBuffer(*buffer);
+}
+
+bool VOXUdpBus::processBuffer(Buffer &buffer)
+{
+    const int held = buffer.data.size();
+    const int length =
+        held < VOXMessage::MinLength ? VOXMessage::MaxLength : getLen(~buffer.data.at(ControlOffset));
+    if (length < VOXMessage::MinLength) {
+        buffer.data.remove(0, 1);
+        processLater(buffer.senderID);
+        return buffer.data.size() >= VOXMessage::MinLength;
+    }
+    if (length > held) {
+        if (held > 0)
+            buffer.startTimer();
+        return false;
+    }
+    buffer.stopTimer();
+    QByteArray frame = buffer.data.left(length);
+    invertBody(frame);
+    const bool accepted = isIntact(frame);
+    buffer.data.remove(0, accepted ? length : 1);
+    if (buffer.data.size() >= MinRest)
+        processLater(buffer.senderID);
+    // Last: the buffer may be evicted, and the bus closed or destroyed, by who gets the frame.
+    if (accepted)
+        dispatcher().dispatch(frame);
+    return true;
+}
+
+void VOXUdpBus::processLater(const QString &senderID)
+{
+    QMetaObject::invokeMethod(
+        this, [this, senderID] { processData(senderID); }, Qt::QueuedConnection);
+}
+
+void VOXUdpBus::timerEvent(QTimerEvent *event)
+{
+    const auto source = m_timeoutSources.constFind(event->timerId());
+    if (source == m_timeoutSources.constEnd()) {
+        VOXBus::timerEvent(event);
+        return;
+    }
+    const QString id = *source;
+    Buffer *buffer = m_buffers.object(id);
+    if (!buffer) {
+        qCWarning(lcVoxBus, "[VOXUdpBus]: failed to find timeout source");
+        return;
+    }
+    const QByteArray stalled = buffer->data;
+    buffer->stopTimer();
+
+    const QPointer<VOXUdpBus> self(this);
+    processData();
+    if (!self)
+        return;
+    buffer = m_buffers.object(id);
+    if (!buffer) {
+        qCWarning(lcVoxBus, "[VOXUdpBus]: timeout source has been destroyed");
+    } else if (!buffer->data.isEmpty() && buffer->data.startsWith(stalled)) {
+        buffer->data.remove(0, 1);
+        processLater(id);
+    }
+}

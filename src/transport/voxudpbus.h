@@ -1,0 +1,82 @@
+#ifndef VOXUDPBUS_H
+#define VOXUDPBUS_H
+
+#include "transport/voxbus.h"
+
+#include <QCache>
+#include <QHostAddress>
+#include <QList>
+#include <QMap>
+
+QT_BEGIN_NAMESPACE
+class QUdpSocket;
+QT_END_NAMESPACE
+
+/// The network over UDP, for gateways and simulated networks: each frame leaves as one datagram to one
+/// destination, and what comes is put together per sender, like a byte stream.
+///
+/// With a unicast destination only datagrams of exactly that address and port are taken. With
+/// QHostAddress::Broadcast everyone's are, except the echo of our own; the broadcast address of a subnet
+/// counts as unicast. At most ten senders are remembered, and a sender's incomplete frame loses its first
+/// byte when nothing has followed for 110 ms.
+class VOX_EXPORT VOXUdpBus : public VOXBus
+{
+    Q_OBJECT
+
+public:
+    /// Binds at once, to any IPv4 address if @p localAddress is null, and to the port of the destination if
+    /// @p localPort is 0. If that fails the bus is not open and open() may try again.
+    VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
+              const QHostAddress &localAddress = QHostAddress(), unsigned short localPort = 0,
+              QObject *parent = nullptr);
+    ~VOXUdpBus() override;
+
+    /// Where frames go from now on, and where they have to come from. The local side stays as it is.
+    void setDest(const QHostAddress &address, unsigned short port);
+    const QHostAddress &destAddress() const { return m_destAddress; }
+    unsigned short destPort() const { return m_destPort; }
+
+    int write(const QByteArray &frame) override;
+    /// Binds again after close(). Always true; isOpen() tells whether it worked.
+    bool open() override;
+    bool hasInput() const override;
+
+public Q_SLOTS:
+    /// Takes one datagram, and of it at most one frame.
+    bool processData() override;
+    /// Takes at most one frame of what this sender has sent.
+    bool processData(const QString &senderID);
+
+protected:
+    struct Buffer;
+
+    void timerEvent(QTimerEvent *event) override;
+    QString makeSenderID(const QHostAddress &address, unsigned short port) const;
+    bool processBuffer(Buffer &buffer);
+
+private:
+    bool readDatagram();
+    bool isForUs(const QHostAddress &sender, unsigned short port);
+    bool isEcho();
+    const QString &senderID(const QHostAddress &address, unsigned short port);
+    void processLater(const QString &senderID);
+    void bind();
+    QUdpSocket *socket() const;
+
+    QHostAddress m_destAddress;
+    unsigned short m_destPort;
+    QHostAddress m_localAddress;
+    unsigned short m_localPort;
+    QList<QByteArray> m_sent;
+    QMap<int, QString> m_timeoutSources;
+    QCache<QString, Buffer> m_buffers;
+
+    QByteArray m_datagram;
+    QHostAddress m_sender;
+    unsigned short m_senderPort = 0;
+    QHostAddress m_lastSender;
+    unsigned short m_lastSenderPort = 0;
+    QString m_lastSenderID;
+};
+
+#endif

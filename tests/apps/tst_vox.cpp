@@ -1,0 +1,230 @@
+#include <QHostAddress>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QtTest>
+#include <QUdpSocket>
+
+#include <csignal>
+
+/// The program as people run it.
+class tst_Vox : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void demoShowsAllItsSteps();
+    void wrongUseIsOneLine_data();
+    void wrongUseIsOneLine();
+    void callsReachEmulatedNodes_data();
+    void callsReachEmulatedNodes();
+    void jsonIsOneObject();
+    void simulationEndsOnSignals_data();
+    void simulationEndsOnSignals();
+    void everyCommandHasHelp();
+
+private:
+    struct Result
+    {
+        int code = -1;
+        QByteArray out;
+        QByteArray err;
+    };
+    static Result run(const QStringList &arguments, int timeoutMs = 30000);
+};
+
+namespace {
+QString program()
+{
+    return qEnvironmentVariable("VOX_PROGRAM");
+}
+
+/// A simulation on ports that the system chose, ready to be called.
+struct Simulation
+{
+    Simulation()
+    {
+        QUdpSocket a, b;
+        a.bind(QHostAddress(QHostAddress::LocalHost), 0);
+        b.bind(QHostAddress(QHostAddress::LocalHost), 0);
+        const QString url = QStringLiteral("udp://127.0.0.1:%1?local=%2&bind=127.0.0.1");
+        hostUrl = url.arg(a.localPort()).arg(b.localPort());
+        const QString ownUrl = url.arg(b.localPort()).arg(a.localPort());
+        a.close();
+        b.close();
+        process.start(program(),
+                      {"sim", "--bus", ownUrl, "--node", "TB60LV@000001", "--node", "NODE@00A1B2"});
+        isReady = process.waitForReadyRead(10000) && process.readAllStandardOutput().startsWith("ready");
+    }
+    ~Simulation()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+
+    QString hostUrl;
+    QProcess process;
+    bool isReady = false;
+};
+}
+
+tst_Vox::Result tst_Vox::run(const QStringList &arguments, int timeoutMs)
+{
+    QProcess process;
+    process.start(program(), arguments);
+    Result result;
+    if (process.waitForFinished(timeoutMs) && process.exitStatus() == QProcess::NormalExit)
+        result.code = process.exitCode();
+    result.out = process.readAllStandardOutput();
+    result.err = process.readAllStandardError();
+    return result;
+}
+
+void tst_Vox::demoShowsAllItsSteps()
+{
+    QElapsedTimer clock;
+    clock.start();
+    const Result result = run({"demo"});
+    QVERIFY2(result.code == 0, result.out + result.err);
+    QVERIFY(clock.elapsed() < 20000);
+    QCOMPARE(result.err, QByteArray());
+    for (const char *shown :
+         {"000003 NODETYPE_TB60LV", "Kitchen  5012345-A03-1", "100 %  2000 pulses  STOPPED",
+          "Stopped in mid-move", "NACK IP_NOT_SET", "No node at 000099", "All as expected: 3 nodes"})
+        QVERIFY2(result.out.contains(shown), shown);
+}
+
+void tst_Vox::wrongUseIsOneLine_data()
+{
+    QTest::addColumn<QStringList>("arguments");
+    QTest::addColumn<QByteArray>("said");
+    const QString bus = QStringLiteral("udp://127.0.0.1:4810?local=4811");
+    const auto row = [](const char *name, const QStringList &arguments, const char *said) {
+        QTest::newRow(name) << arguments << QByteArray(said);
+    };
+    row("no command", {}, "one of demo, sim, call");
+    row("unknown command", {"fly"}, "unknown command 'fly'");
+    row("demo takes nothing", {"demo", "now"}, "unexpected 'now'");
+    row("unknown option", {"sim", "--fast"}, "Unknown option 'fast'");
+    row("sim without bus", {"sim", "--node", "TB60LV@000001"}, "--bus URL is missing");
+    row("sim without node", {"sim", "--bus", bus}, "no node");
+    row("unknown model", {"sim", "--bus", bus, "--node", "X9@000001"},
+        "unknown model 'X9'; one of NODE, TB60LV");
+    row("short address", {"sim", "--bus", bus, "--node", "NODE@1"}, "'1' is no address");
+    row("the address of all", {"sim", "--bus", bus, "--node", "NODE@FFFFFF"}, "FFFFFF is no node's address");
+    row("no address", {"sim", "--bus", bus, "--node", "NODE"}, "'NODE' is no MODEL@ADDRESS");
+    row("an address twice", {"sim", "--bus", bus, "--node", "NODE@00000a", "--node", "TB60LV@00000A"},
+        "two nodes with address 00000A");
+    row("unknown scheme", {"sim", "--bus", "tcp://1.2.3.4:5", "--node", "NODE@000001"},
+        "'tcp://1.2.3.4:5' is no bus");
+    row("no port", {"sim", "--bus", "udp://127.0.0.1", "--node", "NODE@000001"}, "is no UDP bus");
+    row("bad local port", {"sim", "--bus", "udp://127.0.0.1:4810?local=x", "--node", "NODE@000001"},
+        "'local=x'");
+    row("an address of another machine",
+        {"sim", "--bus", "udp://127.0.0.1:4810?bind=192.0.2.1", "--node", "NODE@000001"}, "cannot open");
+    row("no such port", {"sim", "--bus", "serial:///dev/no-such-port", "--node", "NODE@000001"},
+        "cannot open /dev/no-such-port");
+    row("call without operation", {"call", "--bus", bus, "000001"}, "operations are getNodeAddr");
+    row("unknown operation", {"call", "--bus", bus, "000001", "fly"},
+        "unknown operation 'fly'; one of getNodeAddr");
+    row("a missing argument", {"call", "--bus", bus, "000001", "ctrlMoveTo", "0"},
+        "ctrlMoveTo FUN POSITION TILT or ctrlMoveTo FUN POSITION");
+    row("an unknown key", {"call", "--bus", bus, "000001", "ctrlMoveTo", "HOME", "0"},
+        "fun: 'HOME' is not a number from 0 to 255 or one of MOVETO_DOWN_LIMIT");
+    row("a number too high", {"call", "--bus", bus, "000001", "getGroupAddr", "256"},
+        "idx: '256' is not a number from 0 to 255");
+}
+
+void tst_Vox::wrongUseIsOneLine()
+{
+    QFETCH(QStringList, arguments);
+    QFETCH(QByteArray, said);
+    const Result result = run(arguments);
+    QCOMPARE(result.code, 2);
+    QCOMPARE(result.out, QByteArray());
+    QVERIFY2(result.err.contains(said), result.err);
+    QVERIFY(result.err.startsWith("vox"));
+    QCOMPARE(result.err.trimmed().count('\n'), 0);
+}
+
+void tst_Vox::callsReachEmulatedNodes_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("said");
+    const auto row = [](const char *name, const QStringList &words, int code, const char *said) {
+        QTest::newRow(name) << words << code << QByteArray(said);
+    };
+    row("a query", {"000001", "getMotorStatus"}, 0,
+        "POST_MOTOR_STATUS\n  state: STATE_STOPPED\n  direction: DIRECTION_DOWN\n  source: SOURCE_INTERNAL\n "
+        " cause: CAUSE_NONE\n");
+    row("a key and numbers", {"000001", "setMotorLimits", "LIMIT_PULSES", "LIMIT_DOWN", "0xbb8"}, 0, "ACK\n");
+    row("a refusal", {"000001", "ctrlMoveTo", "MOVETO_PERCENT", "50"}, 1, "NACK END_LIMITS_NOT_SET\n");
+    row("a group address", {"00a1b2", "setGroupAddr", "3", "1234"}, 0, "ACK\n");
+    row("bytes", {"00A1B2", "sendDataTest2", "hex:00ff"}, 0,
+        "POST_DATA_TEST2\n  data: 00 FF 00 00 00 00 00 00 00 00\n");
+    row("nothing asked for", {"00A1B2", "setNetworkConfig", "255", "0", "255", "0", "255", "1"}, 0,
+        "sent; no answer was asked for\n");
+    row("nobody there", {"000002", "getNodeLabel"}, 1, "vox call: No reply within the time-out\n");
+}
+
+void tst_Vox::callsReachEmulatedNodes()
+{
+    QFETCH(QStringList, words);
+    QFETCH(int, code);
+    QFETCH(QByteArray, said);
+    const Simulation simulation;
+    QVERIFY(simulation.isReady);
+    const Result result = run(QStringList{"call", "--bus", simulation.hostUrl} + words);
+    QCOMPARE(result.out + result.err, said);
+    QCOMPARE(result.code, code);
+}
+
+void tst_Vox::jsonIsOneObject()
+{
+    const Simulation simulation;
+    QVERIFY(simulation.isReady);
+    const auto json = [&](const QStringList &words) {
+        return QJsonDocument::fromJson(
+                   run(QStringList{"call", "--json", "--bus", simulation.hostUrl} + words).out)
+            .object();
+    };
+    const QJsonObject limits = json({"000001", "getMotorLimits"});
+    QCOMPARE(limits["reply"].toString(), QString("POST_MOTOR_LIMITS"));
+    QCOMPARE(limits["address"].toString(), QString("000001"));
+    QCOMPARE(limits["type"].toString(), QString("NODETYPE_TB60LV"));
+    QCOMPARE(limits["fields"].toObject()["downLimit"].toInt(), 65535);
+    QCOMPARE(json({"000001", "ctrlMoveOf", "2", "100"})["fields"].toObject()["status"].toString(),
+             QString("END_LIMITS_NOT_SET"));
+    QCOMPARE(json({"000009", "getMotorLimits"})["error"].toString(), QString("No reply within the time-out"));
+}
+
+void tst_Vox::simulationEndsOnSignals_data()
+{
+    QTest::addColumn<int>("number");
+    QTest::newRow("SIGINT") << SIGINT;
+    QTest::newRow("SIGTERM") << SIGTERM;
+}
+
+void tst_Vox::simulationEndsOnSignals()
+{
+    QFETCH(int, number);
+    Simulation simulation;
+    QVERIFY(simulation.isReady);
+    ::kill(static_cast<pid_t>(simulation.process.processId()), number);
+    QVERIFY(simulation.process.waitForFinished(10000));
+    QCOMPARE(simulation.process.exitStatus(), QProcess::NormalExit);
+    QCOMPARE(simulation.process.exitCode(), 0);
+}
+
+void tst_Vox::everyCommandHasHelp()
+{
+    for (const QString command : {"demo", "sim", "call"}) {
+        const Result result = run({command, "--help"});
+        QCOMPARE(result.code, 0);
+        QVERIFY(result.out.startsWith("Usage:"));
+        QVERIFY(run({"--help"}).out.contains(command.toLatin1()));
+    }
+}
+
+QTEST_GUILESS_MAIN(tst_Vox)
+#include "tst_vox.moc"

@@ -1,0 +1,18 @@
+#include <BusPendingCallWatcher>
+#include <KVRMotorProxy>
+#include <TB60LVStub>
+#include <VOXMessage>
+#include <VOXUdpBus>
+
+#include <QCoreApplication>
+
+#include <cstdio>
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication app(argc, argv);
+    KVRMotorProxy proxy(0x00A1B2, nullptr);
+    const TB60LVStub motor(proxy.addr(), nullptr);
+    std::printf("%s\n", qPrintable(VOX::toString(motor.addr(true))));
+    return proxy.getMotorStatus().error() == BusPendingCall::NotOpen ? 0 : 1;
+}
