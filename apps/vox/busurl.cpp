@@ -52,8 +52,12 @@ BusPointer openUdp(const QUrl &url, QString *problem)
             return nullptr;
         }
     }
-    auto bus =
-        std::make_unique<VOXUdpBus>(destination, static_cast<unsigned short>(url.port()), local, localPort);
+    // The bus warns of a failed bind; the caller says it in a line of its own.
+    const QtMessageHandler previous =
+        qInstallMessageHandler([](QtMsgType, const QMessageLogContext &, const QString &) {});
+    const auto port = static_cast<unsigned short>(url.port());
+    auto bus = std::make_unique<VOXUdpBus>(destination, port, local, localPort);
+    qInstallMessageHandler(previous);
     if (bus->isOpen())
         return bus;
     *problem = QStringLiteral("cannot open %1: %2").arg(url.toString(), bus->errorString());

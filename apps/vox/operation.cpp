@@ -84,7 +84,8 @@ bool readKey(const QMetaEnum &keys, const QString &text, QVariant *value, QStrin
     return isKnown && number <= std::numeric_limits<quint8>::max();
 }
 
-bool readArgument(const QMetaMethod &method, int index, const QString &text, QVariant *value, QString *expected)
+bool readArgument(const QMetaMethod &method, int index, const QString &text, QVariant *value,
+                  QString *expected)
 {
     switch (method.parameterType(index)) {
     case QMetaType::UChar:

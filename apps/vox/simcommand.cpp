@@ -84,6 +84,7 @@ int runSim(const QStringList &arguments)
         return line.fail(problem);
 
     std::vector<std::unique_ptr<KVRDevice>> nodes;
+    nodes.reserve(plans.size());
     for (const NodePlan &plan : plans)
         nodes.emplace_back(plan.model->create(plan.addr, network.get()));
 

@@ -347,7 +347,7 @@ VOXReply KVRDevice::setGroupAddrReply(const VOXMessage &request)
 VOXReply KVRDevice::setNodeLabelReply(const VOXMessage &request)
 {
     // All 16 bytes, also the zero bytes at the end. The answer is made before anyone can hear of the change.
-    const VOXReply done = acknowledgement(request);
+    VOXReply done = acknowledgement(request);
     setNodeLabel(request.data().mid(VOXMessage::HeaderLength, LabelWidth));
     return done;
 }
@@ -377,7 +377,7 @@ VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
     if (deafMode != Unchanged)
         config.data()->deafMode = isOn(deafMode);
 
-    const VOXReply done = acknowledgement(request);
+    VOXReply done = acknowledgement(request);
     const QPointer<KVRDevice> self(this);
     setNetworkConfig(config);
     if (self && isOn(upload))

@@ -22,8 +22,7 @@ bool isJog(unsigned int value)
 
 unsigned int KVRMotorDevice::pulsesIn(unsigned int duration, unsigned char speed) const
 {
-    return static_cast<unsigned int>(quint64{duration} * (pulsesPerRound() * unsigned{speed})
-                                     / DurationsPerMinute);
+    return static_cast<unsigned int>(quint64{duration} * pulsesPerRound() * speed / DurationsPerMinute);
 }
 
 unsigned short KVRMotorDevice::nearestLimit()
@@ -35,7 +34,7 @@ unsigned short KVRMotorDevice::nearestLimit()
 VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, unsigned char speed)
 {
     // Made first: a slot of statusChanged() may destroy this motor.
-    const VOXReply done = ack(request);
+    VOXReply done = ack(request);
     goToPosition(target, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, speed);
     return done;
 }
@@ -75,7 +74,7 @@ VOXReply KVRMotorDevice::ctrlStopReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, AnyState))
         return nack(request, refused);
-    const VOXReply done = ack(request);
+    VOXReply done = ack(request);
     stopMoving();
     return done;
 }
@@ -144,7 +143,7 @@ VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction dire
     const bool fits = isUp ? pulses <= position : position + pulses <= downLimit();
     if (fits)
         return go(request, static_cast<unsigned short>(isUp ? position - pulses : position + pulses));
-    const VOXReply done = ack(request);
+    VOXReply done = ack(request);
     goToPosition(isUp ? 0 : downLimit(), KVRMotor::SOURCE_INTERNAL, KVRMotor::CAUSE_NETWORK, slowSpeed());
     return done;
 }
@@ -153,7 +152,7 @@ VOXReply KVRMotorDevice::ctrlWinkReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, NotLocked))
         return nack(request, refused);
-    const VOXReply done = ack(request);
+    VOXReply done = ack(request);
     // Nothing ends it but the next command or arrival.
     setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
               KVRMotor::DIRECTION_NONE);

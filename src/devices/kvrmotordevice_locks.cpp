@@ -26,7 +26,7 @@ VOXReply KVRMotorDevice::ctrlNetworkLockReply(const VOXMessage &request)
         lockNetwork(request, priority);
         return go(request, target);
     };
-    const VOXReply done = ack(request);
+    VOXReply done = ack(request);
     const auto show = [&](KVRMotor::State state) {
         setStatus(state, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, m_status.direction);
         return done;

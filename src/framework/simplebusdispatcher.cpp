@@ -108,16 +108,15 @@ void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
 
 bool SimpleBusDispatcher::write(const BusMessageData &message)
 {
-    const QByteArray frame = message.bytes();
     const unsigned int busFreeDelay = message.busFreeDelay();
     // Cleared first: a datagram socket reports from inside the write.
     m_written = !m_waitDeviceWritten;
     m_writtenDeadline = QDeadlineTimer(std::max(message.timeout(), busFreeDelay), Qt::PreciseTimer);
-    frameSent(frame.size(), busFreeDelay);
+    frameSent(message.bytes().size(), busFreeDelay);
 
     const QPointer<SimpleBusDispatcher> self(this);
     const bool wasBusy = std::exchange(m_busy, true);
-    const bool ok = m_bus.write(frame) >= 0;
+    const bool ok = m_bus.write(message.bytes()) >= 0;
     if (!self)
         return ok;
     m_busy = wasBusy;

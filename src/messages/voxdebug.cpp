@@ -1,5 +1,7 @@
 #include "messages/voxdebug.h"
 
+#include <utility>
+
 namespace {
 QDebug print(QDebug debug, const QString &text)
 {
@@ -13,20 +15,20 @@ QDebug print(QDebug debug, const QString &text)
 
 QDebug operator<<(QDebug debug, unsigned char cmd)
 {
-    return print(debug, VOX::logText(cmd));
+    return print(std::move(debug), VOX::logText(cmd));
 }
 
 QDebug operator<<(QDebug debug, KVR::Cmd cmd)
 {
-    return print(debug, VOX::logText(static_cast<unsigned char>(cmd)));
+    return print(std::move(debug), VOX::logText(static_cast<unsigned char>(cmd)));
 }
 
 QDebug operator<<(QDebug debug, VOX::NodeType type)
 {
-    return print(debug, VOX::logText(type));
+    return print(std::move(debug), VOX::logText(type));
 }
 
 QDebug operator<<(QDebug debug, unsigned int addr)
 {
-    return print(debug, VOX::logText(addr));
+    return print(std::move(debug), VOX::logText(addr));
 }

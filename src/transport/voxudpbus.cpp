@@ -248,12 +248,11 @@ void VOXUdpBus::processLater(const QString &senderID)
 
 void VOXUdpBus::timerEvent(QTimerEvent *event)
 {
-    const auto source = m_timeoutSources.constFind(event->timerId());
-    if (source == m_timeoutSources.constEnd()) {
+    const QString id = m_timeoutSources.value(event->timerId());
+    if (id.isEmpty()) {
         VOXBus::timerEvent(event);
         return;
     }
-    const QString id = *source;
     Buffer *buffer = m_buffers.object(id);
     if (!buffer) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: failed to find timeout source");

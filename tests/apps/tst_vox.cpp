@@ -35,7 +35,7 @@ private:
 namespace {
 QString program()
 {
-    return qEnvironmentVariable("VOX_PROGRAM");
+    return QStringLiteral(VOX_PROGRAM);
 }
 
 /// A simulation on ports that the system chose, ready to be called.
