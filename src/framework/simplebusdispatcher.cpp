@@ -138,7 +138,8 @@ BusPendingCallPointer SimpleBusDispatcher::claimant(const BusMessage &message) c
 
 void SimpleBusDispatcher::dispatch(const QByteArray &frame)
 {
-    const BusMessage message(frame);
+    // Its own bytes: those of the frame may be a view of somebody's buffer.
+    const BusMessage message(QByteArray(frame.constData(), frame.size()));
     const BusPendingCallPointer call = claimant(message);
     frameHeard(call ? &call->message() : nullptr);
 

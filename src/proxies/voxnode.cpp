@@ -54,5 +54,8 @@ bool VOXNode::attach(Bus *bus)
 
 bool VOXNode::attach(VOXBus *bus)
 {
-    return BusObject::attach(bus);
+    if (bus)
+        return BusObject::attach(bus);
+    detach();
+    return true;
 }

@@ -30,6 +30,7 @@ public:
 public Q_SLOTS:
     /// False, with nothing changed, if @p bus is null or of another kind.
     bool attach(Bus *bus) override;
+    /// A null @p bus detaches, and is true.
     virtual bool attach(VOXBus *bus);
 
 Q_SIGNALS:

@@ -7,18 +7,27 @@
 
 #include <QtTest>
 
-/// A node that sends what it is told to, and keeps what it hears.
+#include <functional>
+
+/// A node that keeps what it hears, and does what it is told to.
 class Station : public VOXDevice
 {
 public:
     using VOXDevice::VOXDevice;
-    void dispatch(const VOXMessage &msg) override { heard.append(msg); }
+    void dispatch(const VOXMessage &msg) override
+    {
+        heard.append(msg);
+        // It may be the end of this station.
+        if (const std::function<void()> reaction = react)
+            reaction();
+    }
 
     QList<VOXMessage> heard;
+    std::function<void()> react;
 };
 
-/// A network over UDP, a host that speaks in raw frames, and a neighbour of the nodes under test. The neighbour
-/// answers whatever is sent after a request, so silence is known without waiting for it.
+/// A network over UDP, a host that speaks in raw frames, and a neighbour of the nodes under test. The
+/// neighbour answers what is sent after each request, so silence is known without waiting for it.
 struct Wire : UdpPair
 {
     Station console{HostAddr, &host};
@@ -27,19 +36,30 @@ struct Wire : UdpPair
     /// Sends @p request and gives all that comes back, as text.
     QByteArrayList ask(const VOXMessage &request)
     {
-        console.heard.clear();
-        console.reply(request);
-        console.reply(frame("79", neighbour.addr()));
+        const QByteArray number = QByteArray::number(0x100 + m_count++ % 0x100, 16).mid(1);
         QByteArrayList answers;
-        const auto isOver = [&] { return !console.heard.isEmpty() && text(console.heard.constLast()) == "7A"; };
-        if (!QTest::qWaitFor(isOver))
-            answers.append("nothing, not even from the neighbour");
-        for (const VOXMessage &message : qAsConst(console.heard)) {
+        QEventLoop loop;
+        console.heard.clear();
+        console.react = [&] {
+            const VOXMessage message = console.heard.constLast();
             if (message.srcAddr(false) != neighbour.addr())
                 answers.append(text(message));
-        }
+            else if (text(message) == hex("7A" + number))
+                loop.quit();
+        };
+        QTimer::singleShot(10000, &loop, [&] {
+            answers.append("nothing, not even from the neighbour");
+            loop.quit();
+        });
+        console.reply(request);
+        console.reply(frame("79" + number, neighbour.addr()));
+        loop.exec();
+        console.react = nullptr;
         return answers;
     }
+
+private:
+    int m_count = 0;
 };
 
 #endif

@@ -1,0 +1,147 @@
+#include "devices/emulatedposition.h"
+
+#include <QAbstractEventDispatcher>
+#include <QtTest>
+
+class tst_EmulatedPosition : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void moves_data();
+    void moves();
+    void arrivesOnce();
+    void inMotion();
+    void putAside();
+    void remainingTime_data();
+    void remainingTime();
+};
+
+namespace {
+struct Shaft : EmulatedPosition
+{
+    explicit Shaft(unsigned int pulsesPerMinute, int position = 0)
+        : EmulatedPosition(0, static_cast<unsigned short>(position))
+    {
+        setSpeed(pulsesPerMinute);
+    }
+
+    bool hasTimer() { return !QAbstractEventDispatcher::instance()->registeredTimers(this).isEmpty(); }
+
+    QSignalSpy reached{this, &EmulatedPosition::positionReached};
+};
+}
+
+void tst_EmulatedPosition::moves_data()
+{
+    QTest::addColumn<int>("from");
+    QTest::addColumn<int>("to");
+    QTest::newRow("down") << 0 << 1000;
+    QTest::newRow("up") << 1000 << 0;
+    QTest::newRow("over the whole scale") << 0 << 65535;
+}
+
+void tst_EmulatedPosition::moves()
+{
+    QFETCH(int, from);
+    QFETCH(int, to);
+    const int distance = qAbs(to - from);
+    Shaft shaft(static_cast<unsigned int>(distance) * 600, from); // for 100 ms
+    // The move begins between these two.
+    QElapsedTimer earliest;
+    earliest.start();
+    shaft.setTargetPosition(static_cast<unsigned short>(to));
+    QElapsedTimer latest;
+    latest.start();
+    QCOMPARE(shaft.direction(), to > from ? KVRMotor::DIRECTION_DOWN : KVRMotor::DIRECTION_UP);
+    while (shaft.reached.isEmpty()) {
+        const qint64 least = qMin<qint64>(latest.elapsed() * distance / 100, distance);
+        const int travelled = qAbs(shaft.currentPosition() - from);
+        QVERIFY(travelled >= least && travelled <= (earliest.elapsed() + 1) * distance / 100);
+        QVERIFY(to > from ? !shaft.isMovingUp() : !shaft.isMovingDown());
+        QCoreApplication::processEvents();
+    }
+    QVERIFY(earliest.elapsed() >= 99);
+    QCOMPARE(int(shaft.currentPosition()), to);
+    QCOMPARE(shaft.startPos(), shaft.targetPos());
+    QVERIFY(!shaft.hasTimer());
+    QCOMPARE(shaft.reached.size(), 1);
+}
+
+void tst_EmulatedPosition::arrivesOnce()
+{
+    Shaft shaft(600000);
+    shaft.setTargetPosition(100);
+    while (shaft.currentPosition() != 100)
+        QCOMPARE(shaft.reached.size(), 0);
+    QCOMPARE(shaft.reached.size(), 1);
+    QVERIFY(!shaft.hasTimer());
+    shaft.setTargetPosition(200);
+    QVERIFY2(shaft.reached.wait() && shaft.reached.size() == 2, "without queries the timer tells");
+    shaft.setTargetPosition(200);
+    QVERIFY2(shaft.reached.size() == 3 && !shaft.hasTimer(), "it is there already");
+    QCOMPARE(shaft.direction(), KVRMotor::DIRECTION_NONE);
+    QCOMPARE(shaft.remainingTime(), 0);
+}
+
+void tst_EmulatedPosition::inMotion()
+{
+    Shaft shaft(60000);
+    shaft.setTargetPosition(60000);
+    QTRY_VERIFY(shaft.currentPosition() > 20);
+    QVERIFY(shaft.isMoving() && shaft.isMovingDown() && !shaft.isMovingUp());
+    const int before = shaft.currentPosition();
+    shaft.setTargetPosition(10);
+    QVERIFY(shaft.startPos() >= before && shaft.remainingTime() <= shaft.startPos() - 10);
+    QCOMPARE(shaft.direction(), KVRMotor::DIRECTION_UP);
+    shaft.setCurrentPosition(60000);
+    QTRY_VERIFY(shaft.isMovingUp());
+    QCOMPARE(shaft.targetPos(), quint16(10));
+    shaft.stopMoving();
+    QCOMPARE(shaft.startPos(), shaft.targetPos());
+    QVERIFY(shaft.currentPosition() > 10 && shaft.currentPosition() < 60000 && !shaft.hasTimer());
+    QCOMPARE(shaft.reached.size(), 0);
+}
+
+void tst_EmulatedPosition::putAside()
+{
+    Shaft shaft(60000);
+    shaft.setCurrentPosition(50);
+    QVERIFY2(shaft.reached.wait(), "the shaft carries on to its old target");
+    shaft.setTargetPosition(1000);
+    shaft.setCurrentPosition(1000);
+    QTRY_VERIFY(!shaft.hasTimer());
+    QCOMPARE(shaft.startPos(), shaft.targetPos());
+    QCOMPARE(shaft.reached.size(), 1);
+}
+
+void tst_EmulatedPosition::remainingTime_data()
+{
+    QTest::addColumn<int>("target");
+    QTest::addColumn<unsigned int>("speed");
+    QTest::addColumn<qint64>("remaining");
+    QTest::newRow("a millisecond that has begun is a whole one") << 1 << 7u << qint64(8572);
+    QTest::newRow("whole milliseconds stay") << 2 << 8u << qint64(15000);
+    QTest::newRow("the longest and slowest move") << 65535 << 1u << qint64(3932100000);
+    QTest::newRow("the sum has 32 bits") << 65535 << 400000000u << qint64(0);
+    QTest::newRow("without speed it stays at 65535") << 100 << 0u << qint64(65535);
+}
+
+void tst_EmulatedPosition::remainingTime()
+{
+    QFETCH(int, target);
+    QFETCH(unsigned int, speed);
+    QFETCH(qint64, remaining);
+    Shaft shaft(speed);
+    QElapsedTimer clock;
+    clock.start();
+    shaft.setTargetPosition(static_cast<unsigned short>(target));
+    const qint64 actual = shaft.remainingTime();
+    QVERIFY2(actual <= remaining && actual >= remaining - clock.elapsed() - 1,
+             QByteArray::number(actual).constData());
+    if (speed < 10)
+        QVERIFY2(!shaft.isMoving(), "the first pulse is not over");
+}
+
+QTEST_GUILESS_MAIN(tst_EmulatedPosition)
+#include "tst_emulatedposition.moc"
