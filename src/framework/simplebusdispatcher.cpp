@@ -47,6 +47,8 @@ void SimpleBusDispatcher::pump()
     }
     const QPointer<SimpleBusDispatcher> self(this);
     while (self && scheduleNext()) { }
+    if (self && !hasSendable())
+        m_timer.stop();
 }
 
 void SimpleBusDispatcher::scheduleIn(int delayMs)

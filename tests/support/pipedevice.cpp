@@ -1,6 +1,6 @@
 #include "support/pipedevice.h"
 
-#include <cstring>
+#include <algorithm>
 
 void PipeDevice::join(PipeDevice &one, PipeDevice &other)
 {
@@ -29,7 +29,7 @@ void PipeDevice::close()
 qint64 PipeDevice::readData(char *data, qint64 maxSize)
 {
     const int count = static_cast<int>(qMin(maxSize, qint64(m_received.size())));
-    std::memcpy(data, m_received.constData(), static_cast<std::size_t>(count));
+    std::copy_n(m_received.constData(), count, data);
     m_received.remove(0, count);
     return count;
 }

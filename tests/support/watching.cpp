@@ -1,8 +1,8 @@
 #include "support/watching.h"
 
-#include <QtGlobal>
-
+#include <QCoreApplication>
 #include <QMutex>
+#include <QTimer>
 
 namespace {
 QMutex mutex;
@@ -31,6 +31,16 @@ QStringList WarningLog::texts() const
 {
     const QMutexLocker locker(&mutex);
     return warnings;
+}
+
+bool waitFor(const std::function<bool()> &condition)
+{
+    QTimer limit;
+    limit.setSingleShot(true);
+    limit.start(5000);
+    while (!condition() && limit.isActive())
+        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+    return condition();
 }
 
 QByteArray timing(int least, int most, const std::function<double()> &scenario)

@@ -19,6 +19,9 @@ private:
     void (*m_previous)(QtMsgType, const QMessageLogContext &, const QString &);
 };
 
+/// Runs the event loop until @p condition holds, and looks after each event; false after five seconds.
+bool waitFor(const std::function<bool()> &condition);
+
 /// Whether a scenario, which returns the milliseconds that it took, never takes less than @p least, and no
 /// more than
 /// @p most: that in the best of several runs, because the machine may be busy. Empty if so, else what is

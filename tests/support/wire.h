@@ -34,7 +34,7 @@ struct Wire : UdpPair
     KVRDevice neighbour{0xabcdef, &network};
 
     /// Sends @p request and gives all that comes back, as text.
-    QByteArrayList ask(const VOXMessage &request)
+    QByteArray ask(const VOXMessage &request)
     {
         const QByteArray number = QByteArray::number(0x100 + m_count++ % 0x100, 16).mid(1);
         QByteArrayList answers;
@@ -47,15 +47,28 @@ struct Wire : UdpPair
             else if (text(message) == hex("7A" + number))
                 loop.quit();
         };
-        QTimer::singleShot(10000, &loop, [&] {
-            answers.append("nothing, not even from the neighbour");
-            loop.quit();
-        });
+        QTimer::singleShot(10000, &loop, [&] { loop.exit(1); });
         console.reply(request);
         console.reply(frame("79" + number, neighbour.addr()));
-        loop.exec();
+        if (loop.exec() != 0)
+            answers.append("lost");
         console.react = nullptr;
-        return answers;
+        return answers.join('|');
+    }
+
+    /// Holds a conversation "request > reply, request > reply, ..." with @p dest. Empty if that is what was
+    /// said, else where it went wrong. Replies that begin with one of @p silenced are expected to stay away.
+    QByteArray mismatch(const QByteArray &conversation, unsigned int dest, unsigned char flags,
+                        const QByteArrayList &silenced)
+    {
+        for (const QByteArray &exchange : conversation.split(',')) {
+            const QByteArray request = exchange.left(exchange.indexOf('>'));
+            const QByteArray wanted = hex(exchange.mid(request.size()));
+            const QByteArray actual = ask(frame(request, dest, flags));
+            if (actual != (silenced.contains(wanted.left(2)) ? QByteArray() : wanted))
+                return exchange + ", but there came: " + actual;
+        }
+        return QByteArray();
     }
 
 private:
