@@ -1,5 +1,9 @@
 #include "vox/nodemodel.h"
 
+#include "devices/hrmv2stub.h"
+#include "devices/marlostub.h"
+#include "devices/qm75stub.h"
+#include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
 #include "transport/voxbus.h"
 
@@ -18,7 +22,11 @@ KVRDevice *create(unsigned int addr, VOXBus *bus)
 
 const NodeModel models[] = {
     {QStringLiteral("NODE"), create<KVRDevice>},
+    {QStringLiteral("TB20"), create<TB20Stub>},
+    {QStringLiteral("QM75"), create<QM75Stub>},
+    {QStringLiteral("MARLO"), create<MarloStub>},
     {QStringLiteral("TB60LV"), create<TB60LVStub>},
+    {QStringLiteral("HRMV2"), create<HRMv2Stub>},
 };
 
 constexpr unsigned int GroupDestination = 0x000000;

@@ -238,6 +238,12 @@ VOXReply KVRDevice::acknowledgement(const VOXMessage &request) const
     return request.isAck() ? VOXReply(KVRAck(*this, request)) : VOXReply();
 }
 
+bool KVRDevice::isWanted(const VOXMessage &request, const VOXReply &answer)
+{
+    const bool isVerdict = answer.cmd() == KVR::ACK || answer.cmd() == KVR::NACK;
+    return answer.isValid() && (!isVerdict || request.isAck());
+}
+
 void KVRDevice::dispatch(const VOXMessage &msg)
 {
     if (isDeafTo(msg))

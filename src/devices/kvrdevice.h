@@ -88,6 +88,8 @@ protected:
     static bool isComplete(const VOXMessage &request);
     /// An ACK, or no answer if none was asked for.
     VOXReply acknowledgement(const VOXMessage &request) const;
+    /// The motors' rule: ACK and NACK only for those who ask, data for everyone.
+    static bool isWanted(const VOXMessage &request, const VOXReply &answer);
 
 private:
     struct Handler;

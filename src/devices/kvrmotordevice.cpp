@@ -33,8 +33,33 @@ const KVRMotorDevice::Handler *KVRMotorDevice::findHandler(unsigned char cmd)
         {KVR::CTRL_NETWORK_LOCK, &KVRMotorDevice::ctrlNetworkLockReply},
         {KVR::GET_MOTOR_POSITION, &KVRMotorDevice::getMotorPositionReply},
         {KVR::GET_MOTOR_STATUS, &KVRMotorDevice::getMotorStatusReply},
+        {KVR::SET_APP_MODE, &KVRMotorDevice::setAppModeReply},
         {KVR::SET_MOTOR_LIMITS, &KVRMotorDevice::setMotorLimitsReply},
+        {KVR::SET_MOTOR_DIRECTION, &KVRMotorDevice::setMotorDirectionReply},
+        {KVR::SET_MOTOR_ROLLING_SPEED, &KVRMotorDevice::setMotorRollingSpeedReply},
+        {KVR::SET_MOTOR_TILTING_SPEED, &KVRMotorDevice::tiltReply},
+        {KVR::SET_MOTOR_IP, &KVRMotorDevice::setMotorIPReply},
+        {KVR::SET_NETWORK_LOCK, &KVRMotorDevice::setNetworkLockReply},
+        {KVR::SET_DCT_LOCK, &KVRMotorDevice::setDCTLockReply},
+        {KVR::SET_TILT_LIMITS, &KVRMotorDevice::tiltReply},
+        {KVR::SET_FACTORY_DEFAULT, &KVRMotorDevice::setFactoryDefaultReply},
+        {KVR::GET_APP_MODE, &KVRMotorDevice::getAppModeReply},
         {KVR::GET_MOTOR_LIMITS, &KVRMotorDevice::getMotorLimitsReply},
+        {KVR::GET_MOTOR_DIRECTION, &KVRMotorDevice::getMotorDirectionReply},
+        {KVR::GET_MOTOR_ROLLING_SPEED, &KVRMotorDevice::getMotorRollingSpeedReply},
+        {KVR::GET_MOTOR_TILTING_SPEED, &KVRMotorDevice::tiltReply},
+        {KVR::GET_MOTOR_IP, &KVRMotorDevice::getMotorIPReply},
+        {KVR::GET_NETWORK_LOCK, &KVRMotorDevice::getNetworkLockReply},
+        {KVR::GET_DCT_LOCK, &KVRMotorDevice::getDCTLockReply},
+        {KVR::GET_TILT_LIMITS, &KVRMotorDevice::tiltReply},
+        {KVR::GET_FACTORY_DEFAULT, &KVRMotorDevice::getFactoryDefaultReply},
+        {KVR::DIAG_GET_TOTAL_MOVE_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_TOTAL_REV_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_THERMAL_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_OBSTACLE_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_POWER_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_RESET_COUNT, &KVRMotorDevice::diagReply},
+        {KVR::DIAG_GET_ENCODER_ERRORS, &KVRMotorDevice::diagReply},
     };
     const auto *const found = std::find_if(std::begin(handlers), std::end(handlers),
                                            [cmd](const Handler &h) { return h.cmd == cmd; });
@@ -61,6 +86,8 @@ void KVRMotorDevice::setRanges(const Ranges &ranges)
     m_downLimit = ranges.downLimit;
     m_intermediatePositions.fill(UnsetPosition, ranges.intermediatePositions);
     m_dctLocks.resize(ranges.dctLocks);
+    m_appModes = ranges.appModes;
+    m_appMode = defaultAppMode();
 }
 
 unsigned char KVRMotorDevice::angle()
@@ -137,8 +164,7 @@ void KVRMotorDevice::dispatch(const VOXMessage &msg)
 
 void KVRMotorDevice::replyTo(const VOXMessage &request, const VOXReply &answer)
 {
-    const bool isVerdict = answer.cmd() == KVR::ACK || answer.cmd() == KVR::NACK;
-    if (!isVerdict || request.isAck())
+    if (isWanted(request, answer))
         reply(answer);
 }
 
@@ -154,7 +180,12 @@ VOXReply KVRMotorDevice::nack(const VOXMessage &request, int status) const
 
 KVR::NackStatus KVRMotorDevice::refusal(const VOXMessage &request, int checks)
 {
-    if (!isComplete(request))
+    return refusal(request, KVR::findCmd(request.cmd()).size(), checks);
+}
+
+KVR::NackStatus KVRMotorDevice::refusal(const VOXMessage &request, int length, int checks)
+{
+    if (request.len() < length)
         return KVR::NACK_MSGSIZE;
     if ((checks & NotMoving) != 0 && isMoving())
         return static_cast<KVR::NackStatus>(KVR::NACK_IN_MOTION);

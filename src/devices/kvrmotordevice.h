@@ -10,6 +10,8 @@
 
 #include <QVector>
 
+#include <functional>
+
 /// An emulated motor: moves over time between its end limits, and answers as a real drive does.
 ///
 /// Refuses and acknowledges only if asked to; data replies are always sent. Abstract: a product adds its
@@ -64,6 +66,10 @@ public:
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
     KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
+    /// Stops whatever moves, as an arrival. A change of the direction mirrors the position about the down limit; a value
+    /// that is none changes nothing.
+    void setMotorDirection(KVRMotor::TurnDirection direction);
+    KVRMotor::AppMode appMode() const { return m_appMode; }
 
     /// Intermediate positions count from 1; unset and unknown ones are 65535.
     unsigned short motorIP(unsigned char index) const;
@@ -74,7 +80,12 @@ public:
     /// is none.
     unsigned char findNextMotorIP(unsigned short position, KVRMotor::Direction direction) const;
 
+    const Lock &networkLock() const { return m_networkLock; }
     int motorDCTCount() const { return m_dctLocks.size(); }
+    /// Opens all locks. Their sources and priorities stay, and later requests still meet them.
+    void resetLocks();
+    /// Whether no lock is set.
+    bool isDefaultLocks() const;
     const MotorDiagnostic &getMotorDiagnostic() const { return m_diagnostic; }
     /// Keeps the stored one if it is equal.
     void setMotorDiagnostic(const MotorDiagnostic &diagnostic);
@@ -93,6 +104,23 @@ public:
     VOXReply getMotorStatusReply(const VOXMessage &request);
     VOXReply setMotorLimitsReply(const VOXMessage &request);
     VOXReply getMotorLimitsReply(const VOXMessage &request);
+    VOXReply setAppModeReply(const VOXMessage &request);
+    VOXReply getAppModeReply(const VOXMessage &request);
+    VOXReply setMotorDirectionReply(const VOXMessage &request);
+    VOXReply getMotorDirectionReply(const VOXMessage &request);
+    VOXReply setMotorRollingSpeedReply(const VOXMessage &request);
+    VOXReply getMotorRollingSpeedReply(const VOXMessage &request);
+    VOXReply setMotorIPReply(const VOXMessage &request);
+    VOXReply getMotorIPReply(const VOXMessage &request);
+    VOXReply setNetworkLockReply(const VOXMessage &request);
+    VOXReply getNetworkLockReply(const VOXMessage &request);
+    VOXReply setDCTLockReply(const VOXMessage &request);
+    VOXReply getDCTLockReply(const VOXMessage &request);
+    VOXReply setFactoryDefaultReply(const VOXMessage &request);
+    VOXReply getFactoryDefaultReply(const VOXMessage &request);
+    /// The motor has no tilting drive: refuses.
+    VOXReply tiltReply(const VOXMessage &request);
+    VOXReply diagReply(const VOXMessage &request);
 
 public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
@@ -111,6 +139,8 @@ protected:
         ConfigValues<unsigned short> downLimit;
         int intermediatePositions = 0;
         int dctLocks = 0;
+        /// The first is the default; a motor that supports none is a roller for good.
+        QVector<KVRMotor::AppMode> appModes;
     };
     void setRanges(const Ranges &ranges);
 
@@ -124,10 +154,21 @@ protected:
     };
     /// NACK_ACK if nothing speaks against @p request.
     KVR::NackStatus refusal(const VOXMessage &request, int checks);
+    KVR::NackStatus refusal(const VOXMessage &request, int length, int checks);
     VOXReply ack(const VOXMessage &request) const;
     VOXReply nack(const VOXMessage &request, int status) const;
     /// Sends @p answer to who sent @p request, under the motor's rule.
     void replyTo(const VOXMessage &request, const VOXReply &answer);
+
+    /// A setting that SET_FACTORY_DEFAULT knows, by the id that it has there.
+    struct FactorySetting
+    {
+        int id;
+        std::function<bool()> isDefault;
+        std::function<void()> reset;
+    };
+    /// In the order in which all of them go back.
+    virtual QVector<FactorySetting> factorySettings();
 
     /// Starts a move. A @p speed of 0 is the default for its direction; revolutions per minute.
     void goToPosition(unsigned short target, KVRMotor::Source source, KVRMotor::Cause cause,
@@ -137,8 +178,12 @@ protected:
                    KVRMotor::Direction direction);
 
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
+    /// False, with nothing stored, if one of the speeds is outside its range.
+    bool storeSpeeds(int up, int down, int slow);
 
 private:
+    // Answers from the same state, for hosts of the older command set.
+    friend class HRMv2Compat;
     struct Handler;
     static const Handler *findHandler(unsigned char cmd);
 
@@ -149,6 +194,11 @@ private:
     unsigned short nearestLimit();
     KVRMotor::State restState() const;
     void lockNetwork(const VOXMessage &request, unsigned char priority);
+    VOXReply changeNetworkLock(const VOXMessage &request, int function, unsigned short value,
+                               unsigned char priority);
+    VOXReply lockReply(const VOXMessage &request, int cmd, const Lock &lock) const;
+    KVR::NackStatus findFactorySettings(int function, QVector<FactorySetting> *found);
+    KVRMotor::AppMode defaultAppMode() const { return m_appModes.value(0, KVRMotor::ROLLER); }
     KVR::NackStatus changeDownLimit(int function, int value);
     KVR::NackStatus changeUpLimit(int function, int value);
     KVR::NackStatus storeDownLimit(int value, KVR::MotorNackStatus outside);
@@ -166,6 +216,7 @@ private:
     MotorDiagnostic m_diagnostic;
     KVRMotor::Status m_status;
     KVRMotor::TurnDirection m_turnDirection = KVRMotor::TURN_NORMAL;
+    QVector<KVRMotor::AppMode> m_appModes = {KVRMotor::ROLLER, KVRMotor::VENETIAN, KVRMotor::CURTAIN};
     KVRMotor::AppMode m_appMode = KVRMotor::ROLLER;
     unsigned int m_timeScale = 1;
     unsigned char m_angle = 0;

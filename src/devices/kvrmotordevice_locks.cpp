@@ -2,6 +2,8 @@
 
 #include "devices/voxanswer_p.h"
 
+#include <algorithm>
+
 using namespace VOXAnswer;
 
 void KVRMotorDevice::lockNetwork(const VOXMessage &request, unsigned char priority)
@@ -18,6 +20,12 @@ VOXReply KVRMotorDevice::ctrlNetworkLockReply(const VOXMessage &request)
     unsigned char priority = 0;
     if (!read(request, function, value, priority))
         return nack(request, KVR::NACK_BADMSG);
+    return changeNetworkLock(request, function, value, priority);
+}
+
+VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int function, unsigned short value,
+                                           unsigned char priority)
+{
     if (!m_networkLock.admits(priority))
         return nack(request, KVR::NACK_LOW_PRIORITY);
 
@@ -57,4 +65,73 @@ VOXReply KVRMotorDevice::ctrlNetworkLockReply(const VOXMessage &request)
     default:
         return nack(request, KVR::NACK_BADMSG);
     }
+}
+
+VOXReply KVRMotorDevice::lockReply(const VOXMessage &request, int cmd, const Lock &lock) const
+{
+    return answer(*this, request, cmd, lock.isLocked(), lock.getSource(), lock.getCurrentPrio());
+}
+
+// Unlike CTRL_NETWORK_LOCK, needs no limits and does not show in the status.
+VOXReply KVRMotorDevice::setNetworkLockReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char lock = 0;
+    unsigned char priority = 0;
+    if (!read(request, lock, priority))
+        return nack(request, KVR::NACK_BADMSG);
+    if (!m_networkLock.admits(priority))
+        return nack(request, KVR::NACK_LOW_PRIORITY);
+    if (lock > VOX::LOCKED)
+        return nack(request, KVR::NACK_BADMSG);
+    m_networkLock.apply(lock == VOX::LOCKED, priority, request.srcAddr(false));
+    return ack(request);
+}
+
+VOXReply KVRMotorDevice::getNetworkLockReply(const VOXMessage &request)
+{
+    return lockReply(request, KVR::POST_NETWORK_LOCK, m_networkLock);
+}
+
+VOXReply KVRMotorDevice::setDCTLockReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char lock = 0;
+    unsigned char index = 0;
+    unsigned char priority = 0;
+    if (!read(request, lock, index, priority) || lock > VOX::LOCKED || index > m_dctLocks.size())
+        return nack(request, KVR::NACK_BADMSG);
+    // Index 0 means all of them, or none if one of them does not admit it.
+    const auto first = m_dctLocks.begin() + (index == 0 ? 0 : index - 1);
+    const auto last = index == 0 ? m_dctLocks.end() : first + 1;
+    if (!std::all_of(first, last, [&](const Lock &one) { return one.admits(priority); }))
+        return nack(request, KVR::NACK_LOW_PRIORITY);
+    std::for_each(first, last,
+                  [&](Lock &one) { one.apply(lock == VOX::LOCKED, priority, request.srcAddr(false)); });
+    return ack(request);
+}
+
+VOXReply KVRMotorDevice::getDCTLockReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char index = 0;
+    if (!read(request, index) || index == 0 || index > m_dctLocks.size())
+        return nack(request, KVR::NACK_BADMSG);
+    return lockReply(request, KVR::POST_DCT_LOCK, m_dctLocks.at(index - 1));
+}
+
+void KVRMotorDevice::resetLocks()
+{
+    for (Lock &lock : m_dctLocks)
+        lock.setLock(false);
+    m_networkLock.setLock(false);
+}
+
+bool KVRMotorDevice::isDefaultLocks() const
+{
+    return !m_networkLock.isLocked()
+        && std::none_of(m_dctLocks.begin(), m_dctLocks.end(), [](const Lock &lock) { return lock.isLocked(); });
 }

@@ -1,5 +1,7 @@
 #include "devices/productstub.h"
 
+#include <QPointer>
+
 #include <cstdlib>
 
 namespace {
@@ -32,8 +34,19 @@ void ProductStub::dispatch(const VOXMessage &msg)
 {
     if (!checkRequest(msg))
         return;
+    VOXReply answer;
+    const QPointer<ProductStub> self(this);
     if (m_sheet.missingCommands.contains(msg.cmd()))
         replyTo(msg, nack(msg, KVR::NACK_FEATURE_NOT_SUPPORTED));
-    else
+    else if (!answerOwn(msg, &answer))
         KVRMotorDevice::dispatch(msg);
+    else if (self)
+        replyTo(msg, answer);
+}
+
+bool ProductStub::answerOwn(const VOXMessage &request, VOXReply *answer)
+{
+    Q_UNUSED(request)
+    Q_UNUSED(answer)
+    return false;
 }

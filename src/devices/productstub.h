@@ -29,6 +29,9 @@ protected:
     /// @p sheet must outlive the motor. Its node type replaces the one in @p addr.
     ProductStub(const DataSheet &sheet, unsigned int addr, VOXBus *bus, QObject *parent);
 
+    /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does not.
+    virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
+
 private:
     const DataSheet &m_sheet;
 };

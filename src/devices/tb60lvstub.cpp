@@ -1,5 +1,14 @@
 #include "devices/tb60lvstub.h"
 
+#include "devices/voxanswer_p.h"
+
+using namespace VOXAnswer;
+
+namespace {
+// The table's length is not the one that the motor answers with.
+constexpr unsigned char TorqueReplyLength = 13;
+}
+
 const ProductStub::DataSheet &TB60LVStub::dataSheet()
 {
     static const DataSheet sheet = {
@@ -11,6 +20,7 @@ const ProductStub::DataSheet &TB60LVStub::dataSheet()
             {1686, 64767, UnsetPosition},
             16,
             1,
+            {KVRMotor::ROLLER},
         },
         {
             KVR::SET_MOTOR_TILTING_SPEED,
@@ -26,4 +36,84 @@ const ProductStub::DataSheet &TB60LVStub::dataSheet()
 TB60LVStub::TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent)
     : ProductStub(dataSheet(), addr, bus, parent)
 {
+}
+
+bool TB60LVStub::answerOwn(const VOXMessage &request, VOXReply *reply)
+{
+    switch (request.cmd()) {
+    case KVR::SET_MOTOR_SOFT_START_STOP:
+        *reply = setSoftStartStopReply(request);
+        return true;
+    case KVR::GET_MOTOR_SOFT_START_STOP:
+        *reply = answer(*this, request, KVR::POST_MOTOR_SOFT_START_STOP, m_softStart.isOn, m_softStart.value,
+                        m_softStop.isOn, m_softStop.value);
+        return true;
+    case KVR::SET_TORQUE_LIMITATION:
+        *reply = setTorqueLimitationReply(request);
+        return true;
+    case KVR::GET_TORQUE_LIMITATION:
+        *reply = answerOf(*this, request, KVR::POST_TORQUE_LIMITATION, TorqueReplyLength, m_torque.mode,
+                          m_torque.value);
+        return true;
+    default:
+        return false;
+    }
+}
+
+VOXReply TB60LVStub::setSoftStartStopReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char target = 0;
+    unsigned char kind = 0;
+    unsigned char value = 0;
+    if (!read(request, target, kind, value) || target > KVRMotor::SOFT_STOP || kind > KVRMotor::RAMP_VALUE)
+        return nack(request, KVR::NACK_BADMSG);
+    const auto change = [&](Ramp &ramp) {
+        if (kind == KVRMotor::RAMP_VALUE)
+            ramp.value = value;
+        else
+            ramp.isOn = kind == KVRMotor::RAMP_ON;
+    };
+    if (target != KVRMotor::SOFT_STOP)
+        change(m_softStart);
+    if (target != KVRMotor::SOFT_START)
+        change(m_softStop);
+    return ack(request);
+}
+
+VOXReply TB60LVStub::setTorqueLimitationReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned char value = 0;
+    if (!read(request, function, value))
+        return nack(request, KVR::NACK_BADMSG);
+    switch (function) {
+    case KVRMotor::TORQUE_ON:
+    case KVRMotor::TORQUE_OFF:
+        m_torque.mode = function == KVRMotor::TORQUE_ON ? 1 : 0;
+        return ack(request);
+    case KVRMotor::TORQUE_LEVEL:
+        if (value > 1)
+            return nack(request, KVR::NACK_BADMSG);
+        m_torque.value = value;
+        return ack(request);
+    case KVRMotor::TORQUE_PARAMETER:
+        m_torque.parameter = value;
+        return ack(request);
+    default:
+        return nack(request, KVR::NACK_BADMSG);
+    }
+}
+
+QVector<KVRMotorDevice::FactorySetting> TB60LVStub::factorySettings()
+{
+    return ProductStub::factorySettings()
+        << FactorySetting{KVRMotor::FACTORY_MOTOR_SOFT_START_STOP,
+                          [this] { return m_softStart == Ramp() && m_softStop == Ramp(); },
+                          [this] { m_softStart = m_softStop = Ramp(); }}
+        << FactorySetting{KVRMotor::FACTORY_TORQUE_LIMITATION, [this] { return m_torque == Torque(); },
+                          [this] { m_torque = Torque(); }};
 }

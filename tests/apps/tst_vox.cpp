@@ -108,7 +108,7 @@ void tst_Vox::wrongUseIsOneLine_data()
     row("sim without bus", {"sim", "--node", "TB60LV@000001"}, "--bus URL is missing");
     row("sim without node", {"sim", "--bus", bus}, "no node");
     row("unknown model", {"sim", "--bus", bus, "--node", "X9@000001"},
-        "unknown model 'X9'; one of NODE, TB60LV");
+        "unknown model 'X9'; one of NODE, TB20, QM75, MARLO, TB60LV, HRMV2");
     row("short address", {"sim", "--bus", bus, "--node", "NODE@1"}, "'1' is no address");
     row("the address of all", {"sim", "--bus", bus, "--node", "NODE@FFFFFF"}, "FFFFFF is no node's address");
     row("no address", {"sim", "--bus", bus, "--node", "NODE"}, "'NODE' is no MODEL@ADDRESS");

@@ -1,0 +1,62 @@
+#ifndef HRMV2STUB_H
+#define HRMV2STUB_H
+
+#include "devices/kvrdevice.h"
+
+#include <QBasicTimer>
+#include <QFlags>
+
+/// An emulated motor of the older generation: answers a part of the older command set with canned values, refuses the
+/// rest, and never moves. Acknowledges and refuses only if asked to.
+class VOX_EXPORT HRMv2Stub : public KVRDevice
+{
+    Q_OBJECT
+    Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions)
+
+public:
+    enum StubOption {
+        /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy.
+        DELAY_REPLY = 1
+    };
+    Q_DECLARE_FLAGS(StubOptions, StubOption)
+    Q_FLAG(StubOptions)
+
+    HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
+
+    StubOptions stubOptions() const { return m_options; }
+    void setStubOptions(StubOptions options) { m_options = options; }
+    /// Milliseconds: 50 for a valid request, else 0.
+    int replyDelay(const VOXMessage &request) const;
+
+    int motorIPCount() const { return m_intermediatePositions.size(); }
+    /// Counts from 1; 65535 if there is no such slot.
+    unsigned short motorIP(unsigned char index) const;
+    /// False if there is no such slot.
+    bool setMotorIP(unsigned char index, unsigned short position);
+    /// Finds none, ever: 255.
+    unsigned char findMotorIP(unsigned short position) const;
+
+public Q_SLOTS:
+    void dispatch(const VOXMessage &msg) override;
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    VOXReply answerTo(const VOXMessage &request);
+    VOXReply getMotorIPReply(const VOXMessage &request) const;
+    VOXReply setIPReply(const VOXMessage &request);
+    void replyTo(const VOXMessage &request, const VOXReply &answer, int delay);
+
+    QVector<unsigned short> m_intermediatePositions;
+    QBasicTimer m_replyTimer;
+    VOXMessage m_pendingReply;
+    StubOptions m_options = DELAY_REPLY;
+    unsigned short m_downLimit = 4096;
+    unsigned char m_lockStatus = 0;
+    unsigned char m_direction = 0;
+};
+
+Q_DECLARE_OPERATORS_FOR_FLAGS(HRMv2Stub::StubOptions)
+
+#endif

@@ -1,0 +1,224 @@
+#include "devices/kvrmotordevice.h"
+
+#include "devices/voxanswer_p.h"
+
+#include <QPointer>
+
+#include <algorithm>
+
+using namespace VOXAnswer;
+
+namespace {
+constexpr unsigned int MaxPercent = 100;
+// The tables' lengths have no room for what these replies hold.
+constexpr unsigned char IPReplyLength = 15;
+constexpr unsigned char FactoryReplyLength = 13;
+}
+
+VOXReply KVRMotorDevice::setAppModeReply(const VOXMessage &request)
+{
+    // Unlike the other settings: who does not ask for an answer changes nothing.
+    if (!request.isAck())
+        return VOXReply();
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char mode = 0;
+    read(request, mode);
+    if (!m_appModes.contains(static_cast<KVRMotor::AppMode>(mode)))
+        return nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
+    m_appMode = static_cast<KVRMotor::AppMode>(mode);
+    return ack(request);
+}
+
+VOXReply KVRMotorDevice::getAppModeReply(const VOXMessage &request)
+{
+    return answer(*this, request, KVR::POST_APP_MODE, static_cast<unsigned char>(m_appMode));
+}
+
+VOXReply KVRMotorDevice::setMotorDirectionReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, NotMoving))
+        return nack(request, refused);
+    unsigned char direction = 0;
+    read(request, direction);
+    VOXReply done = ack(request);
+    setMotorDirection(static_cast<KVRMotor::TurnDirection>(direction));
+    return done;
+}
+
+VOXReply KVRMotorDevice::getMotorDirectionReply(const VOXMessage &request)
+{
+    return answer(*this, request, KVR::POST_MOTOR_DIRECTION, static_cast<unsigned char>(m_turnDirection));
+}
+
+void KVRMotorDevice::setMotorDirection(KVRMotor::TurnDirection direction)
+{
+    const bool isKnown = direction == KVRMotor::TURN_NORMAL || direction == KVRMotor::TURN_REVERSED;
+    m_position.stopMoving();
+    unsigned short position = m_position.startPos();
+    if (isKnown && direction != m_turnDirection) {
+        m_turnDirection = direction;
+        position = static_cast<unsigned short>(downLimit() - position);
+        // Not a pulse further on the way there.
+        m_position.setSpeed(0);
+        m_position.setCurrentPosition(position);
+    }
+    m_position.setTargetPosition(position);
+}
+
+VOXReply KVRMotorDevice::setMotorRollingSpeedReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char up = 0;
+    unsigned char down = 0;
+    unsigned char slow = 0;
+    if (!read(request, up, down, slow) || !storeSpeeds(up, down, slow))
+        return nack(request, KVR::NACK_BADMSG);
+    return ack(request);
+}
+
+bool KVRMotorDevice::storeSpeeds(int up, int down, int slow)
+{
+    if (!m_upSpeed.contains(up) || !m_downSpeed.contains(down) || !m_slowSpeed.contains(slow))
+        return false;
+    m_upSpeed.setValue(static_cast<unsigned char>(up));
+    m_downSpeed.setValue(static_cast<unsigned char>(down));
+    m_slowSpeed.setValue(static_cast<unsigned char>(slow));
+    return true;
+}
+
+VOXReply KVRMotorDevice::getMotorRollingSpeedReply(const VOXMessage &request)
+{
+    return answer(*this, request, KVR::POST_MOTOR_ROLLING_SPEED, upSpeed(), downSpeed(), slowSpeed());
+}
+
+VOXReply KVRMotorDevice::setMotorIPReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, LimitsSet))
+        return nack(request, refused);
+    unsigned char function = 0;
+    unsigned char index = 0;
+    unsigned short value = 0;
+    if (!read(request, function, index, value) || function > KVRMotor::IP_PERCENT || index == 0
+        || index > motorIPCount())
+        return nack(request, KVR::NACK_BADMSG);
+    unsigned int position = UnsetPosition;
+    switch (function) {
+    case KVRMotor::IP_CURRENT:
+        position = positionPulses();
+        if (position > downLimit())
+            return nack(request, KVR::NACK_CURRENT_POSITION_OUT_OF_RANGE);
+        break;
+    case KVRMotor::IP_PULSES:
+        position = value;
+        break;
+    case KVRMotor::IP_PERCENT:
+        position = value > MaxPercent ? UnsetPosition : toPulses(static_cast<unsigned char>(value));
+        break;
+    default:
+        break;
+    }
+    if (function != KVRMotor::IP_DELETE && position > downLimit())
+        return nack(request, KVR::NACK_WRONG_POSITION);
+    setMotorIP(index, static_cast<unsigned short>(position));
+    return ack(request);
+}
+
+VOXReply KVRMotorDevice::getMotorIPReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char index = 0;
+    if (!read(request, index) || index == 0 || index > motorIPCount())
+        return nack(request, KVR::NACK_BADMSG);
+    const unsigned short position = motorIP(index);
+    return answerOf(*this, request, KVR::POST_MOTOR_IP, IPReplyLength, index, position,
+                    position == UnsetPosition ? None : toPct(position));
+}
+
+VOXReply KVRMotorDevice::tiltReply(const VOXMessage &request)
+{
+    return nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
+}
+
+QVector<KVRMotorDevice::FactorySetting> KVRMotorDevice::factorySettings()
+{
+    const auto areLocksDefault = [this] { return isDefaultLocks(); };
+    const auto openLocks = [this] {
+        resetLocks();
+        if (m_status.state == KVRMotor::STATE_LOCKED)
+            setStatus(KVRMotor::STATE_STOPPED, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK,
+                      m_status.direction);
+    };
+    return {
+        {KVRMotor::FACTORY_APP_MODE, [this] { return m_appMode == defaultAppMode(); },
+         [this] { m_appMode = defaultAppMode(); }},
+        // Before the limits, about which it mirrors the position.
+        {KVRMotor::FACTORY_MOTOR_DIRECTION, [this] { return m_turnDirection == KVRMotor::TURN_NORMAL; },
+         [this] { setMotorDirection(KVRMotor::TURN_NORMAL); }},
+        {KVRMotor::FACTORY_MOTOR_LIMITS, [this] { return m_downLimit.isDefault() && m_upLimit.isDefault(); },
+         [this] {
+             m_downLimit.reset();
+             m_upLimit.reset();
+         }},
+        {KVRMotor::FACTORY_MOTOR_ROLLING_SPEED,
+         [this] { return m_upSpeed.isDefault() && m_downSpeed.isDefault() && m_slowSpeed.isDefault(); },
+         [this] {
+             m_upSpeed.reset();
+             m_downSpeed.reset();
+             m_slowSpeed.reset();
+         }},
+        {KVRMotor::FACTORY_MOTOR_IP,
+         [this] { return m_intermediatePositions.count(UnsetPosition) == m_intermediatePositions.size(); },
+         [this] { m_intermediatePositions.fill(UnsetPosition); }},
+        {KVRMotor::FACTORY_NETWORK_LOCK, areLocksDefault, openLocks},
+        {KVRMotor::FACTORY_DCT_LOCK, areLocksDefault, openLocks},
+    };
+}
+
+KVR::NackStatus KVRMotorDevice::findFactorySettings(int function, QVector<FactorySetting> *found)
+{
+    const QVector<FactorySetting> settings = factorySettings();
+    for (const FactorySetting &setting : settings) {
+        if (function == KVRMotor::FACTORY_ALL || function == setting.id)
+            found->append(setting);
+    }
+    if (!found->isEmpty())
+        return KVR::NACK_ACK;
+    const auto known = QMetaEnum::fromType<KVRMotor::FactoryDefFunction>();
+    return known.valueToKey(function) ? static_cast<KVR::NackStatus>(KVR::NACK_FEATURE_NOT_SUPPORTED)
+                                      : KVR::NACK_BADMSG;
+}
+
+VOXReply KVRMotorDevice::setFactoryDefaultReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, NotMoving))
+        return nack(request, refused);
+    unsigned char function = 0;
+    read(request, function);
+    QVector<FactorySetting> settings;
+    if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
+        return nack(request, refused);
+    VOXReply done = ack(request);
+    const QPointer<KVRMotorDevice> self(this);
+    for (const FactorySetting &setting : qAsConst(settings)) {
+        if (self)
+            setting.reset();
+    }
+    return done;
+}
+
+VOXReply KVRMotorDevice::getFactoryDefaultReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char function = 0;
+    read(request, function);
+    QVector<FactorySetting> settings;
+    if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
+        return nack(request, refused);
+    const bool isDefault =
+        std::all_of(settings.cbegin(), settings.cend(), [](const FactorySetting &one) { return one.isDefault(); });
+    return answerOf(*this, request, KVR::POST_FACTORY_DEFAULT, FactoryReplyLength, function, isDefault);
+}

@@ -1,0 +1,60 @@
+#include "devices/tb20stub.h"
+
+#include "devices/voxanswer_p.h"
+
+using namespace VOXAnswer;
+
+const ProductStub::DataSheet &TB20Stub::dataSheet()
+{
+    static const DataSheet sheet = {
+        VOX::NODETYPE_TB20,
+        324,
+        {
+            {6, 28, 28},
+            {6, 28, 16},
+            {324, 64767, UnsetPosition},
+            16,
+            1,
+            {},
+        },
+        {
+            KVR::CTRL_NETWORK_LOCK,
+            KVR::SET_APP_MODE,
+            KVR::SET_MOTOR_TILTING_SPEED,
+            KVR::SET_NETWORK_LOCK,
+            KVR::SET_TILT_LIMITS,
+            KVR::GET_APP_MODE,
+            KVR::GET_MOTOR_TILTING_SPEED,
+            KVR::GET_NETWORK_LOCK,
+            KVR::GET_TILT_LIMITS,
+        },
+    };
+    return sheet;
+}
+
+TB20Stub::TB20Stub(unsigned int addr, VOXBus *bus, QObject *parent)
+    : ProductStub(dataSheet(), addr, bus, parent)
+    , m_compat(*this)
+{
+}
+
+bool TB20Stub::answerOwn(const VOXMessage &request, VOXReply *answer)
+{
+    if (request.cmd() != KVR::SET_MOTOR_ROLLING_SPEED)
+        return m_compat.dispatch(request);
+    *answer = setRollingSpeedReply(request);
+    return true;
+}
+
+VOXReply TB20Stub::setRollingSpeedReply(const VOXMessage &request)
+{
+    if (const KVR::NackStatus refused = refusal(request, AnyState))
+        return nack(request, refused);
+    unsigned char rolling = 0;
+    unsigned char ignored = 0;
+    unsigned char slow = 0;
+    // One speed up and down: the second byte is neither used nor checked.
+    if (!read(request, rolling, ignored, slow) || !storeSpeeds(rolling, rolling, slow))
+        return nack(request, KVR::NACK_BADMSG);
+    return ack(request);
+}

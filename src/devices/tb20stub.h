@@ -1,0 +1,26 @@
+#ifndef TB20STUB_H
+#define TB20STUB_H
+
+#include "devices/hrmv2compat.h"
+#include "devices/productstub.h"
+
+/// An emulated TB20: a motor for roller blinds that also answers hosts of the older command set.
+class VOX_EXPORT TB20Stub : public ProductStub
+{
+    Q_OBJECT
+
+public:
+    /// 24 bits of @p addr count.
+    TB20Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
+
+protected:
+    bool answerOwn(const VOXMessage &request, VOXReply *answer) override;
+
+private:
+    static const DataSheet &dataSheet();
+    VOXReply setRollingSpeedReply(const VOXMessage &request);
+
+    HRMv2Compat m_compat;
+};
+
+#endif
