@@ -21,12 +21,9 @@ KVRDevice *create(unsigned int addr, VOXBus *bus)
 }
 
 const NodeModel models[] = {
-    {QStringLiteral("NODE"), create<KVRDevice>},
-    {QStringLiteral("TB20"), create<TB20Stub>},
-    {QStringLiteral("QM75"), create<QM75Stub>},
-    {QStringLiteral("MARLO"), create<MarloStub>},
-    {QStringLiteral("TB60LV"), create<TB60LVStub>},
-    {QStringLiteral("HRMV2"), create<HRMv2Stub>},
+    {QStringLiteral("NODE"), create<KVRDevice>},    {QStringLiteral("TB20"), create<TB20Stub>},
+    {QStringLiteral("QM75"), create<QM75Stub>},     {QStringLiteral("MARLO"), create<MarloStub>},
+    {QStringLiteral("TB60LV"), create<TB60LVStub>}, {QStringLiteral("HRMV2"), create<HRMv2Stub>},
 };
 
 constexpr unsigned int GroupDestination = 0x000000;

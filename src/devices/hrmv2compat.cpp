@@ -14,14 +14,7 @@ using namespace VOXAnswer;
 namespace {
 constexpr unsigned int FullTravel = 255;
 
-enum PositionFunction {
-    ToUpLimit = 1,
-    ToDownLimit = 2,
-    Stop = 3,
-    ToIP = 4,
-    ToPulses = 8,
-    ToFraction = 16
-};
+enum PositionFunction { ToUpLimit = 1, ToDownLimit = 2, Stop = 3, ToIP = 4, ToPulses = 8, ToFraction = 16 };
 
 constexpr int NoFunction = -1;
 
@@ -31,7 +24,8 @@ const VOXCmdInfo &descriptor(int cmd)
 }
 
 template <typename... Fields>
-VOXReply reply(const KVRMotorDevice &motor, const VOXMessage &request, HRMv2::Cmd cmd, const Fields &...fields)
+VOXReply reply(const KVRMotorDevice &motor, const VOXMessage &request, HRMv2::Cmd cmd,
+               const Fields &...fields)
 {
     return filled(VOXReply(motor, request, descriptor(cmd)), fields...);
 }
@@ -82,7 +76,7 @@ VOXReply HRMv2Compat::getMotorIP(const VOXMessage &request)
     if (!read(request, index) || index >= m_motor.motorIPCount())
         return m_motor.nack(request, KVR::NACK_BADMSG);
     return reply(m_motor, request, HRMv2::POST_MOTOR_IP, index,
-                  m_motor.motorIP(static_cast<unsigned char>(index + 1)));
+                 m_motor.motorIP(static_cast<unsigned char>(index + 1)));
 }
 
 VOXReply HRMv2Compat::getLockStatus(const VOXMessage &request)
@@ -104,7 +98,8 @@ VOXReply HRMv2Compat::setMotorIP(const VOXMessage &request)
 
 VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
 {
-    if (const KVR::NackStatus refused = refusal(request, KVRMotorDevice::LimitsSet | KVRMotorDevice::NotLocked))
+    if (const KVR::NackStatus refused =
+            refusal(request, KVRMotorDevice::LimitsSet | KVRMotorDevice::NotLocked))
         return m_motor.nack(request, refused);
     unsigned char function = 0;
     unsigned short value = 0;
@@ -131,7 +126,8 @@ VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
     case ToPulses:
         return m_motor.go(request, value);
     case ToFraction:
-        return m_motor.go(request, static_cast<unsigned short>(m_motor.downLimit() * unsigned{value} / FullTravel));
+        return m_motor.go(request,
+                          static_cast<unsigned short>(m_motor.downLimit() * unsigned{value} / FullTravel));
     default:
         return m_motor.nack(request, KVR::NACK_BADMSG);
     }
@@ -146,7 +142,8 @@ VOXReply HRMv2Compat::setLockStatus(const VOXMessage &request)
     unsigned char priority = 0;
     if (!read(request, function, index, priority))
         return m_motor.nack(request, KVR::NACK_BADMSG);
-    // The functions are the motor's own, without three of them. The index counts from 1 here, unlike elsewhere.
+    // The functions are the motor's own, without three of them. The index counts from 1 here, unlike
+    // elsewhere.
     const bool isKnown = function <= KVRMotor::LOCK_RELEASE && function != KVRMotor::LOCK_AFTER_MOVE;
     return m_motor.changeNetworkLock(request, isKnown ? function : NoFunction, index, priority);
 }

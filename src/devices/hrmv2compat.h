@@ -6,9 +6,11 @@
 
 class KVRMotorDevice;
 
-/// Answers six requests of the older command set from the state of a motor that otherwise speaks the current one.
+/// Answers six requests of the older command set from the state of a motor that otherwise speaks the current
+/// one.
 ///
-/// Numbers intermediate positions from 0 where the motor numbers them from 1. Owned by the motor that it serves.
+/// Numbers intermediate positions from 0 where the motor numbers them from 1. Owned by the motor that it
+/// serves.
 class VOX_EXPORT HRMv2Compat
 {
 public:

@@ -105,8 +105,8 @@ VOXReply HRMv2Stub::answerTo(const VOXMessage &request)
     case HRMv2::GET_MOTOR_POSITION:
         return data(HRMv2::POST_MOTOR_POSITION);
     case HRMv2::GET_MOTOR_INFO:
-        return data(HRMv2::POST_MOTOR_INFO, static_cast<unsigned short>(13), byte(0), byte(2), byte(12), byte(5),
-                    byte(6), byte(32), byte(0), byte(0));
+        return data(HRMv2::POST_MOTOR_INFO, static_cast<unsigned short>(13), byte(0), byte(2), byte(12),
+                    byte(5), byte(6), byte(32), byte(0), byte(0));
     case HRMv2::GET_MOTOR_STATUS:
         return data(HRMv2::POST_MOTOR_STATUS);
     case HRMv2::GET_LOCK_STATUS:

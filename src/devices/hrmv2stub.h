@@ -6,8 +6,8 @@
 #include <QBasicTimer>
 #include <QFlags>
 
-/// An emulated motor of the older generation: answers a part of the older command set with canned values, refuses the
-/// rest, and never moves. Acknowledges and refuses only if asked to.
+/// An emulated motor of the older generation: answers a part of the older command set with canned values,
+/// refuses the rest, and never moves. Acknowledges and refuses only if asked to.
 class VOX_EXPORT HRMv2Stub : public KVRDevice
 {
     Q_OBJECT

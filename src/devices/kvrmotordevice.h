@@ -66,8 +66,8 @@ public:
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
     KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
-    /// Stops whatever moves, as an arrival. A change of the direction mirrors the position about the down limit; a value
-    /// that is none changes nothing.
+    /// Stops whatever moves, as an arrival. A change of the direction mirrors the position about the down
+    /// limit; a value that is none changes nothing.
     void setMotorDirection(KVRMotor::TurnDirection direction);
     KVRMotor::AppMode appMode() const { return m_appMode; }
 

@@ -133,5 +133,6 @@ void KVRMotorDevice::resetLocks()
 bool KVRMotorDevice::isDefaultLocks() const
 {
     return !m_networkLock.isLocked()
-        && std::none_of(m_dctLocks.begin(), m_dctLocks.end(), [](const Lock &lock) { return lock.isLocked(); });
+        && std::none_of(m_dctLocks.begin(), m_dctLocks.end(),
+                        [](const Lock &lock) { return lock.isLocked(); });
 }

@@ -218,7 +218,7 @@ VOXReply KVRMotorDevice::getFactoryDefaultReply(const VOXMessage &request)
     QVector<FactorySetting> settings;
     if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
         return nack(request, refused);
-    const bool isDefault =
-        std::all_of(settings.cbegin(), settings.cend(), [](const FactorySetting &one) { return one.isDefault(); });
+    const bool isDefault = std::all_of(settings.cbegin(), settings.cend(),
+                                       [](const FactorySetting &one) { return one.isDefault(); });
     return answerOf(*this, request, KVR::POST_FACTORY_DEFAULT, FactoryReplyLength, function, isDefault);
 }

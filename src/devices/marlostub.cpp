@@ -55,7 +55,8 @@ bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *reply)
     unsigned short value = 0;
     switch (request.cmd()) {
     case KVR::CTRL_MOVE:
-        // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in the status.
+        // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in
+        // the status.
         *reply = isComplete(request) && (!read(request, function, duration) || duration < MinDuration)
             ? nack(request, KVR::NACK_BADMSG)
             : ctrlMoveReply(request);
@@ -64,7 +65,7 @@ bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *reply)
         const bool isRead = read(request, function, value);
         const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
         *reply = isComplete(request) && isRead && isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG)
-                                                                         : ctrlMoveOfReply(request);
+                                                                          : ctrlMoveOfReply(request);
         return true;
     }
     case KVR::SET_MOTOR_LIMITS: {

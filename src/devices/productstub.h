@@ -29,7 +29,8 @@ protected:
     /// @p sheet must outlive the motor. Its node type replaces the one in @p addr.
     ProductStub(const DataSheet &sheet, unsigned int addr, VOXBus *bus, QObject *parent);
 
-    /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does not.
+    /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does
+    /// not.
     virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
 
 private:

@@ -3,7 +3,8 @@
 
 #include "devices/productstub.h"
 
-/// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque limitation.
+/// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque
+/// limitation.
 class VOX_EXPORT TB60LVStub : public ProductStub
 {
     Q_OBJECT

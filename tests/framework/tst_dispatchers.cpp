@@ -11,11 +11,11 @@
 
 /// What goes out when, told as small plays.
 ///
-/// A play is a row of steps. With a command in hexadecimal: q a query, o an order that expects no answer, b an
-/// order to all, B a query to all, r an answer of a node on this side, < a frame that comes, x a canceled call.
-/// Without: w the device has written, W it has to, W! it does so at once, f the next write fails, A queries are
-/// answered from inside the write, ~ the collecting calls have ended. With a decimal number: T time-out, D bus-free
-/// delay, L latency in microseconds, R line rate.
+/// A play is a row of steps. With a command in hexadecimal: q a query, o an order that expects no answer, b
+/// an order to all, B a query to all, r an answer of a node on this side, < a frame that comes, x a canceled
+/// call. Without: w the device has written, W it has to, W! it does so at once, f the next write fails, A
+/// queries are answered from inside the write, ~ the collecting calls have ended. With a decimal number: T
+/// time-out, D bus-free delay, L latency in microseconds, R line rate.
 class tst_Dispatchers : public QObject
 {
     Q_OBJECT
@@ -32,7 +32,8 @@ class Stage : public QObject
 {
 public:
     explicit Stage(unsigned int rate)
-        : bus(rate ? new RecordingBus(rate) : new RecordingBus), object(bus.get(), nullptr)
+        : bus(rate ? new RecordingBus(rate) : new RecordingBus)
+        , object(bus.get(), nullptr)
     {
         bus->onWrite = [this](const QByteArray &frame) { return write(frame); };
         connect(&bus->dispatcher(), &BusDispatcher::unhandled, this,
@@ -46,23 +47,45 @@ public:
         const int cmd = step.midRef(1).toInt(nullptr, 16);
         const auto number = step.midRef(1).toUInt();
         switch (kind) {
-        case 'q': return call(query(cmd));
-        case 'o': return call(::order(cmd));
-        case 'b': return callAll(::order(cmd));
-        case 'B': return callAll(query(cmd));
-        case 'r': return object.reply(BusMessage(answer(step.mid(1).toLatin1())));
-        case '<': note(step); return bus->dispatcher().dispatch(answer(step.mid(1).toLatin1()));
-        case 'x': return calls.at(cmd).cancel();
-        case 'w': return bus->simple().deviceWritten();
-        case 'W': hasWritten = step.size() > 1; return bus->simple().setWaitDeviceWritten(true);
-        case 'f': fails = true; return;
-        case 'A': answers = true; return;
-        case 'T': timeout = number; return;
-        case 'D': delay = static_cast<unsigned char>(number); return;
-        case 'L': return bus->simple().setNetworkLatency(number);
+        case 'q':
+            return call(query(cmd));
+        case 'o':
+            return call(::order(cmd));
+        case 'b':
+            return callAll(::order(cmd));
+        case 'B':
+            return callAll(query(cmd));
+        case 'r':
+            return object.reply(BusMessage(answer(step.mid(1).toLatin1())));
+        case '<':
+            note(step);
+            return bus->dispatcher().dispatch(answer(step.mid(1).toLatin1()));
+        case 'x':
+            return calls.at(cmd).cancel();
+        case 'w':
+            return bus->simple().deviceWritten();
+        case 'W':
+            hasWritten = step.size() > 1;
+            return bus->simple().setWaitDeviceWritten(true);
+        case 'f':
+            fails = true;
+            return;
+        case 'A':
+            answers = true;
+            return;
+        case 'T':
+            timeout = number;
+            return;
+        case 'D':
+            delay = static_cast<unsigned char>(number);
+            return;
+        case 'L':
+            return bus->simple().setNetworkLatency(number);
         case 'R':
-            return static_cast<SerialDispatcher &>(bus->dispatcher()).setBaudRate(static_cast<quint16>(number));
-        default: QVERIFY(waitFor([this] { return collecting == 0; }));
+            return static_cast<SerialDispatcher &>(bus->dispatcher())
+                .setBaudRate(static_cast<quint16>(number));
+        default:
+            QVERIFY(waitFor([this] { return collecting == 0; }));
         }
     }
 
@@ -157,8 +180,8 @@ void tst_Dispatchers::order_data()
     const auto row = [](const char *name, const char *steps, const char *events) {
         QTest::newRow(name) << QString(steps) << QString(events);
     };
-    // Of what happens, a bare command is a write, 40=1 the end of a call with one reply, 40!3 one with error 3, and
-    // ?60 a frame that nobody claimed.
+    // Of what happens, a bare command is a write, 40=1 the end of a call with one reply, 40!3 one with error
+    // 3, and ?60 a frame that nobody claimed.
     row("first in, first out, and one waits", "q40 q41 q42 <60 <61 <62", "40, -, -, 41 40=1, 42 41=1, 42=1");
     row("a silent call holds nothing", "o50 o51 q40 <60", "50 50=0, 51 51=0, 40, 40=1");
     row("a silent call waits for its turn", "q40 o50 q41 <60 <61", "40, -, -, 50 41 40=1 50=0, 41=1");
@@ -177,7 +200,8 @@ void tst_Dispatchers::order_data()
     row("frames without a call are for others", "<60 q40 <61 <60 <60", "?60, 40, ?61, 40=1, ?60");
     row("a failed write goes on to the next", "q40 q41 q42 f <60 <62", "40, -, -, -, 42 40=1 41!3, 42=1");
     row("a failed write at once, too", "f q40 q41 <61", "-, 40!3, 41, 41=1");
-    row("a canceled call that is queued never goes out", "q40 q41 q42 x41 <60 <62", "40, -, -, 41!4, 42 40=1, 42=1");
+    row("a canceled call that is queued never goes out", "q40 q41 q42 x41 <60 <62",
+        "40, -, -, 41!4, 42 40=1, 42=1");
     row("a canceled call that waits frees the line", "q40 q41 x40 <60 <61", "40, -, 41 40!4, ?60, 41=1");
     row("a canceled period frees the line", "b50 q40 x50 <60", "50, -, 40 50!4, 40=1");
     row("answers from inside the write are taken", "A q40 q41 B42 ~", "-, 40 40=1, 41 41=1, 42, 42=1");
@@ -215,8 +239,8 @@ void tst_Dispatchers::pace_data()
     QTest::addColumn<QString>("to");
     QTest::addColumn<int>("least");
     QTest::addColumn<int>("most");
-    const auto row = [](const char *name, unsigned int rate, const char *steps, const char *from, const char *to,
-                        int least, int most) {
+    const auto row = [](const char *name, unsigned int rate, const char *steps, const char *from,
+                        const char *to, int least, int most) {
         QTest::newRow(name) << rate << QString(steps) << QString(from) << QString(to) << least << most;
     };
     // 11 bytes of 11 bits are 25.2 ms at 4800 bit/s, 12.6 at 9600 and 2.1 at 57600.
@@ -235,8 +259,8 @@ void tst_Dispatchers::pace_data()
     row("the latency is rounded up", 0, "L1001 T20 q40", "40", "40!2", 22, 22);
     row("without latency the time-out is the call's", 0, "T20 q40", "40", "40!2", 20, 20);
     row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41", "41!2", 20, 20);
-    row("a device that never reports is not waited for longer than the call", 0, "W T40 q40 <60 o50", "40", "50", 2,
-        40);
+    row("a device that never reports is not waited for longer than the call", 0, "W T40 q40 <60 o50", "40",
+        "50", 2, 40);
 }
 
 void tst_Dispatchers::pace()
