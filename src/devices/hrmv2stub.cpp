@@ -83,7 +83,7 @@ void HRMv2Stub::replyTo(const VOXMessage &request, const VOXReply &answer, int d
 void HRMv2Stub::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() != m_replyTimer.timerId()) {
-        // Past the standard device's own timers, on purpose.
+        // Past the standard device's own timers, on purpose. NOLINTNEXTLINE(bugprone-parent-virtual-call)
         QObject::timerEvent(event);
         return;
     }

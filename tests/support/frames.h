@@ -19,6 +19,15 @@ inline VOXMessage frame(const QByteArray &commandAndData, unsigned int dest, uns
     return message;
 }
 
+/// The bytes of a frame as they travel: complemented, but for the check value.
+inline QByteArray line(const VOXMessage &message)
+{
+    QByteArray bytes = message.data();
+    for (int i = 0; i < bytes.size() - VOXMessage::CheckLength; ++i)
+        bytes[i] = static_cast<char>(~bytes.at(i));
+    return bytes;
+}
+
 /// Hexadecimal text in the one form that comparisons use.
 inline QByteArray hex(const QByteArray &text)
 {

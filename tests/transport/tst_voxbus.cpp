@@ -29,16 +29,10 @@ private Q_SLOTS:
     void closedBehindTheBusesBack();
     void hostAndDeviceOnANoisyLine();
     void hostAndDeviceOnSerialPorts();
+    void aPortThatIsPulledOut();
 };
 
 namespace {
-QByteArray line(const VOXMessage &message)
-{
-    QByteArray bytes = message.data();
-    VOXBus::invert(bytes.data(), std::size_t(bytes.size() - 2));
-    return bytes;
-}
-
 const VOXMessage first = frame("02 FF", 0x123456);
 const VOXMessage second = frame("03 00 3412 FF", 0x123456, VOXMessage::CrcFlag);
 
@@ -272,6 +266,21 @@ void tst_VOXBus::hostAndDeviceOnSerialPorts()
     QVERIFY(hostBus.open());
     QCOMPARE(qobject_cast<const QSerialPort *>(hostBus.device())->baudRate(), 4800);
     QVERIFY(isAnswered(proxy));
+}
+
+void tst_VOXBus::aPortThatIsPulledOut()
+{
+    PtyPair ports;
+    VOXBus bus(ports.portName(0));
+    QVERIFY(bus.open());
+    QSignalSpy changes(&bus, &VOXBus::openChanged);
+    ports.unplug(0);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[VOXBus\\]: Bus ResourceError:"));
+    KVRMotorProxy proxy(1, &bus);
+    const BusPendingCall call = proxy.getMotorStatus();
+    QVERIFY(call.waitForFinished() && call.isError());
+    QVERIFY(!bus.isOpen());
+    QVERIFY2(changes.isEmpty(), "only open() and close() tell");
 }
 
 QTEST_GUILESS_MAIN(tst_VOXBus)

@@ -1,11 +1,13 @@
 #include "devices/voxdevice.h"
 #include "framework/busdispatcher.h"
 #include "support/frames.h"
+#include "support/udppair.h"
 #include "transport/voxbusdispatcher.h"
 #include "transport/voxudpbus.h"
 
 #include <QThread>
 #include <QtTest>
+#include <QUdpSocket>
 
 #include <functional>
 
@@ -132,7 +134,9 @@ namespace {
 /// A bus with a node that does something to itself or to the bus when it hears a frame.
 struct Scene
 {
-    VOXUdpBus *bus = new VOXUdpBus(QHostAddress::LocalHost, 9, QHostAddress::LocalHost, 0);
+    UdpPair ends;
+    VOXUdpBus *bus =
+        new VOXUdpBus(QHostAddress::LocalHost, ends.host.destPort(), QHostAddress::LocalHost, 0);
     Ear *node = new Ear(1);
     Ear other{1};
 

@@ -31,13 +31,6 @@ const QHostAddress Loopback(QHostAddress::LocalHost);
 const VOXMessage first = frame("02 FF", 0x123456);
 const VOXMessage second = frame("03 00 3412 FF", 0x123456, VOXMessage::CrcFlag);
 
-QByteArray line(const VOXMessage &message)
-{
-    QByteArray bytes = message.data();
-    VOXBus::invert(bytes.data(), std::size_t(bytes.size() - 2));
-    return bytes;
-}
-
 /// A bus whose peer is a plain socket, or everyone, and the frames that it takes.
 struct Receiver
 {
