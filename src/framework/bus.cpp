@@ -37,6 +37,15 @@ void Bus::setIoDevice(QIODevice *device)
     connect(device, &QObject::destroyed, this, endCalls);
 }
 
+void Bus::deliver(const QByteArray &frame)
+{
+    const QPointer<Bus> self(this);
+    ++m_deliveries;
+    m_dispatcher.dispatch(frame);
+    if (self)
+        --m_deliveries;
+}
+
 void Bus::shutDown()
 {
     if (m_device)
@@ -45,5 +54,15 @@ void Bus::shutDown()
     if (!m_shutDown)
         m_dispatcher.endAll(BusPendingCall::Canceled);
     m_shutDown = true;
-    delete m_device;
+    if (!m_device)
+        return;
+    if (m_deliveries == 0) {
+        delete m_device;
+        return;
+    }
+    // It may be in the middle of announcing the input that is being delivered.
+    m_device->setParent(nullptr);
+    m_device->close();
+    m_device->deleteLater();
+    m_device.clear();
 }

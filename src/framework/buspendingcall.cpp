@@ -65,18 +65,20 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
 {
     if (isFinished())
         return true;
+    // What the loop runs may destroy this handle.
+    const BusPendingCallPointer data = d;
     QEventLoop loop;
-    BusPendingCallWatcher watcher(*this);
+    const BusPendingCallWatcher watcher(*this);
     QObject::connect(&watcher, &BusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
     // Inside the handling of received data the device does not announce more of it, so the bus is asked in
     // turns.
     QTimer drive;
-    QObject::connect(&drive, &QTimer::timeout, &loop, [this] { d->driveBus(); });
+    QObject::connect(&drive, &QTimer::timeout, &loop, [&data] { data->driveBus(); });
     drive.start(DriveIntervalMs);
     if (timeoutMs >= 0)
         QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
     loop.exec(QEventLoop::ExcludeUserInputEvents);
-    return isFinished();
+    return data->isFinished();
 }
 
 void BusPendingCall::notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const

@@ -151,7 +151,7 @@ bool VOXBus::processData()
         processLater();
     // Last: whoever gets the frame may use, close or destroy this bus.
     if (accepted)
-        dispatcher().dispatch(frame);
+        deliver(frame);
     return true;
 }
 

@@ -236,7 +236,7 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
         processLater(buffer.senderID);
     // Last: the buffer may be evicted, and the bus closed or destroyed, by who gets the frame.
     if (accepted)
-        dispatcher().dispatch(frame);
+        deliver(frame);
     return true;
 }
 

@@ -255,8 +255,11 @@ void tst_BusPendingCall::waitingHasLimits()
     World world;
     world.call = world.object.call(world.message);
     QVERIFY(!world.call.waitForFinished(10));
-    QTimer::singleShot(0, this, [&] { world.bus.reset(); });
-    QVERIFY(world.call.waitForFinished());
+    // The call outlives the handle that waits for it.
+    auto handle = std::make_unique<BusPendingCall>(world.call);
+    QTimer::singleShot(0, this, [&] { handle.reset(); });
+    QTimer::singleShot(20, this, [&] { world.bus.reset(); });
+    QVERIFY(handle->waitForFinished());
     QCOMPARE(world.call.error(), BusPendingCall::Canceled);
 }
 
