@@ -28,10 +28,10 @@ public:
     virtual void setAddr(unsigned int addr);
 
 public Q_SLOTS:
-    /// False, with nothing changed, if @p bus is null or of another kind.
-    bool attach(Bus *bus) override;
     /// A null @p bus detaches, and is true.
     virtual bool attach(VOXBus *bus);
+    /// False, with nothing changed, if @p bus is null or of another kind.
+    bool attach(Bus *bus) override;
 
 Q_SIGNALS:
     /// With the full address.

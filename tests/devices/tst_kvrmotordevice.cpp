@@ -206,7 +206,7 @@ void tst_KVRMotorDevice::effects_data()
 
     row("a lock here", 5000, Limits, "06 00 0000 05", "3 0 1 1 @ 5000");
     row("a lock at the up limit", 5000, Limits, "06 01 0000 05", "1 1 1 1|3 1 0 0 @ 0");
-    row("a lock elsewhere", 0, LockedAtEnd, "06 01 0000 05", "1 1 1 1|3 1 0 0 @ 0");
+    row("a lock where it stands", 5000, Limits, "06 06 8813 00", "1 255 1 1|3 255 0 0 @ 5000");
     row("a lock after the move, at rest", 5000, Limits, "06 03 0000 05", "3 0 1 1 @ 5000");
     row("a lock at a set position, by the low byte", 5000, Limits, "06 04 0201 00", "@ 8000");
     row("a lock at pulses past the limit", 5000, Limits, "06 06 60EA 00", "@ 60000");
@@ -242,6 +242,7 @@ void tst_KVRMotorDevice::effects()
     if (after.startsWith('@'))
         actual.remove(0, actual.indexOf('@'));
     QVERIFY2(actual.startsWith(after + ' '), actual);
+    QVERIFY2(net.motor.motorIP(3) == 65535, "an unset position has moved");
 }
 
 void tst_KVRMotorDevice::speeds_data()
