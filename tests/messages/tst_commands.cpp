@@ -6,7 +6,11 @@
 
 #include <QtTest>
 
-Q_DECLARE_METATYPE(VOXCmdInfo)
+#include <algorithm>
+
+using Table = QHash<unsigned char, VOXCmdInfo>;
+Q_DECLARE_METATYPE(const Table *)
+Q_DECLARE_METATYPE(QMetaEnum)
 
 /// The command tables and the names of what is in them.
 class tst_Commands : public QObject
@@ -14,10 +18,8 @@ class tst_Commands : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void tables_data();
     void tables();
-    void descriptors_data();
-    void descriptors();
-    void repliesAreKnown();
     void names_data();
     void names();
     void statusOfANack();
@@ -25,58 +27,60 @@ private Q_SLOTS:
     void logTexts();
 };
 
+void tst_Commands::tables_data()
+{
+    QTest::addColumn<const Table *>("table");
+    QTest::addColumn<QMetaEnum>("ids");
+    QTest::addColumn<QString>("rows");
+    // Id, size, addressing and reply of each, by id.
+    QTest::newRow("standard") << &KVR::cmds() << KVR::CmdMetaEnum()
+                              << QString("40:11/6/60 41:12/1/61 45:11/7/65 46:11/7/66 4C:11/7/6C 4D:11/7/6D "
+                                         "4E:11/1/6E 50:12/1/0 51:15/7/0 55:27/7/0 "
+                                         "56:18/7/0 5E:13/7/0 60:11/1/0 61:15/1/0 65:27/7/0 66:17/7/0 "
+                                         "6C:23/7/0 6D:29/7/0 6E:28/1/0 6F:12/1/0 "
+                                         "70:11/7/71 71:17/7/0 74:11/7/75 75:17/7/0 79:11/7/7A 7A:11/7/0 "
+                                         "7B:21/1/7C 7C:21/1/0 7D:31/1/7E 7E:31/1/0 "
+                                         "7F:11/7/0");
+    QTest::newRow("motor") << &KVR::motorCmds() << KVR::MotorCmdMetaEnum()
+                           << QString("01:14/7/0 02:12/7/0 03:15/7/0 04:15/7/0 05:11/7/0 06:15/7/0 "
+                                      "0C:11/1/0D 0D:16/1/0 0E:11/1/0F 0F:15/1/0 "
+                                      "10:12/7/0 11:15/7/0 12:12/7/0 13:14/7/0 14:11/7/0 15:15/7/0 16:13/7/0 "
+                                      "17:14/7/0 18:11/7/0 19:14/7/0 "
+                                      "1A:13/7/0 1F:12/7/0 20:11/1/30 21:11/1/31 22:11/1/32 23:11/1/33 "
+                                      "24:11/1/34 25:12/1/35 26:11/1/36 27:12/1/37 "
+                                      "28:11/1/38 29:11/7/39 2A:11/7/3A 2F:12/7/3F 30:12/7/0 31:15/1/0 "
+                                      "32:12/1/0 33:14/1/0 34:11/1/0 35:12/1/0 "
+                                      "36:16/1/0 37:16/1/0 38:11/1/0 39:15/1/0 3A:15/1/0 3F:12/1/0");
+    QTest::newRow("diagnostic") << &KVR::diagCmds() << KVR::DiagMetaEnum()
+                                << QString("B0:11/7/C0 B1:11/7/C1 B2:11/7/C2 B3:11/7/C3 B4:11/7/C4 "
+                                           "B5:11/7/C5 B6:11/7/C6 C0:15/7/0 C1:15/7/0 C2:15/7/0 "
+                                           "C3:15/7/0 C4:13/7/0 C5:13/7/0 C6:13/7/0");
+    QTest::newRow("older motors")
+        << &HRMv2::cmds() << HRMv2::CmdMetaEnum()
+        << QString("40:11/4/60 41:12/1/61 42:11/1/62 43:12/1/63 44:11/1/64 45:11/1/65 46:11/1/66 47:11/1/67 "
+                   "48:11/1/68 "
+                   "49:11/1/69 4A:11/1/6A 4B:11/1/6B 51:15/1/0 52:16/3/0 53:14/3/0 54:14/3/0 55:43/3/0 "
+                   "56:19/4/0 59:12/3/0 "
+                   "5A:14/3/0 5B:14/3/0 5C:14/3/0 60:11/1/0 61:15/1/0 62:14/1/0 63:14/1/0 64:14/1/0 "
+                   "65:43/1/0 66:21/1/0 67:14/1/0 "
+                   "68:13/1/0 69:12/1/0 6A:14/1/0 6B:12/1/0 6F:12/7/0 70:11/7/71 71:16/7/0 7F:11/7/0");
+}
+
 void tst_Commands::tables()
 {
-    QCOMPARE(KVR::cmds().size(), 31);
-    QCOMPARE(KVR::motorCmds().size(), 46);
-    QCOMPARE(KVR::diagCmds().size(), 14);
-    QCOMPARE(HRMv2::cmds().size(), 38);
-    QCOMPARE(KVR::CmdMetaEnum().keyCount(), 31);
-    QCOMPARE(KVR::MotorCmdMetaEnum().keyCount(), 46);
-    QCOMPARE(KVR::DiagMetaEnum().keyCount(), 14);
-    QCOMPARE(HRMv2::CmdMetaEnum().keyCount(), 38);
-    QVERIFY(!VOXCmdInfo().isValid());
-    QVERIFY(VOXCmdInfo() == VOXCmdInfo(0, 0, 0, 0));
-}
-
-void tst_Commands::descriptors_data()
-{
-    QTest::addColumn<VOXCmdInfo>("found");
-    QTest::addColumn<VOXCmdInfo>("expected");
-    const auto row = [](const char *name, const VOXCmdInfo &found, const VOXCmdInfo &expected) {
-        QTest::newRow(name) << found << expected;
-    };
-    row("an address is asked of groups and all", KVR::findCmd(0x40), {0x40, 11, 6, 0x60});
-    row("the statistics frame is three bytes longer than they are", KVR::findCmd(0x6E), {0x6E, 28, 1, 0});
-    row("a set command has no reply", KVR::findCmd(0x56), {0x56, 18, 7, 0});
-    row("the longest frame", KVR::findCmd(0x7D), {0x7D, 31, 1, 0x7E});
-    row("a motor's reply", KVR::findCmd(0x0F), {0x0F, 15, 1, 0});
-    row("the tilting speed has no room", KVR::findCmd(0x14), {0x14, 11, 7, 0});
-    row("an intermediate position's reply is short in the table", KVR::findCmd(0x35), {0x35, 12, 1, 0});
-    row("the torque reply is long in the table", KVR::findCmd(0x3A), {0x3A, 15, 1, 0});
-    row("diagnostics answer 16 higher", KVR::findCmd(0xB3), {0xB3, 11, 7, 0xC3});
-    row("nothing at 08", KVR::findCmd(0x08), VOXCmdInfo());
-    row("legacy: everyone only", HRMv2::cmds().value(0x40), {0x40, 11, 4, 0x60});
-    row("legacy: labels are CRC frames of 11", HRMv2::cmds().value(0x55), {0x55, 43, 3, 0});
-    row("legacy: SET_MOTOR_INFO", HRMv2::cmds().value(0x56), {0x56, 19, 4, 0});
-}
-
-void tst_Commands::descriptors()
-{
-    QFETCH(VOXCmdInfo, found);
-    QFETCH(VOXCmdInfo, expected);
-    QVERIFY(found == expected);
-}
-
-void tst_Commands::repliesAreKnown()
-{
-    for (const auto *table : {&KVR::cmds(), &KVR::motorCmds(), &KVR::diagCmds(), &HRMv2::cmds()}) {
-        for (const VOXCmdInfo &info : *table) {
-            QVERIFY2(info.reply() == 0 || table->contains(info.reply()),
-                     qPrintable(VOX::toString(info.cmd())));
-            QVERIFY(!VOX::toString(info.cmd()).isEmpty());
-        }
+    QFETCH(const Table *, table);
+    QFETCH(QMetaEnum, ids);
+    QFETCH(QString, rows);
+    QStringList seen;
+    for (auto it = table->cbegin(); it != table->cend(); ++it) {
+        QCOMPARE(it.key(), it->cmd());
+        QVERIFY2(ids.valueToKey(it.key()), "a command without a name");
+        seen.append(QString::asprintf(it->reply() ? "%02X:%d/%d/%02X" : "%02X:%d/%d/%d", it->cmd(),
+                                      it->size(), it->options(), it->reply()));
     }
+    std::sort(seen.begin(), seen.end());
+    QCOMPARE(seen.join(' '), rows);
+    QCOMPARE(ids.keyCount(), table->size());
 }
 
 void tst_Commands::names_data()
@@ -115,6 +119,8 @@ void tst_Commands::names()
 
 void tst_Commands::statusOfANack()
 {
+    QVERIFY(KVR::findCmd(0xC4) == VOXCmdInfo(0xC4, 13, 7, 0));
+    QVERIFY(!KVR::findCmd(0x08).isValid() && KVR::findCmd(0x08) == VOXCmdInfo(0, 0, 0, 0));
     QCOMPARE(int(KVR::getNackReply(frame("6F FF", HostAddr))), 255);
     QCOMPARE(int(KVR::getNackReply(frame("6F 22", HostAddr))), int(KVR::NACK_END_LIMITS_NOT_SET));
     QCOMPARE(int(KVR::getNackReply(frame("6F 22 00", HostAddr))), -1);
