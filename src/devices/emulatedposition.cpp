@@ -59,6 +59,7 @@ void EmulatedPosition::startTimer()
 
 void EmulatedPosition::setTargetPosition(unsigned short target)
 {
+    ++m_commandCount;
     m_start = _currentPosition(false);
     m_target = target;
     if (isAtRest()) {
@@ -79,6 +80,7 @@ void EmulatedPosition::setCurrentPosition(unsigned short position)
 
 void EmulatedPosition::stopMoving()
 {
+    ++m_commandCount;
     if (isAtRest())
         return;
     m_start = m_target = _currentPosition(false);

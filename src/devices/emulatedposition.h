@@ -40,6 +40,8 @@ public:
     void freeze();
     /// Moves the scale under the shaft by @p pulses; a move in progress goes on. Ends at 0 and 65535.
     void shift(int pulses);
+    /// How often the shaft has been told where to go or to stay.
+    unsigned int commandCount() const { return m_commandCount; }
 
     /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
     qint64 remainingTime() const;
@@ -71,6 +73,7 @@ private:
     unsigned short m_start;
     unsigned short m_target;
     unsigned int m_speed;
+    unsigned int m_commandCount = 0;
 };
 
 #endif

@@ -91,8 +91,6 @@ KVRDevice::KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent)
     : VOXDevice(addr, bus, parent)
     , m_groups(DefaultGroupCount, 0)
 {
-    qRegisterMetaType<KVRStdProxy::AppVersion>();
-    qRegisterMetaType<KVRStdProxy::NetworkConfig>();
 }
 
 KVRDevice::~KVRDevice()

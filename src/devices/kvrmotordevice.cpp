@@ -224,8 +224,10 @@ void KVRMotorDevice::goToPosition(unsigned short target, KVRMotor::Source source
     // The way so far was made at the old speed; and a slot that asks must not meet the old move's arrival.
     m_position.freeze();
     const QPointer<KVRMotorDevice> self(this);
+    const unsigned int commandCount = m_position.commandCount();
     setStatus(KVRMotor::STATE_RUNNING, source, cause, direction);
-    if (!self)
+    // A slot may have stopped the motor or sent it elsewhere.
+    if (!self || m_position.commandCount() != commandCount)
         return;
     m_position.setSpeed(pulsesPerRound() * unsigned{speed} * m_timeScale);
     m_position.setTargetPosition(target);

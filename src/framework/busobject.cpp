@@ -15,6 +15,7 @@ BusObject::~BusObject() = default;
 
 void BusObject::detach()
 {
+    const QMutexLocker lock(&m_mutex);
     m_bus.clear();
 }
 
@@ -22,6 +23,7 @@ bool BusObject::attach(Bus *bus)
 {
     if (!bus)
         return false;
+    const QMutexLocker lock(&m_mutex);
     m_bus = bus;
     return true;
 }
@@ -38,12 +40,16 @@ BusPendingCall BusObject::call(const BusMessage &message)
 
 void BusObject::reply(const BusMessage &message)
 {
+    // Until the frame is handed over: whoever detaches in order to destroy the bus waits for that.
+    QMutexLocker lock(&m_mutex);
     if (!m_bus)
         return;
     BusDispatcher *dispatcher = &m_bus->dispatcher();
-    if (dispatcher->thread() == QThread::currentThread())
+    if (dispatcher->thread() == QThread::currentThread()) {
+        lock.unlock();
         dispatcher->reply(message);
-    else
-        QMetaObject::invokeMethod(
-            dispatcher, [dispatcher, message] { dispatcher->reply(message); }, Qt::QueuedConnection);
+        return;
+    }
+    QMetaObject::invokeMethod(
+        dispatcher, [dispatcher, message] { dispatcher->reply(message); }, Qt::QueuedConnection);
 }

@@ -31,7 +31,7 @@ public:
     BusPendingCall call(const BusMessage &message);
 
     /// Sends @p message as an answer, byte for byte, ahead of the calls that are queued. Dropped without an
-    /// open bus. From any thread.
+    /// open bus. From any thread; one that is not the bus's detaches before the bus is destroyed.
     void reply(const BusMessage &message);
 
 protected:

@@ -24,23 +24,11 @@ bool isCommand(const VOXMessage &message, KVR::Cmd cmd, int payloadSize)
 {
     return isCommand(message, cmd) && message.data().size() == VOXMessage::MinLength + payloadSize;
 }
-
-void registerValues()
-{
-    static const bool once = [] {
-        qRegisterMetaType<KVRStdProxy::AppVersion>();
-        qRegisterMetaType<KVRStdProxy::NetworkConfig>();
-        return QMetaType::registerConverter<QString, KVRStdProxy::AppVersion>(
-            &KVRStdProxy::AppVersion::AppVersionFromString);
-    }();
-    Q_UNUSED(once)
-}
 }
 
 KVRStdProxy::KVRStdProxy(unsigned int addr, Bus *bus, QObject *parent)
     : VOXNode(addr, bus, parent)
 {
-    registerValues();
 }
 
 bool KVRStdProxy::getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const

@@ -20,13 +20,20 @@ void writeAll(VOXDataWriter &writer, const Fields &...fields)
 
 KVRStdProxy::AppVersionData *KVRStdProxy::AppVersionData::null()
 {
-    static auto *block = makeNullBlock<AppVersionData>();
+    static auto *block = [] {
+        qRegisterMetaType<AppVersion>();
+        QMetaType::registerConverter<QString, AppVersion>(&AppVersion::AppVersionFromString);
+        return makeNullBlock<AppVersionData>();
+    }();
     return block;
 }
 
 KVRStdProxy::NetworkConfigData *KVRStdProxy::NetworkConfigData::null()
 {
-    static auto *block = makeNullBlock<NetworkConfigData>();
+    static auto *block = [] {
+        qRegisterMetaType<NetworkConfig>();
+        return makeNullBlock<NetworkConfigData>();
+    }();
     return block;
 }
 

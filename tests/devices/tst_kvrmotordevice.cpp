@@ -300,6 +300,16 @@ void tst_KVRMotorDevice::inMotion()
     QTRY_COMPARE(returned.statuses, (QByteArrayList{"1 255 1 1", "0 255 0 0"}));
     QCOMPARE(returned.motor.positionPulses(), quint16(0));
 
+    // Who answers a status by another command has the last word.
+    Net refused(Limits);
+    connect(&refused.motor, &KVRMotorDevice::statusChanged, &refused.motor, [&](const KVRMotor::Status &s) {
+        if (s.state == KVRMotor::STATE_RUNNING && s.direction == KVRMotor::DIRECTION_DOWN)
+            refused.motor.ctrlStopReply(frame("02 FF", 0x123456));
+    });
+    refused.say("03 00 0000 FF");
+    QCOMPARE(refused.statuses, (QByteArrayList{"1 0 1 1", "0 0 1 1"}));
+    QCOMPARE(refused.motor.startPos(), refused.motor.targetPos());
+
     Net accelerated(Limits);
     accelerated.say("01 00 FF 02");
     QTRY_VERIFY(accelerated.motor.positionPulses() >= 100);

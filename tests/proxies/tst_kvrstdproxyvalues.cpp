@@ -103,7 +103,6 @@ void tst_KVRStdProxyValues::versionText()
     AppVersion parsed = before;
     QCOMPARE(parsed.fromString(text), version.isValid());
     QVERIFY(parsed == (version.isValid() ? version : before));
-    const KVRStdProxy proxy(1, nullptr);
     const auto converted = QVariant(text).value<AppVersion>();
     QVERIFY(converted.isValid() == version.isValid() && converted == version);
 }
