@@ -4,39 +4,14 @@
 #include "devices/tb60lvstub.h"
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrmotorproxy.h"
-#include "transport/voxudpbus.h"
+#include "support/pair.h"
 
-#include <benchmark/benchmark.h>
-
-#include <QCoreApplication>
-#include <QUdpSocket>
-
-#include <array>
 #include <cstdio>
-#include <map>
-#include <string>
-#include <vector>
 
 namespace {
-const QHostAddress Loopback(QHostAddress::LocalHost);
 constexpr unsigned int MotorAddr = 0x000123;
 constexpr int RequestLength = 11;
 constexpr int ReplyLength = 15;
-
-std::array<unsigned short, 2> freePorts()
-{
-    QUdpSocket first;
-    QUdpSocket second;
-    first.bind(Loopback, 0);
-    second.bind(Loopback, 0);
-    return {first.localPort(), second.localPort()};
-}
-
-void waitFor(const bool &done)
-{
-    while (!done)
-        QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
-}
 
 void bareSockets(benchmark::State &state)
 {
@@ -67,11 +42,9 @@ void bareSockets(benchmark::State &state)
 
 void call(benchmark::State &state)
 {
-    const auto ports = freePorts();
-    VOXUdpBus hostBus(Loopback, ports[0], Loopback, ports[1]);
-    VOXUdpBus nodeBus(Loopback, ports[1], Loopback, ports[0]);
-    const TB60LVStub motor(MotorAddr, &nodeBus);
-    KVRMotorProxy proxy(MotorAddr, &hostBus);
+    Pair pair;
+    const TB60LVStub motor(MotorAddr, &pair.network);
+    KVRMotorProxy proxy(MotorAddr, &pair.host);
     for (auto _ : state) {
         bool done = false;
         const BusPendingCallWatcher watcher(proxy.getMotorStatus());
@@ -80,42 +53,16 @@ void call(benchmark::State &state)
         waitFor(done);
     }
 }
-
-class MedianReporter : public benchmark::ConsoleReporter
-{
-public:
-    void ReportRuns(const std::vector<Run> &runs) override
-    {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run &run : runs) {
-            if (run.aggregate_name == "median")
-                medians[run.run_name.function_name] = run.GetAdjustedRealTime();
-        }
-    }
-
-    std::map<std::string, double> medians;
-};
 }
 
 int main(int argc, char *argv[])
 {
-    QCoreApplication app(argc, argv);
-    // Repetitions take turns, so that what else the machine does meets both.
-    char interleave[] = "--benchmark_enable_random_interleaving=true";
-    std::vector<char *> arguments(argv, argv + argc);
-    arguments.insert(arguments.begin() + 1, interleave);
-    int count = static_cast<int>(arguments.size());
-    benchmark::Initialize(&count, arguments.data());
-    for (auto *entry : {benchmark::RegisterBenchmark("bare sockets", bareSockets),
-                        benchmark::RegisterBenchmark("call", call)})
-        entry->Unit(benchmark::kMicrosecond)->UseRealTime()->Repetitions(7)->ReportAggregatesOnly();
-    MedianReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    if (reporter.medians.size() == 2) {
+    const QCoreApplication app(argc, argv);
+    auto median = medians(argc, argv, {{"bare sockets", bareSockets}, {"call", call}});
+    if (median.size() == 2) {
         std::printf(
             "round trip of a call: %.1f us, bare sockets: %.1f us, ratio %.2f (at most 2.0 is wanted)\n",
-            reporter.medians["call"], reporter.medians["bare sockets"],
-            reporter.medians["call"] / reporter.medians["bare sockets"]);
+            median["call"], median["bare sockets"], median["call"] / median["bare sockets"]);
     }
     return 0;
 }

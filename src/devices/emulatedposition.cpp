@@ -80,19 +80,14 @@ void EmulatedPosition::setCurrentPosition(unsigned short position)
 
 void EmulatedPosition::stopMoving()
 {
-    ++m_commandCount;
-    if (isAtRest())
-        return;
-    m_start = m_target = _currentPosition(false);
-    m_timer.stop();
+    restAt(_currentPosition(false));
 }
 
-void EmulatedPosition::freeze()
+void EmulatedPosition::restAt(unsigned short position)
 {
-    if (isAtRest())
-        return;
-    m_start = _currentPosition(false);
-    m_clock.restart();
+    ++m_commandCount;
+    m_start = m_target = position;
+    m_timer.stop();
 }
 
 void EmulatedPosition::shift(int pulses)
@@ -135,7 +130,8 @@ KVRMotor::Direction EmulatedPosition::direction(unsigned short position) const
 
 bool EmulatedPosition::isMoving()
 {
-    return currentPosition() != m_start;
+    const unsigned short position = currentPosition();
+    return position != m_start;
 }
 
 bool EmulatedPosition::isMovingUp()

@@ -36,8 +36,8 @@ public:
     void setCurrentPosition(unsigned short position);
     /// Stays where it is, without a signal.
     void stopMoving();
-    /// Begins the move anew from the position reached so far, without a signal.
-    void freeze();
+    /// Jumps to @p position and stays there, without a signal.
+    void restAt(unsigned short position);
     /// Moves the scale under the shaft by @p pulses; a move in progress goes on. Ends at 0 and 65535.
     void shift(int pulses);
     /// How often the shaft has been told where to go or to stay.

@@ -18,16 +18,11 @@ enum PositionFunction { ToUpLimit = 1, ToDownLimit = 2, Stop = 3, ToIP = 4, ToPu
 
 constexpr int NoFunction = -1;
 
-const VOXCmdInfo &descriptor(int cmd)
-{
-    return *HRMv2::cmds().constFind(static_cast<unsigned char>(cmd));
-}
-
 template <typename... Fields>
 VOXReply reply(const KVRMotorDevice &motor, const VOXMessage &request, HRMv2::Cmd cmd,
                const Fields &...fields)
 {
-    return filled(VOXReply(motor, request, descriptor(cmd)), fields...);
+    return filled(VOXReply(motor, request, HRMv2::findCmd(cmd)), fields...);
 }
 }
 
@@ -150,5 +145,5 @@ VOXReply HRMv2Compat::setLockStatus(const VOXMessage &request)
 
 KVR::NackStatus HRMv2Compat::refusal(const VOXMessage &request, int checks)
 {
-    return m_motor.refusal(request, descriptor(request.cmd()).size(), checks);
+    return m_motor.refusal(request, HRMv2::findCmd(request.cmd()).size(), checks);
 }

@@ -18,11 +18,6 @@ constexpr unsigned short NoPosition = 0xffff;
 constexpr unsigned char NoIndex = 255;
 /// Less than the command's whole frame, as it is in the motor.
 constexpr int MinLockStatusLength = 12;
-
-const VOXCmdInfo &descriptor(int cmd)
-{
-    return *HRMv2::cmds().constFind(static_cast<unsigned char>(cmd));
-}
 }
 
 HRMv2Stub::HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent)
@@ -95,7 +90,7 @@ VOXReply HRMv2Stub::answerTo(const VOXMessage &request)
 {
     const auto byte = [](int value) { return static_cast<unsigned char>(value); };
     const auto data = [&](HRMv2::Cmd cmd, auto... fields) {
-        return filled(VOXReply(*this, request, descriptor(cmd)), fields...);
+        return filled(VOXReply(*this, request, HRMv2::findCmd(cmd)), fields...);
     };
     switch (request.cmd()) {
     case HRMv2::GET_MOTOR_SETTINGS:
@@ -125,18 +120,18 @@ VOXReply HRMv2Stub::answerTo(const VOXMessage &request)
 
 VOXReply HRMv2Stub::getMotorIPReply(const VOXMessage &request) const
 {
-    if (request.len() < descriptor(HRMv2::GET_MOTOR_IP).size())
+    if (request.len() < HRMv2::findCmd(HRMv2::GET_MOTOR_IP).size())
         return KVRNack(*this, request, KVR::NACK_MSGSIZE);
     unsigned char index = 0;
     read(request, index);
     if (index == 0 || index > motorIPCount())
         return KVRNack(*this, request, KVR::NACK_BADMSG);
-    return filled(VOXReply(*this, request, descriptor(HRMv2::POST_MOTOR_IP)), index, motorIP(index));
+    return filled(VOXReply(*this, request, HRMv2::findCmd(HRMv2::POST_MOTOR_IP)), index, motorIP(index));
 }
 
 VOXReply HRMv2Stub::setIPReply(const VOXMessage &request)
 {
-    if (request.len() < descriptor(HRMv2::SET_IP).size())
+    if (request.len() < HRMv2::findCmd(HRMv2::SET_IP).size())
         return KVRNack(*this, request, KVR::NACK_MSGSIZE);
     unsigned char skipped = 0;
     unsigned char index = 0;

@@ -15,7 +15,8 @@ class VOX_EXPORT HRMv2Stub : public KVRDevice
 
 public:
     enum StubOption {
-        /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy.
+        /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy. Group addresses are
+        /// answered at once.
         DELAY_REPLY = 1
     };
     Q_DECLARE_FLAGS(StubOptions, StubOption)

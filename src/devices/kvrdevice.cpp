@@ -109,7 +109,9 @@ void KVRDevice::setNodeLabel(const QByteArray &label)
 void KVRDevice::setSerialNumber(const QByteArray &serial)
 {
     if (!serial.isEmpty()) {
-        m_serialNumber = serial.left(SerialWidth);
+        // The generated one is longer, and stays so if it is set again.
+        if (serial != m_serialNumber)
+            m_serialNumber = serial.left(SerialWidth);
         return;
     }
     int year = 0;

@@ -45,7 +45,7 @@ public:
     virtual bool setGroupAddr(unsigned char index, unsigned int addr);
     virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
     int groupCount() const { return m_groups.size(); }
-    /// Slots that go are still heard until the node is detached for good.
+    /// The groups of slots that go stay registered with the bus; they are heard as long as the node lives.
     void setGroupCount(int count);
 
     /// Answers @p cmd with @p reply, byte for byte, before anything else is looked at but deaf mode.

@@ -126,7 +126,7 @@ bool KVRMotorDevice::setMotorIP(unsigned char index, unsigned short position)
 unsigned char KVRMotorDevice::findNextMotorIP(unsigned short position, KVRMotor::Direction direction) const
 {
     unsigned char next = None;
-    int nearest = UnsetPosition;
+    int nearest = UnsetPosition + 1;
     for (int slot = 0; slot < m_intermediatePositions.size() && slot < None - 1; ++slot) {
         const int there = m_intermediatePositions.at(slot);
         const int distance = direction == KVRMotor::DIRECTION_DOWN ? there - position : position - there;
@@ -222,7 +222,7 @@ void KVRMotorDevice::goToPosition(unsigned short target, KVRMotor::Source source
     if (speed == 0)
         speed = direction == KVRMotor::DIRECTION_UP ? upSpeed() : downSpeed();
     // The way so far was made at the old speed; and a slot that asks must not meet the old move's arrival.
-    m_position.freeze();
+    m_position.stopMoving();
     const QPointer<KVRMotorDevice> self(this);
     const unsigned int commandCount = m_position.commandCount();
     setStatus(KVRMotor::STATE_RUNNING, source, cause, direction);

@@ -59,9 +59,7 @@ void KVRMotorDevice::setMotorDirection(KVRMotor::TurnDirection direction)
     if (isKnown && direction != m_turnDirection) {
         m_turnDirection = direction;
         position = static_cast<unsigned short>(downLimit() - position);
-        // Not a pulse further on the way there.
-        m_position.setSpeed(0);
-        m_position.setCurrentPosition(position);
+        m_position.restAt(position);
     }
     m_position.setTargetPosition(position);
 }
@@ -156,7 +154,11 @@ QVector<KVRMotorDevice::FactorySetting> KVRMotorDevice::factorySettings()
          [this] { m_appMode = defaultAppMode(); }},
         // Before the limits, about which it mirrors the position.
         {KVRMotor::FACTORY_MOTOR_DIRECTION, [this] { return m_turnDirection == KVRMotor::TURN_NORMAL; },
-         [this] { setMotorDirection(KVRMotor::TURN_NORMAL); }},
+         [this] {
+             // Stops, and tells of an arrival, whether it changes something or not.
+             if (m_turnDirection != KVRMotor::TURN_NORMAL)
+                 setMotorDirection(KVRMotor::TURN_NORMAL);
+         }},
         {KVRMotor::FACTORY_MOTOR_LIMITS, [this] { return m_downLimit.isDefault() && m_upLimit.isDefault(); },
          [this] {
              m_downLimit.reset();

@@ -37,13 +37,15 @@ void Bus::setIoDevice(QIODevice *device)
     connect(device, &QObject::destroyed, this, endCalls);
 }
 
-void Bus::deliver(const QByteArray &frame)
+bool Bus::deliver(const QByteArray &frame)
 {
     const QPointer<Bus> self(this);
     ++m_deliveries;
     m_dispatcher.dispatch(frame);
-    if (self)
-        --m_deliveries;
+    if (!self)
+        return false;
+    --m_deliveries;
+    return true;
 }
 
 void Bus::shutDown()

@@ -40,9 +40,8 @@ protected:
     QIODevice *ioDevice() const { return m_device; }
     /// Takes over @p device, which must be on this thread, and listens for its end.
     void setIoDevice(QIODevice *device);
-    /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus, so nothing is done after
-    /// it.
-    void deliver(const QByteArray &frame);
+    /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus: false if it is gone.
+    bool deliver(const QByteArray &frame);
     /// Ends every call and deletes the device. Destructors of subclasses call it while they are still whole.
     void shutDown();
 

@@ -86,7 +86,9 @@ void BusPendingCall::notify(QObject *context, std::function<void(const BusPendin
     auto *watcher = new BusPendingCallWatcher(*this, context);
     QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher,
                      [functor = std::move(functor)](BusPendingCallWatcher *finished) {
+                         // Not the watcher: the functor may destroy its context.
+                         const BusPendingCall call(*finished);
                          finished->deleteLater();
-                         functor(*finished);
+                         functor(call);
                      });
 }

@@ -4,13 +4,16 @@
 #include "framework/busdispatcher.h"
 #include "framework/buspendingcallwatcher.h"
 
+#include <QCoreApplication>
+#include <QDeadlineTimer>
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <limits>
 
 namespace {
-// A time-out must end however much noise is waiting.
-constexpr int MaxDriveRounds = 64;
+// A time-out must end however much noise keeps coming.
+constexpr int MaxDriveMs = 50;
 }
 
 BusPendingCallData::BusPendingCallData(const QSharedDataPointer<BusMessageData> &message, Bus *bus)
@@ -47,7 +50,14 @@ QList<BusMessage> BusPendingCallData::replies() const
 
 void BusPendingCallData::setMessageSent(unsigned int delay)
 {
-    m_timer.start(static_cast<int>(message().timeout() + delay), Qt::PreciseTimer, this);
+    startTimeout(delay);
+}
+
+void BusPendingCallData::startTimeout(unsigned int delay)
+{
+    const qint64 interval = qint64{message().timeout()} + delay;
+    m_timer.start(static_cast<int>(std::min<qint64>(interval, std::numeric_limits<int>::max())),
+                  Qt::PreciseTimer, this);
 }
 
 bool BusPendingCallData::collectsReplies() const
@@ -64,10 +74,14 @@ void BusPendingCallData::driveBus()
 {
     const BusPendingCallPointer self(this);
     const int before = progress();
-    for (int round = 0; round < MaxDriveRounds && m_bus && m_bus->isOpen() && m_bus->hasInput(); ++round) {
-        m_bus->processData();
-        if (m_finished || progress() != before)
+    const auto goesOn = [&] { return m_bus && m_bus->isOpen() && !m_finished && progress() == before; };
+    const QDeadlineTimer end(MaxDriveMs);
+    while (goesOn() && !end.hasExpired()) {
+        // What has been read already waits for a pass that the bus has queued.
+        QCoreApplication::sendPostedEvents(m_bus, QEvent::MetaCall);
+        if (!goesOn() || !m_bus->hasInput())
             return;
+        m_bus->processData();
     }
 }
 

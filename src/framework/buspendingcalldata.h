@@ -55,6 +55,8 @@ protected:
 
     /// Ends the call and tells its dispatcher and its watchers, once however often it is called.
     void finished();
+    /// Runs the time-out from now on; @p delay in milliseconds, added to the message's own.
+    void startTimeout(unsigned int delay);
     /// Ends the call because its time is over; the error is whatever has been stored.
     void timeout();
     /// How much has come so far; a time-out is put off if draining the bus adds to it.

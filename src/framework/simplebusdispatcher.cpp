@@ -42,7 +42,9 @@ void SimpleBusDispatcher::reply(const BusMessage &message)
 void SimpleBusDispatcher::pump()
 {
     if (m_busy) {
-        scheduleIn(0);
+        // Whoever is may be waiting in an event loop of its own.
+        if (hasSendable())
+            scheduleIn(0);
         return;
     }
     const QPointer<SimpleBusDispatcher> self(this);
@@ -95,6 +97,7 @@ void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
     const QPointer<SimpleBusDispatcher> self(this);
     const bool written = write(call->message());
     if (!self) {
+        call->setDispatcher(nullptr);
         call->setError(BusPendingCall::Canceled);
         return;
     }
@@ -153,7 +156,7 @@ void SimpleBusDispatcher::dispatch(const QByteArray &frame)
     } else {
         Q_EMIT unhandled(message);
     }
-    if (self && !m_busy)
+    if (self)
         pump();
 }
 
@@ -165,7 +168,7 @@ void SimpleBusDispatcher::handleFinished(BusPendingCallData *call)
         m_waiting = {};
     else if (!m_collecting.removeOne(ended))
         m_queue.removeOne(ended);
-    if (!m_busy && hasSendable())
+    if (hasSendable())
         scheduleIn(0);
 }
 
@@ -195,8 +198,7 @@ void SimpleBusDispatcher::setNetworkLatency(unsigned int latencyUs)
 void SimpleBusDispatcher::deviceWritten()
 {
     m_written = true;
-    if (!m_busy)
-        pump();
+    pump();
 }
 
 unsigned int SimpleBusDispatcher::sentDelay(int length) const

@@ -53,6 +53,11 @@ const QHash<unsigned char, VOXCmdInfo> &HRMv2::cmds()
     return *table;
 }
 
+VOXCmdInfo HRMv2::findCmd(unsigned char cmd)
+{
+    return cmds().value(cmd);
+}
+
 QString HRMv2::toString(unsigned char cmd)
 {
     return QString::fromLatin1(CmdMetaEnum().valueToKey(cmd));

@@ -63,6 +63,8 @@ public:
 
     /// The two label commands have the control byte 0x2b on purpose: an 11-byte frame with the CRC flag.
     static const QHash<unsigned char, VOXCmdInfo> &cmds();
+    /// An invalid descriptor if the table does not know @p cmd.
+    static VOXCmdInfo findCmd(unsigned char cmd);
     /// The key's name, or empty.
     static QString toString(unsigned char cmd);
     static QMetaEnum CmdMetaEnum();

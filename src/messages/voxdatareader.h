@@ -19,6 +19,7 @@ public:
     /// Three bytes; bits 24 to 31 become 0.
     VOXDataReader &readAddr(unsigned int &addr);
 
+    using BusDataReader::operator>>;
     VOXDataReader &operator>>(unsigned char &value) { return readUint8(value); }
     VOXDataReader &operator>>(unsigned short &value) { return readUint16(value); }
     VOXDataReader &operator>>(unsigned int &addr) { return readAddr(addr); }

@@ -19,6 +19,7 @@ public:
     /// Three bytes; a node type is lost.
     VOXDataWriter &writeAddr(unsigned int addr);
 
+    using BusDataWriter::operator<<;
     VOXDataWriter &operator<<(unsigned char value) { return writeUint8(value); }
     VOXDataWriter &operator<<(unsigned short value) { return writeUint16(value); }
     VOXDataWriter &operator<<(unsigned int addr) { return writeAddr(addr); }

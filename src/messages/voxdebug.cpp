@@ -5,11 +5,10 @@
 namespace {
 QDebug print(QDebug debug, const QString &text)
 {
-    {
-        const QDebugStateSaver saver(debug);
-        debug.nospace().noquote() << text;
-    }
-    return debug.maybeSpace();
+    // Ends with the separating space if the stream wants one.
+    const QDebugStateSaver saver(debug);
+    debug.nospace().noquote() << text;
+    return debug;
 }
 }
 

@@ -38,7 +38,7 @@ bool VOXGroupPendingCallData::collect(const BusMessage &reply)
         m_error = BusPendingCall::NoError;
         return true;
     }
-    m_timer.start(static_cast<int>(message().timeout() + m_sentDelay), Qt::PreciseTimer, this);
+    startTimeout(m_sentDelay);
     return false;
 }
 

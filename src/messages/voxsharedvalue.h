@@ -16,6 +16,11 @@ public:
     {
     }
 
+    // Copied when moved from, too: what is left behind stays a value.
+    VOXSharedValue(const VOXSharedValue &other) = default;
+    VOXSharedValue &operator=(const VOXSharedValue &other) = default;
+    ~VOXSharedValue() = default;
+
     bool isValid() const { return d.constData() != Data::null(); }
     /// Back to the defaults, and invalid.
     void clear() { d = Data::null(); }

@@ -80,8 +80,8 @@ public Q_SLOTS:
                                     bool &stopStatus, quint8 &stopValue) const;
     BusPendingCall getTorqueLimitation();
     bool getTorqueLimitationReply(const BusMessage &msg, quint8 &status, quint8 &level) const;
-    /// @p fun must not be null.
     BusPendingCall getFactoryDefault(KVRMotor::FactoryDefFunction fun);
+    /// @p fun must not be null.
     bool getFactoryDefaultReply(const BusMessage &msg, bool &status, KVRMotor::FactoryDefFunction *fun) const;
     /// 24 bits travel.
     BusPendingCall diagGetTotalMoveCount();

@@ -10,6 +10,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <utility>
 
 Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
 
@@ -85,9 +86,11 @@ int VOXBus::write(const QByteArray &frame)
     }
     // A share of its own: a device that answers from inside the write uses the working buffer again.
     const QByteArray line = toLine(frame);
-    if (!ioDevice() || ioDevice()->write(line) < 0)
+    const QPointer<QIODevice> device = ioDevice();
+    if (!device || device->write(line) < 0)
         return -2;
-    if (auto *port = qobject_cast<QSerialPort *>(ioDevice()))
+    // Nothing of this bus any more: the device may have destroyed it.
+    if (auto *port = qobject_cast<QSerialPort *>(device))
         port->flush();
     return 0;
 }
@@ -133,9 +136,11 @@ bool VOXBus::processData()
     const qint64 available = device->peek(m_buffer.data(), m_buffer.size());
     const unsigned char length = available > ControlOffset ? getLen(~m_buffer.at(ControlOffset)) : 0;
     if (available <= ControlOffset || (length >= VOXMessage::MinLength && available < length)) {
+        m_incompleteBytes = device->bytesAvailable();
         m_frameTimer.start(FrameTimeoutMs, Qt::PreciseTimer, this);
         return false;
     }
+    m_incompleteBytes = 0;
     if (length < VOXMessage::MinLength) {
         device->skip(1);
         processLater();
@@ -147,18 +152,29 @@ bool VOXBus::processData()
     qCDebug(lcVoxBus, "[VOXBus]: Frame : %s", frame.toHex().toUpper().constData());
     const bool accepted = isIntact(frame);
     device->skip(accepted ? length : 1);
-    if (device->bytesAvailable() > RestThatWaits)
-        processLater();
-    // Last: whoever gets the frame may use, close or destroy this bus.
-    if (accepted)
-        deliver(frame);
+    processRest();
+    // Whoever gets the frame may use, close or destroy this bus, or wait for more in an event loop of its
+    // own, where the device does not announce it.
+    if (accepted && deliver(frame))
+        processRest();
     return true;
+}
+
+void VOXBus::processRest()
+{
+    if (ioDevice() && ioDevice()->bytesAvailable() > RestThatWaits)
+        processLater();
 }
 
 void VOXBus::processLater()
 {
-    QMetaObject::invokeMethod(
-        this, [this] { processData(); }, Qt::QueuedConnection);
+    if (std::exchange(m_isPassQueued, true))
+        return;
+    const auto pass = [this] {
+        m_isPassQueued = false;
+        processData();
+    };
+    QMetaObject::invokeMethod(this, pass, Qt::QueuedConnection);
 }
 
 void VOXBus::timerEvent(QTimerEvent *event)
@@ -173,8 +189,11 @@ void VOXBus::timerEvent(QTimerEvent *event)
     if (!self)
         return;
     // One byte an expiry: a byte that processData() itself has dropped counts.
-    if (!taken && isOpen() && ioDevice()->bytesAvailable() == before && before > 0) {
-        ioDevice()->skip(1);
+    const qint64 after = isOpen() ? ioDevice()->bytesAvailable() : 0;
+    if (!taken && after > 0 && after >= before) {
+        if (after == before)
+            ioDevice()->skip(1);
+        m_incompleteBytes = 0;
         processLater();
     }
     m_frameTimer.stop();
@@ -205,6 +224,7 @@ void VOXBus::close()
         return;
     const bool wasOpen = isOpen();
     m_frameTimer.stop();
+    m_incompleteBytes = 0;
     ioDevice()->close();
     announceOpen(wasOpen);
 }
@@ -213,6 +233,11 @@ void VOXBus::announceOpen(bool wasOpen)
 {
     if (isOpen() != wasOpen)
         Q_EMIT openChanged(!wasOpen);
+}
+
+bool VOXBus::hasInput() const
+{
+    return isOpen() && ioDevice()->bytesAvailable() > m_incompleteBytes;
 }
 
 bool VOXBus::isOpen() const

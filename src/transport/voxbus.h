@@ -50,6 +50,7 @@ public:
     bool open() override;
     void close() override;
     bool isOpen() const override;
+    bool hasInput() const override;
 
     /// The length that a frame's control byte tells.
     virtual unsigned char getLen(unsigned char control) const;
@@ -97,16 +98,20 @@ protected:
     /// Whether the check value of @p frame, in plain form, is right. A CRC frame may carry a checksum
     /// instead.
     static bool isIntact(const QByteArray &frame);
-    /// Queues another processData().
+    /// Queues another processData(), once.
     void processLater();
     /// Emits openChanged() if the state differs from @p wasOpen.
     void announceOpen(bool wasOpen);
 
 private:
     void listenToDevice();
+    void processRest();
 
     QBasicTimer m_frameTimer;
     QByteArray m_buffer;
+    bool m_isPassQueued = false;
+    // What processData() has seen, and left for more to come.
+    qint64 m_incompleteBytes = 0;
     VOXBusDispatcher *m_deviceDispatcher;
 };
 

@@ -19,6 +19,8 @@ VOXBusDispatcher::~VOXBusDispatcher()
     // parent.
     if (const WatchPointer broadcast = m_nodes.value(BroadcastKey))
         broadcast->setParent(nullptr);
+    m_nodes.clear();
+    m_groups.clear();
 }
 
 void VOXBusDispatcher::attach(VOXDevice &device)

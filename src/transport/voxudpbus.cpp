@@ -7,9 +7,12 @@
 #include <QTimerEvent>
 #include <QUdpSocket>
 
+#include <algorithm>
+
 namespace {
 constexpr int MaxSenders = 10;
 constexpr int MaxSentFrames = 256;
+constexpr int MaxDatagramSize = 65536;
 constexpr int MaxBufferedBytes = 65536;
 constexpr int FrameTimeoutMs = 110;
 constexpr int ControlOffset = 1;
@@ -30,7 +33,8 @@ struct VOXUdpBus::Buffer
 
     void append(const QByteArray &datagram)
     {
-        data.append(datagram);
+        // Its own copy, always: the datagram's bytes are used again.
+        data.append(datagram.constData(), datagram.size());
         if (data.size() <= MaxBufferedBytes)
             return;
         data.remove(0, data.size() - MaxBufferedBytes);
@@ -73,7 +77,7 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
     qRegisterMetaType<QHostAddress>("QHostAddress");
     dispatcher().setParent(this);
     dispatcher().init();
-    m_datagram.reserve(VOXMessage::MaxLength);
+    m_datagram.reserve(MaxDatagramSize);
 
     auto *socket = new QUdpSocket(this);
     setIoDevice(socket);
@@ -164,14 +168,17 @@ bool VOXUdpBus::processData()
 
 bool VOXUdpBus::readDatagram()
 {
-    const qint64 size = isOpen() ? socket()->pendingDatagramSize() : -1;
-    if (size < 0)
+    if (!isOpen())
         return false;
-    m_datagram.resize(static_cast<int>(size));
-    if (socket()->readDatagram(m_datagram.data(), size, &m_sender, &m_senderPort) >= size)
-        return true;
-    qCWarning(lcVoxBus, "[VOXUdpBus]: failed to read datagram");
-    return false;
+    // Also when nothing may be pending: until it is read, a socket that has announced something announces no
+    // more.
+    m_datagram.resize(MaxDatagramSize);
+    const qint64 size =
+        socket()->readDatagram(m_datagram.data(), m_datagram.size(), &m_sender, &m_senderPort);
+    m_datagram.resize(static_cast<int>(std::max<qint64>(size, 0)));
+    if (size < 0 && hasInput())
+        qCWarning(lcVoxBus, "[VOXUdpBus]: failed to read datagram");
+    return size >= 0;
 }
 
 bool VOXUdpBus::isForUs(const QHostAddress &sender, unsigned short port)
@@ -203,7 +210,7 @@ const QString &VOXUdpBus::senderID(const QHostAddress &address, unsigned short p
 
 QString VOXUdpBus::makeSenderID(const QHostAddress &address, unsigned short port) const
 {
-    return QStringLiteral("%1:%2").arg(address.toString()).arg(port);
+    return QStringLiteral("%1:%2").arg(address.toString(), QString::number(port));
 }
 
 bool VOXUdpBus::processData(const QString &senderID)
@@ -234,9 +241,10 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
     buffer.data.remove(0, accepted ? length : 1);
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
-    // Last: the buffer may be evicted, and the bus closed or destroyed, by who gets the frame.
-    if (accepted)
-        deliver(frame);
+    // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame; and a
+    // socket does not announce what comes in an event loop there.
+    if (accepted && deliver(frame) && hasInput())
+        VOXBus::processLater();
     return true;
 }
 

@@ -222,6 +222,8 @@ void tst_KVRDevice::serialNumber()
     const QByteArray serial = net.node.serialNumber();
     QVERIFY2(serial == before || serial == generated(), serial);
     QCOMPARE(sent, serial.left(12));
+    net.node.setSerialNumber(serial);
+    QCOMPARE(net.node.serialNumber(), serial);
     net.node.setSerialNumber("0123456789abc");
     QCOMPARE(net.node.serialNumber(), QByteArray("0123456789ab"));
     net.node.setSerialNumber(QByteArray());

@@ -349,6 +349,10 @@ void tst_KVRMotorDevice::intermediatePositions()
     QVERIFY2(motor.findMotorIP(0xfffc) == 2, "unset slots take part");
     QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 3);
     QCOMPARE(int(motor.findNextMotorIP(8000, KVRMotor::DIRECTION_UP)), 3);
+    QVERIFY(motor.setMotorIP(5, 0));
+    QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
+    QVERIFY(motor.setMotorIP(1, 65535) && motor.setMotorIP(3, 65535) && motor.setMotorIP(16, 65535));
+    QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 5);
     QVERIFY(motor.toPct(5000) == 255 && motor.toPulses(50) == 65535);
 }
 

@@ -217,6 +217,10 @@ void tst_Products::mirroring()
     QCOMPARE(net.say("12 00") + net.say("1F 00"), hex("6F 26") + hex("6F 26"));
     net.motor().setMotorDirection(KVRMotor::TurnDirection(2));
     QVERIFY(!net.motor().isMoving() && net.motor().status().state == KVRMotor::STATE_STOPPED);
+    // Without a change, the factory's direction does not even show in the status.
+    QVERIFY(
+        net.mismatch("12 00 > 7F, 02 FF > 7F, 1F 12 > 7F, 0E > 0F 00 00 01 01", Addr, VOXMessage::AckFlag, {})
+            .isEmpty());
 }
 
 void tst_Products::lockedStates()

@@ -273,6 +273,28 @@ void tst_BusPendingCall::waitingInsideADeliveryGetsInput()
     });
     world.hear("71");
     QCOMPARE(text(world.call.reply()), hex("60"));
+
+    // Nor is a call forgotten that waits for another one, both from inside a write.
+    World inner;
+    inner.bus->onWrite = [&](const QByteArray &) {
+        inner.bus->onWrite = nullptr;
+        BusObject other(inner.bus.get(), nullptr);
+        inner.message.setTimeout(20);
+        const BusPendingCall before = other.call(inner.message);
+        inner.call = other.call(inner.message);
+        return inner.call.waitForFinished(4000) ? 0 : -1;
+    };
+    BusObject(inner.bus.get(), nullptr).call(order(0x50));
+    QCOMPARE(inner.call.error(), BusPendingCall::Timeout);
+
+    // The bus is gone before a call ends that asks for nothing.
+    World last;
+    last.bus->onWrite = [&](const QByteArray &) {
+        last.bus.reset();
+        return 0;
+    };
+    last.call = last.object.call(order(0x50));
+    QCOMPARE(last.call.error(), BusPendingCall::Canceled);
 }
 
 void tst_BusPendingCall::repliesComeFromAnyThread()

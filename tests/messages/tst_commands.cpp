@@ -153,6 +153,9 @@ void tst_Commands::logTexts()
     operator<<(debug, VOX::NodeType(11)) << ' ';
     operator<<(debug, 0x060A1B2Cu);
     QCOMPARE(text, QString("NACK UNKNOWN(fe) GET_NODE_ADDR UNKNOWN(0b) NODETYPE_MARLO(0a1b2c))"));
+    text.clear();
+    operator<<(QDebug(&text) << "to", 0x060A1B2Cu) << "now";
+    QCOMPARE(text, QString("to NODETYPE_MARLO(0a1b2c)) now "));
 }
 
 QTEST_GUILESS_MAIN(tst_Commands)

@@ -105,6 +105,8 @@ void tst_KVRStdProxyValues::versionText()
     QVERIFY(parsed == (version.isValid() ? version : before));
     const auto converted = QVariant(text).value<AppVersion>();
     QVERIFY(converted.isValid() == version.isValid() && converted == version);
+    const AppVersion moved = std::move(parsed);
+    QVERIFY(parsed == moved);
 }
 
 void tst_KVRStdProxyValues::layouts()

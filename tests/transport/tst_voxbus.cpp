@@ -25,6 +25,7 @@ private Q_SLOTS:
     void aStallLosesOneByteAtATime();
     void twoBytesWaitForMore();
     void anythingMayComeBeforeAFrame();
+    void aStallEndsWhileSomebodyWaits();
     void opening();
     void closedBehindTheBusesBack();
     void hostAndDeviceOnANoisyLine();
@@ -177,6 +178,17 @@ void tst_VOXBus::anythingMayComeBeforeAFrame()
     }
     for (const auto &receiver : receivers)
         QTRY_VERIFY_WITH_TIMEOUT(receiver->frames.contains(first.data()), 100 * 62);
+}
+
+void tst_VOXBus::aStallEndsWhileSomebodyWaits()
+{
+    Receiver receiver;
+    KVRMotorProxy proxy(0x123456, &receiver.bus);
+    const BusPendingCall call = proxy.getMotorStatus();
+    // The first byte of noise claims more than there is.
+    receiver.device->feed(QByteArray("\x00\xe0", 2) + line(frame("0F 00 01 00 00", 0x0f010000)));
+    QVERIFY(call.waitForFinished());
+    QCOMPARE(text(call.reply()), hex("0F 00 01 00 00"));
 }
 
 void tst_VOXBus::opening()

@@ -8,6 +8,8 @@
 #include <QtTest>
 #include <QUdpSocket>
 
+#include <thread>
+
 /// Frames over datagrams, put together per sender.
 class tst_VOXUdpBus : public QObject
 {
@@ -21,6 +23,8 @@ private Q_SLOTS:
     void echoesAreIgnoredOnce();
     void aStallLosesOneByteAtATime();
     void aFloodIsBounded();
+    void aLoopInsideADelivery();
+    void aReplyThatWaitsBehindAnotherFrame();
     void closingAndOpening();
     void aPortThatIsTaken();
     void corruptedMessagesAreNotSent();
@@ -162,6 +166,35 @@ void tst_VOXUdpBus::aFloodIsBounded()
     QVERIFY(receiver.bus->open());
     receiver.send(line(first));
     QTRY_COMPARE(receiver.frames, QByteArrayList{first.data()});
+}
+
+void tst_VOXUdpBus::aLoopInsideADelivery()
+{
+    Receiver receiver;
+    connect(&receiver.bus->dispatcher(), &BusDispatcher::unhandled, this, [&] {
+        if (receiver.frames.size() != 1)
+            return;
+        QEventLoop loop;
+        QTimer::singleShot(20, &loop, &QEventLoop::quit);
+        receiver.send(line(second));
+        loop.exec();
+    });
+    for (int sent = 1; sent < 4; ++sent) {
+        receiver.send(line(first));
+        QTRY_COMPARE(receiver.frames.size(), sent + 1);
+    }
+}
+
+void tst_VOXUdpBus::aReplyThatWaitsBehindAnotherFrame()
+{
+    Receiver receiver;
+    KVRMotorProxy proxy(0x123456, receiver.bus.get());
+    const BusPendingCall call = proxy.getMotorStatus();
+    receiver.send(line(first) + line(frame("0F 00 01 00 00", 0x0f010000)));
+    // The time-out is over before anything is read.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    QVERIFY(call.waitForFinished());
+    QCOMPARE(text(call.reply()), hex("0F 00 01 00 00"));
 }
 
 void tst_VOXUdpBus::closingAndOpening()
