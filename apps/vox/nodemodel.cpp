@@ -14,10 +14,31 @@
 #include <iterator>
 
 namespace {
+/// A node that tells of what it has handled.
 template <typename Device>
-KVRDevice *create(unsigned int addr, VOXBus *bus)
+class Observed : public Device
 {
-    return new Device(addr, bus);
+public:
+    Observed(unsigned int addr, NodeObserver &observer)
+        : Device(addr, nullptr)
+        , m_observer(observer)
+    {
+    }
+
+    void dispatch(const VOXMessage &msg) override
+    {
+        Device::dispatch(msg);
+        m_observer.requestHandled(*this, msg);
+    }
+
+private:
+    NodeObserver &m_observer;
+};
+
+template <typename Device>
+KVRDevice *create(unsigned int addr, NodeObserver &observer)
+{
+    return new Observed<Device>(addr, observer);
 }
 
 const NodeModel models[] = {
@@ -45,18 +66,27 @@ QString nodeModelNames()
     return names.join(QLatin1String(", "));
 }
 
-bool readNodeAddr(const QString &text, unsigned int *addr, QString *problem)
+bool readAddr(const QString &text, unsigned int *addr)
 {
     static const QRegularExpression sixDigits(QStringLiteral("^[0-9A-Fa-f]{6}$"));
-    if (!sixDigits.match(text).hasMatch()) {
-        *problem = QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
+    if (!sixDigits.match(text).hasMatch())
         return false;
-    }
     *addr = text.toUInt(nullptr, 16);
-    if (*addr != GroupDestination && *addr != BroadcastDestination && *addr != VOXBus::addr())
-        return true;
-    *problem =
-        QStringLiteral("%1 is no node's address: 000000 means a group, FFFFFF all nodes, 010000 the host")
-            .arg(text);
-    return false;
+    return true;
+}
+
+QString nodeAddrProblem(unsigned int addr)
+{
+    if (addr != GroupDestination && addr != BroadcastDestination && addr != VOXBus::addr())
+        return QString();
+    return QStringLiteral("%1 is no node's address: 000000 means a group, FFFFFF all nodes, 010000 the host")
+        .arg(VOX::toString(addr));
+}
+
+bool readNodeAddr(const QString &text, unsigned int *addr, QString *problem)
+{
+    *problem = readAddr(text, addr)
+        ? nodeAddrProblem(*addr)
+        : QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
+    return problem->isEmpty();
 }

@@ -4,13 +4,25 @@
 #include <QString>
 
 class KVRDevice;
-class VOXBus;
+class VOXMessage;
+
+/// Is told what emulated nodes have handled.
+class NodeObserver
+{
+public:
+    /// After @p node has handled @p request, whether it was refused or not.
+    virtual void requestHandled(KVRDevice &node, const VOXMessage &request) = 0;
+
+protected:
+    ~NodeObserver() = default;
+};
 
 /// A kind of node that the program can emulate.
 struct NodeModel
 {
     QString name;
-    KVRDevice *(*create)(unsigned int addr, VOXBus *bus);
+    /// Makes one that is on no bus. @p observer must outlive it.
+    KVRDevice *(*create)(unsigned int addr, NodeObserver &observer);
 };
 
 /// Null if there is no model of this name.
@@ -18,7 +30,11 @@ const NodeModel *findNodeModel(const QString &name);
 /// All names, for people.
 QString nodeModelNames();
 
-/// Reads the address of a node, six hexadecimal digits. Addresses that mean something else are refused.
+/// Reads an address of six hexadecimal digits.
+bool readAddr(const QString &text, unsigned int *addr);
+/// Why no node can have this address; empty if one can.
+QString nodeAddrProblem(unsigned int addr);
+/// Reads the address of a node.
 bool readNodeAddr(const QString &text, unsigned int *addr, QString *problem);
 
 #endif

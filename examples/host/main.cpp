@@ -9,9 +9,8 @@ int main(int argc, char *argv[])
     KVRMotorProxy motor(0x000001, &bus);
     motor.getMotorStatus().onFinished(&app, [&](const BusPendingCall &call) {
         KVRMotor::Status status;
-        const bool ok = motor.getMotorStatusReply(call.reply(), status);
+        app.exit(motor.getMotorStatusReply(call.reply(), status) ? 0 : 1);
         qInfo("state %u, error %d", status.state, call.error());
-        app.exit(ok ? 0 : 1);
     });
     return app.exec();
 }

@@ -34,6 +34,9 @@ public:
     unsigned short motorIP(unsigned char index) const;
     /// False if there is no such slot.
     bool setMotorIP(unsigned char index, unsigned short position);
+    /// Any byte that a host has stored.
+    unsigned char lockStatus() const { return m_lockStatus; }
+    void setLockStatus(unsigned char status) { m_lockStatus = status; }
     /// Finds none, ever: 255.
     unsigned char findMotorIP(unsigned short position) const;
 

@@ -90,6 +90,13 @@ void KVRMotorDevice::setRanges(const Ranges &ranges)
     m_appMode = defaultAppMode();
 }
 
+void KVRMotorDevice::restAt(unsigned short position)
+{
+    m_position.restAt(position);
+    if (m_status.state == KVRMotor::STATE_RUNNING)
+        motorPositionReached();
+}
+
 unsigned char KVRMotorDevice::angle()
 {
     return isMoving() || m_appMode == KVRMotor::ROLLER ? None : m_angle;

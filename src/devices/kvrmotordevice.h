@@ -42,6 +42,8 @@ public:
     unsigned short positionPulses() { return m_position.currentPosition(); }
     /// Puts the shaft elsewhere; after a move it then drives on toward the old target.
     void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
+    /// Puts the shaft at @p position, where it stays; a move that this ends ends as if it had arrived.
+    void restAt(unsigned short position);
     /// The tilt angle; 255 while moving, and for a roller.
     unsigned char angle();
     unsigned short startPos() const { return m_position.startPos(); }
@@ -56,6 +58,11 @@ public:
     bool isDownLimit() const { return !m_downLimit.isDefault(); }
     unsigned short upLimit() const { return m_upLimit.value(); }
     unsigned short downLimit() const { return m_downLimit.value(); }
+    unsigned short minDownLimit() const { return m_downLimit.minimum(); }
+    unsigned short maxDownLimit() const { return m_downLimit.maximum(); }
+    /// UnsetPosition unsets a limit. False, with nothing changed, if @p up is not 0 or @p down not in its
+    /// range.
+    bool setLimits(unsigned short up, unsigned short down);
     /// Rounded to the nearest percent; 255 without limits.
     unsigned char toPct(unsigned short pulses) const;
     /// Rounded down; 65535 without limits.
@@ -65,11 +72,17 @@ public:
     unsigned char upSpeed() const { return m_upSpeed.value(); }
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
+    /// False, with nothing changed, if the product does not run at all of them.
+    bool setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow);
     KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
     /// Stops whatever moves, as an arrival. A change of the direction mirrors the position about the down
     /// limit; a value that is none changes nothing.
     void setMotorDirection(KVRMotor::TurnDirection direction);
     KVRMotor::AppMode appMode() const { return m_appMode; }
+    /// The modes that the product can be set to, the default first; none, and it is a roller for good.
+    const QVector<KVRMotor::AppMode> &appModes() const { return m_appModes; }
+    /// False, with nothing changed, if it is none of them.
+    bool setAppMode(KVRMotor::AppMode mode);
 
     /// Intermediate positions count from 1; unset and unknown ones are 65535.
     unsigned short motorIP(unsigned char index) const;
@@ -81,7 +94,13 @@ public:
     unsigned char findNextMotorIP(unsigned short position, KVRMotor::Direction direction) const;
 
     const Lock &networkLock() const { return m_networkLock; }
+    /// A motor at rest shows it in its status.
+    void setNetworkLock(const Lock &lock);
     int motorDCTCount() const { return m_dctLocks.size(); }
+    /// The locks of local inputs count from 1; an open one if there is no such lock.
+    Lock dctLock(int index) const { return m_dctLocks.value(index - 1); }
+    /// False if there is no such lock.
+    bool setDCTLock(int index, const Lock &lock);
     /// Opens all locks. Their sources and priorities stay, and later requests still meet them.
     void resetLocks();
     /// Whether no lock is set.
@@ -178,8 +197,8 @@ protected:
                    KVRMotor::Direction direction);
 
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
-    /// False, with nothing stored, if one of the speeds is outside its range.
-    bool storeSpeeds(int up, int down, int slow);
+    /// Whether the product runs at these, revolutions per minute; the base has a range for each.
+    virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;
 
 private:
     // Answers from the same state, for hosts of the older command set.

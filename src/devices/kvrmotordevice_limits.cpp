@@ -25,6 +25,19 @@ KVR::NackStatus refused(KVR::MotorNackStatus status)
 }
 }
 
+bool KVRMotorDevice::setLimits(unsigned short up, unsigned short down)
+{
+    const auto isTaken = [](const ConfigValues<unsigned short> &limit, unsigned short value) {
+        return value == UnsetPosition || limit.contains(value);
+    };
+    if (!isTaken(m_upLimit, up) || !isTaken(m_downLimit, down))
+        return false;
+    // An unset one is stored as the default, which is out of range.
+    m_upLimit.setValue(up);
+    m_downLimit.setValue(down);
+    return true;
+}
+
 VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, NotMoving))

@@ -123,6 +123,21 @@ VOXReply KVRMotorDevice::getDCTLockReply(const VOXMessage &request)
     return lockReply(request, KVR::POST_DCT_LOCK, m_dctLocks.at(index - 1));
 }
 
+void KVRMotorDevice::setNetworkLock(const Lock &lock)
+{
+    m_networkLock = lock;
+    if (m_status.state != KVRMotor::STATE_RUNNING)
+        setStatus(restState(), m_status.source, m_status.cause, m_status.direction);
+}
+
+bool KVRMotorDevice::setDCTLock(int index, const Lock &lock)
+{
+    if (index < 1 || index > m_dctLocks.size())
+        return false;
+    m_dctLocks[index - 1] = lock;
+    return true;
+}
+
 void KVRMotorDevice::resetLocks()
 {
     for (Lock &lock : m_dctLocks)

@@ -24,10 +24,16 @@ VOXReply KVRMotorDevice::setAppModeReply(const VOXMessage &request)
         return nack(request, refused);
     unsigned char mode = 0;
     read(request, mode);
-    if (!m_appModes.contains(static_cast<KVRMotor::AppMode>(mode)))
-        return nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
-    m_appMode = static_cast<KVRMotor::AppMode>(mode);
-    return ack(request);
+    return setAppMode(static_cast<KVRMotor::AppMode>(mode)) ? ack(request)
+                                                            : nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
+}
+
+bool KVRMotorDevice::setAppMode(KVRMotor::AppMode mode)
+{
+    if (!m_appModes.contains(mode))
+        return false;
+    m_appMode = mode;
+    return true;
 }
 
 VOXReply KVRMotorDevice::getAppModeReply(const VOXMessage &request)
@@ -71,19 +77,24 @@ VOXReply KVRMotorDevice::setMotorRollingSpeedReply(const VOXMessage &request)
     unsigned char up = 0;
     unsigned char down = 0;
     unsigned char slow = 0;
-    if (!read(request, up, down, slow) || !storeSpeeds(up, down, slow))
+    if (!read(request, up, down, slow) || !setRollingSpeeds(up, down, slow))
         return nack(request, KVR::NACK_BADMSG);
     return ack(request);
 }
 
-bool KVRMotorDevice::storeSpeeds(int up, int down, int slow)
+bool KVRMotorDevice::setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow)
 {
-    if (!m_upSpeed.contains(up) || !m_downSpeed.contains(down) || !m_slowSpeed.contains(slow))
+    if (!hasSpeeds(up, down, slow))
         return false;
-    m_upSpeed.setValue(static_cast<unsigned char>(up));
-    m_downSpeed.setValue(static_cast<unsigned char>(down));
-    m_slowSpeed.setValue(static_cast<unsigned char>(slow));
+    m_upSpeed.setValue(up);
+    m_downSpeed.setValue(down);
+    m_slowSpeed.setValue(slow);
     return true;
+}
+
+bool KVRMotorDevice::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const
+{
+    return m_upSpeed.contains(up) && m_downSpeed.contains(down) && m_slowSpeed.contains(slow);
 }
 
 VOXReply KVRMotorDevice::getMotorRollingSpeedReply(const VOXMessage &request)

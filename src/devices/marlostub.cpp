@@ -20,14 +20,14 @@ const ProductStub::DataSheet &MarloStub::dataSheet()
 {
     static const DataSheet sheet = {
         VOX::NODETYPE_MARLO,
-        128,
+        128, // pulses per revolution
         {
-            {87, 140, 105},
-            {87, 140, 105},
-            {64, 64767, UnsetPosition},
-            16,
-            1,
-            {KVRMotor::CURTAIN},
+            {87, 140, 105}, // rolling speeds: least, most, as delivered
+            {87, 140, 105}, // slow speed
+            {64, 64767, UnsetPosition}, // down limit
+            16, // intermediate positions
+            1, // locks of local inputs
+            {KVRMotor::CURTAIN}, // app modes
         },
         {
             KVR::SET_MOTOR_TILTING_SPEED,
@@ -89,8 +89,12 @@ VOXReply MarloStub::setRollingSpeedReply(const VOXMessage &request)
     if (const KVR::NackStatus refused = refusal(request, AnyState))
         return nack(request, refused);
     unsigned char speed = 0;
-    if (!read(request, speed) || !isSpeedAllowed(speed))
+    if (!read(request, speed) || !setRollingSpeeds(speed, speed, speed))
         return nack(request, KVR::NACK_BADMSG);
-    storeSpeeds(speed, speed, speed);
     return ack(request);
+}
+
+bool MarloStub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const
+{
+    return up == down && up == slow && isSpeedAllowed(up);
 }

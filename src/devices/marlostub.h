@@ -17,6 +17,7 @@ public:
 
 protected:
     bool answerOwn(const VOXMessage &request, VOXReply *answer) override;
+    bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const override;
 
 private:
     static const DataSheet &dataSheet();

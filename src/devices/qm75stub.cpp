@@ -4,14 +4,14 @@ const ProductStub::DataSheet &QM75Stub::dataSheet()
 {
     static const DataSheet sheet = {
         VOX::NODETYPE_QM75,
-        128,
+        128, // pulses per revolution
         {
-            {40, 40, 40},
-            {40, 40, 40},
-            {32, 64767, UnsetPosition},
-            16,
-            0,
-            {KVRMotor::ROLLER},
+            {40, 40, 40}, // rolling speeds: least, most, as delivered
+            {40, 40, 40}, // slow speed
+            {32, 64767, UnsetPosition}, // down limit
+            16, // intermediate positions
+            0, // locks of local inputs
+            {KVRMotor::ROLLER}, // app modes
         },
         {
             KVR::CTRL_NETWORK_LOCK,

@@ -8,14 +8,14 @@ const ProductStub::DataSheet &TB20Stub::dataSheet()
 {
     static const DataSheet sheet = {
         VOX::NODETYPE_TB20,
-        324,
+        324, // pulses per revolution
         {
-            {6, 28, 28},
-            {6, 28, 16},
-            {324, 64767, UnsetPosition},
-            16,
-            1,
-            {},
+            {6, 28, 28}, // rolling speeds: least, most, as delivered
+            {6, 28, 16}, // slow speed
+            {324, 64767, UnsetPosition}, // down limit
+            16, // intermediate positions
+            1, // locks of local inputs
+            {}, // app modes
         },
         {
             KVR::CTRL_NETWORK_LOCK,
@@ -54,7 +54,12 @@ VOXReply TB20Stub::setRollingSpeedReply(const VOXMessage &request)
     unsigned char ignored = 0;
     unsigned char slow = 0;
     // One speed up and down: the second byte is neither used nor checked.
-    if (!read(request, rolling, ignored, slow) || !storeSpeeds(rolling, rolling, slow))
+    if (!read(request, rolling, ignored, slow) || !setRollingSpeeds(rolling, rolling, slow))
         return nack(request, KVR::NACK_BADMSG);
     return ack(request);
+}
+
+bool TB20Stub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const
+{
+    return up == down && ProductStub::hasSpeeds(up, down, slow);
 }

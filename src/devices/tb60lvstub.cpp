@@ -13,14 +13,14 @@ const ProductStub::DataSheet &TB60LVStub::dataSheet()
 {
     static const DataSheet sheet = {
         VOX::NODETYPE_TB60LV,
-        1686,
+        1686, // pulses per revolution
         {
-            {10, 25, 25},
-            {10, 25, 15},
-            {1686, 64767, UnsetPosition},
-            16,
-            1,
-            {KVRMotor::ROLLER},
+            {10, 25, 25}, // rolling speeds: least, most, as delivered
+            {10, 25, 15}, // slow speed
+            {1686, 64767, UnsetPosition}, // down limit
+            16, // intermediate positions
+            1, // locks of local inputs
+            {KVRMotor::ROLLER}, // app modes
         },
         {
             KVR::SET_MOTOR_TILTING_SPEED,
@@ -36,6 +36,14 @@ const ProductStub::DataSheet &TB60LVStub::dataSheet()
 TB60LVStub::TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent)
     : ProductStub(dataSheet(), addr, bus, parent)
 {
+}
+
+bool TB60LVStub::setTorque(unsigned char mode, unsigned char value, unsigned char parameter)
+{
+    if (mode > 1 || value > 1)
+        return false;
+    m_torque = {mode, value, parameter};
+    return true;
 }
 
 bool TB60LVStub::answerOwn(const VOXMessage &request, VOXReply *reply)

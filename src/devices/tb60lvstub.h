@@ -13,10 +13,21 @@ public:
     /// 24 bits of @p addr count.
     TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
+    /// Whether a ramp is on, and its value, which is only reported.
+    void setSoftStart(bool isOn, unsigned char value) { m_softStart = {isOn, value}; }
+    void setSoftStop(bool isOn, unsigned char value) { m_softStop = {isOn, value}; }
     bool softStartStatus() const { return m_softStart.isOn; }
     unsigned char softStartValue() const { return m_softStart.value; }
     bool softStopStatus() const { return m_softStop.isOn; }
     unsigned char softStopValue() const { return m_softStop.value; }
+
+    /// 1 if the torque is limited, else 0.
+    unsigned char torqueMode() const { return m_torque.mode; }
+    unsigned char torqueValue() const { return m_torque.value; }
+    /// Set by hosts, and reported to none.
+    unsigned char torqueParameter() const { return m_torque.parameter; }
+    /// False, with nothing changed, if @p mode or @p value is neither 0 nor 1.
+    bool setTorque(unsigned char mode, unsigned char value, unsigned char parameter);
 
 protected:
     bool answerOwn(const VOXMessage &request, VOXReply *answer) override;
@@ -34,7 +45,6 @@ private:
     {
         unsigned char mode = 1;
         unsigned char value = 0;
-        /// Stored, never reported.
         unsigned char parameter = 0;
 
         bool operator==(const Torque &other) const

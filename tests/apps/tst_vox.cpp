@@ -18,6 +18,7 @@ private Q_SLOTS:
     void callsReachEmulatedNodes_data();
     void callsReachEmulatedNodes();
     void jsonIsOneObject();
+    void theExampleNetworkKeepsItsState();
     void simulationEndsOnSignals_data();
     void simulationEndsOnSignals();
     void everyCommandHasHelp();
@@ -41,7 +42,7 @@ QString program()
 /// A simulation on ports that the system chose, ready to be called.
 struct Simulation
 {
-    Simulation()
+    explicit Simulation(const QStringList &options = {"--node", "TB60LV@000001", "--node", "NODE@00A1B2"})
     {
         QUdpSocket a, b;
         a.bind(QHostAddress(QHostAddress::LocalHost), 0);
@@ -51,8 +52,7 @@ struct Simulation
         const QString ownUrl = url.arg(b.localPort()).arg(a.localPort());
         a.close();
         b.close();
-        process.start(program(),
-                      {"sim", "--bus", ownUrl, "--node", "TB60LV@000001", "--node", "NODE@00A1B2"});
+        process.start(program(), QStringList{"sim", "--bus", ownUrl} + options);
         isReady = process.waitForReadyRead(10000) && process.readAllStandardOutput().startsWith("ready");
     }
     ~Simulation()
@@ -123,6 +123,12 @@ void tst_Vox::wrongUseIsOneLine_data()
         {"sim", "--bus", "udp://127.0.0.1:4810?bind=192.0.2.1", "--node", "NODE@000001"}, "cannot open");
     row("no such port", {"sim", "--bus", "serial:///dev/no-such-port", "--node", "NODE@000001"},
         "cannot open /dev/no-such-port");
+    row("no such file", {"sim", "--config", "/no/such.json"}, "cannot read /no/such.json");
+    row("a program is no network", {"sim", "--config", program()}, "in line 1");
+    row("no speed", {"sim", "--bus", bus, "--node", "NODE@000001", "--speed", "0"},
+        "--speed is to be a number");
+    row("no place for the state", {"sim", "--bus", bus, "--node", "NODE@000001", "--state", "/no/such/state"},
+        "cannot write /no/such/state");
     row("call without operation", {"call", "--bus", bus, "000001"}, "operations are getNodeAddr");
     row("unknown operation", {"call", "--bus", bus, "000001", "fly"},
         "unknown operation 'fly'; one of getNodeAddr");
@@ -196,6 +202,43 @@ void tst_Vox::jsonIsOneObject()
     QCOMPARE(json({"000001", "ctrlMoveOf", "2", "100"})["fields"].toObject()["status"].toString(),
              QString("END_LIMITS_NOT_SET"));
     QCOMPARE(json({"000009", "getMotorLimits"})["error"].toString(), QString("No reply within the time-out"));
+}
+
+void tst_Vox::theExampleNetworkKeepsItsState()
+{
+    const QTemporaryDir folder;
+    const QString state = folder.filePath("state.json");
+    const QStringList options = {
+        "--config", VOX_SOURCE_DIR "/examples/network/floor.json", "--state", state, "--speed", "1000"};
+    const auto call = [](const Simulation &simulation, const QStringList &words) {
+        return run(QStringList{"call", "--bus", simulation.hostUrl} + words).out;
+    };
+    {
+        Simulation simulation(options);
+        QVERIFY(simulation.isReady);
+        QVERIFY(call(simulation, {"000101", "getMotorPosition"}).contains("percent: 25 %\n"));
+        QVERIFY(call(simulation, {"000103", "ctrlStop"}).contains("ACK"));
+        QVERIFY(call(simulation, {"000214", "getNodeLabel"}).contains("Office 20"));
+        QCOMPARE(call(simulation, {"000101", "setNodeLabel", "Foyer"}), QByteArray("ACK\n"));
+        QCOMPARE(call(simulation, {"000101", "ctrlMoveTo", "MOVETO_DOWN_LIMIT", "0"}), QByteArray("ACK\n"));
+        // 9000 pulses take 13 s in a real one.
+        QTRY_VERIFY(call(simulation, {"000101", "getMotorStatus"}).contains("STATE_STOPPED"));
+        simulation.process.terminate();
+        QVERIFY(simulation.process.waitForFinished());
+    }
+    {
+        const Simulation simulation(options);
+        QVERIFY(simulation.isReady);
+        QVERIFY(call(simulation, {"000101", "getNodeLabel"}).contains("label: Foyer\n"));
+        QVERIFY(call(simulation, {"000101", "getMotorPosition"}).contains("position: 12000 pulses\n"));
+    }
+    QVERIFY(QFile::resize(state, 100));
+    Simulation simulation(options);
+    QVERIFY(simulation.isReady);
+    QVERIFY(call(simulation, {"000101", "getNodeLabel"}).contains("label: Lobby\n"));
+    QVERIFY(simulation.process.readAllStandardError().contains("; set aside as " + state.toLocal8Bit()
+                                                               + ".damaged\n"));
+    QCOMPARE(QFile(state + ".damaged").size(), 100);
 }
 
 void tst_Vox::simulationEndsOnSignals_data()

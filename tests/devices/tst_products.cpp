@@ -3,7 +3,13 @@
 #include "devices/qm75stub.h"
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
+#include "framework/simplebusdispatcher.h"
+#include "messages/hrmv2.h"
+#include "proxies/kvrmotorproxy.h"
+#include "support/watching.h"
 #include "support/wire.h"
+#include "vox/nodesettings.h"
+#include "vox/operation.h"
 
 /// What each product refuses, what it answers in its own way, and the settings that all motors share.
 class tst_Products : public QObject
@@ -19,7 +25,12 @@ private Q_SLOTS:
     void aLegacyAnswerIsDelayed();
     void mirroring();
     void lockedStates();
-    void anyRequestLeavesTheBoundsAlone();
+    void hostsReachEveryCommand_data();
+    void hostsReachEveryCommand();
+    void whatIsSetIsRead_data();
+    void whatIsSetIsRead();
+    void badInput_data();
+    void badInput();
 };
 
 namespace {
@@ -240,21 +251,274 @@ void tst_Products::lockedStates()
     QVERIFY(!counters.isValid() && net.motor().getMotorDiagnostic().isValid());
 }
 
-// Every length, and every value of the first byte: an answer by the rule or silence, and whatever is refused
-// changes nothing.
-void tst_Products::anyRequestLeavesTheBoundsAlone()
+void tst_Products::hostsReachEveryCommand_data()
 {
-    for (const QByteArray product : {"TB20", "QM75", "MARLO", "TB60LV", "HRMV2"}) {
-        const std::unique_ptr<KVRDevice> node(makeNode(product, nullptr));
-        for (int cmd = 1; cmd <= 0xFF; ++cmd) {
-            for (int size = 11; size <= 31; ++size) {
-                VOXMessage request(static_cast<unsigned char>(size | VOXMessage::AckFlag));
-                request.setCmd(static_cast<unsigned char>(cmd));
-                for (int value = 0; value <= (size > 11 ? 0xFF : 0); ++value) {
-                    if (size > 11)
-                        request.data()[9] = char(value);
-                    node->dispatch(request);
-                }
+    QTest::addColumn<QByteArray>("product");
+    for (const char *product : {"TB20", "QM75", "MARLO", "TB60LV", "HRMV2"})
+        QTest::addRow("%s", product) << QByteArray(product);
+}
+
+// Each operation of the proxies ends with its own reply, an acknowledgement or a refusal.
+void tst_Products::hostsReachEveryCommand()
+{
+    QFETCH(QByteArray, product);
+    Net net(product);
+    KVRMotorProxy proxy(net.node->addr(true), &net.host);
+    for (const QString &name : Operation::names()) {
+        Operation operation;
+        QString problem;
+        QStringList words;
+        while (!Operation::find(name, words.size(), &operation, &problem))
+            words += "0";
+        QVERIFY2(operation.setArguments(words, &problem), qPrintable(problem));
+        const BusPendingCall call = operation.call(proxy);
+        QVERIFY(call.waitForFinished());
+        QVERIFY2(!call.isError(), qPrintable(name));
+        const VOXMessage reply(call.reply());
+        QString expected = VOX::toString(reply.cmd()).remove('_').toLower();
+        expected.replace(QRegularExpression("^post"), "get");
+        QVERIFY2(expected == "ack" || expected == "nack" || expected == name.toLower()
+                     || name.startsWith("sendData") || name.startsWith("diag") || name == "setNodeDiscovery",
+                 qPrintable(name + " got " + VOX::toString(reply.cmd())));
+    }
+}
+
+namespace {
+using P = KVRMotorProxy;
+using Call = std::function<BusPendingCall(P &)>;
+using Decode = std::function<QByteArray(const P &, const BusMessage &)>;
+
+template <typename T>
+QByteArray written(const T &value)
+{
+    return QByteArray::number(quint64(value));
+}
+
+/// What a decoder of a proxy makes of a reply.
+template <typename... Out>
+Decode reads(bool (P::*decode)(const BusMessage &, Out...) const)
+{
+    return [decode](const P &proxy, const BusMessage &reply) {
+        std::tuple<std::remove_pointer_t<std::remove_reference_t<Out>>...> values{};
+        const auto pass = [](auto &value, auto out) -> decltype(auto) {
+            if constexpr (std::is_pointer_v<typename decltype(out)::type>)
+                return &value;
+            else
+                return (value);
+        };
+        return std::apply(
+            [&](auto &...value) {
+                if (!(proxy.*decode)(reply, pass(value, std::common_type<Out>())...))
+                    return QByteArray("-");
+                return QByteArrayList{written(value)...}.join(' ');
+            },
+            values);
+    };
+}
+}
+Q_DECLARE_METATYPE(Call)
+Q_DECLARE_METATYPE(Decode)
+
+void tst_Products::whatIsSetIsRead_data()
+{
+    QTest::addColumn<Call>("set");
+    QTest::addColumn<Call>("get");
+    QTest::addColumn<Decode>("decode");
+    QTest::addColumn<QByteArray>("answers");
+    const auto row = [](const char *name, Call set, Call get, Decode decode, const char *answers) {
+        QTest::newRow(name) << set << get << decode << QByteArray(answers);
+    };
+    // clang-format off: for TB20, QM75, MARLO, TB60LV, whether it is set, and then what is read
+    row(
+        "app mode", [](P &p) { return p.setAppMode(KVRMotor::CURTAIN); }, [](P &p) { return p.getAppMode(); },
+        reads(&P::getAppModeReply), "--|-0|+2|-0");
+    row(
+        "down limit",
+        [](P &p) { return p.setMotorLimits(KVRMotor::LIMIT_PULSES, KVRMotor::LIMIT_DOWN, 8000); },
+        [](P &p) { return p.getMotorLimits(); }, reads(&P::getMotorLimitsReply),
+        "+8000 0|+8000 0|+8000 0|+8000 0");
+    row(
+        "up limit", [](P &p) { return p.setMotorLimits(KVRMotor::LIMIT_SHIFT_UP, KVRMotor::LIMIT_UP, 500); },
+        [](P &p) { return p.getMotorLimits(); }, reads(&P::getMotorLimitsReply),
+        "+10500 0|+10500 0|-10000 0|+10500 0");
+    row(
+        "direction", [](P &p) { return p.setMotorDirection(KVRMotor::TURN_REVERSED); },
+        [](P &p) { return p.getMotorDirection(); }, reads(&P::getMotorDirectionReply), "+1|+1|+1|+1");
+    row(
+        "speeds", [](P &p) { return p.setMotorRollingSpeed(24, 24, 12); },
+        [](P &p) { return p.getMotorRollingSpeed(); }, reads(&P::getMotorRollingSpeedReply),
+        "+24 24 12|--|-105 105 105|+24 24 12");
+    row(
+        "a speed of four", [](P &p) { return p.setMotorRollingSpeed(122, 0, 0); },
+        [](P &p) { return p.getMotorRollingSpeed(); }, reads(&P::getMotorRollingSpeedReply),
+        "-28 28 16|--|+122 122 122|-25 25 15");
+    row(
+        "tilting speed", [](P &p) { return p.setMotorTiltingSpeed(5); },
+        [](P &p) { return p.getMotorTiltingSpeed(); }, reads(&P::getMotorTiltingSpeedReply), "--|--|--|--");
+    row(
+        "an intermediate position", [](P &p) { return p.setMotorIP(KVRMotor::IP_PERCENT, 16, 75); },
+        [](P &p) { return p.getMotorIP(16); }, reads(&P::getMotorIPReply),
+        "+16 7500 75|+16 7500 75|+16 7500 75|+16 7500 75");
+    row(
+        "network lock", [](P &p) { return p.setNetworkLock(true, 9); },
+        [](P &p) { return p.getNetworkLock(); }, reads(&P::getNetworkLockReply),
+        "--|+1 9 65536|+1 9 65536|+1 9 65536");
+    row(
+        "a lock here", [](P &p) { return p.ctrlNetworkLock(KVRMotor::LOCK_HERE, 0, 7); },
+        [](P &p) { return p.getNetworkLock(); }, reads(&P::getNetworkLockReply),
+        "--|-0 0 0|+1 7 65536|+1 7 65536");
+    row(
+        "a lock of a local input", [](P &p) { return p.setDCTLock(true, 1, 8); },
+        [](P &p) { return p.getDCTLock(1); }, reads(&P::getDCTLockReply),
+        "+1 8 65536|--|+1 8 65536|+1 8 65536");
+    row(
+        "tilt limits", [](P &p) { return p.setTiltLimits(1, 2, 3); }, [](P &p) { return p.getTiltLimits(); },
+        reads(&P::getTiltLimitsReply), "--|--|--|--");
+    row(
+        "a ramp", [](P &p) { return p.setMotorSoftStartStop(KVRMotor::SOFT_STOP, KVRMotor::RAMP_ON, 0); },
+        [](P &p) { return p.getMotorSoftStartStop(); }, reads(&P::getMotorSoftStartStopReply),
+        "--|--|--|+0 150 1 150");
+    row(
+        "torque", [](P &p) { return p.setTorqueLimitation(KVRMotor::TORQUE_LEVEL, 1); },
+        [](P &p) { return p.getTorqueLimitation(); }, reads(&P::getTorqueLimitationReply), "--|--|--|+1 1");
+    row(
+        "factory default", [](P &p) { return p.setFactoryDefault(KVRMotor::FACTORY_ALL); },
+        [](P &p) { return p.getFactoryDefault(KVRMotor::FACTORY_ALL); }, reads(&P::getFactoryDefaultReply),
+        "+1 0|+1 0|+1 0|+1 0");
+    row(
+        "a move", [](P &p) { return p.ctrlMoveTo(KVRMotor::MOVETO_PERCENT, 0); },
+        [](P &p) { return p.getMotorPosition(); }, reads(&P::getMotorPositionReply),
+        "+0 0 255 255|+0 0 255 255|+0 0 0 255|+0 0 255 255");
+    // clang-format on
+}
+
+void tst_Products::whatIsSetIsRead()
+{
+    QFETCH(Call, set);
+    QFETCH(Call, get);
+    QFETCH(Decode, decode);
+    QFETCH(QByteArray, answers);
+    QByteArrayList actual;
+    for (const QByteArray product : {"TB20", "QM75", "MARLO", "TB60LV"}) {
+        Net net(product);
+        QVERIFY(net.motor().setLimits(0, 10000));
+        P proxy(net.node->addr(true), &net.host);
+        const auto answer = [&](const Call &ask) {
+            const BusPendingCall call = ask(proxy);
+            return call.waitForFinished(5000) ? call.reply() : BusMessage();
+        };
+        const QByteArray result = text(answer(set)) == "7F" ? "+" : "-";
+        const BusMessage reply = answer(get);
+        actual += result + (text(reply).startsWith("6F") ? QByteArray("-") : decode(proxy, reply));
+    }
+    QCOMPARE(actual.join('|'), answers);
+}
+
+namespace {
+/// A bus that keeps the one frame that a node has answered with.
+class CatchingBus : public VOXBus
+{
+public:
+    CatchingBus()
+        : VOXBus(*new SimpleBusDispatcher(*this, nullptr), nullptr)
+    {
+        dispatcher().setParent(this);
+        dispatcher().init();
+    }
+    ~CatchingBus() override { shutDown(); }
+    bool isOpen() const override { return true; }
+    int write(const QByteArray &frame) override
+    {
+        frames.append(frame);
+        return 0;
+    }
+
+    QByteArrayList frames;
+};
+
+/// Where a motor stands and what it is doing, besides its settings.
+QJsonObject stateOf(KVRDevice &node)
+{
+    QJsonObject state = settingsOf(node);
+    if (auto *motor = qobject_cast<KVRMotorDevice *>(&node)) {
+        const KVRMotor::Status &status = motor->status();
+        state["motion"] = motor->targetPos();
+        // A refusal because of a lock shows in the status.
+        if (status.state != KVRMotor::STATE_LOCKED)
+            state["status"] = QString("%1 %2 %3").arg(status.state).arg(status.source).arg(status.cause);
+    }
+    return state;
+}
+}
+
+void tst_Products::badInput_data()
+{
+    QTest::addColumn<QByteArray>("product");
+    QTest::addColumn<QByteArray>("setUp");
+    QTest::newRow("HRMV2") << QByteArray("HRMV2") << QByteArray();
+    for (const char *product : {"TB20", "QM75", "MARLO", "TB60LV"}) {
+        QTest::addRow("%s", product) << QByteArray(product) << QByteArray();
+        QTest::addRow("%s, set up and locked", product)
+            << QByteArray(product)
+            << QByteArray("11 02 00 1027,11 02 01 0000,15 02 01 6400,12 01,16 01 05,5B 00 00 05,17 01 01 05");
+    }
+}
+
+// Every length, and every value of the bytes that select: one answer by the rule or silence, and whatever is
+// not acknowledged changes nothing.
+void tst_Products::badInput()
+{
+    QFETCH(QByteArray, product);
+    QFETCH(QByteArray, setUp);
+    const WarningLog quiet;
+    CatchingBus bus;
+    const std::unique_ptr<KVRDevice> node(makeNode(product, &bus));
+    for (const QByteArray &request : setUp.split(','))
+        node->dispatch(request.isEmpty() ? VOXMessage()
+                                         : frame(request, node->addr(true), VOXMessage::AckFlag));
+    QJsonObject state = stateOf(*node);
+    unsigned char sequence = 0;
+    const auto feed = [&](int cmd, int size, int first, int second) {
+        VOXMessage request(static_cast<unsigned char>(size | (++sequence % 4 ? VOXMessage::AckFlag : 0)));
+        request.setCmd(static_cast<unsigned char>(cmd));
+        request.setSrcAddr(HostAddr);
+        if (size > 12)
+            request.data()[9] = char(first);
+        if (size > 13)
+            request.data()[10] = char(second);
+        bus.frames.clear();
+        node->dispatch(request);
+        const VOXMessage answer(BusMessage(bus.frames.value(0)));
+        const VOXCmdInfo info = KVR::findCmd(request.cmd());
+        const bool isData = answer.isValid()
+            && (answer.cmd() == info.reply() || answer.cmd() == HRMv2::findCmd(request.cmd()).reply());
+        const bool isRefused = answer.cmd() == KVR::NACK && answer.len() == 12;
+        if (bus.frames.size() > 1
+            || (!bus.frames.isEmpty() && !isData && !isRefused && answer.cmd() != KVR::ACK)
+            || (!request.isAck() && answer.cmd() == KVR::ACK)
+            || (answer.isValid() && answer.destAddr(true) != HostAddr))
+            return QByteArray("wrong answer " + answer.data().toHex());
+        auto *motor = qobject_cast<KVRMotorDevice *>(node.get());
+        const bool isDone = answer.cmd() == KVR::ACK || (!request.isAck() && bus.frames.isEmpty());
+        if (motor && isDone)
+            motor->restAt(2000);
+        const bool mayChange = isDone || KVR::toString(KVR::Cmd(cmd)).startsWith("SET") || cmd <= 6;
+        const QJsonObject now = mayChange ? stateOf(*node) : state;
+        const bool isSame = now == state;
+        state = now;
+        return isSame || isDone ? QByteArray() : "changed by a refusal: " + request.data().toHex();
+    };
+    for (int cmd = 1; cmd <= 0xFF; ++cmd) {
+        for (int size = 11; size <= 31; ++size) {
+            for (const int value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 127, 128, 254, 255}) {
+                const QByteArray wrong = feed(cmd, size, value, value & 1);
+                QVERIFY2(wrong.isEmpty(), wrong);
+            }
+        }
+        for (int value = 0; value <= 0xFF; ++value) {
+            for (const int second : value < 9 ? QVector<int>{0, 1, 2, 255} : QVector<int>{1}) {
+                const QByteArray wrong = feed(cmd, 16, value, second);
+                QVERIFY2(wrong.isEmpty(), wrong);
             }
         }
     }

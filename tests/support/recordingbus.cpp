@@ -23,8 +23,11 @@ RecordingBus::~RecordingBus()
 
 int RecordingBus::write(const QByteArray &frame)
 {
-    const int result = onWrite ? onWrite(frame) : 0;
-    if (result == 0)
+    // It may be the end of this bus.
+    const QPointer<RecordingBus> self(this);
+    const auto reaction = onWrite;
+    const int result = reaction ? reaction(frame) : 0;
+    if (self && result == 0)
         written.append(frame);
     return result;
 }

@@ -1,0 +1,59 @@
+#ifndef JSONPLACE_H
+#define JSONPLACE_H
+
+#include <QByteArray>
+#include <QJsonValue>
+#include <QMetaEnum>
+#include <QString>
+#include <QStringList>
+
+/// A place in a JSON file that is being read: what stands there, and its path for people, as in
+/// "nodes[3].limits.down".
+///
+/// Whatever does not fit reads as a default, and the first mistake is kept in @p problem with its path; so a
+/// reader reads on and looks at ok() when it is through.
+class JsonPlace
+{
+public:
+    /// @p problem must outlive the place, and all that are made from it.
+    JsonPlace(const QJsonValue &value, const QString &path, QString *problem);
+
+    bool isPresent() const { return !m_value.isUndefined(); }
+    bool isNull() const { return m_value.isNull(); }
+    bool ok() const { return m_problem->isEmpty(); }
+    const QString &path() const { return m_path; }
+
+    /// A member of an object; not present if there is none.
+    JsonPlace operator[](const QString &key) const;
+    /// An element of an array.
+    JsonPlace at(int index) const;
+    /// How many elements the array has; 0 and a mistake if it is none, or has more than @p most.
+    int size(int most) const;
+    /// It has to be an object, and to have no members but these.
+    bool isObjectOf(const QStringList &keys) const;
+
+    int number(int least, int most) const;
+    bool flag() const;
+    QString text() const;
+    /// The bytes of a text of Latin-1 characters, at most @p most of them.
+    QByteArray latin1(int most) const;
+    /// Six hexadecimal digits.
+    unsigned int address() const;
+    /// The value of an enumeration, by its key's name.
+    template <typename Enum>
+    Enum key() const
+    {
+        return static_cast<Enum>(keyOf(QMetaEnum::fromType<Enum>()));
+    }
+
+    void fail(const QString &mistake) const;
+
+private:
+    int keyOf(const QMetaEnum &keys) const;
+
+    QJsonValue m_value;
+    QString m_path;
+    QString *m_problem;
+};
+
+#endif
