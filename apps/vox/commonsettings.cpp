@@ -31,7 +31,7 @@ void readSerial(KVRDevice &node, const JsonPlace &place)
 
 KVRStdProxy::AppVersion versionAt(const JsonPlace &place)
 {
-    const auto version = KVRStdProxy::AppVersion::AppVersionFromString(place.text());
+    auto version = KVRStdProxy::AppVersion::AppVersionFromString(place.text());
     if (!version.isValid())
         place.fail(QStringLiteral("is to be a version, such as 5012345-A03-1"));
     return version;

@@ -15,6 +15,12 @@ void printError(const QString &command, const QString &problem)
     std::fprintf(stderr, "%s: %s\n", name.toLocal8Bit().constData(), problem.toLocal8Bit().constData());
 }
 
+void printProgress(const QString &line)
+{
+    if (isatty(STDERR_FILENO) == 1)
+        std::fprintf(stderr, "\r\x1b[K%s", line.toLocal8Bit().constData());
+}
+
 bool isTerminal()
 {
     return isatty(STDOUT_FILENO) == 1;

@@ -16,6 +16,8 @@ enum ExitCode : int {
 void printLine(const QString &line);
 /// One line to standard error: the program, the command, and what is wrong.
 void printError(const QString &command, const QString &problem);
+/// On a terminal, one line on standard error that the next one replaces; an empty one removes it.
+void printProgress(const QString &line);
 /// Whether standard output is a terminal.
 bool isTerminal();
 

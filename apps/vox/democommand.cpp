@@ -1,11 +1,11 @@
 #include "vox/democommand.h"
 
 #include "devices/tb60lvstub.h"
-#include "messages/voxcall.h"
 #include "proxies/kvrmotorproxy.h"
 #include "transport/voxudpbus.h"
 #include "vox/command.h"
 #include "vox/console.h"
+#include "vox/discovery.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -17,10 +17,8 @@
 #include <vector>
 
 namespace {
-constexpr unsigned int HostAddr = 0x0f010000;
 constexpr unsigned int FirstAddr = 0x000001;
 constexpr unsigned int AbsentAddr = 0x000099;
-constexpr unsigned int DiscoveryPeriodMs = 255;
 constexpr unsigned short DownLimit = 2000;
 constexpr std::array<unsigned char, 3> TargetPercent = {40, 70, 100};
 constexpr int MoveTimeoutMs = 8000;
@@ -128,14 +126,11 @@ void Demo::expect(bool ok, const QString &what)
 void Demo::discover()
 {
     printLine(QStringLiteral("Discovery, by broadcast:"));
-    BusObject host(&m_host, nullptr);
-    const VOXCall call(KVR::findCmd(KVR::GET_NODE_ADDR), HostAddr, VOX::BCAST, DiscoveryPeriodMs);
-    const QList<BusMessage> replies = finish(host.call(call)).replies();
-    for (const VOXMessage reply : replies) {
-        const unsigned int addr = reply.srcAddr(true);
+    const QVector<unsigned int> addrs = discoveredAddrs(finish(discoverNodes(m_host)));
+    for (const unsigned int addr : addrs) {
         m_proxies.push_back(std::make_unique<KVRMotorProxy>(addr, &m_host));
-        printLine(QStringLiteral("  %1 %2").arg(VOX::toString(reply.srcAddr(false)),
-                                                VOX::toString(VOX::getType(addr))));
+        printLine(QStringLiteral("  %1 %2").arg(VOX::toString(m_proxies.back()->addr(false)),
+                                                VOX::toString(m_proxies.back()->type())));
     }
     expect(m_proxies.size() == m_motors.size(), QStringLiteral("three nodes answer"));
 }

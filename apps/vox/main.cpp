@@ -2,6 +2,7 @@
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/democommand.h"
+#include "vox/scancommand.h"
 #include "vox/simcommand.h"
 
 #include <QCoreApplication>
@@ -14,6 +15,7 @@ namespace {
 const Command commands[] = {
     {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"), runDemo},
     {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
+    {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
     {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"), runCall},
 };
 
@@ -32,7 +34,11 @@ void printUsage()
         printLine(QStringLiteral("  %1 %2").arg(command.name, -6).arg(command.summary));
     printLine(QStringLiteral(
         "\n'vox COMMAND --help' tells more. Exit codes: 0 done, 1 refused or no answer, 2 wrong use.\n"
-        "Buses: serial:///dev/ttyUSB0, udp://DESTINATION:PORT?local=PORT&bind=ADDRESS"));
+        "Buses:\n"
+        "  serial:///dev/ttyUSB0\n"
+        "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
+        "  mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n"
+        "  pty:, a new pseudo-terminal that others open as their serial port"));
 }
 
 int run(const QStringList &arguments)

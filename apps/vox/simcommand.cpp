@@ -81,7 +81,8 @@ int run(const CommandLine &line, const Options &options)
     Simulation simulation;
     if (!fill(&simulation, options, &problem))
         return line.fail(problem);
-    const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem);
+    QString url;
+    const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
     StateFile state(options.stateName, simulation);
@@ -96,7 +97,7 @@ int run(const CommandLine &line, const Options &options)
 
     const SignalWatcher signalWatcher;
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
-    printLine(QStringLiteral("ready %1, %2 nodes").arg(options.bus).arg(simulation.nodes().size()));
+    printLine(QStringLiteral("ready %1, %2 nodes").arg(url).arg(simulation.nodes().size()));
     const int result = QCoreApplication::exec();
     if (!keepsState || state.save(&problem))
         return result;

@@ -32,7 +32,16 @@ VOXDataWriter &operator<<(VOXDataWriter &writer, const Padded<Width> &field)
     return writer;
 }
 
-/// Sends @p Command to @p node. The descriptor is looked up once. What does not fit the frame is not sent.
+/// Writes @p fields into @p call and sends it for @p node. What does not fit the frame is not sent.
+template <typename... Fields>
+BusPendingCall send(VOXNode &node, VOXCall &call, const Fields &...fields)
+{
+    VOXDataWriter writer(call);
+    (void)(writer << ... << fields);
+    return node.call(call);
+}
+
+/// Sends @p Command to @p node. The descriptor is looked up once.
 template <auto Command, typename... Fields>
 BusPendingCall request(VOXNode &node, Acknowledgement acknowledgement, const Fields &...fields)
 {
@@ -40,9 +49,7 @@ BusPendingCall request(VOXNode &node, Acknowledgement acknowledgement, const Fie
     VOXCall call(info, HostAddr, node.addr(true), 0);
     if (acknowledgement == Acknowledged)
         call.setAck(true);
-    VOXDataWriter writer(call);
-    (void)(writer << ... << fields);
-    return node.call(call);
+    return send(node, call, fields...);
 }
 
 /// Reads the data area in order; a null pointer skips its field. False if it was too short.

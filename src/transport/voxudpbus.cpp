@@ -3,16 +3,14 @@
 #include "framework/simplebusdispatcher.h"
 #include "messages/voxmessage.h"
 #include "transport/voxbuslog_p.h"
+#include "transport/voxdatagram_p.h"
 
 #include <QTimerEvent>
 #include <QUdpSocket>
 
-#include <algorithm>
-
 namespace {
 constexpr int MaxSenders = 10;
 constexpr int MaxSentFrames = 256;
-constexpr int MaxDatagramSize = 65536;
 constexpr int MaxBufferedBytes = 65536;
 constexpr int FrameTimeoutMs = 110;
 constexpr int ControlOffset = 1;
@@ -73,11 +71,11 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
     , m_localAddress(localAddress.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : localAddress)
     , m_localPort(localPort == 0 ? destPort : localPort)
     , m_buffers(MaxSenders)
+    , m_datagram(new VOXDatagram)
 {
     qRegisterMetaType<QHostAddress>("QHostAddress");
     dispatcher().setParent(this);
     dispatcher().init();
-    m_datagram.reserve(MaxDatagramSize);
 
     auto *socket = new QUdpSocket(this);
     setIoDevice(socket);
@@ -103,10 +101,13 @@ QUdpSocket *VOXUdpBus::socket() const
 
 void VOXUdpBus::bind()
 {
-    if (socket()->bind(m_localAddress, m_localPort, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint))
-        socket()->open(QIODevice::ReadWrite);
-    else
+    if (!socket()->bind(m_localAddress, m_localPort,
+                        QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
+        return;
+    }
+    socket()->open(QIODevice::ReadWrite);
+    VOXDatagram::setReceiveBuffer(*socket());
 }
 
 bool VOXUdpBus::open()
@@ -150,9 +151,9 @@ int VOXUdpBus::write(const QByteArray &frame)
 
 bool VOXUdpBus::processData()
 {
-    if (!readDatagram() || !isForUs(m_sender, m_senderPort) || isEcho())
+    if (!readDatagram() || !isForUs(m_datagram->sender(), m_datagram->senderPort()) || isEcho())
         return false;
-    const QString id = senderID(m_sender, m_senderPort);
+    const QString id = senderID(m_datagram->sender(), m_datagram->senderPort());
     Buffer *buffer = m_buffers.object(id);
     if (!buffer) {
         buffer = new Buffer(id, this);
@@ -162,23 +163,16 @@ bool VOXUdpBus::processData()
             return false;
         }
     }
-    buffer->append(m_datagram);
+    buffer->append(m_datagram->bytes());
     return processBuffer(*buffer);
 }
 
 bool VOXUdpBus::readDatagram()
 {
-    if (!isOpen())
-        return false;
-    // Also when nothing may be pending: until it is read, a socket that has announced something announces no
-    // more.
-    m_datagram.resize(MaxDatagramSize);
-    const qint64 size =
-        socket()->readDatagram(m_datagram.data(), m_datagram.size(), &m_sender, &m_senderPort);
-    m_datagram.resize(static_cast<int>(std::max<qint64>(size, 0)));
-    if (size < 0 && hasInput())
+    const VOXDatagram::Result result = isOpen() ? m_datagram->read(*socket()) : VOXDatagram::NothingPending;
+    if (result == VOXDatagram::Failed)
         qCWarning(lcVoxBus, "[VOXUdpBus]: failed to read datagram");
-    return size >= 0;
+    return result == VOXDatagram::Read;
 }
 
 bool VOXUdpBus::isForUs(const QHostAddress &sender, unsigned short port)
@@ -194,7 +188,7 @@ bool VOXUdpBus::isForUs(const QHostAddress &sender, unsigned short port)
 
 bool VOXUdpBus::isEcho()
 {
-    return m_destAddress == QHostAddress::Broadcast && m_sent.removeOne(m_datagram);
+    return m_destAddress == QHostAddress::Broadcast && m_sent.removeOne(m_datagram->bytes());
 }
 
 // The text is only made when the sender changes.

@@ -8,9 +8,13 @@
 #include <QList>
 #include <QMap>
 
+#include <memory>
+
 QT_BEGIN_NAMESPACE
 class QUdpSocket;
 QT_END_NAMESPACE
+
+class VOXDatagram;
 
 /// The network over UDP, for gateways and simulated networks: each frame leaves as one datagram to one
 /// destination, and what comes is put together per sender, like a byte stream.
@@ -71,9 +75,7 @@ private:
     QMap<int, QString> m_timeoutSources;
     QCache<QString, Buffer> m_buffers;
 
-    QByteArray m_datagram;
-    QHostAddress m_sender;
-    unsigned short m_senderPort = 0;
+    std::unique_ptr<VOXDatagram> m_datagram;
     QHostAddress m_lastSender;
     unsigned short m_lastSenderPort = 0;
     QString m_lastSenderID;

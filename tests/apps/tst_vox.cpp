@@ -1,8 +1,9 @@
-#include <QHostAddress>
+#include "support/udppair.h"
+
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QtTest>
-#include <QUdpSocket>
 
 #include <csignal>
 
@@ -19,6 +20,8 @@ private Q_SLOTS:
     void callsReachEmulatedNodes();
     void jsonIsOneObject();
     void theExampleNetworkKeepsItsState();
+    void scanFindsAllNodes();
+    void aSimulatedSerialPort();
     void simulationEndsOnSignals_data();
     void simulationEndsOnSignals();
     void everyCommandHasHelp();
@@ -39,21 +42,20 @@ QString program()
     return QStringLiteral(VOX_PROGRAM);
 }
 
-/// A simulation on ports that the system chose, ready to be called.
+/// A simulation on ports that the system chose, or on a pseudo-terminal, ready to be called.
 struct Simulation
 {
-    explicit Simulation(const QStringList &options = {"--node", "TB60LV@000001", "--node", "NODE@00A1B2"})
+    explicit Simulation(const QStringList &options = {"--node", "TB60LV@000001", "--node", "NODE@00A1B2"},
+                        bool isSerial = false)
     {
-        QUdpSocket a, b;
-        a.bind(QHostAddress(QHostAddress::LocalHost), 0);
-        b.bind(QHostAddress(QHostAddress::LocalHost), 0);
+        const auto ports = freeUdpPorts();
         const QString url = QStringLiteral("udp://127.0.0.1:%1?local=%2&bind=127.0.0.1");
-        hostUrl = url.arg(a.localPort()).arg(b.localPort());
-        const QString ownUrl = url.arg(b.localPort()).arg(a.localPort());
-        a.close();
-        b.close();
+        const QString ownUrl = isSerial ? QString("pty:") : url.arg(ports.second).arg(ports.first);
         process.start(program(), QStringList{"sim", "--bus", ownUrl} + options);
-        isReady = process.waitForReadyRead(10000) && process.readAllStandardOutput().startsWith("ready");
+        isReady = process.waitForReadyRead(10000);
+        const QList<QByteArray> words = process.readAllStandardOutput().split(' ');
+        isReady = isReady && words.value(0) == "ready";
+        hostUrl = isSerial ? words.value(1).chopped(1) : url.arg(ports.first).arg(ports.second);
     }
     ~Simulation()
     {
@@ -101,7 +103,7 @@ void tst_Vox::wrongUseIsOneLine_data()
     const auto row = [](const char *name, const QStringList &arguments, const char *said) {
         QTest::newRow(name) << arguments << QByteArray(said);
     };
-    row("no command", {}, "one of demo, sim, call");
+    row("no command", {}, "one of demo, sim, scan, call");
     row("unknown command", {"fly"}, "unknown command 'fly'");
     row("demo takes nothing", {"demo", "now"}, "unexpected 'now'");
     row("unknown option", {"sim", "--fast"}, "Unknown option 'fast'");
@@ -116,9 +118,13 @@ void tst_Vox::wrongUseIsOneLine_data()
         "two nodes with address 00000A");
     row("unknown scheme", {"sim", "--bus", "tcp://1.2.3.4:5", "--node", "NODE@000001"},
         "'tcp://1.2.3.4:5' is no bus");
-    row("no port", {"sim", "--bus", "udp://127.0.0.1", "--node", "NODE@000001"}, "is no UDP bus");
+    row("no port", {"sim", "--bus", "udp://127.0.0.1", "--node", "NODE@000001"},
+        "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("bad local port", {"sim", "--bus", "udp://127.0.0.1:4810?local=x", "--node", "NODE@000001"},
         "'local=x'");
+    row("no group", {"scan", "--bus", "mcast://127.0.0.1:4810"}, "127.0.0.1 is no multicast group");
+    row("no latency", {"scan", "--bus", "mcast://239.0.0.1:4810?latency=x"}, "'latency=x'");
+    row("an item of another bus", {"scan", "--bus", "mcast://239.0.0.1:4810?local=1"}, "'local=1'");
     row("an address of another machine",
         {"sim", "--bus", "udp://127.0.0.1:4810?bind=192.0.2.1", "--node", "NODE@000001"}, "cannot open");
     row("no such port", {"sim", "--bus", "serial:///dev/no-such-port", "--node", "NODE@000001"},
@@ -241,6 +247,41 @@ void tst_Vox::theExampleNetworkKeepsItsState()
     QCOMPARE(QFile(state + ".damaged").size(), 100);
 }
 
+void tst_Vox::scanFindsAllNodes()
+{
+    Simulation simulation({"--config", VOX_SOURCE_DIR "/examples/network/floor.json"});
+    QVERIFY(simulation.isReady);
+    const QStringList scan = {"scan", "--bus", simulation.hostUrl};
+    const Result table = run(scan);
+    QCOMPARE(table.code, 0);
+    const QList<QByteArray> lines = table.out.trimmed().split('\n');
+    QCOMPARE(lines.size(), 24); // the motor of the older generation refuses to be found
+    QCOMPARE(lines.constFirst().simplified(), QByteArray("000101 NODETYPE_TB60LV Lobby 5012345-A03-1"));
+    const QJsonArray array = QJsonDocument::fromJson(run(scan + QStringList{"--json"}).out).array();
+    QCOMPARE(array.size(), 24);
+    QCOMPARE(array.last().toObject(),
+             (QJsonObject{{"address", "000401"},
+                          {"type", "NODETYPE_ANY"},
+                          {"label", "Gateway"},
+                          {"appVersion", "0-000-0"}}));
+    simulation.process.kill();
+    simulation.process.waitForFinished();
+    const Result nobody = run(scan + QStringList{"--json"});
+    QCOMPARE(nobody.code, 0);
+    QCOMPARE(nobody.out, QByteArray("[]\n"));
+}
+
+// Each call opens the port, sets 8 data bits and odd parity, and closes it.
+void tst_Vox::aSimulatedSerialPort()
+{
+    const Simulation simulation({"--node", "TB60LV@000001"}, true);
+    QVERIFY(simulation.isReady && simulation.hostUrl.startsWith("serial:///dev/"));
+    for (int time = 0; time < 2; ++time)
+        QCOMPARE(run({"call", "--bus", simulation.hostUrl, "000001", "getMotorDirection"}).out,
+                 QByteArray("POST_MOTOR_DIRECTION\n  dir: TURN_NORMAL\n"));
+    QVERIFY(run({"scan", "--bus", simulation.hostUrl}).out.startsWith("000001  NODETYPE_TB60LV"));
+}
+
 void tst_Vox::simulationEndsOnSignals_data()
 {
     QTest::addColumn<int>("number");
@@ -261,7 +302,7 @@ void tst_Vox::simulationEndsOnSignals()
 
 void tst_Vox::everyCommandHasHelp()
 {
-    for (const QString command : {"demo", "sim", "call"}) {
+    for (const QString command : {"demo", "sim", "scan", "call"}) {
         const Result result = run({command, "--help"});
         QCOMPARE(result.code, 0);
         QVERIFY(result.out.startsWith("Usage:"));

@@ -1,5 +1,5 @@
 #include "devices/tb60lvstub.h"
-#include "proxies/kvrmotorproxy.h"
+#include "proxies/kvrbcastproxy.h"
 #include "support/wire.h"
 
 class tst_KVRMotorDevice : public QObject
@@ -16,6 +16,7 @@ private Q_SLOTS:
     void speeds();
     void inMotion();
     void othersFrames();
+    void groupCommands();
     void intermediatePositions();
 };
 
@@ -335,6 +336,28 @@ void tst_KVRMotorDevice::othersFrames()
     QCOMPARE(net.say("0B", 0), hex("6F 10"));
     net.say("56 FF 00 FF 0000 01 FF");
     QCOMPARE(net.say("0E") + net.say("45") + net.say("02 FF"), QByteArray());
+}
+
+void tst_KVRMotorDevice::groupCommands()
+{
+    Net net(Limits, 0, 1000);
+    TB60LVStub outside(0x654321, &net.network);
+    outside.setLimits(0, 10000);
+    KVRGroupProxy floor(0x00a001, &net.host);
+    KVRBCastProxy all(&net.host);
+    net.motor.setGroupAddr(3, 0x00a001);
+    const auto obeyed = [&](const BusPendingCall &call) {
+        call.waitForFinished();
+        net.settle();
+        return int(net.motor.positionPulses()) - outside.positionPulses();
+    };
+    QCOMPARE(obeyed(floor.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 3000)), 3000);
+    outside.restAt(3000);
+    floor.setDestNodeType(VOX::NODETYPE_TB20);
+    QCOMPARE(obeyed(floor.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 100)), 0);
+    outside.setTimeScale(1000);
+    QCOMPARE(obeyed(all.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 5000)), 0);
+    QCOMPARE(int(outside.positionPulses()), 5000);
 }
 
 void tst_KVRMotorDevice::intermediatePositions()

@@ -1,8 +1,6 @@
-#include "messages/kvrack.h"
 #include "support/watching.h"
 #include "support/wire.h"
 
-#include <memory>
 #include <thread>
 
 class tst_VOXDevice : public QObject
@@ -12,9 +10,7 @@ class tst_VOXDevice : public QObject
 private Q_SLOTS:
     void attaching();
     void addressChange();
-    void insideDelivery();
-    void destruction();
-    void onAnotherThread();
+    void replying();
 };
 
 namespace {
@@ -85,75 +81,14 @@ void tst_VOXDevice::addressChange()
     QCOMPARE(node.hears(wire, 4), 0);
 }
 
-void tst_VOXDevice::insideDelivery()
+void tst_VOXDevice::replying()
 {
     Wire wire;
-    auto *node = new Node(1, &wire.network);
-    node->react = [node] { node->setAddr(2); };
-    QCOMPARE(node->hears(wire, 1), 1);
-    QCOMPARE(node->hears(wire, 1), 0);
-    node->react = [node] { node->detach(); };
-    QCOMPARE(node->hears(wire, 2), 1);
-    QCOMPARE(node->hears(wire, 2), 0);
-    node->attach(&wire.network);
+    Node node(1, &wire.network);
     const WarningLog warnings;
-    node->react = [node] { node->reply(VOXMessage()); };
-    QCOMPARE(node->hears(wire, 2), 1);
+    node.react = [&] { node.reply(VOXMessage()); };
+    QCOMPARE(node.hears(wire, 1), 1);
     QVERIFY2(warnings.texts().isEmpty(), "an invalid reply has reached the bus");
-    const QPointer<Node> guard(node);
-    node->react = [node] { delete node; };
-    wire.ask(frame("79", 2));
-    QVERIFY(!guard);
-}
-
-void tst_VOXDevice::destruction()
-{
-    Wire wire;
-    std::make_unique<Node>(1, &wire.network).reset();
-    QCOMPARE(wire.ask(frame("79", 1)), QByteArray());
-
-    auto net = std::make_unique<UdpPair>();
-    Node node(1, &net->network);
-    net.reset();
-    QVERIFY(!node.bus());
-    node.setAddr(2);
-    node.reply(frame("79", 1));
-    node.detach();
-    QVERIFY(node.attach(&wire.network));
-    QCOMPARE(node.hears(wire, 2), 1);
-}
-
-void tst_VOXDevice::onAnotherThread()
-{
-    Wire wire;
-    auto node = std::make_unique<Node>(1, nullptr);
-    QThread *hearer = nullptr;
-    node->react = [&] {
-        hearer = QThread::currentThread();
-        node->reply(KVRAck(*node, node->heard.constLast()));
-    };
-    QThread thread;
-    const auto end = qScopeGuard([&thread] {
-        thread.quit();
-        thread.wait();
-    });
-    thread.start();
-    node->moveToThread(&thread);
-    QMetaObject::invokeMethod(
-        node.get(), [&] { node->attach(&wire.network); }, Qt::BlockingQueuedConnection);
-
-    KVRStdProxy proxy(1, &wire.host);
-    const BusPendingCall call = proxy.setNodeDiscovery(true);
-    QVERIFY(call.waitForFinished(5000));
-    QCOMPARE(text(call.reply()), hex("7F"));
-    QCOMPARE(hearer, &thread);
-
-    // It leaves while there is more to hear.
-    for (int i = 0; i < 100; ++i)
-        wire.console.reply(frame("79", 1));
-    QVERIFY(!wire.ask(frame("79", 1)).contains("lost"));
-    QMetaObject::invokeMethod(
-        node.get(), [&] { node.reset(); }, Qt::BlockingQueuedConnection);
 }
 
 QTEST_GUILESS_MAIN(tst_VOXDevice)

@@ -1,4 +1,5 @@
-#include "proxies/kvrmotorproxy.h"
+#include "proxies/kvrbcastproxy.h"
+#include "support/recordingbus.h"
 #include "support/wire.h"
 
 using P = KVRMotorProxy;
@@ -12,6 +13,7 @@ class tst_ProxyRequests : public QObject
 private Q_SLOTS:
     void requests_data();
     void requests();
+    void groupRequests();
 };
 
 // Command, control byte (80 asks for an answer), data.
@@ -109,6 +111,40 @@ void tst_ProxyRequests::requests()
     QCOMPARE(hex((heard.left(2) + heard.mid(9, heard.size() - 11)).toHex()), bytes);
     // From the host to the node.
     QCOMPARE(hex(heard.mid(2, 7).toHex()), hex("F8 000001 563412"));
+}
+
+void tst_ProxyRequests::groupRequests()
+{
+    RecordingBus bus;
+    KVRGroupProxy group(0x06123456, &bus);
+    KVRBCastProxy all(&bus);
+    group.ctrlMove(KVRMotor::MOVE_UP, 200, KVRMotor::SPEED_SLOW);
+    group.setDestNodeType(VOX::NODETYPE_TB20);
+    // No period has to be over for the next command.
+    const BusPendingCall stop = group.ctrlStop();
+    group.setDestNodeType(VOX::NODETYPE_ANY);
+    group.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 0x1234, 7);
+    all.ctrlMoveOf(KVRMotor::MOVEOF_TIME_UP, 0x0102);
+    all.setDestNodeType(VOX::NODETYPE_QM75);
+    const BusPendingCall last = all.ctrlWink();
+    const QByteArrayList expected = {"01 0E F6 563412 000000 01 C8 02", "02 0C F2 563412 000000 FF",
+                                     "03 0F F6 563412 000000 03 3412 07", "04 0F F0 000001 FFFFFF 05 0201 FF",
+                                     "05 0B F7 000001 FFFFFF"};
+    QCOMPARE(bus.written.size(), expected.size());
+    for (int i = 0; i < expected.size(); ++i)
+        QCOMPARE(hex(bus.written.at(i).chopped(2).toHex()), hex(expected.at(i)));
+
+    // What comes all the same is collected, from whoever answers the group; the end is no error.
+    const VOXMessage refusal(BusMessage(frame("6F 10", 0x0f123456).data()));
+    bus.dispatcher().dispatch(refusal.data());
+    QElapsedTimer clock;
+    clock.start();
+    QVERIFY(last.waitForFinished() && stop.waitForFinished() && !stop.isError() && !last.isError());
+    QVERIFY(clock.elapsed() >= 200 && last.replies().isEmpty());
+    // To a node's address, as everything else.
+    bus.written.clear();
+    group.getMotorStatus();
+    QCOMPARE(hex(bus.written.value(0).mid(1, 8).toHex()), hex("8B F6 000001 563412"));
 }
 
 QTEST_GUILESS_MAIN(tst_ProxyRequests)

@@ -283,16 +283,27 @@ void tst_VOXBus::hostAndDeviceOnSerialPorts()
 void tst_VOXBus::aPortThatIsPulledOut()
 {
     PtyPair ports;
-    VOXBus bus(ports.portName(0));
+    auto *port = new QSerialPort(ports.portName(0));
+    VOXBus bus(port);
     QVERIFY(bus.open());
     QSignalSpy changes(&bus, &VOXBus::openChanged);
     ports.unplug(0);
     QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[VOXBus\\]: Bus ResourceError:"));
     KVRMotorProxy proxy(1, &bus);
     const BusPendingCall call = proxy.getMotorStatus();
-    QVERIFY(call.waitForFinished() && call.isError());
+    const BusPendingCall queued = proxy.getMotorStatus();
+    QVERIFY(call.waitForFinished() && call.isError() && queued.waitForFinished() && queued.isError());
     QVERIFY(!bus.isOpen());
     QVERIFY2(changes.isEmpty(), "only open() and close() tell");
+
+    // The line is back.
+    PtyPair others;
+    TB60LVStub motor(1, nullptr);
+    VOXBus network(others.portName(1));
+    QVERIFY(network.open() && motor.attach(&network));
+    port->setPortName(others.portName(0));
+    QVERIFY(bus.open() && changes.size() == 1);
+    QVERIFY(isAnswered(proxy));
 }
 
 QTEST_GUILESS_MAIN(tst_VOXBus)

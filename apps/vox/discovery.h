@@ -1,0 +1,17 @@
+#ifndef DISCOVERY_H
+#define DISCOVERY_H
+
+#include "framework/buspendingcall.h"
+
+#include <QVector>
+
+class VOXBus;
+
+/// Asks all nodes of @p bus for their addresses; the call collects until no more answers come.
+BusPendingCall discoverNodes(VOXBus &bus);
+
+/// The nodes that have answered, with their types, in the order of their addresses. One that has answered
+/// several times is in it as often.
+QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery);
+
+#endif

@@ -1,0 +1,130 @@
+#include "vox/scancommand.h"
+
+#include "proxies/kvrstdproxy.h"
+#include "transport/voxbus.h"
+#include "vox/busurl.h"
+#include "vox/command.h"
+#include "vox/console.h"
+#include "vox/discovery.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+
+#include <algorithm>
+#include <memory>
+
+namespace {
+struct FoundNode
+{
+    QString address;
+    QString type;
+    /// Null if the node does not tell.
+    QString label;
+    QString version;
+};
+
+FoundNode describe(unsigned int addr, VOXBus &bus)
+{
+    KVRStdProxy proxy(addr, &bus);
+    FoundNode node{VOX::toString(proxy.addr(false)), VOX::toString(proxy.type()), QString(), QString()};
+    const BusPendingCall labelCall = proxy.getNodeLabel();
+    const BusPendingCall versionCall = proxy.getNodeAppVersion();
+    labelCall.waitForFinished();
+    versionCall.waitForFinished();
+    QByteArray label;
+    if (proxy.getNodeLabelReply(labelCall.reply(), label))
+        node.label = QString::fromLatin1(label.constData());
+    KVRStdProxy::AppVersion version;
+    if (proxy.getNodeAppVersionReply(versionCall.reply(), version))
+        node.version = version.toString();
+    return node;
+}
+
+QVector<FoundNode> describeAll(const QVector<unsigned int> &addrs, VOXBus &bus)
+{
+    QVector<FoundNode> nodes;
+    for (const unsigned int addr : addrs) {
+        printProgress(QStringLiteral("reading %1 of %2").arg(nodes.size() + 1).arg(addrs.size()));
+        nodes += describe(addr, bus);
+    }
+    printProgress(QString());
+    return nodes;
+}
+
+void printTable(const QVector<FoundNode> &nodes)
+{
+    int typeWidth = 0;
+    int labelWidth = 0;
+    for (const FoundNode &node : nodes) {
+        typeWidth = std::max(typeWidth, node.type.size());
+        labelWidth = std::max(labelWidth, node.label.size());
+    }
+    for (const FoundNode &node : nodes)
+        printLine(QStringLiteral("%1  %2  %3  %4")
+                      .arg(node.address, node.type.leftJustified(typeWidth),
+                           node.label.leftJustified(labelWidth), node.version)
+                      .trimmed());
+}
+
+QJsonValue textOrNull(const QString &text)
+{
+    return text.isNull() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
+}
+
+void printJson(const QVector<FoundNode> &nodes)
+{
+    QJsonArray array;
+    for (const FoundNode &node : nodes) {
+        array += QJsonObject{{QStringLiteral("address"), node.address},
+                             {QStringLiteral("type"), node.type},
+                             {QStringLiteral("label"), textOrNull(node.label)},
+                             {QStringLiteral("appVersion"), textOrNull(node.version)}};
+    }
+    printLine(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
+}
+}
+
+int runScan(const QStringList &arguments)
+{
+    CommandLine line(
+        QStringLiteral("scan"),
+        QStringLiteral("Finds the nodes of a bus by broadcast, and prints address, type, label and "
+                       "application version of each.\n\nExample: vox scan --bus "
+                       "'udp://127.0.0.1:4800?local=4801'"));
+    const QCommandLineOption bus(QStringLiteral("bus"), QStringLiteral("The bus, as a URL."),
+                                 QStringLiteral("URL"));
+    const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Print a JSON array."));
+    line.parser().addOptions({bus, json});
+    if (!line.parse(arguments))
+        return line.exitCode();
+    const QCommandLineParser &parser = line.parser();
+    if (!parser.positionalArguments().isEmpty())
+        return line.fail(QStringLiteral("unexpected '%1'").arg(parser.positionalArguments().first()));
+    if (!parser.isSet(bus))
+        return line.fail(QStringLiteral("--bus URL is missing"));
+    QString problem;
+    const std::unique_ptr<VOXBus> network = openBus(parser.value(bus), &problem);
+    if (!network)
+        return line.fail(problem);
+
+    const BusPendingCall discovery = discoverNodes(*network);
+    discovery.waitForFinished();
+    if (discovery.isError()) {
+        printError(QStringLiteral("scan"), discovery.errorString());
+        return Failure;
+    }
+    QVector<unsigned int> addrs = discoveredAddrs(discovery);
+    const auto twice = std::adjacent_find(addrs.begin(), addrs.end());
+    if (twice != addrs.end())
+        printError(QStringLiteral("scan"),
+                   QStringLiteral("%1 has answered more than once: several nodes may have this address")
+                       .arg(VOX::toString(*twice).right(6)));
+    addrs.erase(std::unique(addrs.begin(), addrs.end()), addrs.end());
+    const QVector<FoundNode> nodes = describeAll(addrs, *network);
+    if (parser.isSet(json))
+        printJson(nodes);
+    else
+        printTable(nodes);
+    return Success;
+}

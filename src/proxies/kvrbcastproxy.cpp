@@ -1,0 +1,8 @@
+#include "proxies/kvrbcastproxy.h"
+
+#include "proxies/voxrequest_p.h"
+
+KVRBCastProxy::KVRBCastProxy(Bus *bus, QObject *parent)
+    : KVRGroupProxy(VOXRequest::HostAddr, VOX::BCAST, bus, parent)
+{
+}

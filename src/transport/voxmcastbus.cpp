@@ -1,0 +1,164 @@
+#include "transport/voxmcastbus.h"
+
+#include "framework/simplebusdispatcher.h"
+#include "messages/voxmessage.h"
+#include "transport/voxbuslog_p.h"
+#include "transport/voxdatagram_p.h"
+
+#include <QNetworkInterface>
+
+namespace {
+constexpr int MaxSentFrames = 10;
+constexpr unsigned int LatencyUs = 1000;
+constexpr int ControlOffset = 1;
+
+QByteArray hex(const QByteArray &bytes)
+{
+    return bytes.toHex().toUpper();
+}
+}
+
+VOXMCastBus::VOXMCastBus(const QHostAddress &group, unsigned short port, const QString &alias,
+                         const QHostAddress &bindAddress, QObject *parent)
+    : VOXBus(*new SimpleBusDispatcher(*this, nullptr), parent)
+    , m_group(group)
+    , m_bindAddress(bindAddress.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : bindAddress)
+    , m_port(port)
+    , m_alias(alias)
+    , m_datagram(new VOXDatagram)
+{
+    auto &simple = static_cast<SimpleBusDispatcher &>(dispatcher());
+    simple.setParent(this);
+    simple.init();
+    simple.setWaitDeviceWritten(true);
+    simple.setNetworkLatency(LatencyUs);
+
+    auto *socket = new QUdpSocket(this);
+    setIoDevice(socket);
+    connect(socket, &QIODevice::readyRead, this, &VOXMCastBus::processData);
+    connect(socket, &QIODevice::bytesWritten, &simple, &SimpleBusDispatcher::deviceWritten);
+    VOXMCastBus::open();
+}
+
+VOXMCastBus::~VOXMCastBus()
+{
+    if (VOXMCastBus::isOpen())
+        socket()->leaveMulticastGroup(m_group);
+    shutDown();
+}
+
+QUdpSocket *VOXMCastBus::socket() const
+{
+    return static_cast<QUdpSocket *>(ioDevice());
+}
+
+bool VOXMCastBus::open()
+{
+    if (isOpen())
+        return true;
+    if (socket()->bind(m_bindAddress, m_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
+        socket()->open(QIODevice::ReadWrite);
+        VOXDatagram::setReceiveBuffer(*socket());
+    } else {
+        qCWarning(lcVoxBus, "[VOXMCastBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
+    }
+    const bool joined = join();
+    m_joined = m_joined || joined;
+    announceOpen(false);
+    return joined && isOpen();
+}
+
+bool VOXMCastBus::join()
+{
+    if (!socket()->joinMulticastGroup(m_group) && !joinOnLoopback())
+        return false;
+    socket()->setSocketOption(QAbstractSocket::MulticastLoopbackOption, 1);
+    return true;
+}
+
+bool VOXMCastBus::joinOnLoopback()
+{
+    qCWarning(lcVoxBus, "[VOXMCastBus]: failed to join MCast group, joining on loopback device: %s",
+              qPrintable(socket()->errorString()));
+    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    for (const QNetworkInterface &interface : interfaces) {
+        qCDebug(lcVoxBus, "iface %i out of %i", interface.index(), interfaces.size());
+        if ((interface.flags() & QNetworkInterface::IsLoopBack) == 0)
+            continue;
+        socket()->setMulticastInterface(interface);
+        if (socket()->joinMulticastGroup(m_group, interface))
+            return true;
+    }
+    qCWarning(lcVoxBus, "[VOXMCastBus]: failed to join MCast group on loopback device");
+    return false;
+}
+
+bool VOXMCastBus::isOpen() const
+{
+    return ioDevice() && socket()->state() != QAbstractSocket::UnconnectedState;
+}
+
+bool VOXMCastBus::hasInput() const
+{
+    return isOpen() && socket()->hasPendingDatagrams();
+}
+
+int VOXMCastBus::write(const QByteArray &frame)
+{
+    if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
+        // In the serial bus's words, on purpose.
+        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
+        return -1;
+    }
+    const QByteArray line = toLine(frame);
+    qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(line).constData(),
+            qPrintable(m_alias));
+    if (!isOpen() || socket()->writeDatagram(line, m_group, m_port) < line.size())
+        return -2;
+    if (m_sent.size() >= MaxSentFrames) {
+        qCWarning(lcVoxBus, "[VOXBus]: sent messages list overflowing");
+        // The oldest ones are kept, on purpose.
+        m_sent.removeLast();
+    }
+    m_sent.append(line);
+    return 0;
+}
+
+bool VOXMCastBus::processData()
+{
+    const VOXDatagram::Result read = ioDevice() ? m_datagram->read(*socket()) : VOXDatagram::NothingPending;
+    if (read == VOXDatagram::NothingPending) {
+        qCDebug(lcVoxBus) << "-----VOXMCastBus::processData, No Pending datagrams on " << m_alias
+                          << "sender :" << sender();
+        return false;
+    }
+    if (read == VOXDatagram::Failed)
+        qCWarning(lcVoxBus, "[VOXMCastBus]: failed to read datagram on %s %i",
+                  qPrintable(m_datagram->sender().toString()), m_datagram->senderPort());
+    const QPointer<VOXMCastBus> self(this);
+    const bool isTaken = read == VOXDatagram::Read && takeFrame();
+    // Whoever got the frame may have destroyed this bus.
+    if (self && hasInput())
+        processLater();
+    return isTaken;
+}
+
+bool VOXMCastBus::takeFrame()
+{
+    const QByteArray &datagram = m_datagram->bytes();
+    if (m_sent.removeOne(datagram))
+        return false;
+    const int length = datagram.size() > ControlOffset ? getLen(~datagram.at(ControlOffset)) : 0;
+    if (length != datagram.size() || length < VOXMessage::MinLength) {
+        qCWarning(lcVoxBus, "[VOXMCastBus]: wrong datagram size %i != %i", length, datagram.size());
+        return false;
+    }
+    QByteArray frame(datagram.constData(), length);
+    invertBody(frame);
+    qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (Read) : %s VOXMCastBus alias : %s sender : %s %i",
+            hex(frame).constData(), qPrintable(m_alias), qPrintable(m_datagram->sender().toString()),
+            m_datagram->senderPort());
+    if (isIntact(frame))
+        deliver(frame);
+    return true;
+}

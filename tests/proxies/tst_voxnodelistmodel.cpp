@@ -1,0 +1,110 @@
+#include "proxies/kvrmotorproxy.h"
+#include "proxies/voxnodelistmodel.h"
+
+#include <QAbstractItemModelTester>
+#include <QIdentityProxyModel>
+#include <QtTest>
+
+class tst_VOXNodeListModel : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void keepsTheRulesOfModels();
+    void storing();
+    void removing_data();
+    void removing();
+};
+
+namespace {
+QVariant variant(QObject *object)
+{
+    return QVariant::fromValue(object);
+}
+}
+
+// As far as they are kept: rows that go from the middle are not those that were announced.
+void tst_VOXNodeListModel::keepsTheRulesOfModels()
+{
+    // Display data is wanted to be a text.
+    struct Rows : QIdentityProxyModel
+    {
+        QVariant data(const QModelIndex &, int) const override { return QVariant(); }
+    };
+    VOXNodeListModel model;
+    Rows rows;
+    rows.setSourceModel(&model);
+    const QAbstractItemModelTester tester(&rows, QAbstractItemModelTester::FailureReportingMode::Fatal);
+    QVERIFY(model.insertRows(0, 2) && model.insertRows(1, 2) && model.insertRows(4, 1));
+    QVERIFY(!model.insertRows(6, 1) && !model.insertRows(-1, 1) && !model.insertRows(0, 0));
+    QCOMPARE(model.rowCount(), 5);
+    QCOMPARE(model.rowCount(model.index(0)), 0);
+    QVERIFY(model.removeRows(0, 1));
+    QVERIFY(!model.removeRows(0, 5) && !model.removeRows(2147483647, 2147483647) && !model.removeRows(-1, 1));
+    QVERIFY(!model.removeRows(0, 1, model.index(0)));
+    QVERIFY(model.sibling(3, 0, model.index(0)) == model.index(3));
+    QVERIFY(!model.sibling(4, 0, model.index(0)).isValid() && !model.sibling(1, 1, model.index(0)).isValid());
+    QVERIFY(!model.sibling(1, 0, QModelIndex()).isValid());
+}
+
+void tst_VOXNodeListModel::storing()
+{
+    VOXNodeListModel model;
+    model.insertRows(0, 1);
+    QSignalSpy changes(&model, &QAbstractItemModel::dataChanged);
+    const QModelIndex row = model.index(0);
+    QVERIFY(model.data(row).canConvert<QObject *>() && !model.data(row).value<QObject *>());
+    auto *proxy = new KVRMotorProxy(1, nullptr);
+    QPointer<VOXNode> first = proxy;
+    // A pointer to the subclass is taken as it is.
+    QVERIFY(model.setData(row, QVariant::fromValue(proxy)) && model.setData(row, variant(proxy)));
+    QCOMPARE(model.data(row, Qt::DisplayRole).value<QObject *>(), proxy);
+    QVERIFY(!model.data(row, Qt::ToolTipRole).isValid());
+    QVERIFY(!model.setData(row, variant(this)) && !model.setData(row, variant(nullptr)));
+    QVERIFY(!model.setData(row, 7) && !model.setData(row, variant(proxy), Qt::UserRole));
+    QVERIFY(!model.setData(QModelIndex(), variant(proxy)));
+    // What is replaced goes, whoever owns it; and what goes elsewhere leaves its row empty.
+    QObject owner;
+    auto second = std::make_unique<VOXNode>(2, nullptr);
+    proxy->setParent(&owner);
+    QVERIFY(model.setData(row, variant(second.get())));
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QVERIFY(!first && changes.isEmpty());
+    second.reset();
+    QVERIFY(!model.data(row).value<QObject *>());
+}
+
+void tst_VOXNodeListModel::removing_data()
+{
+    QTest::addColumn<int>("row");
+    QTest::addColumn<int>("count");
+    QTest::addColumn<QString>("left");
+    QTest::newRow("two") << 2 << 2 << "24";
+    QTest::newRow("one") << 3 << 1 << "234";
+    QTest::newRow("more than half") << 0 << 3 << "24";
+    QTest::newRow("all") << 0 << 4 << "24";
+}
+
+void tst_VOXNodeListModel::removing()
+{
+    QFETCH(int, row);
+    QFETCH(int, count);
+    QFETCH(QString, left);
+    VOXNodeListModel model;
+    model.insertRows(0, 4);
+    VOXNode stranger(1, nullptr);
+    QVERIFY(model.setData(model.index(0), variant(&stranger)));
+    for (unsigned int i = 1; i < 4; ++i)
+        QVERIFY(model.setData(model.index(int(i)), variant(new VOXNode(i + 1, nullptr, &model))));
+    QVERIFY(model.removeRows(row, count));
+    QString addrs;
+    for (int i = 0; i < model.rowCount(); ++i)
+        addrs +=
+            QString::number(qobject_cast<VOXNode *>(model.data(model.index(i)).value<QObject *>())->addr());
+    QCOMPARE(addrs, left);
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+    QCOMPARE(model.findChildren<VOXNode *>().size(), left.size());
+}
+
+QTEST_GUILESS_MAIN(tst_VOXNodeListModel)
+#include "tst_voxnodelistmodel.moc"
