@@ -31,25 +31,6 @@ private:
     QtMessageHandler m_previous;
 };
 
-BusPointer opened(BusPointer bus, const QString &name, QString *problem)
-{
-    if (bus->isOpen())
-        return bus;
-    *problem = QStringLiteral("cannot open %1: %2").arg(name, bus->errorString());
-    return nullptr;
-}
-
-BusPointer openSerial(const QUrl &url, QString *problem)
-{
-    if (url.path().isEmpty() || !url.host().isEmpty() || url.hasQuery()) {
-        *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(url.toString());
-        return nullptr;
-    }
-    auto bus = std::make_unique<VOXBus>(url.path());
-    bus->open();
-    return opened(std::move(bus), url.path(), problem);
-}
-
 bool readPort(const QString &text, unsigned short *port)
 {
     bool isNumber = false;
@@ -57,18 +38,7 @@ bool readPort(const QString &text, unsigned short *port)
     return isNumber && *port != 0;
 }
 
-/// What a URL of a socket says, behind its scheme.
-struct SocketUrl
-{
-    QHostAddress host;
-    unsigned short port = 0;
-    QHostAddress bind;
-    unsigned short local = 0;
-    QString alias;
-    unsigned short latencyMs = 0;
-};
-
-bool readItem(const QString &key, const QString &value, SocketUrl *parts)
+bool readItem(const QString &key, const QString &value, BusUrl *parts)
 {
     if (key == LocalKey)
         return readPort(value, &parts->local);
@@ -81,7 +51,7 @@ bool readItem(const QString &key, const QString &value, SocketUrl *parts)
 }
 
 /// False, with @p problem set, if @p url is not of the form of @p example or has other items than @p keys.
-bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, SocketUrl *parts,
+bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, BusUrl *parts,
                    QString *problem)
 {
     if (!parts->host.setAddress(url.host()) || url.port() < 1 || url.path().size() > 1) {
@@ -100,63 +70,119 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     return true;
 }
 
-BusPointer openUdp(const QUrl &url, QString *problem)
+bool readSerialUrl(const QUrl &url, BusUrl *parts, QString *problem)
 {
-    SocketUrl parts;
-    if (!readSocketUrl(url, {LocalKey, BindKey}, QStringLiteral("udp://127.0.0.1:4800?local=4801"), &parts,
-                       problem))
-        return nullptr;
-    const Silence silence;
-    return opened(std::make_unique<VOXUdpBus>(parts.host, parts.port, parts.bind, parts.local),
-                  url.toString(), problem);
+    parts->path = url.path();
+    if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
+        return true;
+    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(url.toString());
+    return false;
 }
 
-BusPointer openMulticast(const QUrl &url, QString *problem)
+bool readMulticastUrl(const QUrl &url, BusUrl *parts, QString *problem)
 {
-    SocketUrl parts;
-    if (!readSocketUrl(url, {BindKey, AliasKey, LatencyKey}, QStringLiteral("mcast://239.0.0.1:4800"), &parts,
+    if (!readSocketUrl(url, {BindKey, AliasKey, LatencyKey}, QStringLiteral("mcast://239.0.0.1:4800"), parts,
                        problem))
-        return nullptr;
-    if (!parts.host.isMulticast()) {
-        *problem = QStringLiteral("%1 is no multicast group").arg(parts.host.toString());
-        return nullptr;
-    }
+        return false;
+    if (!parts->host.isMulticast())
+        *problem = QStringLiteral("%1 is no multicast group").arg(parts->host.toString());
+    return parts->host.isMulticast();
+}
+
+BusPointer opened(BusPointer bus, const QString &name, QString *problem)
+{
+    if (bus->isOpen())
+        return bus;
+    *problem = QStringLiteral("cannot open %1: %2").arg(name, bus->errorString());
+    return nullptr;
+}
+
+BusPointer openSerial(const BusUrl &url)
+{
+    auto bus = std::make_unique<VOXBus>(url.path);
+    bus->open();
+    return bus;
+}
+
+BusPointer openUdp(const BusUrl &url)
+{
     const Silence silence;
-    auto bus = std::make_unique<VOXMCastBus>(parts.host, parts.port, parts.alias, parts.bind);
+    return std::make_unique<VOXUdpBus>(url.host, url.port, url.bind, url.local);
+}
+
+BusPointer openMulticast(const BusUrl &url)
+{
+    const Silence silence;
+    auto bus = std::make_unique<VOXMCastBus>(url.host, url.port, url.alias, url.bind);
     constexpr unsigned int UsPerMs = 1000;
-    if (parts.latencyMs != 0)
-        static_cast<SimpleBusDispatcher &>(bus->dispatcher()).setNetworkLatency(parts.latencyMs * UsPerMs);
-    if (!bus->isJoined())
-        bus->close();
-    return opened(std::move(bus), url.toString(), problem);
+    if (url.latencyMs != 0)
+        static_cast<SimpleBusDispatcher &>(bus->dispatcher()).setNetworkLatency(url.latencyMs * UsPerMs);
+    return bus;
 }
 
-BusPointer openPty(QString *problem, QString *portUrl)
+BusPointer joined(BusPointer bus, const BusUrl &url, QString *problem)
+{
+    if (!bus || static_cast<VOXMCastBus &>(*bus).isJoined())
+        return bus;
+    *problem = QStringLiteral("cannot join the group of %1").arg(url.text);
+    return nullptr;
+}
+
+BusPointer openPty(QString *portUrl)
 {
     auto *device = new PtyDevice;
     auto bus = std::make_unique<VOXBus>(device);
     bus->open();
     *portUrl = QStringLiteral("serial://") + device->portName();
-    return opened(std::move(bus), QStringLiteral("a pseudo-terminal"), problem);
+    return bus;
 }
+}
+
+bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
+{
+    const QUrl parsed(text, QUrl::StrictMode);
+    const QString scheme = parsed.isValid() ? parsed.scheme() : QString();
+    *url = BusUrl();
+    url->text = text;
+    if (scheme == QLatin1String("serial")) {
+        url->kind = Serial;
+        return readSerialUrl(parsed, url, problem);
+    }
+    if (scheme == QLatin1String("udp")) {
+        url->kind = Udp;
+        return readSocketUrl(parsed, {LocalKey, BindKey}, QStringLiteral("udp://127.0.0.1:4800?local=4801"),
+                             url, problem);
+    }
+    if (scheme == QLatin1String("mcast")) {
+        url->kind = Multicast;
+        return readMulticastUrl(parsed, url, problem);
+    }
+    url->kind = Pty;
+    if (text == QLatin1String("pty:"))
+        return true;
+    *problem = QStringLiteral("'%1' is no bus; serial:///dev/ttyUSB0, udp://127.0.0.1:4800?local=4801, "
+                              "mcast://239.0.0.1:4800 and pty: are")
+                   .arg(text);
+    return false;
 }
 
 BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
 {
-    const QUrl url(text, QUrl::StrictMode);
+    BusUrl url;
+    if (!BusUrl::read(text, &url, problem))
+        return nullptr;
     QString other;
     QString &port = portUrl ? *portUrl : other;
     port = text;
-    if (url.isValid() && url.scheme() == QLatin1String("serial"))
-        return openSerial(url, problem);
-    if (url.isValid() && url.scheme() == QLatin1String("udp"))
-        return openUdp(url, problem);
-    if (url.isValid() && url.scheme() == QLatin1String("mcast"))
-        return openMulticast(url, problem);
-    if (text == QLatin1String("pty:"))
-        return openPty(problem, &port);
-    *problem = QStringLiteral("'%1' is no bus; serial:///dev/ttyUSB0, udp://127.0.0.1:4800?local=4801, "
-                              "mcast://239.0.0.1:4800 and pty: are")
-                   .arg(text);
-    return nullptr;
+    switch (url.kind) {
+    case BusUrl::Serial:
+        return opened(openSerial(url), url.path, problem);
+    case BusUrl::Udp:
+        return opened(openUdp(url), text, problem);
+    case BusUrl::Multicast:
+        return joined(opened(openMulticast(url), text, problem), url, problem);
+    case BusUrl::Pty:
+        break;
+    }
+    return opened(openPty(&port), QStringLiteral("a pseudo-terminal"), problem);
 }

@@ -1,21 +1,42 @@
 #ifndef BUSURL_H
 #define BUSURL_H
 
+#include <QHostAddress>
 #include <QString>
 
 #include <memory>
 
 class VOXBus;
 
-/// Opens the bus that @p url names:
+/// What the URL of a bus says:
 ///
 ///     serial:///dev/ttyUSB0
 ///     udp://DESTINATION:PORT?local=PORT&bind=ADDRESS
 ///     mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS
 ///     pty:
-///
-/// The last makes a pseudo-terminal; @p portUrl is then the bus at its other end, else the same as @p url.
-/// Null if @p url names no bus, or one that cannot be opened; @p problem says why, in one line.
+struct BusUrl
+{
+    enum Kind { Serial, Udp, Multicast, Pty };
+
+    /// False if @p text is none; @p problem says why, in one line.
+    static bool read(const QString &text, BusUrl *url, QString *problem);
+
+    QString text;
+    Kind kind = Pty;
+    QString path;
+    QHostAddress host;
+    unsigned short port = 0;
+    /// Null for any.
+    QHostAddress bind;
+    /// 0 for the same as the port.
+    unsigned short local = 0;
+    QString alias;
+    unsigned short latencyMs = 0;
+};
+
+/// Opens the bus that @p url names. A pseudo-terminal is made; @p portUrl is then the bus at its other end,
+/// else the same as @p url. Null if @p url names no bus, or one that cannot be opened; @p problem says why,
+/// in one line.
 std::unique_ptr<VOXBus> openBus(const QString &url, QString *problem, QString *portUrl = nullptr);
 
 #endif

@@ -1,12 +1,31 @@
 #include "vox/command.h"
 
+#include "transport/voxbus.h"
+#include "vox/busurl.h"
 #include "vox/console.h"
 
-CommandLine::CommandLine(const QString &command, const QString &description)
+namespace {
+const QString BusName = QStringLiteral("bus");
+const QString JsonName = QStringLiteral("json");
+}
+
+CommandLine::CommandLine(const QString &command, const QString &description, const QString &example,
+                         int options)
     : m_command(command)
+    , m_example(example)
 {
     m_parser.setApplicationDescription(description);
     m_parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")});
+    if ((options & BusOption) != 0)
+        m_parser.addOption({BusName, QStringLiteral("The bus; without it, the one that VOX_BUS names."),
+                            QStringLiteral("URL")});
+    if ((options & JsonOption) != 0)
+        m_parser.addOption({JsonName, QStringLiteral("Print JSON.")});
+}
+
+void CommandLine::addArgument(const QString &name, const QString &description, const QString &syntax)
+{
+    m_parser.addPositionalArgument(name, description, syntax);
 }
 
 bool CommandLine::parse(const QStringList &arguments)
@@ -17,14 +36,51 @@ bool CommandLine::parse(const QStringList &arguments)
         return false;
     }
     if (m_parser.isSet(QStringLiteral("help"))) {
-        // The first positional argument is the command, which the usage line has to show.
+        // The usage line names the program's file, and not the command.
         QString text = m_parser.helpText();
-        text.replace(QLatin1String(" [options]"), QStringLiteral(" %1 [options]").arg(m_command));
-        printLine(text.trimmed());
+        const int end = text.indexOf(QLatin1String(" [options]"));
+        text.replace(0, end, QStringLiteral("Usage: vox ") + m_command);
+        printLine(
+            QStringLiteral("%1\n\nExit codes: 0 done, 1 refused or no answer, 2 wrong use.\nExample: %2")
+                .arg(text.trimmed(), m_example));
         m_exitCode = Success;
         return false;
     }
     return true;
+}
+
+bool CommandLine::parse(const QStringList &arguments, int least, int most)
+{
+    if (!parse(arguments))
+        return false;
+    if (words().size() > most)
+        m_exitCode = fail(QStringLiteral("unexpected '%1'").arg(words().at(most)));
+    else if (words().size() < least)
+        m_exitCode =
+            fail(QStringLiteral("an argument is missing; 'vox %1 --help' tells which").arg(m_command));
+    else
+        return true;
+    return false;
+}
+
+bool CommandLine::isJson() const
+{
+    return m_parser.isSet(JsonName);
+}
+
+QString CommandLine::busUrl() const
+{
+    return m_parser.isSet(BusName) ? m_parser.value(BusName) : qEnvironmentVariable("VOX_BUS");
+}
+
+std::unique_ptr<VOXBus> CommandLine::openBus()
+{
+    QString problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+    const QString url = busUrl();
+    std::unique_ptr<VOXBus> bus = url.isEmpty() ? nullptr : ::openBus(url, &problem);
+    if (!bus)
+        m_exitCode = fail(problem);
+    return bus;
 }
 
 int CommandLine::fail(const QString &problem) const

@@ -4,6 +4,10 @@
 #include <QCommandLineParser>
 #include <QStringList>
 
+#include <memory>
+
+class VOXBus;
+
 /// A command of the program: its name, what it is for, and what runs it with the arguments after the name.
 struct Command
 {
@@ -12,21 +16,43 @@ struct Command
     int (*run)(const QStringList &arguments);
 };
 
-/// The shared part of every command line: help, and errors in one line.
+/// The shared part of every command line: help, the bus, the form of the output, and errors in one line.
 class CommandLine
 {
 public:
-    CommandLine(const QString &command, const QString &description);
+    enum Option {
+        NoOption = 0,
+        /// --bus; the environment's VOX_BUS is its default.
+        BusOption = 1,
+        JsonOption = 2
+    };
+
+    /// @p example is a command line that works against the example network.
+    CommandLine(const QString &command, const QString &description, const QString &example, int options);
 
     QCommandLineParser &parser() { return m_parser; }
+    /// Adds a positional argument, for the help; @p syntax shows whether it may be left out.
+    void addArgument(const QString &name, const QString &description, const QString &syntax);
+
     /// True if the command is to go on; else exitCode() is the program's.
     bool parse(const QStringList &arguments);
+    /// The same for commands that take at least @p least words and at most @p most.
+    bool parse(const QStringList &arguments, int least, int most);
     int exitCode() const { return m_exitCode; }
+
+    QStringList words() const { return m_parser.positionalArguments(); }
+    bool isJson() const;
+    /// The URL of the bus; empty if neither the option nor the environment names one.
+    QString busUrl() const;
+    /// Opens the bus; null if that fails, and then exitCode() is the program's.
+    std::unique_ptr<VOXBus> openBus();
+
     /// Prints what is wrong with the command line and returns the exit code for it.
     int fail(const QString &problem) const;
 
 private:
     QString m_command;
+    QString m_example;
     QCommandLineParser m_parser;
     int m_exitCode = 0;
 };

@@ -162,18 +162,6 @@ const QHash<int, Fields> &table()
     return fields;
 }
 
-QString keyName(const char *enumeration, int value)
-{
-    if (qstrcmp(enumeration, "NackStatus") == 0)
-        return KVR::toString(static_cast<KVR::NackStatus>(value));
-    for (const QMetaObject *meta : {&KVRMotor::staticMetaObject, &KVRStdProxy::staticMetaObject}) {
-        const int index = meta->indexOfEnumerator(enumeration);
-        if (index >= 0)
-            return QString::fromLatin1(meta->enumerator(index).valueToKey(value));
-    }
-    return QString();
-}
-
 int littleEndian(const QByteArray &bytes)
 {
     int value = 0;
@@ -202,15 +190,40 @@ QJsonValue decode(const CommandField &field, const QByteArray &bytes)
         break;
     }
     // Unknown values of an enumeration stay numbers.
-    const QString key = keyName(field.enumeration, value);
+    const QString key = enumerationKey(field, value);
     return key.isEmpty() ? QJsonValue(value) : QJsonValue(key);
 }
 }
 
+QString enumerationKey(const CommandField &field, int value)
+{
+    if (qstrcmp(field.enumeration, "NackStatus") == 0) {
+        const QString name = KVR::toString(static_cast<KVR::NackStatus>(value));
+        // Without a key it is the number.
+        return name.at(0).isLetter() ? name : QString();
+    }
+    for (const QMetaObject *meta : {&KVRMotor::staticMetaObject, &KVRStdProxy::staticMetaObject}) {
+        const int index = meta->indexOfEnumerator(field.enumeration);
+        if (index >= 0)
+            return QString::fromLatin1(meta->enumerator(index).valueToKey(value));
+    }
+    return QString();
+}
+
 QString FieldValue::toString() const
 {
-    const QString text = value.toVariant().toString();
+    const QString text = printable(value.toVariant().toString());
     return *field.unit == '\0' ? text : text + QLatin1Char(' ') + QLatin1String(field.unit);
+}
+
+QString printable(const QString &text)
+{
+    QString shown = text;
+    for (QChar &character : shown) {
+        if (!character.isPrint())
+            character = QLatin1Char('?');
+    }
+    return shown;
 }
 
 bool hasCommandFields(unsigned char cmd)

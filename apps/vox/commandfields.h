@@ -43,6 +43,12 @@ struct FieldValue
     QString toString() const;
 };
 
+/// The key of @p value in the enumeration of @p field; empty if there is none.
+QString enumerationKey(const CommandField &field, int value);
+
+/// @p text with a question mark for what a terminal would not show, or would obey.
+QString printable(const QString &text);
+
 /// Whether the layout of @p cmd is known; it may have no fields.
 bool hasCommandFields(unsigned char cmd);
 QVector<CommandField> commandFields(unsigned char cmd);

@@ -5,7 +5,7 @@
 
 namespace {
 constexpr int LabelWidth = 16;
-constexpr int SerialWidth = 14;
+constexpr int SerialWidth = 12;
 constexpr int MaxByte = 0xff;
 constexpr int MaxWord = 0xffff;
 constexpr int MaxRetryCount = 253;

@@ -294,10 +294,9 @@ int runDemo(const QStringList &arguments)
     CommandLine line(
         QStringLiteral("demo"),
         QStringLiteral("Shows a host that drives an emulated network of three motors, both in this "
-                       "process, over UDP on 127.0.0.1. Takes about ten seconds."));
-    if (!line.parse(arguments))
+                       "process, over UDP on 127.0.0.1. Takes about ten seconds."),
+        QStringLiteral("vox demo"), CommandLine::NoOption);
+    if (!line.parse(arguments, 0, 0))
         return line.exitCode();
-    if (!line.parser().positionalArguments().isEmpty())
-        return line.fail(QStringLiteral("unexpected '%1'").arg(line.parser().positionalArguments().first()));
     return Demo().run();
 }

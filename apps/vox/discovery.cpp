@@ -6,10 +6,12 @@
 #include "transport/voxbus.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 constexpr unsigned int HostAddr = 0x0f010000;
 constexpr unsigned int PeriodMs = 255;
+constexpr unsigned int AddrMask = 0xffffff;
 }
 
 BusPendingCall discoverNodes(VOXBus &bus)
@@ -26,8 +28,8 @@ QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
         if (reply.cmd() == KVR::POST_NODE_ADDR)
             addrs += reply.srcAddr(true);
     }
-    constexpr unsigned int AddrMask = 0xffffff;
-    std::sort(addrs.begin(), addrs.end(),
-              [](unsigned int a, unsigned int b) { return (a & AddrMask) < (b & AddrMask); });
+    std::sort(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
+        return std::pair(a & AddrMask, a) < std::pair(b & AddrMask, b);
+    });
     return addrs;
 }

@@ -86,7 +86,7 @@ QString JsonPlace::text() const
 QByteArray JsonPlace::latin1(int most) const
 {
     const QString characters = text();
-    const QByteArray bytes = characters.toLatin1();
+    QByteArray bytes = characters.toLatin1();
     if (QString::fromLatin1(bytes) != characters)
         fail(QStringLiteral("has a character that is not of Latin-1"));
     else if (bytes.size() > most)

@@ -1,7 +1,10 @@
 #include "vox/callcommand.h"
 #include "vox/command.h"
 #include "vox/console.h"
+#include "vox/dailycommands.h"
 #include "vox/democommand.h"
+#include "vox/monitorcommand.h"
+#include "vox/replaycommand.h"
 #include "vox/scancommand.h"
 #include "vox/simcommand.h"
 
@@ -9,20 +12,30 @@
 #include <QLoggingCategory>
 
 #include <algorithm>
-#include <iterator>
 
 namespace {
-const Command commands[] = {
-    {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"), runDemo},
-    {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
-    {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
-    {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"), runCall},
-};
+const QVector<Command> &commands()
+{
+    static const QVector<Command> all =
+        QVector<Command>{
+            {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"),
+             runDemo},
+            {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
+            {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
+            {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
+             runCall},
+            {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
+             runMonitor},
+            {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+        }
+        + dailyCommands();
+    return all;
+}
 
 QString names()
 {
     QStringList list;
-    for (const Command &command : commands)
+    for (const Command &command : commands())
         list += command.name;
     return list.join(QLatin1String(", "));
 }
@@ -30,15 +43,25 @@ QString names()
 void printUsage()
 {
     printLine(QStringLiteral("Usage: vox COMMAND [options]\n\nCommands:"));
-    for (const Command &command : commands)
-        printLine(QStringLiteral("  %1 %2").arg(command.name, -6).arg(command.summary));
+    for (const Command &command : commands())
+        printLine(QStringLiteral("  %1 %2").arg(command.name, -8).arg(command.summary));
     printLine(QStringLiteral(
         "\n'vox COMMAND --help' tells more. Exit codes: 0 done, 1 refused or no answer, 2 wrong use.\n"
-        "Buses:\n"
+        "Buses, for --bus or in the environment's VOX_BUS:\n"
         "  serial:///dev/ttyUSB0\n"
         "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
         "  mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n"
         "  pty:, a new pseudo-terminal that others open as their serial port"));
+}
+
+QtMessageHandler previousHandler = nullptr;
+
+/// Says what the libraries say, but not that a multicast bus has sent more than it has heard back yet: when
+/// many nodes answer at once that is so, and nothing is lost.
+void logMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    if (text != QLatin1String("[VOXBus]: sent messages list overflowing"))
+        previousHandler(type, context, text);
 }
 
 int run(const QStringList &arguments)
@@ -52,9 +75,9 @@ int run(const QStringList &arguments)
         printLine(QStringLiteral("vox ") + QCoreApplication::applicationVersion());
         return Success;
     }
-    const auto *const command = std::find_if(std::begin(commands), std::end(commands),
-                                             [&](const Command &c) { return c.name == name; });
-    if (command != std::end(commands))
+    const auto *const command =
+        std::find_if(commands().begin(), commands().end(), [&](const Command &c) { return c.name == name; });
+    if (command != commands().end())
         return command->run(arguments.mid(1));
     const QString problem = name.isEmpty() ? QStringLiteral("a command is missing")
                                            : QStringLiteral("unknown command '%1'").arg(name);
@@ -70,5 +93,6 @@ int main(int argc, char *argv[])
     QCoreApplication::setApplicationVersion(QStringLiteral(VOX_VERSION));
     // Every frame of a bus, unless the environment's QT_LOGGING_RULES ask for them.
     QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
+    previousHandler = qInstallMessageHandler(logMessage);
     return run(QCoreApplication::arguments().mid(1));
 }

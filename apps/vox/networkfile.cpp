@@ -1,5 +1,6 @@
 #include "vox/networkfile.h"
 
+#include "vox/faultrule.h"
 #include "vox/jsonplace.h"
 #include "vox/nodesettings.h"
 #include "vox/simulation.h"
@@ -9,10 +10,11 @@
 #include <QJsonDocument>
 
 namespace {
-constexpr int MaxNodes = 65536;
+constexpr unsigned int MaxNodes = 65536;
 
 const QString BusKey = QStringLiteral("bus");
 const QString NodesKey = QStringLiteral("nodes");
+const QString FaultsKey = QStringLiteral("faults");
 const QString ModelKey = QStringLiteral("model");
 const QString AddressKey = QStringLiteral("address");
 const QString LabelKey = QStringLiteral("label");
@@ -32,8 +34,8 @@ AddressRange rangeAt(const JsonPlace &place)
     if (!readAddr(first, &range.first) || !readAddr(last, &range.last))
         place.fail(QStringLiteral("is to be an address of six hexadecimal digits, or a range of two of them, "
                                   "such as 000101-000164"));
-    else if (range.last < range.first || range.last - range.first >= MaxNodes)
-        place.fail(QStringLiteral("a range goes up, and over %1 nodes at most").arg(MaxNodes));
+    else if (range.last < range.first)
+        place.fail(QStringLiteral("a range goes up"));
     return range;
 }
 
@@ -53,6 +55,8 @@ void readEntry(const QJsonObject &entry, const JsonPlace &place, Simulation *sim
     if (!model)
         place[ModelKey].fail(QStringLiteral("is to be one of %1").arg(nodeModelNames()));
     const AddressRange range = rangeAt(place[AddressKey]);
+    if (simulation->nodes().size() + (range.last - range.first) >= MaxNodes)
+        place[AddressKey].fail(QStringLiteral("a network has %1 nodes at most").arg(MaxNodes));
     for (unsigned int addr = range.first; place.ok() && addr <= range.last; ++addr) {
         QString refusal;
         KVRDevice *node = simulation->add(*model, addr, &refusal);
@@ -90,15 +94,31 @@ bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *pr
 {
     problem->clear();
     const JsonPlace root(network, QString(), problem);
-    root.isObjectOf({BusKey, NodesKey});
+    root.isObjectOf({BusKey, NodesKey, FaultsKey});
     if (root[BusKey].isPresent())
         root[BusKey].text();
     const JsonPlace entries = root[NodesKey];
-    const int count = entries.size(MaxNodes);
+    const int count = entries.size(int{MaxNodes});
     const QJsonArray array = network.value(NodesKey).toArray();
     for (int i = 0; root.ok() && i < count; ++i)
         readEntry(array.at(i).toObject(), entries.at(i), simulation, problem);
+    const JsonPlace faults = root[FaultsKey];
+    for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i) {
+        FaultRule rule;
+        QString mistake;
+        if (!FaultRule::read(faults.at(i).text(), &rule, &mistake))
+            faults.at(i).fail(mistake);
+    }
     return root.ok();
+}
+
+QStringList faultsOf(const QJsonObject &network)
+{
+    QStringList words;
+    const QJsonArray array = network.value(FaultsKey).toArray();
+    for (const QJsonValue &value : array)
+        words += value.toString();
+    return words;
 }
 
 QString busOf(const QJsonObject &network)

@@ -2,7 +2,7 @@
 #define NETWORKFILE_H
 
 #include <QJsonObject>
-#include <QString>
+#include <QStringList>
 
 class Simulation;
 
@@ -12,11 +12,15 @@ bool readJsonFile(const QString &name, QJsonObject *object, QString *problem);
 
 /// Fills @p simulation with the nodes that @p network describes:
 ///
-///     {"bus": URL, "nodes": [{"model": MODEL, "address": "000101", ...settings}, ...]}
+///     {"bus": URL, "nodes": [{"model": MODEL, "address": "000101", ...settings}, ...], "faults": [WORDS,
+///     ...]}
 ///
 /// "address" may be a range, "000101-000164"; then "{n}" in a label is the number of the node in it. False if
 /// there is a mistake; @p problem names it with its path in the file.
 bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *problem);
+
+/// The faults that @p network wants, in the words of FaultRule.
+QStringList faultsOf(const QJsonObject &network);
 
 /// The bus that @p network names; empty if it names none.
 QString busOf(const QJsonObject &network);

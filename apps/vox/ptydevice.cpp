@@ -13,6 +13,10 @@
 #include <termios.h>
 #include <unistd.h>
 
+namespace {
+constexpr int MaxReceived = 4096;
+}
+
 PtyDevice::PtyDevice(QObject *parent)
     : QIODevice(parent)
 {
@@ -25,6 +29,8 @@ PtyDevice::~PtyDevice()
 
 bool PtyDevice::open(OpenMode mode)
 {
+    if (isOpen())
+        return true;
     m_master = ::posix_openpt(O_RDWR | O_NOCTTY | O_CLOEXEC | O_NONBLOCK);
     std::array<char, 128> name{};
     if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0
@@ -73,6 +79,8 @@ void PtyDevice::receive()
     if (count <= 0)
         return;
     m_received.append(bytes.data(), static_cast<int>(count));
+    // The system holds back who sends more than is taken.
+    m_notifier->setEnabled(m_received.size() < MaxReceived);
     Q_EMIT readyRead();
 }
 
@@ -81,10 +89,15 @@ qint64 PtyDevice::readData(char *data, qint64 maxSize)
     const int count = static_cast<int>(std::min<qint64>(maxSize, m_received.size()));
     std::copy_n(m_received.constData(), count, data);
     m_received.remove(0, count);
+    if (m_notifier)
+        m_notifier->setEnabled(m_received.size() < MaxReceived);
     return count;
 }
 
 qint64 PtyDevice::writeData(const char *data, qint64 size)
 {
-    return ::write(m_master, data, static_cast<std::size_t>(size));
+    if (::write(m_master, data, static_cast<std::size_t>(size)) == size)
+        return size;
+    setErrorString(QStringLiteral("nobody takes what is sent"));
+    return -1;
 }

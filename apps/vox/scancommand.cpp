@@ -2,8 +2,8 @@
 
 #include "proxies/kvrstdproxy.h"
 #include "transport/voxbus.h"
-#include "vox/busurl.h"
 #include "vox/command.h"
+#include "vox/commandfields.h"
 #include "vox/console.h"
 #include "vox/discovery.h"
 
@@ -63,7 +63,7 @@ void printTable(const QVector<FoundNode> &nodes)
     for (const FoundNode &node : nodes)
         printLine(QStringLiteral("%1  %2  %3  %4")
                       .arg(node.address, node.type.leftJustified(typeWidth),
-                           node.label.leftJustified(labelWidth), node.version)
+                           printable(node.label).leftJustified(labelWidth), node.version)
                       .trimmed());
 }
 
@@ -90,23 +90,13 @@ int runScan(const QStringList &arguments)
     CommandLine line(
         QStringLiteral("scan"),
         QStringLiteral("Finds the nodes of a bus by broadcast, and prints address, type, label and "
-                       "application version of each.\n\nExample: vox scan --bus "
-                       "'udp://127.0.0.1:4800?local=4801'"));
-    const QCommandLineOption bus(QStringLiteral("bus"), QStringLiteral("The bus, as a URL."),
-                                 QStringLiteral("URL"));
-    const QCommandLineOption json(QStringLiteral("json"), QStringLiteral("Print a JSON array."));
-    line.parser().addOptions({bus, json});
-    if (!line.parse(arguments))
+                       "application version of each; with --json, as one array."),
+        QStringLiteral("vox scan"), CommandLine::BusOption | CommandLine::JsonOption);
+    if (!line.parse(arguments, 0, 0))
         return line.exitCode();
-    const QCommandLineParser &parser = line.parser();
-    if (!parser.positionalArguments().isEmpty())
-        return line.fail(QStringLiteral("unexpected '%1'").arg(parser.positionalArguments().first()));
-    if (!parser.isSet(bus))
-        return line.fail(QStringLiteral("--bus URL is missing"));
-    QString problem;
-    const std::unique_ptr<VOXBus> network = openBus(parser.value(bus), &problem);
+    const std::unique_ptr<VOXBus> network = line.openBus();
     if (!network)
-        return line.fail(problem);
+        return line.exitCode();
 
     const BusPendingCall discovery = discoverNodes(*network);
     discovery.waitForFinished();
@@ -115,14 +105,16 @@ int runScan(const QStringList &arguments)
         return Failure;
     }
     QVector<unsigned int> addrs = discoveredAddrs(discovery);
-    const auto twice = std::adjacent_find(addrs.begin(), addrs.end());
+    const auto twice = std::adjacent_find(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
+        return VOX::makeAddr(VOX::NODETYPE_ANY, int(a)) == VOX::makeAddr(VOX::NODETYPE_ANY, int(b));
+    });
     if (twice != addrs.end())
         printError(QStringLiteral("scan"),
                    QStringLiteral("%1 has answered more than once: several nodes may have this address")
                        .arg(VOX::toString(*twice).right(6)));
     addrs.erase(std::unique(addrs.begin(), addrs.end()), addrs.end());
     const QVector<FoundNode> nodes = describeAll(addrs, *network);
-    if (parser.isSet(json))
+    if (line.isJson())
         printJson(nodes);
     else
         printTable(nodes);

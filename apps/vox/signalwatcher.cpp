@@ -8,10 +8,14 @@
 namespace {
 // A handler may do little more than write: it wakes the event loop through a pipe.
 std::array<int, 2> wakePipe = {-1, -1};
+constexpr char InterruptByte = 0;
+constexpr char ReportByte = 1;
 
-extern "C" void wake(int)
+constexpr std::array<int, 3> Signals = {SIGINT, SIGTERM, SIGUSR1};
+
+extern "C" void wake(int number)
 {
-    const char byte = 0;
+    const char byte = number == SIGUSR1 ? ReportByte : InterruptByte;
     [[maybe_unused]] const auto written = ::write(wakePipe[1], &byte, 1);
 }
 
@@ -27,17 +31,21 @@ SignalWatcher::SignalWatcher(QObject *parent)
 {
     connect(&m_notifier, &QSocketNotifier::activated, this, [this] {
         char byte = 0;
-        if (::read(wakePipe[0], &byte, 1) == 1)
+        if (::read(wakePipe[0], &byte, 1) != 1)
+            return;
+        if (byte == ReportByte)
+            Q_EMIT reportRequested();
+        else
             Q_EMIT interrupted();
     });
-    std::signal(SIGINT, wake);
-    std::signal(SIGTERM, wake);
+    for (const int number : Signals)
+        std::signal(number, wake);
 }
 
 SignalWatcher::~SignalWatcher()
 {
-    std::signal(SIGINT, SIG_DFL);
-    std::signal(SIGTERM, SIG_DFL);
+    for (const int number : Signals)
+        std::signal(number, SIG_DFL);
     m_notifier.setEnabled(false);
     ::close(wakePipe[0]);
     ::close(wakePipe[1]);

@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-/// Turns SIGINT and SIGTERM into a Qt signal. One at a time in a program.
+/// Turns SIGINT, SIGTERM and SIGUSR1 into Qt signals. One at a time in a program.
 class SignalWatcher : public QObject
 {
     Q_OBJECT
@@ -15,6 +15,8 @@ public:
 
 Q_SIGNALS:
     void interrupted();
+    /// SIGUSR1.
+    void reportRequested();
 
 private:
     QSocketNotifier m_notifier;

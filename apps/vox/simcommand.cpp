@@ -4,14 +4,19 @@
 #include "vox/busurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
+#include "vox/faultbus.h"
 #include "vox/networkfile.h"
+#include "vox/outcome.h"
 #include "vox/signalwatcher.h"
+#include "vox/simconsole.h"
 #include "vox/simulation.h"
 #include "vox/statefile.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 
 #include <memory>
+#include <random>
 
 namespace {
 constexpr unsigned int MaxSpeed = 1000;
@@ -25,6 +30,7 @@ struct Options
     QStringList nodes;
     QString stateName;
     unsigned int speed = 1;
+    quint32 seed = 0;
 };
 
 bool addNode(const QString &text, Simulation *simulation, QString *problem)
@@ -62,7 +68,10 @@ bool fill(Simulation *simulation, const Options &options, QString *problem)
 /// Takes the nodes' state over, or starts with a fresh one if there is none or it is damaged.
 bool restore(StateFile *state, Simulation *simulation, const Options &options, QString *problem)
 {
-    if (!state->load(problem)) {
+    const StateFile::Result loaded = state->load(problem);
+    if (loaded == StateFile::Unusable)
+        return false;
+    if (loaded == StateFile::Damaged) {
         const QString other = state->setAside();
         if (other.isEmpty()) {
             *problem += QStringLiteral("; and it cannot be renamed");
@@ -85,6 +94,13 @@ int run(const CommandLine &line, const Options &options)
     const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
+    FaultRules faults(options.seed);
+    for (const QString &words : faultsOf(options.network)) {
+        FaultRule rule;
+        FaultRule::read(words, &rule, &problem);
+        faults.add(rule);
+    }
+    FaultBus network(*bus, faults);
     StateFile state(options.stateName, simulation);
     const bool keepsState = !options.stateName.isEmpty();
     if (keepsState) {
@@ -93,12 +109,28 @@ int run(const CommandLine &line, const Options &options)
         simulation.onSettingChanged = [&](KVRDevice &node) { state.noteChange(node); };
     }
     simulation.setTimeScale(options.speed);
-    simulation.attach(*bus);
+    simulation.attach(network);
 
     const SignalWatcher signalWatcher;
+    const SimConsole console(simulation, faults);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
-    printLine(QStringLiteral("ready %1, %2 nodes").arg(url).arg(simulation.nodes().size()));
-    const int result = QCoreApplication::exec();
+    // An adapter may be pulled out.
+    QObject::connect(bus->device(), &QIODevice::aboutToClose, qApp, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+    if (line.isJson())
+        printJson({{QStringLiteral("ready"), url},
+                   {QStringLiteral("nodes"), int(simulation.nodes().size())},
+                   {QStringLiteral("seed"), qint64{options.seed}}});
+    else
+        printLine(QStringLiteral("ready %1, %2 nodes, seed %3")
+                      .arg(url)
+                      .arg(simulation.nodes().size())
+                      .arg(options.seed));
+    int result = QCoreApplication::exec();
+    if (!bus->isOpen()) {
+        printError(QStringLiteral("sim"), QStringLiteral("%1 has gone: %2").arg(url, bus->errorString()));
+        result = Failure;
+    }
     if (!keepsState || state.save(&problem))
         return result;
     printError(QStringLiteral("sim"), problem);
@@ -110,12 +142,11 @@ int runSim(const QStringList &arguments)
 {
     CommandLine line(
         QStringLiteral("sim"),
-        QStringLiteral("Emulates nodes on a bus until it is interrupted. Prints a line that begins with "
-                       "'ready' when all are up.\n\nExample: vox sim --bus "
-                       "'udp://127.0.0.1:4801?local=4800' --node TB60LV@000001"));
-    const QCommandLineOption bus(QStringLiteral("bus"),
-                                 QStringLiteral("The bus, as a URL; goes before the one in the file."),
-                                 QStringLiteral("URL"));
+        QStringLiteral("Emulates nodes on a bus until it is interrupted. Prints a line that begins "
+                       "with 'ready' when all are up. --bus goes before the bus in the file. Lines on "
+                       "standard input show how nodes are, and make faults; 'help' there lists them."),
+        QStringLiteral("vox sim --config examples/network/floor.json"),
+        CommandLine::BusOption | CommandLine::JsonOption);
     const QCommandLineOption node(
         QStringLiteral("node"),
         QStringLiteral("A node: one of %1, and six hexadecimal digits. May be repeated.")
@@ -131,13 +162,13 @@ int runSim(const QStringList &arguments)
         QStringLiteral("state"),
         QStringLiteral("Keeps what hosts have set, and where motors stand, in this file."),
         QStringLiteral("FILE"));
-    line.parser().addOptions({bus, node, config, speed, state});
-    if (!line.parse(arguments))
+    const QCommandLineOption seed(QStringLiteral("seed"),
+                                  QStringLiteral("Makes the same faults as the run that printed it."),
+                                  QStringLiteral("NUMBER"));
+    line.parser().addOptions({node, config, speed, state, seed});
+    if (!line.parse(arguments, 0, 0))
         return line.exitCode();
     const QCommandLineParser &parser = line.parser();
-    const QStringList rest = parser.positionalArguments();
-    if (!rest.isEmpty())
-        return line.fail(QStringLiteral("unexpected '%1'").arg(rest.first()));
 
     Options options;
     QString problem;
@@ -146,13 +177,21 @@ int runSim(const QStringList &arguments)
         return line.fail(problem);
     options.nodes = parser.values(node);
     options.stateName = parser.value(state);
-    options.bus = parser.isSet(bus) ? parser.value(bus) : busOf(options.network);
+    if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(options.networkName))
+        return line.fail(QStringLiteral("--state and --config are to be two files"));
+    // The file goes before the environment, too.
+    const QString fileBus = busOf(options.network);
+    options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;
     if (options.bus.isEmpty())
-        return line.fail(QStringLiteral("--bus URL is missing"));
+        return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
     if (parser.isSet(speed)) {
         options.speed = parser.value(speed).toUInt();
         if (options.speed < 1 || options.speed > MaxSpeed)
             return line.fail(QStringLiteral("--speed is to be a number from 1 to %1").arg(MaxSpeed));
     }
+    bool isSeed = true;
+    options.seed = parser.isSet(seed) ? parser.value(seed).toUInt(&isSeed) : std::random_device()();
+    if (!isSeed)
+        return line.fail(QStringLiteral("--seed is to be a number from 0 to 4294967295"));
     return run(line, options);
 }

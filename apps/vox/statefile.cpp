@@ -6,7 +6,7 @@
 #include "vox/nodesettings.h"
 #include "vox/simulation.h"
 
-#include <QFile>
+#include <QFileInfo>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QTimerEvent>
@@ -23,42 +23,52 @@ StateFile::StateFile(const QString &name, Simulation &simulation)
 {
 }
 
-bool StateFile::load(QString *problem)
+StateFile::Result StateFile::load(QString *problem)
 {
-    if (!QFile::exists(m_name))
-        return true;
+    const QFileInfo file(m_name);
+    if (!file.exists())
+        return Taken;
+    if (!file.isFile() || !file.isReadable()) {
+        *problem = QStringLiteral("cannot read %1").arg(m_name);
+        return Unusable;
+    }
     QJsonObject state;
     if (!readJsonFile(m_name, &state, problem))
-        return false;
+        return Damaged;
     problem->clear();
     const JsonPlace root(state, QString(), problem);
     if (root.isObjectOf({NodesKey}) && !state.value(NodesKey).isObject())
         root[NodesKey].fail(QStringLiteral("is to be an object"));
     const QJsonObject nodes = state.value(NodesKey).toObject();
     for (auto entry = nodes.constBegin(); root.ok() && entry != nodes.constEnd(); ++entry)
-        readEntry(entry.key(), entry.value().toObject(), problem);
-    if (!root.ok())
-        *problem = QStringLiteral("%1: %2").arg(m_name, *problem);
-    return problem->isEmpty();
+        readEntry(entry.key(), entry.value(), problem);
+    if (root.ok())
+        return Taken;
+    *problem = QStringLiteral("%1: %2").arg(m_name, *problem);
+    return Damaged;
 }
 
-void StateFile::readEntry(const QString &addr, const QJsonObject &entry, QString *problem)
+void StateFile::readEntry(const QString &addr, const QJsonValue &value, QString *problem)
 {
-    const JsonPlace place(entry, QStringLiteral("%1.%2").arg(NodesKey, addr), problem);
+    const JsonPlace place(value, QStringLiteral("%1.%2").arg(NodesKey, addr), problem);
     unsigned int number = 0;
     if (!readAddr(addr, &number)) {
         place.fail(QStringLiteral("is no address of six hexadecimal digits"));
         return;
     }
-    const Simulation::Node *node = m_simulation.find(number);
-    if (!node)
-        m_entries.insert(addr, QJsonDocument(entry).toJson(QJsonDocument::Compact));
-    else if (!place.isObjectOf(QStringList{ModelKey} + nodeSettingKeys()))
+    if (!place.isObjectOf(QStringList{ModelKey} + nodeSettingKeys()))
         return;
-    else if (place[ModelKey].text() != node->model)
-        place[ModelKey].fail(QStringLiteral("the network has a %1 there").arg(node->model));
-    else
+    const Simulation::Node *node = m_simulation.find(number);
+    const QString model = place[ModelKey].text();
+    if (!node) {
+        m_entries.insert(addr, QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+    } else if (model == node->model) {
         readSettings(*node->device, place);
+    } else {
+        printError(QStringLiteral("sim"),
+                   QStringLiteral("%1: %2 was a %3 and is a %4 now; it starts fresh")
+                       .arg(m_name, addr, model, node->model));
+    }
 }
 
 QString StateFile::setAside()

@@ -6,7 +6,7 @@
 #include <QObject>
 
 class KVRDevice;
-class QJsonObject;
+class QJsonValue;
 class Simulation;
 
 /// A file that keeps what the hosts of a simulation have set, and where its motors stand, from one run to the
@@ -18,9 +18,18 @@ class StateFile : public QObject
 public:
     StateFile(const QString &name, Simulation &simulation);
 
-    /// Puts what is kept of them into the nodes. Entries of nodes that are not there stay in the file. False
-    /// if the file is damaged, and the nodes are then set up in part; @p problem names the mistake.
-    bool load(QString *problem);
+    enum Result {
+        /// Also if there is no file yet.
+        Taken,
+        /// The nodes have been set up in part.
+        Damaged,
+        /// It is no file, or it cannot be read.
+        Unusable
+    };
+
+    /// Puts what is kept of them into the nodes. Entries of nodes that are not there stay in the file; those
+    /// of nodes that are of another model now are named and left. Else @p problem names the mistake.
+    Result load(QString *problem);
     /// Gives the file another name, which it returns; empty if that fails.
     QString setAside();
 
@@ -33,7 +42,7 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    void readEntry(const QString &addr, const QJsonObject &entry, QString *problem);
+    void readEntry(const QString &addr, const QJsonValue &value, QString *problem);
     void update(KVRDevice &node);
     bool write(QString *problem) const;
 

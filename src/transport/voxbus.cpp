@@ -84,8 +84,13 @@ int VOXBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
+    return writeLine(toLine(frame));
+}
+
+int VOXBus::writeLine(const QByteArray &bytes)
+{
     // A share of its own: a device that answers from inside the write uses the working buffer again.
-    const QByteArray line = toLine(frame);
+    const QByteArray line = bytes;
     const QPointer<QIODevice> device = ioDevice();
     if (!device || device->write(line) < 0)
         return -2;

@@ -55,6 +55,10 @@ public:
     /// The length that a frame's control byte tells.
     virtual unsigned char getLen(unsigned char control) const;
 
+    /// Puts @p bytes on the line as they are, at once, frames or not: for replays, and for simulators that
+    /// make faults. -2 if the device fails, else 0.
+    virtual int writeLine(const QByteArray &bytes);
+
     const QIODevice *device() const { return ioDevice(); }
     /// False if there is no serial port, or it refuses.
     bool setBaudRate(BaudRate rate);

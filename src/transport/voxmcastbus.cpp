@@ -64,8 +64,10 @@ bool VOXMCastBus::open()
     }
     const bool joined = join();
     m_joined = m_joined || joined;
+    const bool isUsable = joined && isOpen();
+    // Last: a slot may destroy the bus.
     announceOpen(false);
-    return joined && isOpen();
+    return isUsable;
 }
 
 bool VOXMCastBus::join()
@@ -110,7 +112,13 @@ int VOXMCastBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
-    const QByteArray line = toLine(frame);
+    return writeLine(toLine(frame));
+}
+
+int VOXMCastBus::writeLine(const QByteArray &bytes)
+{
+    // A share of its own: the next frame uses the working buffer again.
+    const QByteArray line = bytes;
     qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(line).constData(),
             qPrintable(m_alias));
     if (!isOpen() || socket()->writeDatagram(line, m_group, m_port) < line.size())
@@ -126,7 +134,7 @@ int VOXMCastBus::write(const QByteArray &frame)
 
 bool VOXMCastBus::processData()
 {
-    const VOXDatagram::Result read = ioDevice() ? m_datagram->read(*socket()) : VOXDatagram::NothingPending;
+    const VOXDatagram::Result read = isOpen() ? m_datagram->read(*socket()) : VOXDatagram::NothingPending;
     if (read == VOXDatagram::NothingPending) {
         qCDebug(lcVoxBus) << "-----VOXMCastBus::processData, No Pending datagrams on " << m_alias
                           << "sender :" << sender();

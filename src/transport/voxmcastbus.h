@@ -31,6 +31,7 @@ public:
     ~VOXMCastBus() override;
 
     int write(const QByteArray &frame) override;
+    int writeLine(const QByteArray &bytes) override;
     /// Binds and joins the group. False if it has not been joined; then the bus may be open all the same.
     bool open() override;
     bool isOpen() const override;

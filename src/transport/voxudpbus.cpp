@@ -136,7 +136,13 @@ int VOXUdpBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXUdpBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
-    const QByteArray line = toLine(frame);
+    return writeLine(toLine(frame));
+}
+
+int VOXUdpBus::writeLine(const QByteArray &bytes)
+{
+    // A share of its own: the next frame uses the working buffer again.
+    const QByteArray line = bytes;
     if (!isOpen() || socket()->writeDatagram(line, m_destAddress, m_destPort) != line.size()) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: socket error: %s", qPrintable(errorString()));
         return -2;

@@ -41,6 +41,7 @@ public:
     unsigned short destPort() const { return m_destPort; }
 
     int write(const QByteArray &frame) override;
+    int writeLine(const QByteArray &bytes) override;
     /// Binds again after close(). Always true; isOpen() tells whether it worked.
     bool open() override;
     bool hasInput() const override;

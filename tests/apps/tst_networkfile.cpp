@@ -69,7 +69,7 @@ void tst_NetworkFile::mistakes_data()
         "nodes[0].address: is to be an address of six hexadecimal digits, or a range");
     row("[{'model': 'TB20', 'address': '000002-000001'}]", "nodes[0].address: a range goes up");
     row("[{'model': 'TB20', 'address': '000000-7FFFFF'}]",
-        "nodes[0].address: a range goes up, and over 65536 nodes at most");
+        "nodes[0].address: a network has 65536 nodes at most");
     row("[{'model': 'TB20', 'address': '00FFFF-010001'}]", "nodes[0].address: 010000 is no node's address");
     row("[{'model': 'TB20', 'address': '000001-000009'}, {'model': 'NODE', 'address': '000009'}]",
         "nodes[1].address: two nodes with address 000009");
@@ -105,6 +105,8 @@ void tst_NetworkFile::mistakes_data()
         "nodes[0].locks.network.locked: is to be true or false");
     row("[{'model': 'QM75', 'address': '000001', 'diagnostics': {'resetCount': 65536}}]",
         "nodes[0].diagnostics.resetCount: is to be a whole number from 0 to 65535");
+    row("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault");
+    row("[], 'faults': [7]", "faults[0]: is to be a text");
     // clang-format on
 }
 
@@ -191,7 +193,7 @@ void tst_NetworkFile::stateIsKept()
     Simulation simulation;
     QVERIFY(readNetwork(network, &simulation, &problem));
     StateFile state(files.name, simulation);
-    QVERIFY2(state.load(&problem) && state.save(&problem), qPrintable(problem));
+    QVERIFY2(state.load(&problem) == StateFile::Taken && state.save(&problem), qPrintable(problem));
     QVERIFY(files.text().contains("as made") && files.text().contains("elsewhere"));
 
     // At most once a second, however much changes, and not for a query.
@@ -214,11 +216,20 @@ void tst_NetworkFile::stateIsKept()
     Simulation next;
     QVERIFY(readNetwork(network, &next, &problem));
     StateFile kept(files.name, next);
-    QVERIFY2(kept.load(&problem), qPrintable(problem));
+    QVERIFY2(kept.load(&problem) == StateFile::Taken, qPrintable(problem));
     QCOMPARE(next.find(1)->device->nodeLabel(), QByteArray(16, 'B'));
+    // A node that is of another model now starts fresh, alone.
+    Simulation changed;
+    QVERIFY(changed.add(*findNodeModel("QM75"), 1, &problem)
+            && changed.add(*findNodeModel("TB20"), 0xaa, &problem));
+    QVERIFY(StateFile(files.name, changed).load(&problem) == StateFile::Taken);
+    QVERIFY(changed.find(1)->device->nodeLabel().isEmpty());
+    QCOMPARE(changed.find(0xaa)->device->nodeLabel(), QByteArray("elsewhere"));
     QVERIFY(QDir(files.folder.path()).entryList(QDir::Files).size() == 1);
     StateFile nowhere(files.folder.filePath("no/such/folder"), next);
     QVERIFY(!nowhere.save(&problem) && problem.contains("no/such/folder"));
+    StateFile folder(files.folder.path(), next);
+    QVERIFY(folder.load(&problem) == StateFile::Unusable);
 }
 
 void tst_NetworkFile::damagedStates_data()
@@ -229,8 +240,8 @@ void tst_NetworkFile::damagedStates_data()
                              << "unterminated string in line 2";
     QTest::newRow("another form") << QByteArray("[]") << "is to hold a JSON object";
     QTest::newRow("no nodes") << QByteArray("{}") << "nodes: is to be an object";
-    QTest::newRow("another model") << QByteArray("{\"nodes\": {\"000001\": {\"model\": \"QM75\"}}}")
-                                   << "nodes.000001.model: the network has a TB20 there";
+    QTest::newRow("an entry that is none")
+        << QByteArray("{\"nodes\": {\"0000AA\": 7}}") << "nodes.0000AA: is to be an object";
     QTest::newRow("a value out of range")
         << QByteArray("{\"nodes\": {\"000001\": {\"model\": \"TB20\", \"limits\": {\"down\": 1}}}}")
         << "nodes.000001.limits.down: is to be";
@@ -246,7 +257,7 @@ void tst_NetworkFile::damagedStates()
     QString problem;
     QVERIFY(simulation.add(*findNodeModel("TB20"), 1, &problem));
     StateFile state(files.name, simulation);
-    QVERIFY(!state.load(&problem));
+    QVERIFY(state.load(&problem) == StateFile::Damaged);
     QVERIFY2(problem.startsWith(files.name + ": " + mistake), qPrintable(problem));
     QCOMPARE(state.setAside(), files.name + ".damaged");
     QVERIFY(files.text().isEmpty() && QFile(files.name + ".damaged").size() == text.size());

@@ -22,6 +22,11 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void aSimulatedSerialPort();
+    void dailyCommands_data();
+    void dailyCommands();
+    void aMoveIsFollowed();
+    void aLineIsWatchedAndReplayed();
+    void aSimulationObeysLines();
     void simulationEndsOnSignals_data();
     void simulationEndsOnSignals();
     void everyCommandHasHelp();
@@ -103,11 +108,12 @@ void tst_Vox::wrongUseIsOneLine_data()
     const auto row = [](const char *name, const QStringList &arguments, const char *said) {
         QTest::newRow(name) << arguments << QByteArray(said);
     };
-    row("no command", {}, "one of demo, sim, scan, call");
+    row("no command", {}, "one of demo, sim, scan, call, monitor, replay, move");
     row("unknown command", {"fly"}, "unknown command 'fly'");
     row("demo takes nothing", {"demo", "now"}, "unexpected 'now'");
     row("unknown option", {"sim", "--fast"}, "Unknown option 'fast'");
-    row("sim without bus", {"sim", "--node", "TB60LV@000001"}, "--bus URL is missing");
+    row("sim without bus", {"sim", "--node", "TB60LV@000001"},
+        "--bus URL is missing, and VOX_BUS is not set");
     row("sim without node", {"sim", "--bus", bus}, "no node");
     row("unknown model", {"sim", "--bus", bus, "--node", "X9@000001"},
         "unknown model 'X9'; one of NODE, TB20, QM75, MARLO, TB60LV, HRMV2");
@@ -135,6 +141,9 @@ void tst_Vox::wrongUseIsOneLine_data()
         "--speed is to be a number");
     row("no place for the state", {"sim", "--bus", bus, "--node", "NODE@000001", "--state", "/no/such/state"},
         "cannot write /no/such/state");
+    row("no capture", {"replay", program(), "--bus", bus}, "is no capture");
+    row("an unknown filter", {"monitor", "--bus", bus, "--command", "FLY"}, "unknown command 'FLY'");
+    row("no seed", {"sim", "--bus", bus, "--node", "NODE@000001", "--seed", "x"}, "--seed is to be a number");
     row("call without operation", {"call", "--bus", bus, "000001"}, "operations are getNodeAddr");
     row("unknown operation", {"call", "--bus", bus, "000001", "fly"},
         "unknown operation 'fly'; one of getNodeAddr");
@@ -201,7 +210,7 @@ void tst_Vox::jsonIsOneObject()
             .object();
     };
     const QJsonObject limits = json({"000001", "getMotorLimits"});
-    QCOMPARE(limits["reply"].toString(), QString("POST_MOTOR_LIMITS"));
+    QCOMPARE(limits["command"].toString(), QString("POST_MOTOR_LIMITS"));
     QCOMPARE(limits["address"].toString(), QString("000001"));
     QCOMPARE(limits["type"].toString(), QString("NODETYPE_TB60LV"));
     QCOMPARE(limits["fields"].toObject()["downLimit"].toInt(), 65535);
@@ -282,6 +291,151 @@ void tst_Vox::aSimulatedSerialPort()
     QVERIFY(run({"scan", "--bus", simulation.hostUrl}).out.startsWith("000001  NODETYPE_TB60LV"));
 }
 
+void tst_Vox::dailyCommands_data()
+{
+    QTest::addColumn<QStringList>("words");
+    QTest::addColumn<int>("code");
+    QTest::addColumn<QByteArray>("said");
+    const auto row = [](const QStringList &words, int code, const char *said) {
+        QTest::newRow(qPrintable(words.join(' '))) << words << code << QByteArray(said);
+    };
+    row({"move", "000101", "down", "--time", "10"}, 0, "ACK\n");
+    row({"move", "000101", "left"}, 2, "vox move: 'left' is neither up nor down\n");
+    row({"move", "000101", "up", "--time", "2600"}, 2,
+        "vox move: --time is to be a number from 10 to 2550\n");
+    row({"stop", "000101"}, 0, "ACK\n");
+    row({"stop", "group:00A001"}, 0, "sent\n");
+    row({"stop", "group:1"}, 2, "vox stop: 'group:1' is no group; group:00A001 is one\n");
+    row({"wink", "all"}, 0, "000401 NACK BADMSG\nsent\n");
+    row({"goto", "000101", "25%"}, 0, "ACK\n");
+    row({"goto", "000101", "ip:7"}, 1, "NACK IP_NOT_SET\n");
+    row({"goto", "000101", "101%"}, 2,
+        "vox goto: '101%' is no position: up, down, 0% to 100%, ip:1 and pulses are\n");
+    row({"goto", "all", "up", "--wait"}, 2, "vox goto: --wait is for one node at a time\n");
+    row({"lock", "000103"}, 1, "NACK FEATURE_NOT_SUPPORTED\n");
+    row({"lock", "all"}, 2, "vox lock: 'lock' goes to one node at a time\n");
+    row({"lock", "000101", "--priority", "7"}, 0, "ACK\n");
+    row({"unlock", "000102", "--priority", "256"}, 2,
+        "vox unlock: --priority is to be a number from 0 to 255\n");
+    row({"unlock", "000102"}, 0, "ACK\n");
+    row({"status", "000103"}, 0, "POST_MOTOR_STATUS\n  state: STATE_LOCKED\n");
+    row({"position", "000102"}, 0, "POST_MOTOR_POSITION\n  position: 0 pulses\n  percent: 0 %\n");
+    row({"limits", "000103"}, 0, "POST_MOTOR_LIMITS\n  upLimit: 0 pulses\n  downLimit: 4000 pulses\n");
+    row({"label", "000101"}, 0, "POST_NODE_LABEL\n  label: Lobby\n");
+    row({"label", "000101", "Entrance"}, 0, "ACK\n");
+    row({"label", "000101", "seventeen letters"}, 2,
+        "vox label: a label has up to 16 characters of Latin-1\n");
+    row({"info", "000401"}, 0,
+        "000401 NODETYPE_ANY Gateway\nPOST_NODE_SERIAL_NUMBER\n  serial: GW2026110001\n");
+    row({"info", "000999"}, 1, "vox info: No reply within the time-out\n");
+    row({"status"}, 2, "vox status: an argument is missing");
+}
+
+void tst_Vox::dailyCommands()
+{
+    QFETCH(QStringList, words);
+    QFETCH(int, code);
+    QFETCH(QByteArray, said);
+    const Simulation simulation({"--config", VOX_SOURCE_DIR "/examples/network/floor.json"});
+    QVERIFY(simulation.isReady);
+    qputenv("VOX_BUS", simulation.hostUrl.toLatin1());
+    const Result result = run(words);
+    const Result json = run(words + QStringList{"--json"});
+    qunsetenv("VOX_BUS");
+    QCOMPARE(result.code, code);
+    QCOMPARE((result.out + result.err).left(said.size()), said);
+    QVERIFY(code == 2 || QJsonDocument::fromJson(json.out).isObject());
+}
+
+void tst_Vox::aMoveIsFollowed()
+{
+    const Simulation simulation({"--config", VOX_SOURCE_DIR "/examples/network/floor.json"});
+    QVERIFY(simulation.isReady);
+    const QStringList bus = {"--bus", simulation.hostUrl};
+    const Result arrived = run(QStringList{"goto", "000101", "3200", "--wait", "--json"} + bus);
+    QCOMPARE(arrived.code, 0);
+    const QJsonObject last = QJsonDocument::fromJson(arrived.out.trimmed().split('\n').constLast()).object();
+    QVERIFY(last["position"] == 3200 && last["state"] == "STATE_STOPPED");
+    // Ctrl-C stops the motor first.
+    QProcess process;
+    process.start(program(), QStringList{"goto", "000101", "down", "--wait"} + bus);
+    QByteArray shown;
+    while (!shown.contains("STATE_RUNNING") && process.waitForReadyRead(5000))
+        shown += process.readAllStandardOutput();
+    ::kill(static_cast<pid_t>(process.processId()), SIGINT);
+    QVERIFY(process.waitForFinished(5000));
+    QCOMPARE(process.exitCode(), 1);
+    const QByteArray status = run(QStringList{"status", "000101"} + bus).out;
+    QVERIFY2(status.contains("STATE_STOPPED") && status.contains("CAUSE_NETWORK"), status);
+}
+
+// All on one multicast line: a simulation, a monitor, and what hosts send.
+void tst_Vox::aLineIsWatchedAndReplayed()
+{
+    const QTemporaryDir folder;
+    const QString url = QString("mcast://239.255.71.15:%1").arg(freeUdpPorts().first);
+    const QString capture = folder.filePath("line.pcap");
+    QProcess monitor;
+    monitor.start(program(),
+                  {"monitor", "--bus", url, "--json", "--stats", "--write", capture, "--address", "00A1B2"});
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    const auto ask = [&](const QString &label) {
+        Simulation simulation({"--node", "NODE@00A1B2", "--bus", url});
+        const Result set = label.isEmpty() ? run({"replay", capture, "--bus", url, "--speed", "100"})
+                                           : run({"label", "00A1B2", label, "--bus", url});
+        const Result now = run({"label", "00A1B2", "--bus", url});
+        return simulation.isReady && set.code == 0 ? now.out : set.err;
+    };
+    QCOMPARE(ask("Watched"), QByteArray("POST_NODE_LABEL\n  label: Watched\n"));
+    ::kill(static_cast<pid_t>(monitor.processId()), SIGUSR1);
+    QThread::msleep(100);
+    ::kill(static_cast<pid_t>(monitor.processId()), SIGTERM);
+    QVERIFY(monitor.waitForFinished(10000));
+    QCOMPARE(monitor.exitCode(), 0);
+    QStringList seen;
+    for (const QByteArray &text : monitor.readAllStandardOutput().trimmed().split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(text).object();
+        seen += object.contains("stats")
+            ? QString("stats of %1").arg(object["stats"].toObject()["frames"].toInt())
+            : object["command"].toString();
+    }
+    QCOMPARE(seen,
+             (QStringList{"SET_NODE_LABEL", "ACK", "GET_NODE_LABEL", "POST_NODE_LABEL", "stats of 4",
+                          "stats of 4"}));
+    // A fresh node is told the same once more.
+    QCOMPARE(ask(QString()), QByteArray("POST_NODE_LABEL\n  label: Watched\n"));
+    QCOMPARE(run({"monitor", capture, "--command", "POST_NODE_LABEL"}).out.count('\n'), 1);
+    QCOMPARE(run({"monitor", capture, "--errors"}).out, QByteArray());
+    QVERIFY(QFile::resize(capture, 100));
+    QVERIFY(run({"replay", capture, "--bus", url}).err.contains("is cut off after 2 records"));
+}
+
+void tst_Vox::aSimulationObeysLines()
+{
+    Simulation simulation({"--node", "TB20@000001", "--node", "NODE@000002", "--seed", "5"});
+    QVERIFY(simulation.isReady);
+    const auto obey = [&](const QByteArray &line) {
+        simulation.process.write(line + "\nstatus json\n");
+        QByteArray said;
+        while (!said.contains("\"address\":\"000002\"") && simulation.process.waitForReadyRead(5000))
+            said += simulation.process.readAllStandardOutput();
+        return said;
+    };
+    const QStringList status = {"status", "000001", "--bus", simulation.hostUrl};
+    QVERIFY(obey("help").contains("noise BYTES"));
+    obey("nack BUSY 000001 count 1");
+    QVERIFY(obey("faults").contains("nack BUSY 000001 count 1 (1 left)"));
+    QCOMPARE(run(status).out, QByteArray("NACK BUSY\n"));
+    QCOMPARE(run(status).code, 0);
+    QVERIFY(obey("drop 000001").contains("\"state\":\"STATE_STOPPED\""));
+    QCOMPARE(run(status).code, 1);
+    obey("clear");
+    QCOMPARE(run(status).code, 0);
+    obey("wiggle");
+    QVERIFY(simulation.process.readAllStandardError().contains("'wiggle' is no fault"));
+}
+
 void tst_Vox::simulationEndsOnSignals_data()
 {
     QTest::addColumn<int>("number");
@@ -302,10 +456,11 @@ void tst_Vox::simulationEndsOnSignals()
 
 void tst_Vox::everyCommandHasHelp()
 {
-    for (const QString command : {"demo", "sim", "scan", "call"}) {
+    for (const QString command : {"demo", "sim", "scan", "call", "monitor", "replay", "goto"}) {
         const Result result = run({command, "--help"});
         QCOMPARE(result.code, 0);
-        QVERIFY(result.out.startsWith("Usage:"));
+        QVERIFY(result.out.startsWith("Usage: vox " + command.toLatin1())
+                && result.out.contains("\nExample: vox "));
         QVERIFY(run({"--help"}).out.contains(command.toLatin1()));
     }
 }

@@ -1,0 +1,17 @@
+#ifndef TARGET_H
+#define TARGET_H
+
+#include "messages/vox.h"
+
+#include <QString>
+
+/// Whom a command is for: a node by its address, "group:ADDRESS", or "all".
+struct Target
+{
+    static bool read(const QString &text, Target *target, QString *problem);
+
+    VOX::AddrType type = VOX::P2P;
+    unsigned int addr = 0;
+};
+
+#endif
