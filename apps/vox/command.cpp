@@ -7,30 +7,53 @@
 namespace {
 const QString BusName = QStringLiteral("bus");
 const QString JsonName = QStringLiteral("json");
+
+/// Set while a command is asked what it takes.
+CommandDescription *wanted = nullptr;
+}
+
+CommandDescription CommandDescription::of(const Command &command)
+{
+    CommandDescription description;
+    wanted = &description;
+    command.run({});
+    wanted = nullptr;
+    return description;
 }
 
 CommandLine::CommandLine(const QString &command, const QString &description, const QString &example,
                          int options)
-    : m_command(command)
-    , m_example(example)
+    : m_description{command, description, example, {}, {}}
 {
     m_parser.setApplicationDescription(description);
-    m_parser.addOption({{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")});
+    addOptions({{{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")}});
     if ((options & BusOption) != 0)
-        m_parser.addOption({BusName, QStringLiteral("The bus; without it, the one that VOX_BUS names."),
-                            QStringLiteral("URL")});
+        addOptions({{BusName, QStringLiteral("The bus; without it, the one that VOX_BUS names."),
+                     QStringLiteral("URL")}});
     if ((options & JsonOption) != 0)
-        m_parser.addOption({JsonName, QStringLiteral("Print JSON.")});
+        addOptions({{JsonName, QStringLiteral("Print JSON.")}});
+}
+
+void CommandLine::addOptions(const QList<QCommandLineOption> &options)
+{
+    m_parser.addOptions(options);
+    m_description.options += options;
 }
 
 void CommandLine::addArgument(const QString &name, const QString &description, const QString &syntax)
 {
     m_parser.addPositionalArgument(name, description, syntax);
+    m_description.arguments += {syntax, description};
 }
 
 bool CommandLine::parse(const QStringList &arguments)
 {
-    const QStringList line = QStringList{QStringLiteral("vox ") + m_command} + arguments;
+    if (wanted) {
+        *wanted = m_description;
+        m_exitCode = Success;
+        return false;
+    }
+    const QStringList line = QStringList{QStringLiteral("vox ") + m_description.name} + arguments;
     if (!m_parser.parse(line)) {
         m_exitCode = fail(m_parser.errorText());
         return false;
@@ -39,10 +62,10 @@ bool CommandLine::parse(const QStringList &arguments)
         // The usage line names the program's file, and not the command.
         QString text = m_parser.helpText();
         const int end = text.indexOf(QLatin1String(" [options]"));
-        text.replace(0, end, QStringLiteral("Usage: vox ") + m_command);
+        text.replace(0, end, QStringLiteral("Usage: vox ") + m_description.name);
         printLine(
             QStringLiteral("%1\n\nExit codes: 0 done, 1 refused or no answer, 2 wrong use.\nExample: %2")
-                .arg(text.trimmed(), m_example));
+                .arg(text.trimmed(), m_description.example));
         m_exitCode = Success;
         return false;
     }
@@ -56,8 +79,8 @@ bool CommandLine::parse(const QStringList &arguments, int least, int most)
     if (words().size() > most)
         m_exitCode = fail(QStringLiteral("unexpected '%1'").arg(words().at(most)));
     else if (words().size() < least)
-        m_exitCode =
-            fail(QStringLiteral("an argument is missing; 'vox %1 --help' tells which").arg(m_command));
+        m_exitCode = fail(
+            QStringLiteral("an argument is missing; 'vox %1 --help' tells which").arg(m_description.name));
     else
         return true;
     return false;
@@ -85,6 +108,6 @@ std::unique_ptr<VOXBus> CommandLine::openBus()
 
 int CommandLine::fail(const QString &problem) const
 {
-    printError(m_command, problem);
+    printError(m_description.name, problem);
     return WrongUse;
 }

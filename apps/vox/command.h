@@ -3,6 +3,7 @@
 
 #include <QCommandLineParser>
 #include <QStringList>
+#include <QVector>
 
 #include <memory>
 
@@ -14,6 +15,25 @@ struct Command
     QString name;
     QString summary;
     int (*run)(const QStringList &arguments);
+};
+
+/// What a command takes, for pages and completions made from it.
+struct CommandDescription
+{
+    struct Argument
+    {
+        QString syntax;
+        QString description;
+    };
+
+    /// Of @p command, without running it.
+    static CommandDescription of(const Command &command);
+
+    QString name;
+    QString description;
+    QString example;
+    QList<QCommandLineOption> options;
+    QVector<Argument> arguments;
 };
 
 /// The shared part of every command line: help, the bus, the form of the output, and errors in one line.
@@ -30,7 +50,8 @@ public:
     /// @p example is a command line that works against the example network.
     CommandLine(const QString &command, const QString &description, const QString &example, int options);
 
-    QCommandLineParser &parser() { return m_parser; }
+    const QCommandLineParser &parser() const { return m_parser; }
+    void addOptions(const QList<QCommandLineOption> &options);
     /// Adds a positional argument, for the help; @p syntax shows whether it may be left out.
     void addArgument(const QString &name, const QString &description, const QString &syntax);
 
@@ -51,8 +72,7 @@ public:
     int fail(const QString &problem) const;
 
 private:
-    QString m_command;
-    QString m_example;
+    CommandDescription m_description;
     QCommandLineParser m_parser;
     int m_exitCode = 0;
 };

@@ -1,37 +1,10 @@
-#include "vox/callcommand.h"
-#include "vox/command.h"
+#include "vox/commands.h"
 #include "vox/console.h"
-#include "vox/dailycommands.h"
-#include "vox/democommand.h"
-#include "vox/monitorcommand.h"
-#include "vox/replaycommand.h"
-#include "vox/scancommand.h"
-#include "vox/simcommand.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
-#include <algorithm>
-
 namespace {
-const QVector<Command> &commands()
-{
-    static const QVector<Command> all =
-        QVector<Command>{
-            {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"),
-             runDemo},
-            {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
-            {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
-            {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
-             runCall},
-            {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
-             runMonitor},
-            {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
-        }
-        + dailyCommands();
-    return all;
-}
-
 QString names()
 {
     QStringList list;
@@ -75,9 +48,7 @@ int run(const QStringList &arguments)
         printLine(QStringLiteral("vox ") + QCoreApplication::applicationVersion());
         return Success;
     }
-    const auto *const command =
-        std::find_if(commands().begin(), commands().end(), [&](const Command &c) { return c.name == name; });
-    if (command != commands().end())
+    if (const Command *command = findCommand(name))
         return command->run(arguments.mid(1));
     const QString problem = name.isEmpty() ? QStringLiteral("a command is missing")
                                            : QStringLiteral("unknown command '%1'").arg(name);

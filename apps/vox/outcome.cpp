@@ -1,8 +1,8 @@
 #include "vox/outcome.h"
 
 #include "messages/kvr.h"
-#include "vox/commandfields.h"
 #include "vox/console.h"
+#include "vox/line/commandfields.h"
 
 #include <QJsonDocument>
 

@@ -1,15 +1,58 @@
+// A product of one's own: its data sheet, a command that it lacks, and one that it answers in its own way.
+
+#include <KVRAck>
+#include <ProductStub>
 #include <QCoreApplication>
-#include <TB60LVStub>
 #include <VOXUdpBus>
+
+class AwningStub : public ProductStub
+{
+public:
+    AwningStub(unsigned int addr, VOXBus *bus)
+        : ProductStub(dataSheet(), addr, bus, nullptr)
+    {
+        setLimits(0, 2000);
+    }
+
+protected:
+    bool answerOwn(const VOXMessage &request, VOXReply *answer) override
+    {
+        // An awning that winks might hit somebody: it acknowledges, and stays where it is.
+        if (request.cmd() != KVR::CTRL_WINK)
+            return false;
+        *answer = KVRAck(*this, request);
+        return true;
+    }
+
+private:
+    static const DataSheet &dataSheet()
+    {
+        static const DataSheet sheet = {
+            VOX::NODETYPE_QM60,
+            200, // pulses per revolution
+            {
+                {5, 30, 30}, // rolling speeds: least, most, as delivered
+                {5, 30, 10}, // slow speed
+                {200, 20000, UnsetPosition}, // down limit
+                4, // intermediate positions
+                0, // locks of local inputs
+                {KVRMotor::ROLLER}, // app modes
+            },
+            {KVR::CTRL_NETWORK_LOCK, KVR::SET_NETWORK_LOCK},
+        };
+        return sheet;
+    }
+};
 
 int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     VOXUdpBus bus(QHostAddress::LocalHost, 4801, QHostAddress::LocalHost, 4800);
-    TB60LVStub motor(0x000001, &bus);
-    motor.setNodeLabel("Kitchen");
-    QObject::connect(&motor, &KVRMotorDevice::statusChanged, &motor, [&](const KVRMotor::Status &status) {
-        qInfo("state %u at %u pulses", status.state, motor.positionPulses());
+    AwningStub awning(0x000001, &bus);
+    awning.setNodeLabel("Terrace");
+    awning.setTimeScale(10);
+    QObject::connect(&awning, &KVRMotorDevice::statusChanged, &awning, [&](const KVRMotor::Status &status) {
+        qInfo("state %u at %u pulses", status.state, awning.positionPulses());
     });
-    return app.exec();
+    return bus.isOpen() ? app.exec() : 1;
 }

@@ -124,6 +124,11 @@ void VOX::voxtoh(const unsigned char *bytes, unsigned int &value)
     value = static_cast<unsigned int>(bytes[0] | bytes[1] << 8 | bytes[2] << 16);
 }
 
+QString VOX::version()
+{
+    return QStringLiteral(VOX_VERSION);
+}
+
 void VOX::registerMetaTypes()
 {
     static const bool once = [] {

@@ -46,6 +46,9 @@ public:
 
     VOX() = delete;
 
+    /// The version of the library that runs, such as 1.0.0.
+    static QString version();
+
     static QMetaEnum NodeTypeMetaEnum();
     static QMetaEnum AddrTypeMetaEnum();
     /// Always invalid.

@@ -1,8 +1,8 @@
 #include "messages/kvr.h"
 #include "messages/voxdatawriter.h"
 #include "proxies/kvrmotorproxy.h"
-#include "vox/commandfields.h"
-#include "vox/operation.h"
+#include "vox/host/operation.h"
+#include "vox/line/commandfields.h"
 
 #include <QtTest>
 

@@ -1,15 +1,19 @@
 #include <QFile>
+#include <QImage>
 #include <QProcess>
 #include <QtTest>
 
-/// What the README shows is what is compiled, and it works.
+/// What the README shows is what is compiled, and the examples work.
 class tst_Examples : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
     void readmeShowsTheExamples();
-    void hostFindsTheEmulatedMotor();
+    void hostsMeetEmulators_data();
+    void hostsMeetEmulators();
+    void serialPort();
+    void listOfNodes();
 };
 
 namespace {
@@ -18,33 +22,107 @@ QString contents(const QString &name)
     QFile file(QStringLiteral(VOX_SOURCE_DIR "/") + name);
     return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
 }
+
+/// A program that runs beside another one.
+struct Background
+{
+    QProcess process;
+
+    Background(const QString &program, const QStringList &arguments)
+    {
+        process.start(program, arguments);
+        process.waitForStarted();
+    }
+    ~Background()
+    {
+        process.kill();
+        process.waitForFinished();
+    }
+    /// The words of its first line.
+    QStringList readyWords()
+    {
+        process.waitForReadyRead(10000);
+        return QString::fromUtf8(process.readAllStandardOutput()).split(QRegularExpression("[ ,]"));
+    }
+};
+
+/// What an example says, if it ends well.
+QByteArray said(const QString &example, const QStringList &arguments = {})
+{
+    // Without the frames of a bus.
+    qputenv("QT_LOGGING_RULES", "vox.bus.debug=false");
+    QProcess process;
+    process.start(VOX_EXAMPLES_DIR "/example-" + example, arguments);
+    const bool isDone = process.waitForFinished() && process.exitCode() == 0;
+    return isDone ? process.readAllStandardError() : QByteArray();
+}
 }
 
 void tst_Examples::readmeShowsTheExamples()
 {
     const QString readme = contents("README.md");
-    for (const QString example : {"examples/host/main.cpp", "examples/emulator/main.cpp"}) {
+    for (const QString example : {"examples/hello-host/main.cpp", "examples/hello-emulator/main.cpp"}) {
         QVERIFY(!contents(example).isEmpty());
         QVERIFY2(readme.contains("```cpp\n" + contents(example) + "```"), qPrintable(example));
     }
 }
 
-void tst_Examples::hostFindsTheEmulatedMotor()
+void tst_Examples::hostsMeetEmulators_data()
 {
-    QProcess emulator;
-    emulator.start(VOX_EXAMPLES_DIR "/example-emulator", QStringList());
-    QVERIFY(emulator.waitForStarted());
+    QTest::addColumn<QString>("emulator");
+    QTest::addColumn<QString>("host");
+    QTest::addColumn<QByteArray>("expected");
+    QTest::newRow("hello") << "hello-emulator"
+                           << "hello-host" << QByteArray("state 0, error 0\n");
+    QTest::newRow("a product of one's own")
+        << "emulator"
+        << "host"
+        << QByteArray("found 000001\nat 1000 pulses, 50 %\nrefused: IP_NOT_SET\nno answer: No reply within "
+                      "the time-out\n");
+}
+
+void tst_Examples::hostsMeetEmulators()
+{
+    QFETCH(QString, emulator);
+    QFETCH(QString, host);
+    QFETCH(QByteArray, expected);
+    const Background background(VOX_EXAMPLES_DIR "/example-" + emulator, {});
     // The emulator says nothing when it is up, so the host asks until it is.
-    const auto isAnswered = [] {
-        QProcess host;
-        host.start(VOX_EXAMPLES_DIR "/example-host", QStringList());
-        return host.waitForFinished() && host.exitCode() == 0
-            && host.readAllStandardError().contains("state 0, error 0");
-    };
-    QTRY_VERIFY(isAnswered());
-    QCOMPARE(emulator.state(), QProcess::Running);
-    emulator.kill();
-    emulator.waitForFinished();
+    QByteArray actual;
+    QTRY_VERIFY((actual = said(host)) == expected);
+    QCOMPARE(background.process.state(), QProcess::Running);
+}
+
+void tst_Examples::serialPort()
+{
+    Background simulation(
+        VOX_PROGRAM, {"sim", "--bus", "pty:", "--config", VOX_SOURCE_DIR "/examples/network/floor.json"});
+    const QString port = simulation.readyWords().value(1).mid(int(qstrlen("serial://")));
+    QCOMPARE(said("serial", {port, "000102"}), QByteArray("Stage curtain\n"));
+    QCOMPARE(said("serial", {port, "00dead"}), QByteArray());
+}
+
+void tst_Examples::listOfNodes()
+{
+    Background simulation(VOX_PROGRAM, {"sim", "--config", VOX_SOURCE_DIR "/examples/network/floor.json"});
+    QCOMPARE(simulation.readyWords().value(0), QString("ready"));
+    const QTemporaryDir folder;
+    const QString picture = folder.filePath("list.png");
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
+    said("qml-list", {picture});
+    const QImage image(picture);
+    QCOMPARE(image.size(), QSize(360, 220));
+    // A quarter, nothing, all the way, nothing.
+    QList<int> widths;
+    for (int row = 0; row < 4; ++row) {
+        int width = 0;
+        for (int x = 190; x < 340; ++x)
+            width += image.pixelColor(x, row * 55 + 27) == QColor("#3b6ea5") ? 1 : 0;
+        widths += width;
+    }
+    QVERIFY2(qAbs(widths.at(0) - 37) <= 1 && widths.at(1) == 0 && widths.at(2) == 150 && widths.at(3) == 0,
+             "the bars show something else");
 }
 
 QTEST_GUILESS_MAIN(tst_Examples)

@@ -1,7 +1,7 @@
 #include "devices/kvrdevice.h"
 #include "support/frames.h"
 #include "support/udppair.h"
-#include "vox/faultbus.h"
+#include "vox/sim/faultbus.h"
 
 #include <QtTest>
 #include <QUdpSocket>

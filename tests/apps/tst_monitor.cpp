@@ -1,8 +1,8 @@
 #include "support/frames.h"
 #include "transport/voxbus.h"
-#include "vox/framescanner.h"
-#include "vox/linestatistics.h"
-#include "vox/pcapfile.h"
+#include "vox/line/framescanner.h"
+#include "vox/line/linestatistics.h"
+#include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
 #include <QtTest>

@@ -1,9 +1,9 @@
 #include "devices/kvrmotordevice.h"
 #include "support/frames.h"
-#include "vox/networkfile.h"
-#include "vox/nodesettings.h"
-#include "vox/simulation.h"
-#include "vox/statefile.h"
+#include "vox/sim/networkfile.h"
+#include "vox/sim/nodesettings.h"
+#include "vox/sim/simulation.h"
+#include "vox/sim/statefile.h"
 
 #include <QJsonDocument>
 #include <QtTest>

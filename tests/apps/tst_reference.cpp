@@ -1,9 +1,9 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "support/frames.h"
-#include "vox/commandfields.h"
-#include "vox/commandreference.h"
-#include "vox/pcapfile.h"
+#include "vox/line/commandfields.h"
+#include "vox/line/commandreference.h"
+#include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
 #include <QtTest>
@@ -17,6 +17,7 @@ class tst_Reference : public QObject
 
 private Q_SLOTS:
     void filesAreAsGenerated();
+    void workedBytesAreRight();
     void dissectorAndMonitorAgree();
 };
 
@@ -130,6 +131,24 @@ void tst_Reference::filesAreAsGenerated()
     }
     QVERIFY2(read(page) == commandPage(), "VOX_UPDATE=1 tst_reference writes it anew");
     QVERIFY2(script == generated, "VOX_UPDATE=1 tst_reference writes it anew");
+}
+
+// A frame of the page is there in both forms.
+void tst_Reference::workedBytesAreRight()
+{
+    QByteArrayList names;
+    LineItem item;
+    for (const QByteArray &text : read(Folder + "docs/protocol.md").split('\n')) {
+        const QByteArray bytes = QByteArray::fromHex(text.mid(13));
+        if (text.startsWith("    line ")) {
+            item = LineItem::of(bytes, 0);
+            QVERIFY2(item.verdict == LineItem::Intact, text);
+            names += VOX::toString(item.frame.cmd()).toLatin1();
+        } else if (text.startsWith("    logical ")) {
+            QCOMPARE(bytes, item.frame.data());
+        }
+    }
+    QCOMPARE(names.join(' '), QByteArray("GET_MOTOR_LIMITS POST_MOTOR_LIMITS"));
 }
 
 void tst_Reference::dissectorAndMonitorAgree()

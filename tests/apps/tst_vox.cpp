@@ -30,6 +30,11 @@ private Q_SLOTS:
     void simulationEndsOnSignals_data();
     void simulationEndsOnSignals();
     void everyCommandHasHelp();
+    void bashCompletes_data();
+    void bashCompletes();
+    void theManualNamesEveryCommand();
+    void guidesWork_data();
+    void guidesWork();
 
 private:
     struct Result
@@ -463,6 +468,75 @@ void tst_Vox::everyCommandHasHelp()
                 && result.out.contains("\nExample: vox "));
         QVERIFY(run({"--help"}).out.contains(command.toLatin1()));
     }
+}
+
+void tst_Vox::bashCompletes_data()
+{
+    QTest::addColumn<QByteArray>("found");
+    QTest::newRow("vox mon") << QByteArray("monitor");
+    QTest::newRow("vox sim --st") << QByteArray("--state");
+    QTest::newRow("vox call 000101 ctrlMoveT") << QByteArray("ctrlMoveTo");
+    QTest::newRow("vox call --json 000101 ctrlMoveTo MOVETO_PE") << QByteArray("MOVETO_PERCENT");
+    QTest::newRow("vox monitor --command SET_NODE_L") << QByteArray("SET_NODE_LABEL");
+    QTest::newRow("vox sim --node MA") << QByteArray("MARLO@");
+    QTest::newRow("vox move 000101 d") << QByteArray("down");
+    QTest::newRow("vox sim --config ex") << QByteArray();
+    QTest::newRow("vox fly ") << QByteArray();
+}
+
+void tst_Vox::bashCompletes()
+{
+    QFETCH(QByteArray, found);
+    const QString line = QTest::currentDataTag();
+    const QString script =
+        QString("source '%1'; COMP_LINE='%2'; COMP_WORDS=(%2); %4 COMP_CWORD=$((${#COMP_WORDS[@]} - 1));"
+                "COMP_POINT=${#COMP_LINE}; vox() { '%3' \"$@\"; }; _vox; printf '%s' \"${COMPREPLY[*]}\"")
+            .arg(VOX_SOURCE_DIR "/share/completion/vox.bash", line, program(),
+                 line.endsWith(' ') ? "COMP_WORDS+=('');" : "");
+    QProcess bash;
+    bash.start("bash", {"-c", script});
+    QVERIFY(bash.waitForFinished());
+    QCOMPARE(bash.readAllStandardOutput(), found);
+}
+
+void tst_Vox::theManualNamesEveryCommand()
+{
+    const QByteArray page = run({"man"}).out;
+    QVERIFY(page.startsWith(".TH VOX 1 "));
+    for (const QByteArray command : {"demo", "sim", "replay", "goto"})
+        QVERIFY2(page.contains("\n.SS \"vox " + command + " [options]"), command);
+    QVERIFY(page.contains("\n\\fB\\-\\-state\\fR \\fIFILE\\fR\n"));
+}
+
+void tst_Vox::guidesWork_data()
+{
+    QTest::addColumn<QString>("command");
+    for (const QString guide : {"docs/installer.md", "docs/tester.md"}) {
+        QFile file(QStringLiteral(VOX_SOURCE_DIR "/") + guide);
+        QVERIFY(file.open(QIODevice::ReadOnly));
+        for (const QString &line : QString::fromUtf8(file.readAll()).split('\n')) {
+            // What runs until it is interrupted has tests of its own, as has what is shown with its output.
+            if (line.startsWith("    vox ")
+                && !line.contains(QRegularExpression(" (sim|monitor|replay|demo) "))
+                && !line.contains("--bus"))
+                QTest::addRow("%s:%s", qPrintable(guide), qPrintable(line)) << line.trimmed();
+        }
+    }
+}
+
+void tst_Vox::guidesWork()
+{
+    QFETCH(QString, command);
+    static const Simulation simulation(
+        {"--config", VOX_SOURCE_DIR "/examples/network/floor.json", "--speed", "100"});
+    QVERIFY(simulation.isReady);
+    QProcess bash;
+    QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
+    environment.insert("VOX_BUS", simulation.hostUrl);
+    bash.setProcessEnvironment(environment);
+    bash.start("bash", {"-c", QString("vox() { '%1' \"$@\"; }; %2").arg(program(), command)});
+    QVERIFY(bash.waitForFinished());
+    QVERIFY2(bash.exitCode() == 0, bash.readAllStandardError());
 }
 
 QTEST_GUILESS_MAIN(tst_Vox)

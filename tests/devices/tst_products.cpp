@@ -8,8 +8,8 @@
 #include "proxies/kvrmotorproxy.h"
 #include "support/watching.h"
 #include "support/wire.h"
-#include "vox/nodesettings.h"
-#include "vox/operation.h"
+#include "vox/host/operation.h"
+#include "vox/sim/nodesettings.h"
 
 /// What each product refuses, what it answers in its own way, and the settings that all motors share.
 class tst_Products : public QObject

@@ -6,7 +6,7 @@
 #include "support/udppair.h"
 #include "support/watching.h"
 #include "transport/voxmcastbus.h"
-#include "vox/discovery.h"
+#include "vox/host/discovery.h"
 
 #include <QtTest>
 #include <QUdpSocket>

@@ -1,0 +1,41 @@
+#include "vox/commands.h"
+
+#include "vox/completecommand.h"
+#include "vox/host/callcommand.h"
+#include "vox/host/dailycommands.h"
+#include "vox/host/democommand.h"
+#include "vox/host/scancommand.h"
+#include "vox/line/monitorcommand.h"
+#include "vox/line/replaycommand.h"
+#include "vox/mancommand.h"
+#include "vox/sim/simcommand.h"
+
+#include <algorithm>
+
+const QVector<Command> &commands()
+{
+    static const QVector<Command> all =
+        QVector<Command>{
+            {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"),
+             runDemo},
+            {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
+            {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
+            {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
+             runCall},
+            {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
+             runMonitor},
+            {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+        }
+        + dailyCommands();
+    return all;
+}
+
+const Command *findCommand(const QString &name)
+{
+    static const QVector<Command> all = commands()
+        + QVector<Command>{{QStringLiteral("complete"), QString(), runComplete},
+                           {QStringLiteral("man"), QString(), runMan}};
+    const auto *const found =
+        std::find_if(all.begin(), all.end(), [&](const Command &c) { return c.name == name; });
+    return found == all.end() ? nullptr : found;
+}

@@ -1,0 +1,46 @@
+#include "vox/host/callcommand.h"
+
+#include "proxies/kvrmotorproxy.h"
+#include "transport/voxbus.h"
+#include "vox/address.h"
+#include "vox/command.h"
+#include "vox/host/operation.h"
+#include "vox/outcome.h"
+
+int runCall(const QStringList &arguments)
+{
+    const QString operations = Operation::names().join(QLatin1String(", "));
+    CommandLine line(QStringLiteral("call"),
+                     QStringLiteral("Calls one operation of a node and prints its reply. Arguments of an "
+                                    "enumeration are its key names or numbers.\n\nOperations: %1")
+                         .arg(operations),
+                     QStringLiteral("vox call 000101 getMotorStatus"),
+                     CommandLine::BusOption | CommandLine::JsonOption);
+    line.addArgument(QStringLiteral("address"), QStringLiteral("Six hexadecimal digits."),
+                     QStringLiteral("ADDRESS"));
+    line.addArgument(QStringLiteral("operation"), QStringLiteral("Its name."), QStringLiteral("OPERATION"));
+    line.addArgument(QStringLiteral("argument"), QStringLiteral("As the operation takes them."),
+                     QStringLiteral("[ARGUMENT...]"));
+    if (!line.parse(arguments))
+        return line.exitCode();
+    const QStringList words = line.words();
+    if (words.size() < 2)
+        return line.fail(
+            QStringLiteral("ADDRESS and OPERATION are wanted; operations are %1").arg(operations));
+
+    QString problem;
+    unsigned int addr = 0;
+    Operation operation;
+    const QStringList operands = words.mid(2);
+    if (!readNodeAddr(words.at(0), &addr, &problem)
+        || !Operation::find(words.at(1), operands.size(), &operation, &problem)
+        || !operation.setArguments(operands, &problem))
+        return line.fail(problem);
+    const std::unique_ptr<VOXBus> bus = line.openBus();
+    if (!bus)
+        return line.exitCode();
+    KVRMotorProxy proxy(addr, bus.get());
+    const BusPendingCall call = operation.call(proxy);
+    call.waitForFinished();
+    return Outcome(call).print(QStringLiteral("call"), line.isJson());
+}

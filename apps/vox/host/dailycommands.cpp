@@ -1,0 +1,353 @@
+#include "vox/host/dailycommands.h"
+
+#include "messages/kvr.h"
+#include "proxies/kvrbcastproxy.h"
+#include "transport/voxbus.h"
+#include "vox/console.h"
+#include "vox/host/follow.h"
+#include "vox/host/target.h"
+#include "vox/outcome.h"
+
+#include <QJsonArray>
+
+#include <functional>
+
+namespace {
+constexpr int MaxWord = 0xffff;
+constexpr int MaxByte = 0xff;
+const QString TargetHelp = QStringLiteral("An address of six hexadecimal digits.");
+const QString ManyHelp = QStringLiteral("An address of six hexadecimal digits, group:ADDRESS, or all.");
+
+bool readNumber(const QString &text, int most, int *number)
+{
+    bool isNumber = false;
+    *number = text.toInt(&isNumber);
+    return isNumber && *number >= 0 && *number <= most;
+}
+
+/// The line of a command: whom it is for, and what the options and words behind that say.
+struct Daily
+{
+    CommandLine line;
+    Target target;
+    std::unique_ptr<VOXBus> bus;
+
+    Daily(const char *name, const char *description, const char *example, bool forMany)
+        : line(QLatin1String(name), QString::fromLatin1(description), QLatin1String(example),
+               CommandLine::BusOption | CommandLine::JsonOption)
+        , m_name(QLatin1String(name))
+        , m_forMany(forMany)
+    {
+        line.addArgument(QStringLiteral("target"), forMany ? ManyHelp : TargetHelp,
+                         forMany ? QStringLiteral("TARGET") : QStringLiteral("ADDRESS"));
+    }
+
+    const QString &name() const { return m_name; }
+    QString word(int index) const { return line.words().value(index); }
+
+    /// False if the command is not to go on; exitCode is then the program's.
+    bool parse(const QStringList &arguments, int least, int most)
+    {
+        if (!line.parse(arguments, least + 1, most + 1))
+            return stop(line.exitCode());
+        QString problem;
+        if (!Target::read(word(0), &target, &problem))
+            return stop(line.fail(problem));
+        if (!m_forMany && target.type != VOX::P2P)
+            return stop(line.fail(QStringLiteral("'%1' goes to one node at a time").arg(m_name)));
+        return true;
+    }
+    bool open()
+    {
+        bus = line.openBus();
+        return bus || stop(line.exitCode());
+    }
+
+    /// Sends it to a node, a group or all, by the proxy for that.
+    template <typename Send>
+    int send(const Send &send)
+    {
+        if (!open())
+            return exitCode;
+        if (target.type == VOX::P2P) {
+            KVRMotorProxy proxy(target.addr, bus.get());
+            return finish(send(proxy));
+        }
+        if (target.type == VOX::GROUP) {
+            KVRGroupProxy proxy(target.addr, bus.get());
+            return collect(send(proxy));
+        }
+        KVRBCastProxy proxy(bus.get());
+        return collect(send(proxy));
+    }
+
+    int finish(const BusPendingCall &call) const
+    {
+        call.waitForFinished();
+        return Outcome(call).print(m_name, line.isJson());
+    }
+
+    int exitCode = Success;
+
+private:
+    bool stop(int code)
+    {
+        exitCode = code;
+        return false;
+    }
+
+    /// Nobody is asked to answer; who refuses all the same is named.
+    int collect(const BusPendingCall &call) const
+    {
+        call.waitForFinished();
+        QJsonArray refusals;
+        const QList<BusMessage> replies = call.replies();
+        for (const VOXMessage reply : replies) {
+            const QString status = KVR::toString(KVR::getNackReply(reply));
+            const QString addr = VOX::toString(reply.srcAddr(false));
+            refusals += QJsonObject{{QStringLiteral("address"), addr}, {QStringLiteral("status"), status}};
+            if (!line.isJson())
+                printLine(QStringLiteral("%1 NACK %2").arg(addr, status));
+        }
+        if (call.isError())
+            return Outcome(call).print(m_name, line.isJson());
+        if (line.isJson())
+            printJson({{QStringLiteral("sent"), true}, {QStringLiteral("refusals"), refusals}});
+        else
+            printLine(QStringLiteral("sent"));
+        return Success;
+    }
+
+    QString m_name;
+    bool m_forMany;
+};
+
+int runMove(const QStringList &arguments)
+{
+    Daily daily("move", "Moves up or down for a time.", "vox move 000101 down --time 2000", true);
+    daily.line.addArgument(QStringLiteral("direction"), QStringLiteral("up or down."),
+                           QStringLiteral("DIRECTION"));
+    const QCommandLineOption time(QStringLiteral("time"),
+                                  QStringLiteral("For how long; 10 to 2550 ms, 1000 without it."),
+                                  QStringLiteral("MS"), QStringLiteral("1000"));
+    const QCommandLineOption slow(QStringLiteral("slow"), QStringLiteral("At the slow speed."));
+    daily.line.addOptions({time, slow});
+    if (!daily.parse(arguments, 1, 1))
+        return daily.exitCode;
+    constexpr int UnitMs = 10;
+    int timeMs = 0;
+    const bool isUp = daily.word(1) == QLatin1String("up");
+    if (!isUp && daily.word(1) != QLatin1String("down"))
+        return daily.line.fail(QStringLiteral("'%1' is neither up nor down").arg(daily.word(1)));
+    if (!readNumber(daily.line.parser().value(time), MaxByte * UnitMs, &timeMs) || timeMs < UnitMs)
+        return daily.line.fail(QStringLiteral("--time is to be a number from 10 to 2550"));
+    const KVRMotor::SpeedType speed = daily.line.parser().isSet(slow) ? KVRMotor::SPEED_SLOW
+        : isUp                                                        ? KVRMotor::SPEED_UP
+                                                                      : KVRMotor::SPEED_DOWN;
+    return daily.send([&](auto &proxy) {
+        return proxy.ctrlMove(isUp ? KVRMotor::MOVE_UP : KVRMotor::MOVE_DOWN,
+                              static_cast<quint8>(timeMs / UnitMs), speed);
+    });
+}
+
+int runStop(const QStringList &arguments)
+{
+    Daily daily("stop", "Stops a motor where it is.", "vox stop all", true);
+    if (!daily.parse(arguments, 0, 0))
+        return daily.exitCode;
+    return daily.send([](auto &proxy) { return proxy.ctrlStop(); });
+}
+
+int runWink(const QStringList &arguments)
+{
+    Daily daily("wink", "Lets a motor show which one it is.", "vox wink 000101", true);
+    if (!daily.parse(arguments, 0, 0))
+        return daily.exitCode;
+    return daily.send([](auto &proxy) { return proxy.ctrlWink(); });
+}
+
+/// Where vox goto goes to: "up", "down", "50%", "ip:3" or pulses.
+bool readPlace(const QString &text, KVRMotor::MoveToFunction *function, int *value)
+{
+    constexpr int MaxPercent = 100;
+    const QString ipPrefix = QStringLiteral("ip:");
+    *value = 0;
+    if (text == QLatin1String("up") || text == QLatin1String("down")) {
+        *function = text == QLatin1String("up") ? KVRMotor::MOVETO_UP_LIMIT : KVRMotor::MOVETO_DOWN_LIMIT;
+        return true;
+    }
+    if (text.endsWith(QLatin1Char('%'))) {
+        *function = KVRMotor::MOVETO_PERCENT;
+        return readNumber(text.chopped(1), MaxPercent, value);
+    }
+    if (text.startsWith(ipPrefix)) {
+        *function = KVRMotor::MOVETO_IP;
+        return readNumber(text.mid(ipPrefix.size()), MaxByte, value);
+    }
+    *function = KVRMotor::MOVETO_PULSES;
+    return readNumber(text, MaxWord, value);
+}
+
+int runGoto(const QStringList &arguments)
+{
+    Daily daily("goto",
+                "Moves to a position, and with --wait shows the way until the motor has arrived; Ctrl-C "
+                "then stops the motor first.",
+                "vox goto 000101 50% --wait", true);
+    daily.line.addArgument(
+        QStringLiteral("position"),
+        QStringLiteral("up, down, percent (50%), pulses (1200) or an intermediate position "
+                       "(ip:2)."),
+        QStringLiteral("POSITION"));
+    const QCommandLineOption wait(QStringLiteral("wait"),
+                                  QStringLiteral("Wait until the motor has arrived."));
+    daily.line.addOptions({wait});
+    if (!daily.parse(arguments, 1, 1))
+        return daily.exitCode;
+    KVRMotor::MoveToFunction function = KVRMotor::MOVETO_PULSES;
+    int value = 0;
+    if (!readPlace(daily.word(1), &function, &value))
+        return daily.line.fail(
+            QStringLiteral("'%1' is no position: up, down, 0% to 100%, ip:1 and pulses are")
+                .arg(daily.word(1)));
+    const bool isWaiting = daily.line.parser().isSet(wait);
+    if (isWaiting && daily.target.type != VOX::P2P)
+        return daily.line.fail(QStringLiteral("--wait is for one node at a time"));
+    const int sent =
+        daily.send([&](auto &proxy) { return proxy.ctrlMoveTo(function, static_cast<quint16>(value)); });
+    if (!isWaiting || sent != Success)
+        return sent;
+    KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
+    return followUntilRest(proxy, daily.line.isJson());
+}
+
+int runLockCommand(const QStringList &arguments, const char *name, const char *description,
+                   const char *example, KVRMotor::NetworkLockFunction function)
+{
+    Daily daily(name, description, example, false);
+    const QCommandLineOption priority(
+        QStringLiteral("priority"),
+        QStringLiteral("0 to 255, 100 without it; a lock of a higher one is not touched."),
+        QStringLiteral("PRIORITY"), QStringLiteral("100"));
+    daily.line.addOptions({priority});
+    if (!daily.parse(arguments, 0, 0))
+        return daily.exitCode;
+    int value = 0;
+    if (!readNumber(daily.line.parser().value(priority), MaxByte, &value))
+        return daily.line.fail(QStringLiteral("--priority is to be a number from 0 to 255"));
+    return daily.send(
+        [&](auto &proxy) { return proxy.ctrlNetworkLock(function, 0, static_cast<quint8>(value)); });
+}
+
+int runLock(const QStringList &arguments)
+{
+    return runLockCommand(arguments, "lock", "Locks a motor where it is.", "vox lock 000101",
+                          KVRMotor::LOCK_HERE);
+}
+
+int runUnlock(const QStringList &arguments)
+{
+    return runLockCommand(arguments, "unlock", "Releases the lock of a motor.",
+                          "vox unlock 000103 --priority 200", KVRMotor::LOCK_RELEASE);
+}
+
+int runQuery(const QStringList &arguments, const char *name, const char *description, const char *example,
+             BusPendingCall (KVRMotorProxy::*query)())
+{
+    Daily daily(name, description, example, false);
+    if (!daily.parse(arguments, 0, 0))
+        return daily.exitCode;
+    return daily.send([&](KVRMotorProxy &proxy) { return (proxy.*query)(); });
+}
+
+int runStatus(const QStringList &arguments)
+{
+    return runQuery(arguments, "status", "What a motor is doing, and why.", "vox status 000101",
+                    &KVRMotorProxy::getMotorStatus);
+}
+
+int runPosition(const QStringList &arguments)
+{
+    return runQuery(arguments, "position", "Where a motor stands.", "vox position 000101",
+                    &KVRMotorProxy::getMotorPosition);
+}
+
+int runLimits(const QStringList &arguments)
+{
+    return runQuery(arguments, "limits", "The end limits of a motor.", "vox limits 000101",
+                    &KVRMotorProxy::getMotorLimits);
+}
+
+int runLabel(const QStringList &arguments)
+{
+    Daily daily("label", "Reads the label of a node, or writes it.", "vox label 000101", false);
+    daily.line.addArgument(QStringLiteral("text"), QStringLiteral("Up to 16 characters of Latin-1."),
+                           QStringLiteral("[TEXT]"));
+    if (!daily.parse(arguments, 0, 1))
+        return daily.exitCode;
+    constexpr int LabelWidth = 16;
+    const QByteArray label = daily.word(1).toLatin1();
+    if (label.size() > LabelWidth || QString::fromLatin1(label) != daily.word(1))
+        return daily.line.fail(QStringLiteral("a label has up to 16 characters of Latin-1"));
+    const bool isWriting = daily.line.words().size() > 1;
+    return daily.send(
+        [&](KVRMotorProxy &proxy) { return isWriting ? proxy.setNodeLabel(label) : proxy.getNodeLabel(); });
+}
+
+/// Everything that a node tells of itself; one that is no motor refuses a part of it.
+int runInfo(const QStringList &arguments)
+{
+    Daily daily("info", "All that a node tells of itself.", "vox info 000101", false);
+    if (!daily.parse(arguments, 0, 0) || !daily.open())
+        return daily.exitCode;
+    KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
+    const BusPendingCall first = proxy.getNodeLabel();
+    first.waitForFinished();
+    if (Outcome(first).exitCode() != Success)
+        return Outcome(first).print(daily.name(), daily.line.isJson());
+    QJsonObject all = Outcome(first).toJson();
+    all.remove(QStringLiteral("command"));
+    QJsonObject fields = all.value(QStringLiteral("fields")).toObject();
+    const std::pair<const char *, BusPendingCall> queries[] = {
+        {"serial", proxy.getNodeSerialNumber()},       {"appVersion", proxy.getNodeAppVersion()},
+        {"stackVersion", proxy.getNodeStackVersion()}, {"status", proxy.getMotorStatus()},
+        {"position", proxy.getMotorPosition()},        {"limits", proxy.getMotorLimits()},
+        {"speeds", proxy.getMotorRollingSpeed()},      {"networkLock", proxy.getNetworkLock()},
+    };
+    if (!daily.line.isJson())
+        printLine(QStringLiteral("%1 %2 %3")
+                      .arg(all.value(QStringLiteral("address")).toString(),
+                           all.value(QStringLiteral("type")).toString(),
+                           fields.value(QStringLiteral("label")).toString()));
+    for (const auto &[name, call] : queries) {
+        call.waitForFinished();
+        const Outcome outcome(call);
+        if (outcome.exitCode() != Success)
+            continue;
+        fields.insert(QLatin1String(name), fieldsOf(outcome.reply()));
+        if (!daily.line.isJson())
+            outcome.print(daily.name(), false);
+    }
+    all.insert(QStringLiteral("fields"), fields);
+    if (daily.line.isJson())
+        printJson(all);
+    return Success;
+}
+}
+
+QVector<Command> dailyCommands()
+{
+    return {
+        {QStringLiteral("move"), QStringLiteral("moves up or down for a time"), runMove},
+        {QStringLiteral("stop"), QStringLiteral("stops a motor"), runStop},
+        {QStringLiteral("goto"), QStringLiteral("moves to a position"), runGoto},
+        {QStringLiteral("wink"), QStringLiteral("lets a motor show which one it is"), runWink},
+        {QStringLiteral("lock"), QStringLiteral("locks a motor where it is"), runLock},
+        {QStringLiteral("unlock"), QStringLiteral("releases a lock"), runUnlock},
+        {QStringLiteral("status"), QStringLiteral("what a motor is doing"), runStatus},
+        {QStringLiteral("position"), QStringLiteral("where a motor stands"), runPosition},
+        {QStringLiteral("limits"), QStringLiteral("the end limits of a motor"), runLimits},
+        {QStringLiteral("label"), QStringLiteral("reads or writes a label"), runLabel},
+        {QStringLiteral("info"), QStringLiteral("all that a node tells of itself"), runInfo},
+    };
+}

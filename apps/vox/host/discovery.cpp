@@ -1,0 +1,35 @@
+#include "vox/host/discovery.h"
+
+#include "framework/busobject.h"
+#include "messages/kvr.h"
+#include "messages/voxcall.h"
+#include "transport/voxbus.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+constexpr unsigned int HostAddr = 0x0f010000;
+constexpr unsigned int PeriodMs = 255;
+constexpr unsigned int AddrMask = 0xffffff;
+}
+
+BusPendingCall discoverNodes(VOXBus &bus)
+{
+    return BusObject(&bus, nullptr)
+        .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), HostAddr, VOX::BCAST, PeriodMs));
+}
+
+QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
+{
+    QVector<unsigned int> addrs;
+    const QList<BusMessage> replies = discovery.replies();
+    for (const VOXMessage reply : replies) {
+        if (reply.cmd() == KVR::POST_NODE_ADDR)
+            addrs += reply.srcAddr(true);
+    }
+    std::sort(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
+        return std::pair(a & AddrMask, a) < std::pair(b & AddrMask, b);
+    });
+    return addrs;
+}

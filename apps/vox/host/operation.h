@@ -1,0 +1,36 @@
+#ifndef OPERATION_H
+#define OPERATION_H
+
+#include "framework/buspendingcall.h"
+
+#include <QMetaMethod>
+#include <QStringList>
+#include <QVariant>
+#include <QVector>
+
+class KVRMotorProxy;
+
+/// An operation of the motor proxy, or of the standard proxy that it derives from, found by its name.
+class Operation
+{
+public:
+    static QStringList names();
+    /// What the argument at @p index of the operation @p name may be, if that is one of an enumeration.
+    static QStringList keys(const QString &name, int index);
+    /// The form of @p name that takes @p argumentCount arguments. If there is none, false, and @p problem
+    /// says what is accepted.
+    static bool find(const QString &name, int argumentCount, Operation *operation, QString *problem);
+
+    /// Takes the arguments as they were typed. False if one does not fit its parameter.
+    bool setArguments(const QStringList &arguments, QString *problem);
+    BusPendingCall call(KVRMotorProxy &proxy) const;
+
+    /// Name and parameters, for people.
+    QString usage() const;
+
+private:
+    QMetaMethod m_method;
+    QVector<QVariant> m_arguments;
+};
+
+#endif

@@ -1,0 +1,161 @@
+#include "vox/line/commandreference.h"
+
+#include "messages/hrmv2.h"
+#include "messages/kvr.h"
+#include "vox/line/commandfields.h"
+
+#include <QMap>
+#include <QStringList>
+
+namespace {
+using Table = QHash<unsigned char, VOXCmdInfo>;
+/// Names by value, of an enumeration.
+using Keys = QMap<int, QString>;
+
+constexpr int LastCommand = 0xff;
+
+QString hex(int value)
+{
+    return QStringLiteral("%1").arg(value, 2, 16, QLatin1Char('0'));
+}
+
+QString nameOf(unsigned char cmd)
+{
+    return KVR::findCmd(cmd).isValid() ? VOX::toString(cmd) : HRMv2::toString(cmd);
+}
+
+/// By name, those that fields use.
+QMap<QString, Keys> enumerations()
+{
+    QMap<QString, Keys> found;
+    for (int cmd = 0; cmd <= LastCommand; ++cmd) {
+        const QVector<CommandField> fields = commandFields(static_cast<unsigned char>(cmd));
+        for (const CommandField &field : fields) {
+            for (int value = 0; *field.enumeration != '\0' && value <= LastCommand; ++value) {
+                const QString key = enumerationKey(field, value);
+                if (!key.isEmpty())
+                    found[QLatin1String(field.enumeration)].insert(value, key);
+            }
+        }
+    }
+    return found;
+}
+
+QString kindOf(const CommandField &field)
+{
+    static const char *const names[] = {"number", "flag", "address", "text", "letter", "bytes"};
+    return QLatin1String(names[field.kind]);
+}
+
+QString describe(const CommandField &field)
+{
+    const QString name = QStringLiteral("`%1`").arg(QLatin1String(field.name));
+    if (*field.enumeration != '\0')
+        return QStringLiteral("%1 [%2](#%3)")
+            .arg(name, QLatin1String(field.enumeration), QString::fromLatin1(field.enumeration).toLower());
+    QString text = QStringLiteral("%1 %2").arg(name, kindOf(field));
+    if (field.width > 1 && field.kind != CommandField::Address)
+        text += QStringLiteral(" of %1 bytes").arg(field.width);
+    return *field.unit == '\0' ? text : QStringLiteral("%1, %2").arg(text, QLatin1String(field.unit));
+}
+
+QString addressing(unsigned char options)
+{
+    QStringList words;
+    if ((options & VOX::P2P) != 0)
+        words += QStringLiteral("node");
+    if ((options & VOX::GROUP) != 0)
+        words += QStringLiteral("group");
+    if ((options & VOX::BCAST) != 0)
+        words += QStringLiteral("all");
+    return words.join(QStringLiteral(", "));
+}
+
+QString section(const QString &title, const Table &table)
+{
+    QString text = QStringLiteral("\n## %1\n\n| Id | Command | Frame | Sent to | Answer | Data |\n"
+                                  "| --- | --- | --- | --- | --- | --- |\n")
+                       .arg(title);
+    QList<unsigned char> ids = table.keys();
+    std::sort(ids.begin(), ids.end());
+    for (const unsigned char id : qAsConst(ids)) {
+        const VOXCmdInfo info = table.value(id);
+        QStringList fields;
+        const QVector<CommandField> known = commandFields(id);
+        for (const CommandField &field : known)
+            fields += describe(field);
+        text += QStringLiteral("| %1 | `%2` | %3 | %4 | %5 | %6 |\n")
+                    .arg(hex(id), nameOf(id))
+                    .arg(info.size() & 0x1f)
+                    .arg(addressing(info.options()),
+                         info.reply() == 0 ? QString() : QStringLiteral("`%1`").arg(nameOf(info.reply())),
+                         fields.join(QStringLiteral("; ")));
+    }
+    return text;
+}
+
+/// Of the older set, what only it has.
+Table olderOnly()
+{
+    Table table = HRMv2::cmds();
+    for (const unsigned char id : HRMv2::cmds().keys()) {
+        if (KVR::findCmd(id).isValid())
+            table.remove(id);
+    }
+    return table;
+}
+
+QString luaFields(unsigned char cmd)
+{
+    QStringList fields;
+    const QVector<CommandField> known = commandFields(cmd);
+    for (const CommandField &field : known)
+        fields += QStringLiteral("{\"%1\", \"%2\", %3, \"%4\", \"%5\"}")
+                      .arg(QLatin1String(field.name), kindOf(field))
+                      .arg(field.width)
+                      .arg(QLatin1String(field.unit), QLatin1String(field.enumeration));
+    return fields.join(QStringLiteral(", "));
+}
+}
+
+QByteArray commandPage()
+{
+    QString page =
+        QStringLiteral("# Commands\n\n"
+                       "What the frame of each command holds, in the order of its bytes; numbers are "
+                       "little-endian. `vox call`, `vox\n"
+                       "monitor` and the dissector in `share/wireshark` read the table that this page is "
+                       "made from. The frame's length\n"
+                       "is in bytes, header and check value included; some replies are longer than that.\n");
+    page += section(QStringLiteral("Every node"), KVR::cmds());
+    page += section(QStringLiteral("Motors"), KVR::motorCmds());
+    page += section(QStringLiteral("Counters of motors"), KVR::diagCmds());
+    page += section(QStringLiteral("Motors of the older generation"), olderOnly());
+    page += QStringLiteral("\n## Enumerations\n");
+    const QMap<QString, Keys> all = enumerations();
+    for (auto each = all.begin(); each != all.end(); ++each) {
+        page += QStringLiteral("\n### %1\n\n").arg(each.key());
+        for (auto key = each->begin(); key != each->end(); ++key)
+            page += QStringLiteral("- %1 `%2`\n").arg(key.key()).arg(key.value());
+    }
+    return page.toUtf8();
+}
+
+QByteArray commandLua()
+{
+    QString text = QStringLiteral("local commands = {\n");
+    for (int cmd = 0; cmd <= LastCommand; ++cmd) {
+        const auto id = static_cast<unsigned char>(cmd);
+        if (!nameOf(id).isEmpty())
+            text += QStringLiteral("    [0x%1] = {\"%2\", {%3}},\n").arg(hex(cmd), nameOf(id), luaFields(id));
+    }
+    text += QStringLiteral("}\n\nlocal enumerations = {\n");
+    const QMap<QString, Keys> all = enumerations();
+    for (auto each = all.begin(); each != all.end(); ++each) {
+        QStringList keys;
+        for (auto key = each->begin(); key != each->end(); ++key)
+            keys += QStringLiteral("[%1] = \"%2\"").arg(key.key()).arg(key.value());
+        text += QStringLiteral("    [\"%1\"] = {%2},\n").arg(each.key(), keys.join(QStringLiteral(", ")));
+    }
+    return (text + QStringLiteral("}\n")).toUtf8();
+}

@@ -1,0 +1,159 @@
+#include "vox/line/lineitem.h"
+
+#include "messages/hrmv2.h"
+#include "messages/kvr.h"
+#include "messages/voxcheckvalue.h"
+#include "transport/voxbus.h"
+#include "vox/line/commandfields.h"
+
+#include <QDateTime>
+
+namespace {
+constexpr int ControlOffset = 1;
+constexpr qint64 NsPerMs = 1000000;
+
+LineItem::Verdict verdictOf(const VOXMessage &frame)
+{
+    const QByteArray &bytes = frame.data();
+    const int covered = bytes.size() - VOXMessage::CheckLength;
+    const auto at = [&](int index) { return static_cast<unsigned char>(bytes.at(index)); };
+    const unsigned int received = at(covered) << 8 | at(covered + 1);
+    const auto size = static_cast<std::size_t>(covered);
+    if (frame.isCRC() && VOXCheckValue::crc(bytes.constData(), size) == received)
+        return LineItem::Intact;
+    if (VOXCheckValue::checksum(bytes.constData(), size) == received)
+        return frame.isCRC() ? LineItem::ChecksumForCrc : LineItem::Intact;
+    return LineItem::Failed;
+}
+
+QString hex(const QByteArray &bytes)
+{
+    return QString::fromLatin1(bytes.toHex(' ').toUpper());
+}
+
+/// The older command set has names of its own where the current one has none.
+QString nameOf(unsigned char cmd)
+{
+    const QString name = VOX::toString(cmd);
+    return name.isEmpty() || !KVR::findCmd(cmd).isValid() ? HRMv2::toString(cmd) : name;
+}
+
+QString commandOf(const VOXMessage &frame)
+{
+    const QString name = nameOf(frame.cmd());
+    return name.isEmpty() ? QStringLiteral("UNKNOWN(%1)").arg(uint{frame.cmd()}, 2, 16, QLatin1Char('0'))
+                          : name;
+}
+
+/// What stands behind the fields that are known.
+QByteArray restOf(const VOXMessage &frame)
+{
+    int offset = VOXMessage::HeaderLength;
+    for (const FieldValue &value : decodeFields(frame))
+        offset += value.field.width;
+    return frame.data().mid(offset, frame.data().size() - VOXMessage::CheckLength - offset);
+}
+
+QString checkOf(LineItem::Verdict verdict)
+{
+    switch (verdict) {
+    case LineItem::Intact:
+        return QStringLiteral("ok");
+    case LineItem::ChecksumForCrc:
+        return QStringLiteral("checksum instead of CRC");
+    default:
+        return QStringLiteral("failed");
+    }
+}
+
+QString ends(const VOXMessage &frame)
+{
+    switch (frame.addrType()) {
+    case VOX::GROUP:
+        return QStringLiteral("group %1").arg(VOX::toString(frame.bcastAddr(false)));
+    case VOX::BCAST:
+        return QStringLiteral("%1 > all").arg(VOX::toString(frame.srcAddr(false)));
+    case VOX::P2P:
+        break;
+    }
+    return QStringLiteral("%1 > %2").arg(VOX::toString(frame.srcAddr(false)),
+                                         VOX::toString(frame.destAddr(false)));
+}
+}
+
+QByteArray inverted(QByteArray bytes)
+{
+    const int covered = std::max(bytes.size() - VOXMessage::CheckLength, 0);
+    VOXBus::invert(bytes.data(), static_cast<std::size_t>(covered));
+    return bytes;
+}
+
+LineItem LineItem::of(const QByteArray &bytes, qint64 timeNs)
+{
+    LineItem item{timeNs, bytes, Garbage, VOXMessage()};
+    const int length = bytes.size() > ControlOffset ? ~bytes.at(ControlOffset) & VOXMessage::LengthMask : 0;
+    if (length != bytes.size() || length < VOXMessage::MinLength)
+        return item;
+    item.frame = VOXMessage(BusMessage(inverted(bytes)));
+    item.verdict = verdictOf(item.frame);
+    return item;
+}
+
+bool LineItem::isNack() const
+{
+    return isTaken() && frame.cmd() == KVR::NACK;
+}
+
+QString LineItem::toString() const
+{
+    const QString time =
+        QDateTime::fromMSecsSinceEpoch(timeNs / NsPerMs).toString(QStringLiteral("HH:mm:ss.zzz"));
+    if (!isFrame())
+        return QStringLiteral("%1  garbage  %2").arg(time, hex(bytes));
+    QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame), commandOf(frame));
+    for (const FieldValue &value : decodeFields(frame))
+        text += QStringLiteral("  %1=%2").arg(QLatin1String(value.field.name), value.toString());
+    const QByteArray rest = restOf(frame);
+    if (!rest.isEmpty())
+        text += QStringLiteral("  data=%1").arg(hex(rest));
+    if (verdict != Intact)
+        text += QStringLiteral("  CHECK %1").arg(checkOf(verdict));
+    return text;
+}
+
+QJsonObject LineItem::toJson() const
+{
+    const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeNs / NsPerMs, Qt::UTC);
+    QJsonObject object{{QStringLiteral("time"),
+                        QStringLiteral("%1%2Z")
+                            .arg(time.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")))
+                            .arg(timeNs % NsPerMs, 6, 10, QLatin1Char('0'))}};
+    if (!isFrame()) {
+        object.insert(QStringLiteral("garbage"), hex(bytes));
+        return object;
+    }
+    if (frame.addrType() == VOX::GROUP) {
+        object.insert(QStringLiteral("group"), VOX::toString(frame.bcastAddr(false)));
+    } else {
+        object.insert(QStringLiteral("source"), VOX::toString(frame.srcAddr(false)));
+        object.insert(QStringLiteral("sourceType"), VOX::toString(frame.srcNodeType()));
+    }
+    if (frame.addrType() == VOX::BCAST)
+        object.insert(QStringLiteral("broadcast"), true);
+    if (frame.addrType() == VOX::P2P)
+        object.insert(QStringLiteral("destination"), VOX::toString(frame.destAddr(false)));
+    object.insert(QStringLiteral("destinationType"), VOX::toString(frame.destNodeType()));
+    object.insert(QStringLiteral("command"), commandOf(frame));
+    object.insert(QStringLiteral("ack"), frame.isAck());
+    object.insert(QStringLiteral("crc"), frame.isCRC());
+    object.insert(QStringLiteral("check"), checkOf(verdict));
+    QJsonObject fields;
+    for (const FieldValue &value : decodeFields(frame))
+        fields.insert(QLatin1String(value.field.name), value.value);
+    object.insert(QStringLiteral("fields"), fields);
+    const QByteArray rest = restOf(frame);
+    if (!rest.isEmpty())
+        object.insert(QStringLiteral("data"), hex(rest));
+    object.insert(QStringLiteral("bytes"), hex(bytes));
+    return object;
+}

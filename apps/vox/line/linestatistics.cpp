@@ -1,0 +1,201 @@
+#include "vox/line/linestatistics.h"
+
+#include "messages/kvr.h"
+#include "transport/voxbus.h"
+
+#include <QJsonArray>
+
+#include <algorithm>
+#include <cmath>
+#include <utility>
+
+namespace {
+constexpr double NsPerMs = 1e6;
+constexpr double NsPerSecond = 1e9;
+constexpr double BitsPerByte = 11;
+constexpr double LineRate = 4800;
+/// What a host waits for an answer, if nobody has told it otherwise.
+constexpr qint64 TimeoutNs = 200000000;
+constexpr qint64 EchoNs = 100000000;
+constexpr int ManyBytes = 100;
+constexpr double Median = 0.5;
+constexpr double P99 = 0.99;
+
+bool expectsAnswer(const VOXMessage &request)
+{
+    return request.isAck() || KVR::findCmd(request.cmd()).reply() != 0;
+}
+}
+
+int LineStatistics::Node::lateAnswers() const
+{
+    return static_cast<int>(
+        std::count_if(answerNs.begin(), answerNs.end(), [](qint64 time) { return time > TimeoutNs; }));
+}
+
+int LineStatistics::Node::lostRequests(qint64 nowNs) const
+{
+    return unanswered + (isWaiting && nowNs - askedNs > TimeoutNs ? 1 : 0);
+}
+
+double LineStatistics::Node::answerMs(double share) const
+{
+    if (answerNs.empty())
+        return 0;
+    std::vector<qint64> sorted = answerNs;
+    std::sort(sorted.begin(), sorted.end());
+    const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(sorted.size())));
+    return static_cast<double>(sorted[std::max<std::size_t>(rank, 1) - 1]) / NsPerMs;
+}
+
+void LineStatistics::add(const LineItem &item)
+{
+    if (m_bytes == 0)
+        m_firstNs = item.timeNs;
+    m_lastNs = std::max(m_lastNs, item.timeNs);
+    m_bytes += item.bytes.size();
+    if (item.verdict == LineItem::Garbage)
+        m_garbageBytes += item.bytes.size();
+    else
+        addFrame(item);
+}
+
+void LineStatistics::addFrame(const LineItem &item)
+{
+    ++m_frames;
+    const QString source = VOX::toString(item.frame.srcAddr(false));
+    const bool isRequest = item.frame.srcAddr(false) == VOXBus::addr();
+    if (!item.isTaken()) {
+        ++m_failed;
+        if (!isRequest && item.frame.addrType() == VOX::P2P)
+            ++m_nodes[source].failed;
+        return;
+    }
+    const bool isRepeated = item.bytes == m_lastBytes && item.timeNs - m_lastBytesNs < EchoNs;
+    m_lastBytes = item.bytes;
+    m_lastBytesNs = item.timeNs;
+    if (isRequest && isRepeated)
+        ++m_echoes;
+    else if (isRequest)
+        addRequest(item);
+    else if (item.frame.destAddr(false) == VOXBus::addr())
+        addAnswer(item);
+}
+
+void LineStatistics::addRequest(const LineItem &item)
+{
+    if (item.frame.addrType() != VOX::P2P || !expectsAnswer(item.frame))
+        return;
+    Node &node = m_nodes[VOX::toString(item.frame.destAddr(false))];
+    if (node.isWaiting)
+        ++node.unanswered;
+    node.isWaiting = true;
+    node.wasAsked = true;
+    node.askedNs = item.timeNs;
+}
+
+void LineStatistics::addAnswer(const LineItem &item)
+{
+    Node &node = m_nodes[VOX::toString(item.frame.srcAddr(false))];
+    if (item.isNack())
+        ++node.nacks[KVR::toString(KVR::getNackReply(item.frame))];
+    if (node.isWaiting)
+        node.answerNs.push_back(item.timeNs - node.askedNs);
+    else if (node.wasAsked)
+        ++node.surplus;
+    node.isWaiting = false;
+}
+
+double LineStatistics::seconds() const
+{
+    return std::max(static_cast<double>(m_lastNs - m_firstNs) / NsPerSecond, 1e-3);
+}
+
+double LineStatistics::load() const
+{
+    constexpr double Percent = 100;
+    return Percent * static_cast<double>(m_bytes) * BitsPerByte / LineRate / seconds();
+}
+
+QStringList LineStatistics::hints() const
+{
+    QStringList all;
+    if (m_bytes >= ManyBytes && m_frames == m_failed)
+        all += QStringLiteral("%1 bytes and no valid frame among them: parity or bit rate may be wrong")
+                   .arg(m_bytes);
+    if (m_echoes > 1)
+        all += QStringLiteral("%1 requests came twice: an echo is on").arg(m_echoes);
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
+        if (node->surplus > 0)
+            all +=
+                QStringLiteral("%1 answered %2 times more than it was asked: two nodes answer as one address")
+                    .arg(node.key())
+                    .arg(node->surplus);
+        if (node->lateAnswers() > 0)
+            all += QStringLiteral("%1 answered %2 times later than after %3 ms, when hosts have given up")
+                       .arg(node.key())
+                       .arg(node->lateAnswers())
+                       .arg(TimeoutNs / NsPerMs);
+    }
+    return all;
+}
+
+QStringList LineStatistics::toText() const
+{
+    QStringList lines = {
+        QStringLiteral("%1 frames, %2 bytes in %3 s: %4 frames/s, %5 bytes/s, load %6 %")
+            .arg(m_frames)
+            .arg(m_bytes)
+            .arg(seconds(), 0, 'f', 1)
+            .arg(m_frames / seconds(), 0, 'f', 1)
+            .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
+            .arg(load(), 0, 'f', 0),
+        QStringLiteral("%1 failed checks, %2 bytes of garbage").arg(m_failed).arg(m_garbageBytes)};
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
+        QString line =
+            QStringLiteral("%1: %2 answers, median %3 ms, p99 %4 ms, worst %5 ms; %6 unanswered, %7 "
+                           "failed checks")
+                .arg(node.key())
+                .arg(node->answerNs.size())
+                .arg(node->answerMs(Median), 0, 'f', 1)
+                .arg(node->answerMs(P99), 0, 'f', 1)
+                .arg(node->answerMs(1), 0, 'f', 1)
+                .arg(node->lostRequests(m_lastNs))
+                .arg(node->failed);
+        for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
+            line += QStringLiteral("; NACK %1 %2").arg(nack.key()).arg(nack.value());
+        lines += line;
+    }
+    const QStringList meanings = hints();
+    for (const QString &hint : meanings)
+        lines += QStringLiteral("hint: ") + hint;
+    return lines;
+}
+
+QJsonObject LineStatistics::toJson() const
+{
+    QJsonArray nodes;
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
+        QJsonObject nacks;
+        for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
+            nacks.insert(nack.key(), nack.value());
+        nodes += QJsonObject{{QStringLiteral("address"), node.key()},
+                             {QStringLiteral("answers"), static_cast<int>(node->answerNs.size())},
+                             {QStringLiteral("medianMs"), node->answerMs(Median)},
+                             {QStringLiteral("p99Ms"), node->answerMs(P99)},
+                             {QStringLiteral("worstMs"), node->answerMs(1)},
+                             {QStringLiteral("unanswered"), node->lostRequests(m_lastNs)},
+                             {QStringLiteral("failedChecks"), node->failed},
+                             {QStringLiteral("nacks"), nacks}};
+    }
+    return {{QStringLiteral("frames"), m_frames},
+            {QStringLiteral("byteCount"), m_bytes},
+            {QStringLiteral("seconds"), seconds()},
+            {QStringLiteral("framesPerSecond"), m_frames / seconds()},
+            {QStringLiteral("bytesPerSecond"), static_cast<double>(m_bytes) / seconds()},
+            {QStringLiteral("loadPercent"), load()},
+            {QStringLiteral("failedChecks"), m_failed},
+            {QStringLiteral("garbageBytes"), m_garbageBytes},
+            {QStringLiteral("nodes"), nodes},
+            {QStringLiteral("hints"), QJsonArray::fromStringList(hints())}};
+}

@@ -1,0 +1,95 @@
+#include "vox/line/linetap.h"
+
+#include "vox/busurl.h"
+
+#include <QSerialPort>
+#include <QTimerEvent>
+#include <QUdpSocket>
+
+#include <chrono>
+#include <utility>
+
+namespace {
+constexpr int BaudRate = 4800;
+// A frame of ours on the line never pauses this long, however late the system brings it.
+constexpr int PauseMs = 50;
+
+qint64 nowNs()
+{
+    using namespace std::chrono;
+    return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
+}
+}
+
+LineTap::LineTap(std::function<void(const LineItem &)> found)
+    : m_scanner(std::move(found))
+{
+}
+
+std::unique_ptr<LineTap> LineTap::open(const BusUrl &url, std::function<void(const LineItem &)> found,
+                                       QString *problem)
+{
+    std::unique_ptr<LineTap> tap(new LineTap(std::move(found)));
+    if (url.kind == BusUrl::Pty) {
+        *problem = QStringLiteral("nobody talks on a new pseudo-terminal");
+        return nullptr;
+    }
+    const bool isOpen =
+        url.kind == BusUrl::Serial ? tap->openSerial(url, problem) : tap->openSocket(url, problem);
+    return isOpen ? std::move(tap) : nullptr;
+}
+
+bool LineTap::openSerial(const BusUrl &url, QString *problem)
+{
+    auto *port = new QSerialPort(url.path, this);
+    const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(BaudRate)
+        && port->setDataBits(QSerialPort::Data8) && port->setParity(QSerialPort::OddParity)
+        && port->setStopBits(QSerialPort::OneStop);
+    if (!isOpen) {
+        *problem = QStringLiteral("cannot open %1: %2").arg(url.path, port->errorString());
+        return false;
+    }
+    connect(port, &QIODevice::readyRead, this, [this, port] {
+        m_scanner.feed(port->readAll(), nowNs());
+        m_pauseTimer.start(PauseMs, Qt::PreciseTimer, this);
+    });
+    return true;
+}
+
+bool LineTap::openSocket(const BusUrl &url, QString *problem)
+{
+    auto *socket = new QUdpSocket(this);
+    const QHostAddress local = url.bind.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : url.bind;
+    const unsigned short port = url.local == 0 ? url.port : url.local;
+    const bool isMulticast = url.kind == BusUrl::Multicast;
+    if (!socket->bind(local, port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)
+        || (isMulticast && !socket->joinMulticastGroup(url.host))) {
+        *problem = QStringLiteral("cannot open %1: %2").arg(url.text, socket->errorString());
+        return false;
+    }
+    if (!isMulticast)
+        m_limitation =
+            QStringLiteral("sees what comes to port %1, and neither what this machine sends nor what "
+                           "goes between others; a program on the same port gets nothing meanwhile")
+                .arg(port);
+    connect(socket, &QIODevice::readyRead, this, [this, socket] {
+        while (socket->hasPendingDatagrams()) {
+            QByteArray datagram(static_cast<int>(socket->pendingDatagramSize()), '\0');
+            if (socket->readDatagram(datagram.data(), datagram.size()) < 0)
+                return;
+            m_scanner.feed(datagram, nowNs());
+            m_scanner.flush();
+        }
+    });
+    return true;
+}
+
+void LineTap::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() != m_pauseTimer.timerId()) {
+        QObject::timerEvent(event);
+        return;
+    }
+    m_pauseTimer.stop();
+    m_scanner.flush();
+}

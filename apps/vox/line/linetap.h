@@ -1,0 +1,39 @@
+#ifndef LINETAP_H
+#define LINETAP_H
+
+#include "vox/line/framescanner.h"
+
+#include <QBasicTimer>
+#include <QObject>
+
+#include <memory>
+
+class QIODevice;
+struct BusUrl;
+
+/// Listens to a bus, and never sends.
+class LineTap : public QObject
+{
+public:
+    /// Null if that bus cannot be listened to; @p problem says why. @p found is told of everything that
+    /// comes.
+    static std::unique_ptr<LineTap> open(const BusUrl &url, std::function<void(const LineItem &)> found,
+                                         QString *problem);
+
+    /// What can be seen on this kind of bus; empty for everything.
+    const QString &limitation() const { return m_limitation; }
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    explicit LineTap(std::function<void(const LineItem &)> found);
+    bool openSerial(const BusUrl &url, QString *problem);
+    bool openSocket(const BusUrl &url, QString *problem);
+
+    FrameScanner m_scanner;
+    QBasicTimer m_pauseTimer;
+    QString m_limitation;
+};
+
+#endif

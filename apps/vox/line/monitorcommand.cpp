@@ -1,0 +1,184 @@
+#include "vox/line/monitorcommand.h"
+
+#include "messages/hrmv2.h"
+#include "messages/kvr.h"
+#include "vox/address.h"
+#include "vox/busurl.h"
+#include "vox/command.h"
+#include "vox/console.h"
+#include "vox/line/linestatistics.h"
+#include "vox/line/linetap.h"
+#include "vox/line/pcapfile.h"
+#include "vox/outcome.h"
+#include "vox/signalwatcher.h"
+
+#include <QCoreApplication>
+#include <QSet>
+
+namespace {
+const QString Red = QStringLiteral("\x1b[31m");
+const QString Yellow = QStringLiteral("\x1b[33m");
+const QString Plain = QStringLiteral("\x1b[0m");
+
+/// Which items are shown; everything, as long as nothing is asked for.
+struct Filter
+{
+    QSet<unsigned int> addrs;
+    QSet<int> commands;
+    bool onlyErrors = false;
+
+    bool admits(const LineItem &item) const
+    {
+        if (onlyErrors && item.verdict == LineItem::Intact && !item.isNack())
+            return false;
+        if (!item.isFrame())
+            return addrs.isEmpty() && commands.isEmpty();
+        const bool isOfNode =
+            addrs.contains(item.frame.srcAddr(false)) || addrs.contains(item.frame.destAddr(false));
+        return (addrs.isEmpty() || isOfNode) && (commands.isEmpty() || commands.contains(item.frame.cmd()));
+    }
+};
+
+bool readCommand(const QString &name, Filter *filter, QString *problem)
+{
+    for (int cmd = 0; cmd <= 0xff; ++cmd) {
+        const auto id = static_cast<unsigned char>(cmd);
+        if (!name.isEmpty() && (VOX::toString(id) == name || HRMv2::toString(id) == name))
+            filter->commands.insert(cmd);
+    }
+    if (filter->commands.isEmpty())
+        *problem = QStringLiteral("unknown command '%1'; docs/commands.md lists them").arg(name);
+    return !filter->commands.isEmpty();
+}
+
+bool readFilter(const QStringList &addrs, const QStringList &commands, Filter *filter, QString *problem)
+{
+    for (const QString &text : addrs) {
+        unsigned int addr = 0;
+        if (!readAddr(text, &addr)) {
+            *problem = QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
+            return false;
+        }
+        filter->addrs.insert(addr);
+    }
+    for (const QString &name : commands) {
+        if (!readCommand(name, filter, problem))
+            return false;
+    }
+    return true;
+}
+
+/// What is done with everything that comes.
+struct Monitor
+{
+    Filter filter;
+    LineStatistics statistics;
+    PcapWriter capture;
+    bool writesCapture = false;
+    bool isJson = false;
+
+    void take(const LineItem &item)
+    {
+        statistics.add(item);
+        if (writesCapture && !capture.write(item)) {
+            printError(QStringLiteral("monitor"), QStringLiteral("the capture cannot be written any more"));
+            QCoreApplication::exit(Failure);
+        }
+        if (filter.admits(item))
+            show(item);
+    }
+
+    void show(const LineItem &item) const
+    {
+        if (isJson) {
+            printJson(item.toJson());
+            return;
+        }
+        const QString &colour = !item.isTaken() ? Red : item.isNack() ? Yellow : Plain;
+        printLine(isTerminal() ? colour + item.toString() + Plain : item.toString());
+    }
+
+    void report() const
+    {
+        if (isJson) {
+            printJson({{QStringLiteral("stats"), statistics.toJson()}});
+            return;
+        }
+        const QStringList lines = statistics.toText();
+        for (const QString &line : lines)
+            printLine(line);
+    }
+};
+
+int readCapture(const CommandLine &line, const QString &name, Monitor *monitor)
+{
+    std::vector<LineItem> items;
+    QString problem;
+    const bool isWhole = readPcap(name, &items, &problem);
+    for (const LineItem &item : items)
+        monitor->take(item);
+    return isWhole ? int{Success} : line.fail(problem);
+}
+
+int listen(CommandLine &line, Monitor *monitor)
+{
+    BusUrl url;
+    QString problem = QStringLiteral("--bus URL or the name of a capture is missing");
+    std::unique_ptr<LineTap> tap;
+    if (!line.busUrl().isEmpty() && BusUrl::read(line.busUrl(), &url, &problem))
+        tap = LineTap::open(
+            url, [monitor](const LineItem &item) { monitor->take(item); }, &problem);
+    if (!tap)
+        return line.fail(problem);
+    const SignalWatcher signalWatcher;
+    QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
+    QObject::connect(&signalWatcher, &SignalWatcher::reportRequested, tap.get(),
+                     [monitor] { monitor->report(); });
+    printError(QStringLiteral("monitor"),
+               tap->limitation().isEmpty()
+                   ? QStringLiteral("listening to %1").arg(url.text)
+                   : QStringLiteral("listening to %1: %2").arg(url.text, tap->limitation()));
+    return QCoreApplication::exec();
+}
+}
+
+int runMonitor(const QStringList &arguments)
+{
+    CommandLine line(
+        QStringLiteral("monitor"),
+        QStringLiteral("Shows every frame of a bus, or of a capture, and never sends. Statistics are "
+                       "printed at the end with --stats, and whenever SIGUSR1 comes."),
+        QStringLiteral("vox monitor --bus mcast://239.0.0.1:4800 --stats"),
+        CommandLine::BusOption | CommandLine::JsonOption);
+    line.addArgument(QStringLiteral("capture"), QStringLiteral("A capture to show in place of a bus."),
+                     QStringLiteral("[FILE.pcap]"));
+    const QCommandLineOption address(QStringLiteral("address"),
+                                     QStringLiteral("Only frames from or to this address. May be repeated."),
+                                     QStringLiteral("ADDRESS"));
+    const QCommandLineOption command(QStringLiteral("command"),
+                                     QStringLiteral("Only this command. May be repeated."),
+                                     QStringLiteral("NAME"));
+    const QCommandLineOption errors(QStringLiteral("errors"),
+                                    QStringLiteral("Only refusals, failed checks and garbage."));
+    const QCommandLineOption stats(QStringLiteral("stats"), QStringLiteral("Print statistics at the end."));
+    const QCommandLineOption write(QStringLiteral("write"),
+                                   QStringLiteral("Write all that comes into a capture."),
+                                   QStringLiteral("FILE.pcap"));
+    line.addOptions({address, command, errors, stats, write});
+    if (!line.parse(arguments, 0, 1))
+        return line.exitCode();
+
+    Monitor monitor;
+    monitor.isJson = line.isJson();
+    monitor.filter.onlyErrors = line.parser().isSet(errors);
+    monitor.writesCapture = line.parser().isSet(write);
+    QString problem;
+    if (!readFilter(line.parser().values(address), line.parser().values(command), &monitor.filter, &problem)
+        || (monitor.writesCapture && !monitor.capture.open(line.parser().value(write), &problem)))
+        return line.fail(problem);
+    const int result =
+        line.words().isEmpty() ? listen(line, &monitor) : readCapture(line, line.words().first(), &monitor);
+    if (line.parser().isSet(stats) && result == Success)
+        monitor.report();
+    return result;
+}

@@ -1,0 +1,87 @@
+#include "vox/line/replaycommand.h"
+
+#include "transport/voxbus.h"
+#include "vox/command.h"
+#include "vox/console.h"
+#include "vox/line/pcapfile.h"
+#include "vox/outcome.h"
+#include "vox/signalwatcher.h"
+
+#include <QElapsedTimer>
+#include <QEventLoop>
+#include <QTimer>
+
+#include <algorithm>
+
+namespace {
+constexpr double NsPerMs = 1e6;
+
+struct Replay
+{
+    const std::vector<LineItem> &items;
+    VOXBus &bus;
+    double speed = 1;
+    int sent = 0;
+    bool isInterrupted = false;
+
+    bool run()
+    {
+        const SignalWatcher signalWatcher;
+        QElapsedTimer clock;
+        clock.start();
+        for (const LineItem &item : items) {
+            const double dueMs = static_cast<double>(item.timeNs - items.front().timeNs) / NsPerMs / speed;
+            pause(signalWatcher, dueMs - static_cast<double>(clock.elapsed()));
+            if (isInterrupted || bus.writeLine(item.bytes) < 0)
+                return false;
+            ++sent;
+        }
+        return true;
+    }
+
+private:
+    void pause(const SignalWatcher &signalWatcher, double ms)
+    {
+        QEventLoop loop;
+        QObject::connect(&signalWatcher, &SignalWatcher::interrupted, &loop, [&] {
+            isInterrupted = true;
+            loop.quit();
+        });
+        QTimer::singleShot(std::max(0, static_cast<int>(ms)), Qt::PreciseTimer, &loop, &QEventLoop::quit);
+        loop.exec();
+    }
+};
+}
+
+int runReplay(const QStringList &arguments)
+{
+    CommandLine line(QStringLiteral("replay"),
+                     QStringLiteral("Sends what a capture holds, frames and garbage, with its timing."),
+                     QStringLiteral("vox replay line.pcap --speed 2"),
+                     CommandLine::BusOption | CommandLine::JsonOption);
+    line.addArgument(QStringLiteral("capture"), QStringLiteral("As vox monitor --write makes it."),
+                     QStringLiteral("FILE.pcap"));
+    const QCommandLineOption speed(QStringLiteral("speed"),
+                                   QStringLiteral("So many times as fast, 0.01 to 1000."),
+                                   QStringLiteral("N"), QStringLiteral("1"));
+    line.addOptions({speed});
+    if (!line.parse(arguments, 1, 1))
+        return line.exitCode();
+    const double factor = line.parser().value(speed).toDouble();
+    if (!(factor >= 0.01 && factor <= 1000))
+        return line.fail(QStringLiteral("--speed is to be a number from 0.01 to 1000"));
+    std::vector<LineItem> items;
+    QString problem;
+    if (!readPcap(line.words().first(), &items, &problem))
+        return line.fail(problem);
+    const std::unique_ptr<VOXBus> bus = line.openBus();
+    if (!bus)
+        return line.exitCode();
+    Replay replay{items, *bus, factor};
+    const bool isWhole = replay.run();
+    if (line.isJson())
+        printJson({{QStringLiteral("sent"), replay.sent}, {QStringLiteral("records"), int(items.size())}});
+    else
+        printLine(QStringLiteral("%1 of %2 records sent").arg(replay.sent).arg(items.size()));
+    return isWhole ? Success : Failure;
+}

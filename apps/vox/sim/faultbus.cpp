@@ -1,0 +1,53 @@
+#include "vox/sim/faultbus.h"
+
+#include "framework/simplebusdispatcher.h"
+
+#include <QTimer>
+
+namespace {
+constexpr unsigned int BroadcastAddr = 0xffffff;
+}
+
+FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
+    : VOXBus(*new SimpleBusDispatcher(*this, nullptr), nullptr)
+    , m_line(line)
+    , m_rules(rules)
+{
+    dispatcher().setParent(this);
+    dispatcher().init();
+    connect(&line.dispatcher(), &BusDispatcher::unhandled, this, &FaultBus::handleRequest);
+}
+
+FaultBus::~FaultBus()
+{
+    shutDown();
+}
+
+void FaultBus::handleRequest(const BusMessage &request)
+{
+    // Only to tell which command an answer is for: a frame for a group counts for all.
+    const VOXMessage frame(request);
+    if (!m_rules.rules().isEmpty())
+        m_requests.insert(frame.addrType() == VOX::P2P ? frame.destAddr(false) : BroadcastAddr, frame.cmd());
+    dispatcher().dispatch(request.data());
+}
+
+int FaultBus::write(const QByteArray &frame)
+{
+    const VOXMessage answer{BusMessage(frame)};
+    const FaultyAnswer faulty =
+        m_rules.applyTo(answer, m_requests.value(answer.srcAddr(false), m_requests.value(BroadcastAddr)));
+    if (!faulty.isTouched) {
+        m_line.dispatcher().reply(answer);
+        return 0;
+    }
+    const auto send = [this, faulty] {
+        for (int copy = 0; copy < faulty.copies; ++copy)
+            m_line.writeLine(faulty.bytes);
+    };
+    if (faulty.delayMs > 0)
+        QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);
+    else
+        send();
+    return 0;
+}

@@ -1,0 +1,128 @@
+#include "vox/sim/networkfile.h"
+
+#include "vox/address.h"
+#include "vox/sim/faultrule.h"
+#include "vox/sim/jsonplace.h"
+#include "vox/sim/nodesettings.h"
+#include "vox/sim/simulation.h"
+
+#include <QFile>
+#include <QJsonArray>
+#include <QJsonDocument>
+
+namespace {
+constexpr unsigned int MaxNodes = 65536;
+
+const QString BusKey = QStringLiteral("bus");
+const QString NodesKey = QStringLiteral("nodes");
+const QString FaultsKey = QStringLiteral("faults");
+const QString ModelKey = QStringLiteral("model");
+const QString AddressKey = QStringLiteral("address");
+const QString LabelKey = QStringLiteral("label");
+
+struct AddressRange
+{
+    unsigned int first = 0;
+    unsigned int last = 0;
+};
+
+AddressRange rangeAt(const JsonPlace &place)
+{
+    AddressRange range;
+    const QString text = place.text();
+    const QString first = text.section(QLatin1Char('-'), 0, 0);
+    const QString last = text.contains(QLatin1Char('-')) ? text.section(QLatin1Char('-'), 1) : first;
+    if (!readAddr(first, &range.first) || !readAddr(last, &range.last))
+        place.fail(QStringLiteral("is to be an address of six hexadecimal digits, or a range of two of them, "
+                                  "such as 000101-000164"));
+    else if (range.last < range.first)
+        place.fail(QStringLiteral("a range goes up"));
+    return range;
+}
+
+QJsonObject numbered(QJsonObject entry, unsigned int number)
+{
+    if (entry.value(LabelKey).isString())
+        entry.insert(LabelKey,
+                     entry.value(LabelKey).toString().replace(QLatin1String("{n}"), QString::number(number)));
+    return entry;
+}
+
+void readEntry(const QJsonObject &entry, const JsonPlace &place, Simulation *simulation, QString *problem)
+{
+    if (!place.isObjectOf(QStringList{ModelKey, AddressKey} + nodeSettingKeys()))
+        return;
+    const NodeModel *model = findNodeModel(place[ModelKey].text());
+    if (!model)
+        place[ModelKey].fail(QStringLiteral("is to be one of %1").arg(nodeModelNames()));
+    const AddressRange range = rangeAt(place[AddressKey]);
+    if (simulation->nodes().size() + (range.last - range.first) >= MaxNodes)
+        place[AddressKey].fail(QStringLiteral("a network has %1 nodes at most").arg(MaxNodes));
+    for (unsigned int addr = range.first; place.ok() && addr <= range.last; ++addr) {
+        QString refusal;
+        KVRDevice *node = simulation->add(*model, addr, &refusal);
+        if (node)
+            readSettings(*node, JsonPlace(numbered(entry, addr - range.first + 1), place.path(), problem));
+        else
+            place[AddressKey].fail(refusal);
+    }
+}
+}
+
+bool readJsonFile(const QString &name, QJsonObject *object, QString *problem)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+        return false;
+    }
+    const QByteArray text = file.readAll();
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    *object = document.object();
+    if (document.isObject())
+        return true;
+    const QString mistake = error.error == QJsonParseError::NoError
+        ? QStringLiteral("is to hold a JSON object")
+        : QStringLiteral("%1 in line %2")
+              .arg(error.errorString())
+              .arg(text.left(error.offset).count('\n') + 1);
+    *problem = QStringLiteral("%1: %2").arg(name, mistake);
+    return false;
+}
+
+bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *problem)
+{
+    problem->clear();
+    const JsonPlace root(network, QString(), problem);
+    root.isObjectOf({BusKey, NodesKey, FaultsKey});
+    if (root[BusKey].isPresent())
+        root[BusKey].text();
+    const JsonPlace entries = root[NodesKey];
+    const int count = entries.size(int{MaxNodes});
+    const QJsonArray array = network.value(NodesKey).toArray();
+    for (int i = 0; root.ok() && i < count; ++i)
+        readEntry(array.at(i).toObject(), entries.at(i), simulation, problem);
+    const JsonPlace faults = root[FaultsKey];
+    for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i) {
+        FaultRule rule;
+        QString mistake;
+        if (!FaultRule::read(faults.at(i).text(), &rule, &mistake))
+            faults.at(i).fail(mistake);
+    }
+    return root.ok();
+}
+
+QStringList faultsOf(const QJsonObject &network)
+{
+    QStringList words;
+    const QJsonArray array = network.value(FaultsKey).toArray();
+    for (const QJsonValue &value : array)
+        words += value.toString();
+    return words;
+}
+
+QString busOf(const QJsonObject &network)
+{
+    return network.value(BusKey).toString();
+}

@@ -1,0 +1,198 @@
+#include "vox/sim/simcommand.h"
+
+#include "transport/voxbus.h"
+#include "vox/address.h"
+#include "vox/busurl.h"
+#include "vox/command.h"
+#include "vox/console.h"
+#include "vox/outcome.h"
+#include "vox/signalwatcher.h"
+#include "vox/sim/faultbus.h"
+#include "vox/sim/networkfile.h"
+#include "vox/sim/simconsole.h"
+#include "vox/sim/simulation.h"
+#include "vox/sim/statefile.h"
+
+#include <QCoreApplication>
+#include <QFileInfo>
+
+#include <memory>
+#include <random>
+
+namespace {
+constexpr unsigned int MaxSpeed = 1000;
+
+/// What the command line asks for.
+struct Options
+{
+    QString bus;
+    QJsonObject network;
+    QString networkName;
+    QStringList nodes;
+    QString stateName;
+    unsigned int speed = 1;
+    quint32 seed = 0;
+};
+
+bool addNode(const QString &text, Simulation *simulation, QString *problem)
+{
+    const QString name = text.section(QLatin1Char('@'), 0, 0);
+    const NodeModel *model = findNodeModel(name);
+    unsigned int addr = 0;
+    if (!model)
+        *problem = QStringLiteral("unknown model '%1'; one of %2").arg(name, nodeModelNames());
+    else if (text.count(QLatin1Char('@')) != 1)
+        *problem = QStringLiteral("'%1' is no MODEL@ADDRESS").arg(text);
+    else if (readNodeAddr(text.section(QLatin1Char('@'), 1), &addr, problem))
+        simulation->add(*model, addr, problem);
+    return problem->isEmpty();
+}
+
+bool fill(Simulation *simulation, const Options &options, QString *problem)
+{
+    simulation->clear();
+    problem->clear();
+    if (!options.networkName.isEmpty() && !readNetwork(options.network, simulation, problem)) {
+        *problem = QStringLiteral("%1: %2").arg(options.networkName, *problem);
+        return false;
+    }
+    for (const QString &node : options.nodes) {
+        if (!addNode(node, simulation, problem))
+            return false;
+    }
+    if (simulation->nodes().empty())
+        *problem = QStringLiteral("no node; --node MODEL@ADDRESS names one, MODEL being one of %1")
+                       .arg(nodeModelNames());
+    return problem->isEmpty();
+}
+
+/// Takes the nodes' state over, or starts with a fresh one if there is none or it is damaged.
+bool restore(StateFile *state, Simulation *simulation, const Options &options, QString *problem)
+{
+    const StateFile::Result loaded = state->load(problem);
+    if (loaded == StateFile::Unusable)
+        return false;
+    if (loaded == StateFile::Damaged) {
+        const QString other = state->setAside();
+        if (other.isEmpty()) {
+            *problem += QStringLiteral("; and it cannot be renamed");
+            return false;
+        }
+        printError(QStringLiteral("sim"), QStringLiteral("%1; set aside as %2").arg(*problem, other));
+        if (!fill(simulation, options, problem))
+            return false;
+    }
+    return state->save(problem);
+}
+
+int run(const CommandLine &line, const Options &options)
+{
+    QString problem;
+    Simulation simulation;
+    if (!fill(&simulation, options, &problem))
+        return line.fail(problem);
+    QString url;
+    const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem, &url);
+    if (!bus)
+        return line.fail(problem);
+    FaultRules faults(options.seed);
+    for (const QString &words : faultsOf(options.network)) {
+        FaultRule rule;
+        FaultRule::read(words, &rule, &problem);
+        faults.add(rule);
+    }
+    FaultBus network(*bus, faults);
+    StateFile state(options.stateName, simulation);
+    const bool keepsState = !options.stateName.isEmpty();
+    if (keepsState) {
+        if (!restore(&state, &simulation, options, &problem))
+            return line.fail(problem);
+        simulation.onSettingChanged = [&](KVRDevice &node) { state.noteChange(node); };
+    }
+    simulation.setTimeScale(options.speed);
+    simulation.attach(network);
+
+    const SignalWatcher signalWatcher;
+    const SimConsole console(simulation, faults);
+    QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
+    // An adapter may be pulled out.
+    QObject::connect(bus->device(), &QIODevice::aboutToClose, qApp, &QCoreApplication::quit,
+                     Qt::QueuedConnection);
+    if (line.isJson())
+        printJson({{QStringLiteral("ready"), url},
+                   {QStringLiteral("nodes"), int(simulation.nodes().size())},
+                   {QStringLiteral("seed"), qint64{options.seed}}});
+    else
+        printLine(QStringLiteral("ready %1, %2 nodes, seed %3")
+                      .arg(url)
+                      .arg(simulation.nodes().size())
+                      .arg(options.seed));
+    int result = QCoreApplication::exec();
+    if (!bus->isOpen()) {
+        printError(QStringLiteral("sim"), QStringLiteral("%1 has gone: %2").arg(url, bus->errorString()));
+        result = Failure;
+    }
+    if (!keepsState || state.save(&problem))
+        return result;
+    printError(QStringLiteral("sim"), problem);
+    return Failure;
+}
+}
+
+int runSim(const QStringList &arguments)
+{
+    CommandLine line(
+        QStringLiteral("sim"),
+        QStringLiteral("Emulates nodes on a bus until it is interrupted. Prints a line that begins "
+                       "with 'ready' when all are up. --bus goes before the bus in the file. Lines on "
+                       "standard input show how nodes are, and make faults; 'help' there lists them."),
+        QStringLiteral("vox sim --config examples/network/floor.json"),
+        CommandLine::BusOption | CommandLine::JsonOption);
+    const QCommandLineOption node(
+        QStringLiteral("node"),
+        QStringLiteral("A node: one of %1, and six hexadecimal digits. May be repeated.")
+            .arg(nodeModelNames()),
+        QStringLiteral("MODEL@ADDRESS"));
+    const QCommandLineOption config(QStringLiteral("config"),
+                                    QStringLiteral("A JSON file with a bus and nodes."),
+                                    QStringLiteral("FILE"));
+    const QCommandLineOption speed(QStringLiteral("speed"),
+                                   QStringLiteral("Lets motors live N times as fast, 1 to %1.").arg(MaxSpeed),
+                                   QStringLiteral("N"));
+    const QCommandLineOption state(
+        QStringLiteral("state"),
+        QStringLiteral("Keeps what hosts have set, and where motors stand, in this file."),
+        QStringLiteral("FILE"));
+    const QCommandLineOption seed(QStringLiteral("seed"),
+                                  QStringLiteral("Makes the same faults as the run that printed it."),
+                                  QStringLiteral("NUMBER"));
+    line.addOptions({node, config, speed, state, seed});
+    if (!line.parse(arguments, 0, 0))
+        return line.exitCode();
+    const QCommandLineParser &parser = line.parser();
+
+    Options options;
+    QString problem;
+    options.networkName = parser.value(config);
+    if (parser.isSet(config) && !readJsonFile(options.networkName, &options.network, &problem))
+        return line.fail(problem);
+    options.nodes = parser.values(node);
+    options.stateName = parser.value(state);
+    if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(options.networkName))
+        return line.fail(QStringLiteral("--state and --config are to be two files"));
+    // The file goes before the environment, too.
+    const QString fileBus = busOf(options.network);
+    options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;
+    if (options.bus.isEmpty())
+        return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
+    if (parser.isSet(speed)) {
+        options.speed = parser.value(speed).toUInt();
+        if (options.speed < 1 || options.speed > MaxSpeed)
+            return line.fail(QStringLiteral("--speed is to be a number from 1 to %1").arg(MaxSpeed));
+    }
+    bool isSeed = true;
+    options.seed = parser.isSet(seed) ? parser.value(seed).toUInt(&isSeed) : std::random_device()();
+    if (!isSeed)
+        return line.fail(QStringLiteral("--seed is to be a number from 0 to 4294967295"));
+    return run(line, options);
+}
