@@ -33,10 +33,18 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvox1 (= ${PROJECT_VERSION})")
 set(CPACK_STRIP_FILES ON)
+string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
+file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium
+
+  * CHANGELOG.md of the sources tells what is new.
+
+ -- @CPACK_PACKAGE_CONTACT@  @now@
+" @ONLY)
+execute_process(COMMAND gzip -9nf changelog WORKING_DIRECTORY ${PROJECT_BINARY_DIR})
 foreach(component IN ITEMS runtime development tools)
     string(TOUPPER ${component} upper)
     set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-    install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
+    install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
         COMPONENT ${component})
 endforeach()
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION

@@ -41,7 +41,6 @@ class CommandLine
 {
 public:
     enum Option {
-        NoOption = 0,
         /// --bus; the environment's VOX_BUS is its default.
         BusOption = 1,
         JsonOption = 2

@@ -4,6 +4,9 @@
 #include <QCoreApplication>
 #include <QLoggingCategory>
 
+#include <fcntl.h>
+#include <unistd.h>
+
 namespace {
 QString names()
 {
@@ -59,6 +62,11 @@ int run(const QStringList &arguments)
 
 int main(int argc, char *argv[])
 {
+    // What is opened later must not take the place of a standard stream that was closed.
+    for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+        if (::fcntl(stream, F_GETFD) < 0)
+            ::open("/dev/null", O_RDWR);
+    }
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VOX_VERSION));

@@ -26,7 +26,7 @@ QJsonObject Outcome::toJson() const
     if (!m_error.isEmpty())
         return {{QStringLiteral("error"), m_error}};
     if (!isAnswered())
-        return {};
+        return {{QStringLiteral("sent"), true}};
     return {{QStringLiteral("address"), VOX::toString(m_reply.srcAddr(false))},
             {QStringLiteral("type"), VOX::toString(m_reply.srcNodeType())},
             {QStringLiteral("command"), VOX::toString(m_reply.cmd())},

@@ -19,10 +19,8 @@ public:
     /// announces no more.
     Result read(QUdpSocket &socket)
     {
-        m_bytes.resize(MaxSize);
-        const qint64 size = socket.readDatagram(m_bytes.data(), m_bytes.size(), &m_sender, &m_senderPort);
-        m_bytes.resize(static_cast<int>(std::max<qint64>(size, 0)));
-        if (size >= 0)
+        // One may come between the two questions.
+        if (take(socket) || (socket.hasPendingDatagrams() && take(socket)))
             return Read;
         return socket.hasPendingDatagrams() ? Failed : NothingPending;
     }
@@ -39,6 +37,14 @@ public:
     }
 
 private:
+    bool take(QUdpSocket &socket)
+    {
+        m_bytes.resize(MaxSize);
+        const qint64 size = socket.readDatagram(m_bytes.data(), m_bytes.size(), &m_sender, &m_senderPort);
+        m_bytes.resize(static_cast<int>(std::max<qint64>(size, 0)));
+        return size >= 0;
+    }
+
     static constexpr int MaxSize = 65536;
 
     QByteArray m_bytes;

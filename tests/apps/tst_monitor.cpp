@@ -70,6 +70,8 @@ void tst_Monitor::scanning_data()
     QTest::newRow("a frame cut off, before a pause") << QByteArrayList{b, a.chopped(3)} << QByteArray("0E 9");
     QTest::newRow("a checksum where a CRC is said to be")
         << QByteArrayList{line(VOXMessage(BusMessage(tolerated)))} << QByteArray("~0E");
+    QTest::newRow("a frame cut off, and two frames in what it claims")
+        << QByteArrayList{line(frame("65 303132333435363738", 1)).left(9) + a + b} << QByteArray("9 02 0E");
     QTest::newRow("one byte") << QByteArrayList{"x"} << QByteArray("1");
 }
 
@@ -157,13 +159,18 @@ void tst_Monitor::statistics_data()
                                      << "";
     QTest::newRow("refusals") << QByteArray("0r 10n 20r 30n") << "2 10 10 0 0 {\"BUSY\":2}"
                               << "";
-    QTest::newRow("failed checks") << QByteArray("0r 10f 300r 310a") << "1 10 10 1 1 {}"
+    QTest::newRow("failed checks") << QByteArray("0r 10a 20r 30f 300r 310a") << "2 10 10 1 1 {}"
                                    << "";
     QTest::newRow("two nodes")
         << QByteArray("0r 10a 12a 100r 110a 112a") << "2 10 10 0 0 {}"
         << "000101 answered 2 times more than it was asked: two nodes answer as one address";
     QTest::newRow("an echo") << QByteArray("0r 5r 10a 100r 105r 110a") << "2 10 10 0 0 {}"
                              << "2 requests came twice: an echo is on";
+    QTest::newRow("late, and asked again")
+        << QByteArray("0r 250r 300a 550a") << "2 50 550 0 0 {}"
+        << "000101 answered 1 times later than after 200 ms, when hosts have given up";
+    QTest::newRow("to a request to all") << QByteArray("0r 10a 100b 110a 112a") << "1 10 10 0 0 {}"
+                                         << "";
     QTest::newRow("late") << QByteArray("0r 250a") << "1 250 250 0 0 {}"
                           << "000101 answered 1 times later than after 200 ms, when hosts have given up";
     QTest::newRow("another rate")
@@ -183,6 +190,7 @@ void tst_Monitor::statistics()
                                               {'a', reply},
                                               {'n', line(answer(0x000101, "6F FF"))},
                                               {'f', reply.chopped(1) + '?'},
+                                              {'b', line(frame("40", 0xffffff))},
                                               {'g', QByteArray(30, '?')}};
         statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
     }

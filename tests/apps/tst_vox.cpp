@@ -1,4 +1,5 @@
 #include "support/udppair.h"
+#include "vox/commands.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -147,6 +148,8 @@ void tst_Vox::wrongUseIsOneLine_data()
     row("no place for the state", {"sim", "--bus", bus, "--node", "NODE@000001", "--state", "/no/such/state"},
         "cannot write /no/such/state");
     row("no capture", {"replay", program(), "--bus", bus}, "is no capture");
+    row("one unknown filter of two", {"monitor", "--bus", bus, "--command", "ACK", "--command", "FLY"},
+        "unknown command 'FLY'");
     row("an unknown filter", {"monitor", "--bus", bus, "--command", "FLY"}, "unknown command 'FLY'");
     row("no seed", {"sim", "--bus", bus, "--node", "NODE@000001", "--seed", "x"}, "--seed is to be a number");
     row("call without operation", {"call", "--bus", bus, "000001"}, "operations are getNodeAddr");
@@ -412,6 +415,8 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(ask(QString()), QByteArray("POST_NODE_LABEL\n  label: Watched\n"));
     QCOMPARE(run({"monitor", capture, "--command", "POST_NODE_LABEL"}).out.count('\n'), 1);
     QCOMPARE(run({"monitor", capture, "--errors"}).out, QByteArray());
+    QCOMPARE(run({"monitor", capture, "--write", capture}).code, 2);
+    QCOMPARE(run({"replay", capture, "--bus", "pty:"}).code, 2);
     QVERIFY(QFile::resize(capture, 100));
     QVERIFY(run({"replay", capture, "--bus", url}).err.contains("is cut off after 2 records"));
 }
@@ -521,6 +526,12 @@ void tst_Vox::guidesWork_data()
                 && !line.contains("--bus"))
                 QTest::addRow("%s:%s", qPrintable(guide), qPrintable(line)) << line.trimmed();
         }
+    }
+    for (const Command &command : commands()) {
+        const QString example = CommandDescription::of(command).example;
+        QVERIFY2(example.startsWith("vox " + command.name), qPrintable(command.name));
+        if (!QStringList{"demo", "sim", "monitor", "replay"}.contains(command.name))
+            QTest::addRow("help of %s", qPrintable(command.name)) << example;
     }
 }
 

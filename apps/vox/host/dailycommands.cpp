@@ -6,6 +6,7 @@
 #include "vox/console.h"
 #include "vox/host/follow.h"
 #include "vox/host/target.h"
+#include "vox/line/commandfields.h"
 #include "vox/outcome.h"
 
 #include <QJsonArray>
@@ -213,12 +214,14 @@ int runGoto(const QStringList &arguments)
     const bool isWaiting = daily.line.parser().isSet(wait);
     if (isWaiting && daily.target.type != VOX::P2P)
         return daily.line.fail(QStringLiteral("--wait is for one node at a time"));
+    const std::unique_ptr<MotorFollower> follower(isWaiting ? new MotorFollower(daily.line.isJson())
+                                                            : nullptr);
     const int sent =
         daily.send([&](auto &proxy) { return proxy.ctrlMoveTo(function, static_cast<quint16>(value)); });
     if (!isWaiting || sent != Success)
         return sent;
     KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
-    return followUntilRest(proxy, daily.line.isJson());
+    return follower->follow(proxy);
 }
 
 int runLockCommand(const QStringList &arguments, const char *name, const char *description,
@@ -247,8 +250,8 @@ int runLock(const QStringList &arguments)
 
 int runUnlock(const QStringList &arguments)
 {
-    return runLockCommand(arguments, "unlock", "Releases the lock of a motor.",
-                          "vox unlock 000103 --priority 200", KVRMotor::LOCK_RELEASE);
+    return runLockCommand(arguments, "unlock", "Releases the lock of a motor.", "vox unlock 000101",
+                          KVRMotor::LOCK_RELEASE);
 }
 
 int runQuery(const QStringList &arguments, const char *name, const char *description, const char *example,
@@ -318,13 +321,18 @@ int runInfo(const QStringList &arguments)
         printLine(QStringLiteral("%1 %2 %3")
                       .arg(all.value(QStringLiteral("address")).toString(),
                            all.value(QStringLiteral("type")).toString(),
-                           fields.value(QStringLiteral("label")).toString()));
+                           printable(fields.value(QStringLiteral("label")).toString())));
     for (const auto &[name, call] : queries) {
         call.waitForFinished();
         const Outcome outcome(call);
         if (outcome.exitCode() != Success)
             continue;
-        fields.insert(QLatin1String(name), fieldsOf(outcome.reply()));
+        KVRStdProxy::AppVersion version;
+        const bool isVersion = QByteArray(name).endsWith("Version");
+        if (isVersion && proxy.getNodeAppVersionReply(outcome.reply(), version))
+            fields.insert(QLatin1String(name), version.toString());
+        else
+            fields.insert(QLatin1String(name), fieldsOf(outcome.reply()));
         if (!daily.line.isJson())
             outcome.print(daily.name(), false);
     }

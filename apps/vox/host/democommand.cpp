@@ -6,6 +6,7 @@
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/host/discovery.h"
+#include "vox/outcome.h"
 
 #include <QElapsedTimer>
 #include <QEventLoop>
@@ -53,7 +54,7 @@ QString key(KVRMotor::State state)
 class Demo
 {
 public:
-    Demo();
+    explicit Demo(bool isJson);
     int run();
 
 private:
@@ -79,7 +80,14 @@ private:
     bool followUntilRest();
     void printReadings(const std::vector<Reading> &readings, bool over);
     void expect(bool ok, const QString &what);
+    /// What people read; with JSON there is a summary only.
+    void say(const QString &line) const
+    {
+        if (!m_isJson)
+            printLine(line);
+    }
 
+    bool m_isJson;
     PortPair m_ports;
     VOXUdpBus m_network;
     VOXUdpBus m_host;
@@ -89,8 +97,9 @@ private:
     int m_failures = 0;
 };
 
-Demo::Demo()
-    : m_ports(freePorts())
+Demo::Demo(bool isJson)
+    : m_isJson(isJson)
+    , m_ports(freePorts())
     , m_network(QHostAddress::LocalHost, m_ports[0], QHostAddress::LocalHost, m_ports[1])
     , m_host(QHostAddress::LocalHost, m_ports[1], QHostAddress::LocalHost, m_ports[0])
 {
@@ -120,39 +129,39 @@ void Demo::expect(bool ok, const QString &what)
     if (ok)
         return;
     ++m_failures;
-    printLine(QStringLiteral("FAILED: %1").arg(what));
+    say(QStringLiteral("FAILED: %1").arg(what));
 }
 
 void Demo::discover()
 {
-    printLine(QStringLiteral("Discovery, by broadcast:"));
+    say(QStringLiteral("Discovery, by broadcast:"));
     const QVector<unsigned int> addrs = discoveredAddrs(finish(discoverNodes(m_host)));
     for (const unsigned int addr : addrs) {
         m_proxies.push_back(std::make_unique<KVRMotorProxy>(addr, &m_host));
-        printLine(QStringLiteral("  %1 %2").arg(VOX::toString(m_proxies.back()->addr(false)),
-                                                VOX::toString(m_proxies.back()->type())));
+        say(QStringLiteral("  %1 %2").arg(VOX::toString(m_proxies.back()->addr(false)),
+                                          VOX::toString(m_proxies.back()->type())));
     }
     expect(m_proxies.size() == m_motors.size(), QStringLiteral("three nodes answer"));
 }
 
 void Demo::describe()
 {
-    printLine(QStringLiteral("Label and version:"));
+    say(QStringLiteral("Label and version:"));
     for (const auto &proxy : m_proxies) {
         QByteArray label;
         KVRStdProxy::AppVersion version;
         const bool ok = proxy->getNodeLabelReply(finish(proxy->getNodeLabel()).reply(), label)
             && proxy->getNodeAppVersionReply(finish(proxy->getNodeAppVersion()).reply(), version);
         expect(ok, QStringLiteral("label and version are read"));
-        printLine(QStringLiteral("  %1 %2 %3")
-                      .arg(VOX::toString(proxy->addr(false)),
-                           QString::fromLatin1(label.constData()).leftJustified(8), version.toString()));
+        say(QStringLiteral("  %1 %2 %3")
+                .arg(VOX::toString(proxy->addr(false)),
+                     QString::fromLatin1(label.constData()).leftJustified(8), version.toString()));
     }
 }
 
 void Demo::setLimits()
 {
-    printLine(QStringLiteral("End limits: up at 0, down at %1 pulses.").arg(DownLimit));
+    say(QStringLiteral("End limits: up at 0, down at %1 pulses.").arg(DownLimit));
     for (const auto &proxy : m_proxies) {
         quint16 down = 0;
         const bool ok = isAcknowledged(proxy->setMotorLimits(KVRMotor::LIMIT_PULSES, KVRMotor::LIMIT_UP, 0))
@@ -177,15 +186,15 @@ void Demo::printReadings(const std::vector<Reading> &readings, bool over)
         const Reading &reading = readings[i];
         const QString bar =
             QString(reading.percent / 5, QLatin1Char('#')).leftJustified(20, QLatin1Char('.'));
-        printLine(QStringLiteral("  %1 [%2] %3 %  %4 pulses  %5")
-                      .arg(VOX::toString(m_proxies[i]->addr(false)), bar)
-                      .arg(reading.percent, 3)
-                      .arg(reading.pulses, 4)
-                      .arg(key(reading.status.state), -8));
+        say(QStringLiteral("  %1 [%2] %3 %  %4 pulses  %5")
+                .arg(VOX::toString(m_proxies[i]->addr(false)), bar)
+                .arg(reading.percent, 3)
+                .arg(reading.pulses, 4)
+                .arg(key(reading.status.state), -8));
     }
     // On a terminal the next readings take the place of these.
     if (!over && isTerminal())
-        printLine(QStringLiteral("\x1b[%1A").arg(readings.size() + 1));
+        say(QStringLiteral("\x1b[%1A").arg(readings.size() + 1));
 }
 
 bool Demo::followUntilRest()
@@ -211,7 +220,7 @@ bool Demo::followUntilRest()
 
 void Demo::move(const QString &what, const std::array<unsigned char, 3> &percent)
 {
-    printLine(what);
+    say(what);
     for (std::size_t i = 0; i < m_proxies.size(); ++i)
         expect(isAcknowledged(m_proxies[i]->ctrlMoveTo(KVRMotor::MOVETO_PERCENT, percent.at(i))),
                QStringLiteral("a move is accepted"));
@@ -232,9 +241,9 @@ void Demo::stopMidway()
     expect(reading.ok && reading.status.state == KVRMotor::STATE_STOPPED && reading.pulses > 0
                && reading.pulses < DownLimit,
            QStringLiteral("the motor stands in mid-move"));
-    printLine(QStringLiteral("Stopped in mid-move: %1 at %2 pulses.")
-                  .arg(VOX::toString(proxy.addr(false)))
-                  .arg(reading.pulses));
+    say(QStringLiteral("Stopped in mid-move: %1 at %2 pulses.")
+            .arg(VOX::toString(proxy.addr(false)))
+            .arg(reading.pulses));
 }
 
 void Demo::showRefusal()
@@ -244,9 +253,9 @@ void Demo::showRefusal()
     const KVR::NackStatus status = KVR::getNackReply(reply);
     expect(status == static_cast<KVR::NackStatus>(KVR::NACK_IP_NOT_SET),
            QStringLiteral("an unset position is refused"));
-    printLine(QStringLiteral("Refused: to intermediate position %1, NACK %2.")
-                  .arg(UnsetIndex)
-                  .arg(KVR::toString(status)));
+    say(QStringLiteral("Refused: to intermediate position %1, NACK %2.")
+            .arg(UnsetIndex)
+            .arg(KVR::toString(status)));
 }
 
 void Demo::showTimeout()
@@ -254,7 +263,7 @@ void Demo::showTimeout()
     KVRMotorProxy absent(AbsentAddr, &m_host);
     const BusPendingCall call = finish(absent.getMotorStatus());
     expect(call.error() == BusPendingCall::Timeout, QStringLiteral("an absent node times out"));
-    printLine(QStringLiteral("No node at %1: %2.").arg(VOX::toString(AbsentAddr), call.errorString()));
+    say(QStringLiteral("No node at %1: %2.").arg(VOX::toString(AbsentAddr), call.errorString()));
 }
 
 int Demo::run()
@@ -265,10 +274,10 @@ int Demo::run()
         printError(QStringLiteral("demo"), QStringLiteral("cannot use UDP on 127.0.0.1"));
         return WrongUse;
     }
-    printLine(QStringLiteral(
-                  "An emulated network of three motors and a host, over UDP on 127.0.0.1, ports %1 and %2.")
-                  .arg(m_ports[1])
-                  .arg(m_ports[0]));
+    say(QStringLiteral(
+            "An emulated network of three motors and a host, over UDP on 127.0.0.1, ports %1 and %2.")
+            .arg(m_ports[1])
+            .arg(m_ports[0]));
     discover();
     if (m_failures != 0)
         return Failure;
@@ -279,12 +288,16 @@ int Demo::run()
     stopMidway();
     showRefusal();
     showTimeout();
-    printLine(
-        QStringLiteral("%1: %2 nodes, %3 calls, one refusal and one time-out shown, in %4 s.")
+    say(QStringLiteral("%1: %2 nodes, %3 calls, one refusal and one time-out shown, in %4 s.")
             .arg(m_failures == 0 ? QStringLiteral("All as expected") : QStringLiteral("NOT as expected"))
             .arg(m_proxies.size())
             .arg(m_calls)
             .arg(static_cast<double>(clock.elapsed()) / 1000, 0, 'f', 1));
+    if (m_isJson)
+        printJson({{QStringLiteral("nodes"), static_cast<int>(m_proxies.size())},
+                   {QStringLiteral("calls"), m_calls},
+                   {QStringLiteral("failures"), m_failures},
+                   {QStringLiteral("seconds"), static_cast<double>(clock.elapsed()) / 1000}});
     return m_failures == 0 ? Success : Failure;
 }
 }
@@ -295,8 +308,8 @@ int runDemo(const QStringList &arguments)
         QStringLiteral("demo"),
         QStringLiteral("Shows a host that drives an emulated network of three motors, both in this "
                        "process, over UDP on 127.0.0.1. Takes about ten seconds."),
-        QStringLiteral("vox demo"), CommandLine::NoOption);
+        QStringLiteral("vox demo"), CommandLine::JsonOption);
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
-    return Demo().run();
+    return Demo(line.isJson()).run();
 }

@@ -1,9 +1,9 @@
 #include "vox/host/follow.h"
 
+#include "messages/kvr.h"
 #include "proxies/kvrmotorproxy.h"
 #include "vox/console.h"
 #include "vox/outcome.h"
-#include "vox/signalwatcher.h"
 
 #include <QEventLoop>
 #include <QTimer>
@@ -12,6 +12,7 @@ namespace {
 constexpr int IntervalMs = 200;
 constexpr int PercentPerMark = 5;
 constexpr int BarWidth = 20;
+constexpr int MaxFailures = 5;
 
 struct Reading
 {
@@ -55,37 +56,55 @@ void show(const Reading &reading, bool isJson)
     if (isBar && reading.status.state == KVRMotor::STATE_RUNNING)
         printLine(QStringLiteral("\x1b[2A"));
 }
+}
 
-/// False if a signal has come meanwhile.
-bool pause(const bool &isInterrupted, SignalWatcher &signalWatcher)
+MotorFollower::MotorFollower(bool isJson)
+    : m_isJson(isJson)
+{
+    QObject::connect(&m_signalWatcher, &SignalWatcher::interrupted, &m_signalWatcher,
+                     [this] { m_isInterrupted = true; });
+}
+
+void MotorFollower::pause()
 {
     QEventLoop loop;
-    QObject::connect(&signalWatcher, &SignalWatcher::interrupted, &loop, &QEventLoop::quit);
+    QObject::connect(&m_signalWatcher, &SignalWatcher::interrupted, &loop, &QEventLoop::quit);
     QTimer::singleShot(IntervalMs, &loop, &QEventLoop::quit);
-    if (!isInterrupted)
+    if (!m_isInterrupted)
         loop.exec();
-    return !isInterrupted;
-}
 }
 
-int followUntilRest(KVRMotorProxy &proxy, bool isJson)
+int MotorFollower::follow(KVRMotorProxy &proxy)
 {
-    SignalWatcher signalWatcher;
-    bool isInterrupted = false;
-    QObject::connect(&signalWatcher, &SignalWatcher::interrupted, &signalWatcher,
-                     [&isInterrupted] { isInterrupted = true; });
     Reading reading;
-    do {
+    for (int failures = 0; !m_isInterrupted; pause()) {
         if (!read(proxy, &reading)) {
+            if (m_isInterrupted || ++failures < MaxFailures)
+                continue;
             printError(QStringLiteral("goto"), QStringLiteral("the motor does not tell where it is"));
             return Failure;
         }
-        show(reading, isJson);
-    } while (reading.status.state == KVRMotor::STATE_RUNNING && pause(isInterrupted, signalWatcher));
-    if (!isInterrupted)
-        return reading.status.source == KVRMotor::SOURCE_INTERNAL ? Success : Failure;
-    proxy.ctrlStop().waitForFinished();
-    if (read(proxy, &reading))
-        show(reading, isJson);
+        failures = 0;
+        show(reading, m_isJson);
+        if (reading.status.state != KVRMotor::STATE_RUNNING)
+            return reading.status.source == KVRMotor::SOURCE_INTERNAL ? Success : Failure;
+    }
+    return stop(proxy);
+}
+
+int MotorFollower::stop(KVRMotorProxy &proxy) const
+{
+    bool isStopped = false;
+    for (int attempt = 0; !isStopped && attempt < MaxFailures; ++attempt) {
+        const BusPendingCall call = proxy.ctrlStop();
+        call.waitForFinished();
+        isStopped = VOXMessage(call.reply()).cmd() == KVR::ACK;
+    }
+    Reading reading;
+    if (!isStopped)
+        printError(QStringLiteral("goto"),
+                   QStringLiteral("the motor has not acknowledged the stop, and may still run"));
+    else if (read(proxy, &reading))
+        show(reading, m_isJson);
     return Failure;
 }

@@ -51,8 +51,7 @@ QString describe(const CommandField &field)
 {
     const QString name = QStringLiteral("`%1`").arg(QLatin1String(field.name));
     if (*field.enumeration != '\0')
-        return QStringLiteral("%1 [%2](#%3)")
-            .arg(name, QLatin1String(field.enumeration), QString::fromLatin1(field.enumeration).toLower());
+        return QStringLiteral("%1 %2").arg(name, QLatin1String(field.enumeration));
     QString text = QStringLiteral("%1 %2").arg(name, kindOf(field));
     if (field.width > 1 && field.kind != CommandField::Address)
         text += QStringLiteral(" of %1 bytes").arg(field.width);

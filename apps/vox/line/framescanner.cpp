@@ -44,25 +44,25 @@ void FrameScanner::flush()
 
 bool FrameScanner::takeOne(bool isAtEnd)
 {
+    if (m_pending.isEmpty())
+        return false;
     const int length = lengthAt(m_pending, 0);
     const bool isComplete = length > 0 && length <= m_pending.size();
-    // A frame that fails is shown as one if a pause or a good frame follows it.
-    if (isComplete
-        && (isIntactAt(m_pending, 0) || isIntactAt(m_pending, length)
-            || (isAtEnd && length == m_pending.size()))) {
+    if (isComplete && isIntactAt(m_pending, 0)) {
+        take(length);
+        return true;
+    }
+    // What a good frame begins in was none itself.
+    int good = 1;
+    while (good < m_pending.size() && !isIntactAt(m_pending, good))
+        ++good;
+    const bool isFollowed = good == length || (isAtEnd && length == m_pending.size());
+    if (isComplete && isFollowed && good >= length) {
         take(length);
         return true;
     }
     const bool mayGoOn = length < 0 || (length > 0 && m_pending.size() < length + VOXMessage::MaxLength);
-    if (!isAtEnd && mayGoOn) {
-        // But not if a good frame begins inside of it.
-        int offset = 1;
-        while (offset < m_pending.size() && !isIntactAt(m_pending, offset))
-            ++offset;
-        if (offset >= m_pending.size())
-            return false;
-    }
-    if (m_pending.isEmpty())
+    if (!isAtEnd && mayGoOn && good >= m_pending.size())
         return false;
     dropByte();
     return true;

@@ -7,6 +7,7 @@
 
 #include <algorithm>
 #include <cmath>
+#include <iterator>
 #include <utility>
 
 namespace {
@@ -17,6 +18,9 @@ constexpr double LineRate = 4800;
 /// What a host waits for an answer, if nobody has told it otherwise.
 constexpr qint64 TimeoutNs = 200000000;
 constexpr qint64 EchoNs = 100000000;
+/// After this an answer does not come any more.
+constexpr qint64 LostNs = 2000000000;
+constexpr int MaxNodes = 65536;
 constexpr int ManyBytes = 100;
 constexpr double Median = 0.5;
 constexpr double P99 = 0.99;
@@ -24,6 +28,11 @@ constexpr double P99 = 0.99;
 bool expectsAnswer(const VOXMessage &request)
 {
     return request.isAck() || KVR::findCmd(request.cmd()).reply() != 0;
+}
+
+bool isAnswer(int cmd, int answerCmd)
+{
+    return cmd == answerCmd || cmd == KVR::ACK || cmd == KVR::NACK;
 }
 }
 
@@ -35,7 +44,10 @@ int LineStatistics::Node::lateAnswers() const
 
 int LineStatistics::Node::lostRequests(qint64 nowNs) const
 {
-    return unanswered + (isWaiting && nowNs - askedNs > TimeoutNs ? 1 : 0);
+    return unanswered
+        + static_cast<int>(std::count_if(open.begin(), open.end(), [nowNs](const Request &request) {
+               return nowNs - request.timeNs > TimeoutNs;
+           }));
 }
 
 double LineStatistics::Node::answerMs(double share) const
@@ -48,10 +60,20 @@ double LineStatistics::Node::answerMs(double share) const
     return static_cast<double>(sorted[std::max<std::size_t>(rank, 1) - 1]) / NsPerMs;
 }
 
+void LineStatistics::setTime(qint64 timeNs)
+{
+    if (!m_isLive)
+        m_firstNs = timeNs;
+    m_isLive = true;
+    m_lastNs = std::max(m_lastNs, timeNs);
+}
+
 void LineStatistics::add(const LineItem &item)
 {
-    if (m_bytes == 0)
-        m_firstNs = item.timeNs;
+    // Of a capture, also the time that the first record took on the line.
+    if (m_bytes == 0 && !m_isLive)
+        m_firstNs =
+            item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / LineRate * NsPerSecond);
     m_lastNs = std::max(m_lastNs, item.timeNs);
     m_bytes += item.bytes.size();
     if (item.verdict == LineItem::Garbage)
@@ -67,8 +89,10 @@ void LineStatistics::addFrame(const LineItem &item)
     const bool isRequest = item.frame.srcAddr(false) == VOXBus::addr();
     if (!item.isTaken()) {
         ++m_failed;
-        if (!isRequest && item.frame.addrType() == VOX::P2P)
-            ++m_nodes[source].failed;
+        // Only of nodes that are known: any address may stand in noise.
+        const auto known = m_nodes.find(source);
+        if (!isRequest && known != m_nodes.end())
+            ++known->failed;
         return;
     }
     const bool isRepeated = item.bytes == m_lastBytes && item.timeNs - m_lastBytesNs < EchoNs;
@@ -84,26 +108,42 @@ void LineStatistics::addFrame(const LineItem &item)
 
 void LineStatistics::addRequest(const LineItem &item)
 {
-    if (item.frame.addrType() != VOX::P2P || !expectsAnswer(item.frame))
+    if (item.frame.addrType() != VOX::P2P)
+        m_sharedRequestNs = item.timeNs;
+    if (item.frame.addrType() != VOX::P2P || !expectsAnswer(item.frame) || m_nodes.size() >= MaxNodes)
         return;
     Node &node = m_nodes[VOX::toString(item.frame.destAddr(false))];
-    if (node.isWaiting)
-        ++node.unanswered;
-    node.isWaiting = true;
-    node.wasAsked = true;
-    node.askedNs = item.timeNs;
+    const auto isLost = [&](const Request &request) { return item.timeNs - request.timeNs > LostNs; };
+    const auto lost = std::remove_if(node.open.begin(), node.open.end(), isLost);
+    node.unanswered += static_cast<int>(node.open.end() - lost);
+    node.open.erase(lost, node.open.end());
+    node.open.push_back({item.timeNs, KVR::findCmd(item.frame.cmd()).reply()});
 }
 
+// The newest request that it can be for: hosts ask again when an answer is lost. If answers are only late,
+// those of the older requests follow.
 void LineStatistics::addAnswer(const LineItem &item)
 {
+    if (m_nodes.size() >= MaxNodes)
+        return;
     Node &node = m_nodes[VOX::toString(item.frame.srcAddr(false))];
     if (item.isNack())
         ++node.nacks[KVR::toString(KVR::getNackReply(item.frame))];
-    if (node.isWaiting)
-        node.answerNs.push_back(item.timeNs - node.askedNs);
-    else if (node.wasAsked)
+    const int cmd = item.frame.cmd();
+    const auto asked = std::find_if(node.open.rbegin(), node.open.rend(), [cmd](const Request &request) {
+        return isAnswer(cmd, request.answerCmd);
+    });
+    if (asked != node.open.rend()) {
+        node.answerNs.push_back(item.timeNs - asked->timeNs);
+        node.lastAnswered = {item.timeNs, asked->answerCmd};
+        node.open.erase(std::next(asked).base());
+        return;
+    }
+    // Nor may it be for a request to all.
+    const bool isShared = m_sharedRequestNs != 0 && item.timeNs - m_sharedRequestNs < LostNs;
+    if (!isShared && item.timeNs - node.lastAnswered.timeNs < LostNs
+        && isAnswer(cmd, node.lastAnswered.answerCmd))
         ++node.surplus;
-    node.isWaiting = false;
 }
 
 double LineStatistics::seconds() const

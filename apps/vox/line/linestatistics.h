@@ -15,12 +15,19 @@ class LineStatistics
 {
 public:
     void add(const LineItem &item);
+    /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
+    void setTime(qint64 timeNs);
 
     /// For people, a line a line.
     QStringList toText() const;
     QJsonObject toJson() const;
 
 private:
+    struct Request
+    {
+        qint64 timeNs;
+        int answerCmd;
+    };
     struct Node
     {
         std::vector<qint64> answerNs;
@@ -28,10 +35,9 @@ private:
         int surplus = 0;
         int failed = 0;
         QMap<QString, int> nacks;
-        /// The request that waits for its answer.
-        qint64 askedNs = 0;
-        bool isWaiting = false;
-        bool wasAsked = false;
+        /// Those that wait for their answers, in the order of time.
+        std::vector<Request> open;
+        Request lastAnswered = {0, -1};
 
         int lateAnswers() const;
         int lostRequests(qint64 nowNs) const;
@@ -48,6 +54,9 @@ private:
     QMap<QString, Node> m_nodes;
     qint64 m_firstNs = 0;
     qint64 m_lastNs = 0;
+    /// When all, or a group, were last asked something.
+    qint64 m_sharedRequestNs = 0;
+    bool m_isLive = false;
     int m_frames = 0;
     int m_failed = 0;
     int m_garbageBytes = 0;

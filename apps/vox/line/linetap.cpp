@@ -2,10 +2,12 @@
 
 #include "vox/busurl.h"
 
+#include <QNetworkInterface>
 #include <QSerialPort>
 #include <QTimerEvent>
 #include <QUdpSocket>
 
+#include <algorithm>
 #include <chrono>
 #include <utility>
 
@@ -14,11 +16,23 @@ constexpr int BaudRate = 4800;
 // A frame of ours on the line never pauses this long, however late the system brings it.
 constexpr int PauseMs = 50;
 
-qint64 nowNs()
+/// Without a route for multicast, on a loopback interface, as the buses do.
+bool join(QUdpSocket &socket, const QHostAddress &group)
+{
+    if (socket.joinMulticastGroup(group))
+        return true;
+    const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
+    return std::any_of(interfaces.begin(), interfaces.end(), [&](const QNetworkInterface &interface) {
+        return (interface.flags() & QNetworkInterface::IsLoopBack) != 0
+            && socket.joinMulticastGroup(group, interface);
+    });
+}
+}
+
+qint64 LineTap::nowNs()
 {
     using namespace std::chrono;
     return duration_cast<nanoseconds>(system_clock::now().time_since_epoch()).count();
-}
 }
 
 LineTap::LineTap(std::function<void(const LineItem &)> found)
@@ -49,6 +63,15 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
         *problem = QStringLiteral("cannot open %1: %2").arg(url.path, port->errorString());
         return false;
     }
+    connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
+        if (error != QSerialPort::ResourceError)
+            return;
+        const QString reason = port->errorString();
+        port->close();
+        m_scanner.flush();
+        if (onGone)
+            onGone(reason);
+    });
     connect(port, &QIODevice::readyRead, this, [this, port] {
         m_scanner.feed(port->readAll(), nowNs());
         m_pauseTimer.start(PauseMs, Qt::PreciseTimer, this);
@@ -63,10 +86,12 @@ bool LineTap::openSocket(const BusUrl &url, QString *problem)
     const unsigned short port = url.local == 0 ? url.port : url.local;
     const bool isMulticast = url.kind == BusUrl::Multicast;
     if (!socket->bind(local, port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)
-        || (isMulticast && !socket->joinMulticastGroup(url.host))) {
+        || (isMulticast && !join(*socket, url.host))) {
         *problem = QStringLiteral("cannot open %1: %2").arg(url.text, socket->errorString());
         return false;
     }
+    constexpr int BufferSize = 4 * 1024 * 1024;
+    socket->setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, BufferSize);
     if (!isMulticast)
         m_limitation =
             QStringLiteral("sees what comes to port %1, and neither what this machine sends nor what "

@@ -20,6 +20,14 @@ public:
     static std::unique_ptr<LineTap> open(const BusUrl &url, std::function<void(const LineItem &)> found,
                                          QString *problem);
 
+    /// Nanoseconds since 1970.
+    static qint64 nowNs();
+
+    /// Shows what has come and not been shown yet.
+    void flush() { m_scanner.flush(); }
+    /// Called when the line has gone, with the reason.
+    std::function<void(const QString &)> onGone;
+
     /// What can be seen on this kind of bus; empty for everything.
     const QString &limitation() const { return m_limitation; }
 

@@ -13,6 +13,7 @@
 #include "vox/signalwatcher.h"
 
 #include <QCoreApplication>
+#include <QFileInfo>
 #include <QSet>
 
 namespace {
@@ -41,14 +42,17 @@ struct Filter
 
 bool readCommand(const QString &name, Filter *filter, QString *problem)
 {
+    bool isKnown = false;
     for (int cmd = 0; cmd <= 0xff; ++cmd) {
         const auto id = static_cast<unsigned char>(cmd);
-        if (!name.isEmpty() && (VOX::toString(id) == name || HRMv2::toString(id) == name))
-            filter->commands.insert(cmd);
+        if (name.isEmpty() || (VOX::toString(id) != name && HRMv2::toString(id) != name))
+            continue;
+        isKnown = true;
+        filter->commands.insert(cmd);
     }
-    if (filter->commands.isEmpty())
+    if (!isKnown)
         *problem = QStringLiteral("unknown command '%1'; docs/commands.md lists them").arg(name);
-    return !filter->commands.isEmpty();
+    return isKnown;
 }
 
 bool readFilter(const QStringList &addrs, const QStringList &commands, Filter *filter, QString *problem)
@@ -75,6 +79,7 @@ struct Monitor
     LineStatistics statistics;
     PcapWriter capture;
     bool writesCapture = false;
+    bool hasFailed = false;
     bool isJson = false;
 
     void take(const LineItem &item)
@@ -82,6 +87,8 @@ struct Monitor
         statistics.add(item);
         if (writesCapture && !capture.write(item)) {
             printError(QStringLiteral("monitor"), QStringLiteral("the capture cannot be written any more"));
+            writesCapture = false;
+            hasFailed = true;
             QCoreApplication::exit(Failure);
         }
         if (filter.admits(item))
@@ -110,17 +117,33 @@ struct Monitor
     }
 };
 
-int readCapture(const CommandLine &line, const QString &name, Monitor *monitor)
+bool openCapture(const CommandLine &line, const QString &name, Monitor *monitor, QString *problem)
+{
+    monitor->writesCapture = !name.isEmpty();
+    const QString input = line.words().value(0);
+    if (monitor->writesCapture && !input.isEmpty() && QFileInfo(name) == QFileInfo(input)) {
+        *problem = QStringLiteral("%1 is read already").arg(name);
+        return false;
+    }
+    return !monitor->writesCapture || monitor->capture.open(name, problem);
+}
+
+int readCapture(const CommandLine &line, const QString &output, Monitor *monitor)
 {
     std::vector<LineItem> items;
     QString problem;
-    const bool isWhole = readPcap(name, &items, &problem);
+    QString ignored;
+    const bool isWhole = readPcap(line.words().first(), &items, &problem);
+    if ((isWhole || !items.empty()) && !openCapture(line, output, monitor, &ignored))
+        return line.fail(ignored);
     for (const LineItem &item : items)
         monitor->take(item);
-    return isWhole ? int{Success} : line.fail(problem);
+    if (!isWhole)
+        return line.fail(problem);
+    return monitor->hasFailed ? Failure : Success;
 }
 
-int listen(CommandLine &line, Monitor *monitor)
+int listen(CommandLine &line, const QString &output, Monitor *monitor)
 {
     BusUrl url;
     QString problem = QStringLiteral("--bus URL or the name of a capture is missing");
@@ -128,17 +151,29 @@ int listen(CommandLine &line, Monitor *monitor)
     if (!line.busUrl().isEmpty() && BusUrl::read(line.busUrl(), &url, &problem))
         tap = LineTap::open(
             url, [monitor](const LineItem &item) { monitor->take(item); }, &problem);
-    if (!tap)
+    if (!tap || !openCapture(line, output, monitor, &problem))
         return line.fail(problem);
+    const auto report = [monitor] {
+        monitor->statistics.setTime(LineTap::nowNs());
+        monitor->report();
+    };
+    monitor->statistics.setTime(LineTap::nowNs());
+    tap->onGone = [&](const QString &reason) {
+        printError(QStringLiteral("monitor"), QStringLiteral("%1 has gone: %2").arg(url.text, reason));
+        monitor->hasFailed = true;
+        QCoreApplication::exit(Failure);
+    };
     const SignalWatcher signalWatcher;
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
-    QObject::connect(&signalWatcher, &SignalWatcher::reportRequested, tap.get(),
-                     [monitor] { monitor->report(); });
+    QObject::connect(&signalWatcher, &SignalWatcher::reportRequested, tap.get(), report);
     printError(QStringLiteral("monitor"),
                tap->limitation().isEmpty()
                    ? QStringLiteral("listening to %1").arg(url.text)
                    : QStringLiteral("listening to %1: %2").arg(url.text, tap->limitation()));
-    return QCoreApplication::exec();
+    QCoreApplication::exec();
+    tap->flush();
+    monitor->statistics.setTime(LineTap::nowNs());
+    return monitor->hasFailed ? Failure : Success;
 }
 }
 
@@ -171,14 +206,13 @@ int runMonitor(const QStringList &arguments)
     Monitor monitor;
     monitor.isJson = line.isJson();
     monitor.filter.onlyErrors = line.parser().isSet(errors);
-    monitor.writesCapture = line.parser().isSet(write);
     QString problem;
-    if (!readFilter(line.parser().values(address), line.parser().values(command), &monitor.filter, &problem)
-        || (monitor.writesCapture && !monitor.capture.open(line.parser().value(write), &problem)))
+    if (!readFilter(line.parser().values(address), line.parser().values(command), &monitor.filter, &problem))
         return line.fail(problem);
+    const QString output = line.parser().value(write);
     const int result =
-        line.words().isEmpty() ? listen(line, &monitor) : readCapture(line, line.words().first(), &monitor);
-    if (line.parser().isSet(stats) && result == Success)
+        line.words().isEmpty() ? listen(line, output, &monitor) : readCapture(line, output, &monitor);
+    if (line.parser().isSet(stats) && result != WrongUse)
         monitor.report();
     return result;
 }

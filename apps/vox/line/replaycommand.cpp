@@ -1,6 +1,7 @@
 #include "vox/line/replaycommand.h"
 
 #include "transport/voxbus.h"
+#include "vox/busurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/line/pcapfile.h"
@@ -15,12 +16,16 @@
 
 namespace {
 constexpr double NsPerMs = 1e6;
+constexpr double MsPerByte = 11 * 1000.0 / 4800;
+constexpr double MaxPauseMs = 1000;
 
 struct Replay
 {
     const std::vector<LineItem> &items;
     VOXBus &bus;
     double speed = 1;
+    bool isSerial = false;
+    double freeMs = 0;
     int sent = 0;
     bool isInterrupted = false;
 
@@ -30,10 +35,22 @@ struct Replay
         QElapsedTimer clock;
         clock.start();
         for (const LineItem &item : items) {
-            const double dueMs = static_cast<double>(item.timeNs - items.front().timeNs) / NsPerMs / speed;
-            pause(signalWatcher, dueMs - static_cast<double>(clock.elapsed()));
-            if (isInterrupted || bus.writeLine(item.bytes) < 0)
+            const double dueMs =
+                std::max(static_cast<double>(item.timeNs - items.front().timeNs) / NsPerMs / speed, freeMs);
+            for (double left = dueMs; left > 0 && !isInterrupted;
+                 left = dueMs - static_cast<double>(clock.elapsed()))
+                pause(signalWatcher, left);
+            if (isInterrupted)
                 return false;
+            if (bus.writeLine(item.bytes) < 0) {
+                printError(QStringLiteral("replay"),
+                           QStringLiteral("cannot send: %1").arg(bus.errorString()));
+                return false;
+            }
+            // However fast it is wanted, a line takes its time.
+            if (isSerial)
+                freeMs =
+                    std::max(dueMs, static_cast<double>(clock.elapsed())) + item.bytes.size() * MsPerByte;
             ++sent;
         }
         return true;
@@ -47,7 +64,8 @@ private:
             isInterrupted = true;
             loop.quit();
         });
-        QTimer::singleShot(std::max(0, static_cast<int>(ms)), Qt::PreciseTimer, &loop, &QEventLoop::quit);
+        QTimer::singleShot(static_cast<int>(std::min(ms, MaxPauseMs)), Qt::PreciseTimer, &loop,
+                           &QEventLoop::quit);
         loop.exec();
     }
 };
@@ -74,13 +92,17 @@ int runReplay(const QStringList &arguments)
     QString problem;
     if (!readPcap(line.words().first(), &items, &problem))
         return line.fail(problem);
+    BusUrl url;
+    if (BusUrl::read(line.busUrl(), &url, &problem) && url.kind == BusUrl::Pty)
+        return line.fail(QStringLiteral("nobody listens to a new pseudo-terminal"));
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)
         return line.exitCode();
-    Replay replay{items, *bus, factor};
+    Replay replay{items, *bus, factor, url.kind == BusUrl::Serial};
     const bool isWhole = replay.run();
     if (line.isJson())
-        printJson({{QStringLiteral("sent"), replay.sent}, {QStringLiteral("records"), int(items.size())}});
+        printJson(
+            {{QStringLiteral("sentRecords"), replay.sent}, {QStringLiteral("records"), int(items.size())}});
     else
         printLine(QStringLiteral("%1 of %2 records sent").arg(replay.sent).arg(items.size()));
     return isWhole ? Success : Failure;

@@ -6,6 +6,7 @@
 
 namespace {
 constexpr unsigned int BroadcastAddr = 0xffffff;
+constexpr int MaxRequests = 65536;
 }
 
 FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
@@ -27,8 +28,9 @@ void FaultBus::handleRequest(const BusMessage &request)
 {
     // Only to tell which command an answer is for: a frame for a group counts for all.
     const VOXMessage frame(request);
-    if (!m_rules.rules().isEmpty())
-        m_requests.insert(frame.addrType() == VOX::P2P ? frame.destAddr(false) : BroadcastAddr, frame.cmd());
+    if (frame.addrType() != VOX::P2P || m_requests.size() > MaxRequests)
+        m_requests.clear();
+    m_requests.insert(frame.addrType() == VOX::P2P ? frame.destAddr(false) : BroadcastAddr, frame.cmd());
     dispatcher().dispatch(request.data());
 }
 

@@ -1,5 +1,6 @@
 #include "vox/sim/faultrule.h"
 
+#include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "vox/address.h"
 #include "vox/line/lineitem.h"
@@ -70,10 +71,15 @@ bool readValue(const Form &form, const QString &word, FaultRule *rule, QString *
     return isRead;
 }
 
+bool isNamed(unsigned char cmd, const QString &name)
+{
+    return VOX::toString(cmd) == name || HRMv2::toString(cmd) == name;
+}
+
 bool isCommand(const QString &name)
 {
     for (int cmd = 0; cmd <= 0xff; ++cmd) {
-        if (!name.isEmpty() && VOX::toString(static_cast<unsigned char>(cmd)) == name)
+        if (!name.isEmpty() && isNamed(static_cast<unsigned char>(cmd), name))
             return true;
     }
     return false;
@@ -143,8 +149,7 @@ bool FaultRules::happens(FaultRule &rule, const VOXMessage &answer, unsigned cha
 {
     if (rule.count == 0 || (!rule.isForAll && rule.addr != answer.srcAddr(false)))
         return false;
-    if (!rule.command.isEmpty() && rule.command != VOX::toString(requestCmd)
-        && rule.command != VOX::toString(answer.cmd()))
+    if (!rule.command.isEmpty() && !isNamed(requestCmd, rule.command) && !isNamed(answer.cmd(), rule.command))
         return false;
     if (std::uniform_real_distribution<>()(m_random) >= rule.probability)
         return false;

@@ -2,6 +2,7 @@
 
 #include "devices/kvrmotordevice.h"
 #include "vox/console.h"
+#include "vox/line/commandfields.h"
 #include "vox/outcome.h"
 #include "vox/sim/faultrule.h"
 #include "vox/sim/nodesettings.h"
@@ -12,6 +13,7 @@
 #include <array>
 #include <csignal>
 #include <unistd.h>
+#include <utility>
 
 namespace {
 constexpr int MaxLine = 4096;
@@ -24,9 +26,10 @@ QString keyOf(KVRMotor::State state)
 
 QString statusText(const Simulation::Node &node)
 {
-    QString text = QStringLiteral("%1 %2 %3")
-                       .arg(VOX::toString(node.device->addr(false)), node.model.leftJustified(6),
-                            QString::fromLatin1(node.device->nodeLabel().constData()).leftJustified(16));
+    QString text =
+        QStringLiteral("%1 %2 %3")
+            .arg(VOX::toString(node.device->addr(false)), node.model.leftJustified(6),
+                 printable(QString::fromLatin1(node.device->nodeLabel().constData())).leftJustified(16));
     if (auto *motor = qobject_cast<KVRMotorDevice *>(node.device.get()))
         text +=
             QStringLiteral(" %1 at %2 pulses").arg(keyOf(motor->status().state)).arg(motor->positionPulses());
@@ -60,6 +63,9 @@ void SimConsole::readInput()
     const ssize_t count = ::read(STDIN_FILENO, bytes.data(), bytes.size());
     if (count <= 0) {
         m_notifier.setEnabled(false);
+        // A last line may have no end.
+        if (count == 0)
+            obey(QString::fromUtf8(m_input).trimmed());
         // The terminal is somebody else's for now.
         if (count < 0)
             QTimer::singleShot(RetryMs, this, [this] { m_notifier.setEnabled(true); });
@@ -69,10 +75,13 @@ void SimConsole::readInput()
     for (int end = m_input.indexOf('\n'); end >= 0; end = m_input.indexOf('\n')) {
         const QString line = QString::fromUtf8(m_input.constData(), end);
         m_input.remove(0, end + 1);
-        obey(line.trimmed());
+        if (!std::exchange(m_isOverlong, false))
+            obey(line.trimmed());
     }
-    if (m_input.size() > MaxLine)
+    if (m_input.size() > MaxLine) {
+        m_isOverlong = true;
         m_input.clear();
+    }
 }
 
 void SimConsole::obey(const QString &line)

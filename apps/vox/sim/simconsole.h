@@ -25,6 +25,7 @@ private:
     FaultRules &m_rules;
     QSocketNotifier m_notifier;
     QByteArray m_input;
+    bool m_isOverlong = false;
 };
 
 #endif
