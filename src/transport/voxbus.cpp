@@ -84,15 +84,15 @@ int VOXBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
-    return writeLine(toLine(frame));
+    // A share of its own: the next frame uses the working buffer again, even from inside the write.
+    const QByteArray line = toLine(frame);
+    return writeLine(line);
 }
 
 int VOXBus::writeLine(const QByteArray &bytes)
 {
-    // A share of its own: a device that answers from inside the write uses the working buffer again.
-    const QByteArray line = bytes;
     const QPointer<QIODevice> device = ioDevice();
-    if (!device || device->write(line) < 0)
+    if (!device || device->write(bytes) < 0)
         return -2;
     // Nothing of this bus any more: the device may have destroyed it.
     if (auto *port = qobject_cast<QSerialPort *>(device))

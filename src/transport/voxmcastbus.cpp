@@ -112,23 +112,23 @@ int VOXMCastBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
-    return writeLine(toLine(frame));
+    // A share of its own: the next frame uses the working buffer again, even from inside the write.
+    const QByteArray line = toLine(frame);
+    return writeLine(line);
 }
 
 int VOXMCastBus::writeLine(const QByteArray &bytes)
 {
-    // A share of its own: the next frame uses the working buffer again.
-    const QByteArray line = bytes;
-    qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(line).constData(),
+    qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(bytes).constData(),
             qPrintable(m_alias));
-    if (!isOpen() || socket()->writeDatagram(line, m_group, m_port) < line.size())
+    if (!isOpen() || socket()->writeDatagram(bytes, m_group, m_port) < bytes.size())
         return -2;
     if (m_sent.size() >= MaxSentFrames) {
         qCWarning(lcVoxBus, "[VOXBus]: sent messages list overflowing");
         // The oldest ones are kept, on purpose.
         m_sent.removeLast();
     }
-    m_sent.append(line);
+    m_sent.append(bytes);
     return 0;
 }
 

@@ -136,19 +136,19 @@ int VOXUdpBus::write(const QByteArray &frame)
         qCWarning(lcVoxBus, "[VOXUdpBus]: not sending corrupted message (len=%i)", frame.size());
         return -1;
     }
-    return writeLine(toLine(frame));
+    // A share of its own: the next frame uses the working buffer again, even from inside the write.
+    const QByteArray line = toLine(frame);
+    return writeLine(line);
 }
 
 int VOXUdpBus::writeLine(const QByteArray &bytes)
 {
-    // A share of its own: the next frame uses the working buffer again.
-    const QByteArray line = bytes;
-    if (!isOpen() || socket()->writeDatagram(line, m_destAddress, m_destPort) != line.size()) {
+    if (!isOpen() || socket()->writeDatagram(bytes, m_destAddress, m_destPort) != bytes.size()) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: socket error: %s", qPrintable(errorString()));
         return -2;
     }
     if (m_destAddress == QHostAddress::Broadcast) {
-        m_sent.append(line);
+        m_sent.append(bytes);
         if (m_sent.size() > MaxSentFrames)
             m_sent.removeFirst();
     }
