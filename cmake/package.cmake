@@ -15,7 +15,7 @@ install(FILES ${PROJECT_BINARY_DIR}/vox.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/p
 
 # Debian packages, one a component.
 set(CPACK_GENERATOR DEB)
-set(CPACK_PACKAGE_CONTACT "VOX developers <vox@localhost>")
+set(CPACK_PACKAGE_CONTACT "VOX developers <maintainers@vox-network.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime development tools)
 set(CPACK_DEB_COMPONENT_INSTALL ON)
@@ -25,6 +25,7 @@ set(CPACK_DEBIAN_PACKAGE_SHLIBDEPS_PRIVATE_DIRS ${PROJECT_BINARY_DIR}/src)
 set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME libvox1)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvox-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
@@ -44,18 +45,15 @@ execute_process(COMMAND gzip -9nf changelog WORKING_DIRECTORY ${PROJECT_BINARY_D
 foreach(component IN ITEMS runtime development tools)
     string(TOUPPER ${component} upper)
     set(package ${CPACK_DEBIAN_${upper}_PACKAGE_NAME})
-    install(FILES ${PROJECT_SOURCE_DIR}/cmake/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
+    install(FILES ${PROJECT_SOURCE_DIR}/cmake/debian/copyright ${PROJECT_BINARY_DIR}/changelog.gz DESTINATION ${CMAKE_INSTALL_DATADIR}/doc/${package}
         COMPONENT ${component})
 endforeach()
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
-    "library for hosts and emulated nodes of the VOX network
- Host programs move, set and query motorised window coverings over a
- serial line, UDP or UDP multicast; emulated nodes stand in for them.")
+    "Host programs move, set and query motorised window coverings over a
+serial line, UDP or UDP multicast; emulated nodes stand in for them.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "library for the VOX network, development files
- Headers, CMake package and pkg-config file of libvox.")
+    "Development files: headers, CMake package and pkg-config file of libvox.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
-    "simulate, monitor and command a VOX network
- The program vox, for those who install, test and debug networks of
- motorised window coverings.")
+    "Tools: the program vox, for those who install, test and debug networks of
+motorised window coverings.")
 include(CPack)

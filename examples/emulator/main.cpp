@@ -50,7 +50,7 @@ int main(int argc, char *argv[])
     VOXUdpBus bus(QHostAddress::LocalHost, 4801, QHostAddress::LocalHost, 4800);
     AwningStub awning(0x000001, &bus);
     awning.setNodeLabel("Terrace");
-    awning.setTimeScale(10);
+    awning.setTimeScale(100);
     QObject::connect(&awning, &KVRMotorDevice::statusChanged, &awning, [&](const KVRMotor::Status &status) {
         qInfo("state %u at %u pulses", status.state, awning.positionPulses());
     });
