@@ -35,7 +35,7 @@ const Command *findCommand(const QString &name)
     static const QVector<Command> all = commands()
         + QVector<Command>{{QStringLiteral("complete"), QString(), runComplete},
                            {QStringLiteral("man"), QString(), runMan}};
-    const auto *const found =
+    const auto found =
         std::find_if(all.begin(), all.end(), [&](const Command &c) { return c.name == name; });
-    return found == all.end() ? nullptr : found;
+    return found == all.end() ? nullptr : &*found;
 }

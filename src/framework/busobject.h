@@ -37,7 +37,7 @@ public:
 protected:
     /// Guards the registration with the bus. Taken before any lock of the bus; recursive, because an object
     /// may re-register from inside.
-    mutable QMutex m_mutex{QMutex::Recursive};
+    mutable QRecursiveMutex m_mutex;
 
 private:
     QPointer<Bus> m_bus;

@@ -81,7 +81,8 @@ void VOXBus::listenToDevice()
 int VOXBus::write(const QByteArray &frame)
 {
     if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
-        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
+        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)",
+                  static_cast<int>(frame.size()));
         return -1;
     }
     // A share of its own: the next frame uses the working buffer again, even from inside the write.

@@ -84,7 +84,7 @@ bool VOXMCastBus::joinOnLoopback()
               qPrintable(socket()->errorString()));
     const QList<QNetworkInterface> interfaces = QNetworkInterface::allInterfaces();
     for (const QNetworkInterface &interface : interfaces) {
-        qCDebug(lcVoxBus, "iface %i out of %i", interface.index(), interfaces.size());
+        qCDebug(lcVoxBus, "iface %i out of %i", interface.index(), static_cast<int>(interfaces.size()));
         if ((interface.flags() & QNetworkInterface::IsLoopBack) == 0)
             continue;
         socket()->setMulticastInterface(interface);
@@ -109,7 +109,8 @@ int VOXMCastBus::write(const QByteArray &frame)
 {
     if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
         // In the serial bus's words, on purpose.
-        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)", frame.size());
+        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)",
+                  static_cast<int>(frame.size()));
         return -1;
     }
     // A share of its own: the next frame uses the working buffer again, even from inside the write.
@@ -158,7 +159,8 @@ bool VOXMCastBus::takeFrame()
         return false;
     const int length = datagram.size() > ControlOffset ? getLen(~datagram.at(ControlOffset)) : 0;
     if (length != datagram.size() || length < VOXMessage::MinLength) {
-        qCWarning(lcVoxBus, "[VOXMCastBus]: wrong datagram size %i != %i", length, datagram.size());
+        qCWarning(lcVoxBus, "[VOXMCastBus]: wrong datagram size %i != %i", length,
+                  static_cast<int>(datagram.size()));
         return false;
     }
     QByteArray frame(datagram.constData(), length);

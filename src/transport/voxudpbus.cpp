@@ -133,7 +133,8 @@ void VOXUdpBus::setDest(const QHostAddress &address, unsigned short port)
 int VOXUdpBus::write(const QByteArray &frame)
 {
     if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
-        qCWarning(lcVoxBus, "[VOXUdpBus]: not sending corrupted message (len=%i)", frame.size());
+        qCWarning(lcVoxBus, "[VOXUdpBus]: not sending corrupted message (len=%i)",
+                  static_cast<int>(frame.size()));
         return -1;
     }
     // A share of its own: the next frame uses the working buffer again, even from inside the write.

@@ -44,8 +44,8 @@ public:
     void play(const QString &step)
     {
         const char kind = step.at(0).toLatin1();
-        const int cmd = step.midRef(1).toInt(nullptr, 16);
-        const auto number = step.midRef(1).toUInt();
+        const int cmd = step.mid(1).toInt(nullptr, 16);
+        const auto number = step.mid(1).toUInt();
         switch (kind) {
         case 'q':
             return call(query(cmd));

@@ -57,8 +57,8 @@ void printTable(const QVector<FoundNode> &nodes)
     int typeWidth = 0;
     int labelWidth = 0;
     for (const FoundNode &node : nodes) {
-        typeWidth = std::max(typeWidth, node.type.size());
-        labelWidth = std::max(labelWidth, node.label.size());
+        typeWidth = std::max(typeWidth, static_cast<int>(node.type.size()));
+        labelWidth = std::max(labelWidth, static_cast<int>(node.label.size()));
     }
     for (const FoundNode &node : nodes)
         printLine(QStringLiteral("%1  %2  %3  %4")

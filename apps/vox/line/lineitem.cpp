@@ -83,7 +83,7 @@ QString ends(const VOXMessage &frame)
 
 QByteArray inverted(QByteArray bytes)
 {
-    const int covered = std::max(bytes.size() - VOXMessage::CheckLength, 0);
+    const int covered = std::max(static_cast<int>(bytes.size()) - VOXMessage::CheckLength, 0);
     VOXBus::invert(bytes.data(), static_cast<std::size_t>(covered));
     return bytes;
 }
