@@ -35,7 +35,6 @@ const Command *findCommand(const QString &name)
     static const QVector<Command> all = commands()
         + QVector<Command>{{QStringLiteral("complete"), QString(), runComplete},
                            {QStringLiteral("man"), QString(), runMan}};
-    const auto found =
-        std::find_if(all.begin(), all.end(), [&](const Command &c) { return c.name == name; });
+    const auto found = std::find_if(all.begin(), all.end(), [&](const Command &c) { return c.name == name; });
     return found == all.end() ? nullptr : &*found;
 }
