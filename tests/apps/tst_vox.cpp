@@ -1,3 +1,4 @@
+#include "messages/vox.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 
@@ -417,6 +418,16 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(run({"monitor", capture, "--errors"}).out, QByteArray());
     QCOMPARE(run({"monitor", capture, "--write", capture}).code, 2);
     QCOMPARE(run({"replay", capture, "--bus", "pty:"}).code, 2);
+    // With one peer, not all of a line can be seen.
+    QProcess blinkered;
+    blinkered.start(program(),
+                    {"monitor", "--bus", QString("udp://127.0.0.1:4800?local=%1").arg(freeUdpPorts().first)});
+    blinkered.setReadChannel(QProcess::StandardError);
+    QVERIFY(blinkered.waitForReadyRead(10000));
+    QVERIFY(blinkered.readAllStandardError().contains(
+        "and neither what this machine sends nor what goes between others"));
+    blinkered.terminate();
+    QVERIFY(blinkered.waitForFinished(10000));
     QVERIFY(QFile::resize(capture, 100));
     QVERIFY(run({"replay", capture, "--bus", url}).err.contains("is cut off after 2 records"));
 }
@@ -466,6 +477,7 @@ void tst_Vox::simulationEndsOnSignals()
 
 void tst_Vox::everyCommandHasHelp()
 {
+    QCOMPARE(run({"--version"}).out, "vox " + VOX::version().toLatin1() + "\n");
     for (const QString command : {"demo", "sim", "scan", "call", "monitor", "replay", "goto"}) {
         const Result result = run({command, "--help"});
         QCOMPARE(result.code, 0);
