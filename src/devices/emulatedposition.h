@@ -12,6 +12,7 @@
 /// Nothing ticks: the position is computed from the time when it is asked for, and one timer is armed for the
 /// arrival. Positions are pulse counts of 16 bits, and more is down. Queries that find the shaft arrived say
 /// so by positionReached(), once per move. Lives on its owner's thread.
+/// @ingroup devices
 class VOX_EXPORT EmulatedPosition : public QObject
 {
     Q_OBJECT
@@ -20,17 +21,22 @@ public:
     /// At rest. @p speed in pulses per minute.
     explicit EmulatedPosition(unsigned short speed = 0, unsigned short position = 0);
 
+    /// The pulse that has been reached by now.
     unsigned short currentPosition();
-    /// Where the present move began; the position itself at rest.
+    /// Where the present move began, and where it ends; both are the position itself at rest.
+    ///@{
     unsigned short startPos() const { return m_start; }
     unsigned short targetPos() const { return m_target; }
+    ///@}
 
-    unsigned int speed() const { return m_speed; }
     /// Pulses per minute. A move in progress is neither frozen nor re-timed; who wants that does it first.
+    ///@{
+    unsigned int speed() const { return m_speed; }
     void setSpeed(unsigned int speed) { m_speed = speed; }
+    ///@}
 
-    /// Starts toward @p target from the position reached so far. A target that is the position is reached at
-    /// once.
+    /// Starts toward @p target from the position reached so far; a move in progress ends without a signal. A
+    /// target that is the position is reached at once.
     void setTargetPosition(unsigned short target);
     /// Jumps to @p position and goes on toward the old target.
     void setCurrentPosition(unsigned short position);
@@ -46,21 +52,29 @@ public:
     /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
     qint64 remainingTime() const;
 
+    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
+    ///@{
     KVRMotor::Direction direction() const { return direction(m_target); }
-    /// From where the move began to @p position.
     KVRMotor::Direction direction(unsigned short position) const;
+    ///@}
 
     /// Whether the shaft has left where the move began; false within the first pulse, which callers rely on.
     bool isMoving();
     /// These two are also false at pulse 0.
+    ///@{
     bool isMovingUp();
     bool isMovingDown();
+    ///@}
 
 Q_SIGNALS:
+    /// The shaft rests at the target. Comes from the timer, from a query, or from within setTargetPosition().
+    /// A slot may start the next move.
     void positionReached();
 
 protected:
+    /// Finds the arrival, or waits on if it came early.
     void timerEvent(QTimerEvent *event) override;
+    /// currentPosition(), which without @p mayEmit ends the move in silence.
     unsigned short _currentPosition(bool mayEmit);
 
 private:

@@ -9,21 +9,36 @@ class KVRMotorDevice;
 /// Answers six requests of the older command set from the state of a motor that otherwise speaks the current
 /// one.
 ///
-/// Numbers intermediate positions from 0 where the motor numbers them from 1. Owned by the motor that it
-/// serves.
+/// Numbers intermediate positions from 0 where the motor numbers them from 1; SET_LOCK_STATUS alone counts
+/// from 1, too, on purpose. Each handler does what its request asks for and returns the answer; dispatch()
+/// sends it. A request shorter than its command's frame is refused with NACK_MSGSIZE, but by the two handlers
+/// that never refuse. Owned by the motor that it serves; used on its thread.
+/// @ingroup devices
 class VOX_EXPORT HRMv2Compat
 {
 public:
+    /// Keeps a reference to @p motor, which must outlive it.
     explicit HRMv2Compat(KVRMotorDevice &motor);
 
     /// Answers @p request under the motor's rule; false if it is none of the six.
     bool dispatch(const VOXMessage &request);
 
+    /// Turning direction and down limit, 65535 if unset. Never refuses.
     VOXReply getMotorSettings(const VOXMessage &request);
+    /// Pulses, 65535 if unset. Refuses an unknown slot with NACK_BADMSG.
     VOXReply getMotorIP(const VOXMessage &request);
+    /// 1 if the network lock is set, else 0. Never refuses.
     VOXReply getLockStatus(const VOXMessage &request);
+    /// Stores any position, 65535 to unset it. Refuses with NACK_END_LIMITS_NOT_SET, and an unknown slot with
+    /// NACK_BADMSG.
     VOXReply setMotorIP(const VOXMessage &request);
+    /// Positions in pulses, or in 255ths of the travel, are not held at the limits. Refuses with
+    /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
+    /// NACK_BADMSG. So limits and lock also stand against its stop, unlike CTRL_STOP.
     VOXReply setMotorPosition(const VOXMessage &request);
+    /// Changes the network lock by the rules of CTRL_NETWORK_LOCK, of whose functions it does not know the
+    /// locks after the move, at a pulse and at a percentage. Refuses with NACK_END_LIMITS_NOT_SET,
+    /// NACK_LOW_PRIORITY, NACK_IP_NOT_SET, and an unknown function with NACK_BADMSG.
     VOXReply setLockStatus(const VOXMessage &request);
 
 private:

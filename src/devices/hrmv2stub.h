@@ -7,13 +7,18 @@
 #include <QFlags>
 
 /// An emulated motor of the older generation: answers a part of the older command set with canned values,
-/// refuses the rest, and never moves. Acknowledges and refuses only if asked to.
+/// refuses the rest, and never moves.
+///
+/// Acknowledges and refuses only if asked to; group addresses are handled, and refused, as by KVRDevice,
+/// whose other commands it does not know. Used on the thread that it lives on.
+/// @ingroup devices
 class VOX_EXPORT HRMv2Stub : public KVRDevice
 {
     Q_OBJECT
     Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions)
 
 public:
+    /// How the stub answers.
     enum StubOption {
         /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy. Group addresses are
         /// answered at once.
@@ -22,21 +27,29 @@ public:
     Q_DECLARE_FLAGS(StubOptions, StubOption)
     Q_FLAG(StubOptions)
 
+    /// With 16 group slots, 16 intermediate positions at pulse 0, and delayed answers. A null @p bus leaves
+    /// it unattached.
     HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
+    /// DELAY_REPLY at first. An answer that waits already is not hurried.
+    ///@{
     StubOptions stubOptions() const { return m_options; }
     void setStubOptions(StubOptions options) { m_options = options; }
+    ///@}
     /// Milliseconds: 50 for a valid request, else 0.
     int replyDelay(const VOXMessage &request) const;
 
+    /// Always 16.
     int motorIPCount() const { return m_intermediatePositions.size(); }
-    /// Counts from 1; 65535 if there is no such slot.
+    /// In pulses. Counts from 1; 65535 if there is no such slot.
     unsigned short motorIP(unsigned char index) const;
     /// False if there is no such slot.
     bool setMotorIP(unsigned char index, unsigned short position);
-    /// Any byte that a host has stored.
+    /// Any byte that a host has stored, 0 at first. Locks nothing.
+    ///@{
     unsigned char lockStatus() const { return m_lockStatus; }
     void setLockStatus(unsigned char status) { m_lockStatus = status; }
+    ///@}
     /// Finds none, ever: 255.
     unsigned char findMotorIP(unsigned short position) const;
 
@@ -44,6 +57,7 @@ public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
 
 protected:
+    /// Sends the answer that waits. Does not serve the timers of KVRDevice, on purpose.
     void timerEvent(QTimerEvent *event) override;
 
 private:

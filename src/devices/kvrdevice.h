@@ -11,16 +11,21 @@
 
 /// An emulated node that answers the commands which every node knows.
 ///
-/// Refuses with a NACK, asked for or not; acknowledges only if asked to. Used on the thread that it lives on.
+/// Refuses with a NACK, asked for or not; acknowledges only if asked to. The handlers, whose names end in
+/// Reply, return an answer to the sender of their request; dispatch() sends it. Used on the thread that it
+/// lives on.
+/// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {
     Q_OBJECT
     Q_PROPERTY(QByteArray nodeLabel READ nodeLabel WRITE setNodeLabel NOTIFY nodeLabelChanged)
 
 public:
+    /// With 16 free group slots. A null @p bus leaves it unattached.
     KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
     ~KVRDevice() override;
 
+    /// At most 16 bytes; the zero bytes that fill one set by a host belong to it.
     const QByteArray &nodeLabel() const { return m_nodeLabel; }
 
     /// Empty until it is set or asked for. A generated one is kept whole; replies carry its first 12 bytes.
@@ -28,31 +33,51 @@ public:
     /// Cut to 12 bytes; an empty one is replaced by one made of address, year and week.
     void setSerialNumber(const QByteArray &serial);
 
+    /// Reported to hosts. A change emits appVersionChanged() or stackVersionChanged().
+    ///@{
     const KVRStdProxy::AppVersion &appVersion() const { return m_appVersion; }
     void setAppVersion(const KVRStdProxy::AppVersion &version);
     const KVRStdProxy::AppVersion &stackVersion() const { return m_stackVersion; }
     void setStackVersion(const KVRStdProxy::AppVersion &version);
+    ///@}
+    /// In deaf mode the node ignores every command but SET_NETWORK_CONFIG; the rest is only reported. A
+    /// change emits networkConfigChanged().
+    ///@{
     const KVRStdProxy::NetworkConfig &networkConfig() const { return m_networkConfig; }
-    /// In deaf mode the node ignores every command but SET_NETWORK_CONFIG.
     void setNetworkConfig(const KVRStdProxy::NetworkConfig &config);
+    ///@}
+    /// The emulation does not count: these are what was last set, here or by SET_NETWORK_STAT. No signal.
+    ///@{
     const KVRStdProxy::NetworkStat &networkStat() const { return m_networkStat; }
     void setNetworkStat(const KVRStdProxy::NetworkStat &stat) { m_networkStat = stat; }
     const KVRStdProxy::NetworkErrorStat &networkErrorStat() const { return m_networkErrorStat; }
     void setNetworkErrorStat(const KVRStdProxy::NetworkErrorStat &stat) { m_networkErrorStat = stat; }
+    ///@}
 
-    /// Puts group @p addr into a slot, 0 to free it. A group is heard once, however many slots hold it. False
-    /// if there is no such slot.
+    /// Puts group @p addr, without a node type, into a slot, 0 to free it. Slots count from 0. A group is
+    /// heard once, however many slots hold it. False if there is no such slot.
     virtual bool setGroupAddr(unsigned char index, unsigned int addr);
+    /// Puts the group of a slot into @p addr, 0 if it is free. False, with @p addr left alone, if there is no
+    /// such slot.
     virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
+    /// New slots are free. The groups of slots that go stay registered with the bus; they are heard as long
+    /// as the node lives.
+    ///@{
     int groupCount() const { return m_groups.size(); }
-    /// The groups of slots that go stay registered with the bus; they are heard as long as the node lives.
     void setGroupCount(int count);
+    ///@}
 
-    /// Answers @p cmd with @p reply, byte for byte, before anything else is looked at but deaf mode.
+    /// Answers @p cmd with @p reply, byte for byte, before anything else is looked at but deaf mode; with an
+    /// invalid one, not at all. A subclass looks first at the commands that it answers itself.
     void addCustomReply(KVR::Cmd cmd, const VOXMessage &reply);
+    /// Has @p cmd answered as usual again.
     void removeCustomReply(KVR::Cmd cmd);
+    /// Whether a custom reply is stored for @p cmd.
     bool hasCustomReply(KVR::Cmd cmd) const;
 
+    /// The stored value, whatever else is in @p request. Label and serial number are filled with zero bytes;
+    /// a serial number that is empty is made first.
+    ///@{
     VOXReply nodeLabelReply(const VOXMessage &request) const;
     VOXReply serialNumberReply(const VOXMessage &request);
     VOXReply networkConfigReply(const VOXMessage &request) const;
@@ -60,26 +85,40 @@ public:
     VOXReply networkErrorStatReply(const VOXMessage &request) const;
     VOXReply stackVersionReply(const VOXMessage &request) const;
     VOXReply appVersionReply(const VOXMessage &request) const;
+    ///@}
+    /// Does what @p request asks for. The answer is invalid, thus none, if that is done and no
+    /// acknowledgement was asked for. Refuses with NACK_MSGSIZE, and an unknown set of counters with
+    /// NACK_BADMSG.
+    ///@{
     VOXReply setNetworkConfigReply(const VOXMessage &request);
     VOXReply setNetworkStatReply(const VOXMessage &request);
+    ///@}
+    /// The payload of @p request as it came, in a frame as long.
     VOXReply dataTestReply(const VOXMessage &request) const;
 
 public Q_SLOTS:
-    /// Cut to 16 bytes.
+    /// Cut to 16 bytes. Compared before that: a longer one is a change each time that it is set.
     void setNodeLabel(const QByteArray &label);
     void dispatch(const VOXMessage &msg) override;
+    /// As in VOXDevice, and with the groups of all slots.
+    ///@{
     bool attach(VOXBus *bus) override;
     void detach() override;
+    ///@}
 
 Q_SIGNALS:
+    /// Once the new value is stored, which is what it carries.
+    ///@{
     void nodeLabelChanged(const QByteArray &label);
     void stackVersionChanged(const KVRStdProxy::AppVersion &stackVersion);
     void appVersionChanged(const KVRStdProxy::AppVersion &appVersion);
     void networkConfigChanged(const KVRStdProxy::NetworkConfig &networkConfig);
+    ///@}
     /// The host wants the node's data uploaded.
     void uploadRequest();
 
 protected:
+    /// Ends the five minutes for which SET_NODE_DISCOVERY silences the node to GET_NODE_ADDR.
     void timerEvent(QTimerEvent *event) override;
 
     /// Whether @p msg is valid, meant for a node of this type, and heard in deaf mode.

@@ -14,10 +14,16 @@
 
 /// An emulated motor: moves over time between its end limits, and answers as a real drive does.
 ///
-/// Refuses and acknowledges only if asked to; data replies are always sent. Abstract: a product adds its
-/// resolution and how it looks up intermediate positions. Queries of the position may find that a move has
-/// ended, and then emit statusChanged(). Whoever wants to destroy the motor in a slot of that uses
-/// deleteLater().
+/// Positions are pulses of the encoder, 0 at the up limit, and more is down; speeds are revolutions per
+/// minute. Refuses and acknowledges motor commands only if asked to; data replies are always sent. All else
+/// is up to KVRDevice, which also refuses without being asked. Abstract: a product adds its resolution and
+/// how it looks up intermediate positions. Queries of the position may find that a move has ended, and then
+/// emit statusChanged(). Whoever wants to destroy the motor in a slot of that uses deleteLater().
+///
+/// The handlers, whose names end in Reply, do what their request asks for and return the answer, ACK, NACK or
+/// data; dispatch() sends it by the rule above. A request shorter than its command's frame is refused with
+/// NACK_MSGSIZE, but by those that never refuse. Used on the thread that it lives on.
+/// @ingroup devices
 class VOX_EXPORT KVRMotorDevice : public KVRDevice
 {
     Q_OBJECT
@@ -28,6 +34,8 @@ public:
     /// No percentage, index or tilt angle.
     static constexpr unsigned char None = 255;
 
+    /// At rest at pulse 0, without limits, intermediate positions or locks, and with 10 for each speed. A bus
+    /// that is null leaves it unattached.
     KVRMotorDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
     ~KVRMotorDevice() override;
 
@@ -36,9 +44,11 @@ public:
     /// The index, from 1, of the intermediate position at @p position; 255 if there is none.
     virtual unsigned char findMotorIP(unsigned short position) const = 0;
 
+    /// As last reported by statusChanged(): does not find that a move has ended.
     const KVRMotor::Status &status() const { return m_status; }
-    /// Percent of the way down; 255 without limits.
+    /// Percent of the way down; 255 without limits. Beyond the down limit as toPct().
     unsigned char position() { return toPct(positionPulses()); }
+    /// The pulse that the shaft has reached by now.
     unsigned short positionPulses() { return m_position.currentPosition(); }
     /// Puts the shaft elsewhere; after a move it then drives on toward the old target.
     void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
@@ -46,38 +56,59 @@ public:
     void restAt(unsigned short position);
     /// The tilt angle; 255 while moving, and for a roller.
     unsigned char angle();
+    /// Where the present move began, and where it ends; both are the position itself at rest.
+    ///@{
     unsigned short startPos() const { return m_position.startPos(); }
     unsigned short targetPos() const { return m_position.targetPos(); }
+    ///@}
+    /// By the shaft alone: false within the first pulse of a move, and while winking. Up and down are also
+    /// false at pulse 0.
+    ///@{
     bool isMoving() { return m_position.isMoving(); }
     bool isMovingUp() { return m_position.isMovingUp(); }
     bool isMovingDown() { return m_position.isMovingDown(); }
+    ///@}
 
     /// Whether both limits are set.
     bool isLimit() const { return isUpLimit() && isDownLimit(); }
+    /// Whether this one is set.
+    ///@{
     bool isUpLimit() const { return !m_upLimit.isDefault(); }
     bool isDownLimit() const { return !m_downLimit.isDefault(); }
+    ///@}
+    /// UnsetPosition if it is not set. An up limit that is set is 0.
+    ///@{
     unsigned short upLimit() const { return m_upLimit.value(); }
     unsigned short downLimit() const { return m_downLimit.value(); }
+    ///@}
+    /// The range in which the product takes a down limit, bounds included.
+    ///@{
     unsigned short minDownLimit() const { return m_downLimit.minimum(); }
     unsigned short maxDownLimit() const { return m_downLimit.maximum(); }
+    ///@}
     /// UnsetPosition unsets a limit. False, with nothing changed, if @p up is not 0 or @p down not in its
     /// range.
     bool setLimits(unsigned short up, unsigned short down);
-    /// Rounded to the nearest percent; 255 without limits.
+    /// Rounded to the nearest percent; 255 without limits. Beyond the down limit above 100, of which only the
+    /// low byte is left.
     unsigned char toPct(unsigned short pulses) const;
     /// Rounded down; 65535 without limits.
     unsigned short toPulses(unsigned char percent) const;
 
     /// Revolutions per minute.
+    ///@{
     unsigned char upSpeed() const { return m_upSpeed.value(); }
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
+    ///@}
     /// False, with nothing changed, if the product does not run at all of them.
     bool setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow);
+    /// Only reported: moves go the same way.
     KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
     /// Stops whatever moves, as an arrival. A change of the direction mirrors the position about the down
     /// limit; a value that is none changes nothing.
     void setMotorDirection(KVRMotor::TurnDirection direction);
+    /// A roller, and no other, reports no tilt angle and refuses tilt steps.
     KVRMotor::AppMode appMode() const { return m_appMode; }
     /// The modes that the product can be set to, the default first; none, and it is a roller for good.
     const QVector<KVRMotor::AppMode> &appModes() const { return m_appModes; }
@@ -88,14 +119,17 @@ public:
     unsigned short motorIP(unsigned char index) const;
     /// False if there is no such slot.
     bool setMotorIP(unsigned char index, unsigned short position);
+    /// How many slots the product has, set or not.
     int motorIPCount() const { return m_intermediatePositions.size(); }
     /// The index of the nearest one that is set strictly beyond @p position in that direction; 255 if there
     /// is none.
     unsigned char findNextMotorIP(unsigned short position, KVRMotor::Direction direction) const;
 
+    /// The lock against movement commands; CTRL_STOP passes.
     const Lock &networkLock() const { return m_networkLock; }
     /// A motor at rest shows it in its status.
     void setNetworkLock(const Lock &lock);
+    /// How many locks of local inputs the product has. They are kept and reported, and stop nothing.
     int motorDCTCount() const { return m_dctLocks.size(); }
     /// The locks of local inputs count from 1; an open one if there is no such lock.
     Lock dctLock(int index) const { return m_dctLocks.value(index - 1); }
@@ -105,44 +139,99 @@ public:
     void resetLocks();
     /// Whether no lock is set.
     bool isDefaultLocks() const;
+    /// The counters that DIAG requests read. Setting equal ones keeps what is stored.
+    ///@{
     const MotorDiagnostic &getMotorDiagnostic() const { return m_diagnostic; }
-    /// Keeps the stored one if it is equal.
     void setMotorDiagnostic(const MotorDiagnostic &diagnostic);
+    ///@}
 
-    /// Lets the motor live so many times as fast. Speeds are reported as before; for simulators and tests.
+    /// Lets the motor live so many times as fast, from the next move on; with 0 that never ends. Speeds are
+    /// reported as before; for simulators and tests.
+    ///@{
     void setTimeScale(unsigned int factor) { m_timeScale = factor; }
     unsigned int timeScale() const { return m_timeScale; }
+    ///@}
 
+    /// Moves for a duration in units of 10 ms, 0 standing for 255. Not held at the limits, which need not be
+    /// set: a way up past pulse 0 wraps to a high target, as it does in the drive. Refuses with
+    /// NACK_NODE_IS_LOCKED, and unknown directions and speeds with NACK_BADMSG. dispatch() keeps it from a
+    /// locked motor, whose status then does not show the refusal.
     VOXReply ctrlMoveReply(const VOXMessage &request);
+    /// Stops a locked motor, too.
     VOXReply ctrlStopReply(const VOXMessage &request);
+    /// A pulse or a percentage is taken as it is, also beyond the down limit. Refuses with
+    /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
+    /// NACK_BADMSG.
     VOXReply ctrlMoveToReply(const VOXMessage &request);
+    /// Jogs by 10 to 1000 pulses, or by 10 to 1000 units of 10 ms that slowSpeed() turns into as many pulses,
+    /// though the jog runs at the default speed; that is meant. A jog that would pass a limit ends there, at
+    /// the slow speed and from an internal source. Tilt steps are acknowledged and do nothing. Refuses with
+    /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_LAST_IP_REACHED, NACK_BADMSG, and a roller's tilt
+    /// steps with NACK_FEATURE_NOT_SUPPORTED.
     VOXReply ctrlMoveOfReply(const VOXMessage &request);
+    /// Shows in the status alone, until a move, a stop or an arrival. Refuses with NACK_NODE_IS_LOCKED.
     VOXReply ctrlWinkReply(const VOXMessage &request);
+    /// Locks at once, and then moves to where the motor is to be locked. Refuses with
+    /// NACK_END_LIMITS_NOT_SET, NACK_LOW_PRIORITY, NACK_IP_NOT_SET, and an unknown function with NACK_BADMSG.
     VOXReply ctrlNetworkLockReply(const VOXMessage &request);
+    /// Without both limits, the position is 65535, and percentage and index are 255. Never refuses.
     VOXReply getMotorPositionReply(const VOXMessage &request);
+    /// Reports status(). Never refuses.
     VOXReply getMotorStatusReply(const VOXMessage &request);
+    /// The up limit is pulse 0 by definition: setting it elsewhere, or shifting it, moves the origin there,
+    /// and with it position, down limit and intermediate positions, of which those that leave the scale are
+    /// unset. Shifts by 10 to 1000 pulses. Refuses with NACK_IN_MOTION, a shift of an unset limit with
+    /// NACK_END_LIMITS_NOT_SET, a limit outside its range with NACK_CURRENT_POSITION_OUT_OF_RANGE if it is
+    /// the motor's position, else NACK_WRONG_POSITION, and all else with NACK_BADMSG.
     VOXReply setMotorLimitsReply(const VOXMessage &request);
+    /// In pulses, up and down; 65535 if unset. Never refuses.
     VOXReply getMotorLimitsReply(const VOXMessage &request);
+    /// Unlike all others, neither done nor answered unless @p request asks for an acknowledgement. Refuses
+    /// with NACK_FEATURE_NOT_SUPPORTED what is none of appModes().
     VOXReply setAppModeReply(const VOXMessage &request);
+    /// Never refuses.
     VOXReply getAppModeReply(const VOXMessage &request);
+    /// Does setMotorDirection(), also with a direction that is none. Refuses with NACK_IN_MOTION.
     VOXReply setMotorDirectionReply(const VOXMessage &request);
+    /// Never refuses.
     VOXReply getMotorDirectionReply(const VOXMessage &request);
+    /// Does setRollingSpeeds(). Refuses with NACK_BADMSG.
     VOXReply setMotorRollingSpeedReply(const VOXMessage &request);
+    /// Up, down and slow. Never refuses.
     VOXReply getMotorRollingSpeedReply(const VOXMessage &request);
+    /// Refuses with NACK_END_LIMITS_NOT_SET, a place beyond the down limit with
+    /// NACK_CURRENT_POSITION_OUT_OF_RANGE if it is the motor's position, else NACK_WRONG_POSITION, and an
+    /// unknown function or slot with NACK_BADMSG.
     VOXReply setMotorIPReply(const VOXMessage &request);
+    /// 65535 and 255 percent if it is not set. Refuses an unknown slot with NACK_BADMSG.
     VOXReply getMotorIPReply(const VOXMessage &request);
+    /// Unlike CTRL_NETWORK_LOCK, needs no limits, moves nothing, and does not show in the status. Refuses
+    /// with NACK_LOW_PRIORITY, and what is neither 0 nor 1 with NACK_BADMSG.
     VOXReply setNetworkLockReply(const VOXMessage &request);
+    /// Whether it is set, its source and its priority. Never refuses.
     VOXReply getNetworkLockReply(const VOXMessage &request);
+    /// Index 0 means all of them, or none if one does not admit the priority. Refuses with NACK_LOW_PRIORITY,
+    /// and an unknown index or value with NACK_BADMSG.
     VOXReply setDCTLockReply(const VOXMessage &request);
+    /// As getNetworkLockReply(), but refuses an unknown index, also 0, with NACK_BADMSG.
     VOXReply getDCTLockReply(const VOXMessage &request);
+    /// Resets, or tells whether all is at its default, one of factorySettings() or all of them. Refuses a
+    /// setting that the product lacks with NACK_FEATURE_NOT_SUPPORTED, an unknown one with NACK_BADMSG, and a
+    /// reset in motion with NACK_IN_MOTION.
+    ///@{
     VOXReply setFactoryDefaultReply(const VOXMessage &request);
     VOXReply getFactoryDefaultReply(const VOXMessage &request);
-    /// The motor has no tilting drive: refuses.
+    ///@}
+    /// The motor has no tilting drive: refuses with NACK_FEATURE_NOT_SUPPORTED, whatever the length.
     VOXReply tiltReply(const VOXMessage &request);
+    /// For all seven DIAG requests; invalid, which is no answer, for any other. The two totals travel as
+    /// three bytes and leave a fourth 0, as the format has it. Never refuses.
     VOXReply diagReply(const VOXMessage &request);
 
 public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
+    /// Shows the end of a move in the status: locked or stopped, of internal source and without a cause. The
+    /// shaft is left as it is.
     void motorPositionReached();
 
 Q_SIGNALS:
@@ -153,17 +242,25 @@ protected:
     /// What a product is made with.
     struct Ranges
     {
+        /// Revolutions per minute; the first is for up and down.
+        ///@{
         ConfigValues<unsigned char> rollingSpeed;
         ConfigValues<unsigned char> slowSpeed;
+        ///@}
+        /// Pulses; UnsetPosition as the default.
         ConfigValues<unsigned short> downLimit;
+        /// How many of them there are.
+        ///@{
         int intermediatePositions = 0;
         int dctLocks = 0;
+        ///@}
         /// The first is the default; a motor that supports none is a roller for good.
         QVector<KVRMotor::AppMode> appModes;
     };
+    /// For the constructor of a product. Puts each setting to its default, without a signal.
     void setRanges(const Ranges &ranges);
 
-    /// What all handlers refuse alike. A command that is too short is always refused.
+    /// What all handlers refuse alike, checked in this order. A command that is too short is refused before.
     enum Check {
         AnyState = 0,
         NotMoving = 1,
@@ -171,31 +268,46 @@ protected:
         /// A refusal shows in the status.
         NotLocked = 4
     };
-    /// NACK_ACK if nothing speaks against @p request.
+    /// NACK_ACK if nothing speaks against @p request. @p checks are Check flags, @p length is the least
+    /// length of the frame in bytes; without it, what the command's descriptor says.
+    ///@{
     KVR::NackStatus refusal(const VOXMessage &request, int checks);
     KVR::NackStatus refusal(const VOXMessage &request, int length, int checks);
+    ///@}
+    /// Whether @p request asks for it or not: that is up to replyTo(). @p status may be a
+    /// KVR::MotorNackStatus.
+    ///@{
     VOXReply ack(const VOXMessage &request) const;
     VOXReply nack(const VOXMessage &request, int status) const;
+    ///@}
     /// Sends @p answer to who sent @p request, under the motor's rule.
     void replyTo(const VOXMessage &request, const VOXReply &answer);
 
     /// A setting that SET_FACTORY_DEFAULT knows, by the id that it has there.
     struct FactorySetting
     {
+        /// A KVRMotor::FactoryDefFunction.
         int id;
+        /// Called while a request is handled, on the motor's thread. A reset may emit signals.
+        ///@{
         std::function<bool()> isDefault;
         std::function<void()> reset;
+        ///@}
     };
     /// In the order in which all of them go back.
     virtual QVector<FactorySetting> factorySettings();
 
-    /// Starts a move. A @p speed of 0 is the default for its direction; revolutions per minute.
+    /// Starts a move from the position reached so far. A @p speed of 0 is the default for its direction;
+    /// revolutions per minute.
     void goToPosition(unsigned short target, KVRMotor::Source source, KVRMotor::Cause cause,
                       unsigned char speed);
+    /// Stays where the shaft is. The status names the network as its source and cause, whoever calls.
     void stopMoving();
+    /// Emits statusChanged() if anything differs.
     void setStatus(KVRMotor::State state, KVRMotor::Source source, KVRMotor::Cause cause,
                    KVRMotor::Direction direction);
 
+    /// By slot, from 0 on; UnsetPosition where there is none.
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
     /// Whether the product runs at these, revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;

@@ -4,6 +4,12 @@
 #include "devices/productstub.h"
 
 /// An emulated MARLO: a curtain motor of four speeds.
+///
+/// All three rolling speeds are the same: SET_MOTOR_ROLLING_SPEED takes its first byte for them. Refuses a
+/// CTRL_MOVE of less than 720 ms, even 0, and jogs below 30 (NACK_BADMSG), and shifts of a limit
+/// (NACK_FEATURE_NOT_SUPPORTED). Unlike other motors, shows in the status that the lock has refused a
+/// CTRL_MOVE.
+/// @ingroup devices
 class VOX_EXPORT MarloStub : public ProductStub
 {
     Q_OBJECT
@@ -12,7 +18,7 @@ public:
     /// 24 bits of @p addr count.
     MarloStub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// Whether the motor has this speed, in revolutions per minute.
+    /// Whether the motor has this speed, in revolutions per minute: 87, 105, 122 and 140.
     static bool isSpeedAllowed(unsigned char speed);
 
 protected:

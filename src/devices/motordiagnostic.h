@@ -6,15 +6,21 @@
 
 #include <tuple>
 
+/// The fields of a MotorDiagnostic, which says what they mean.
+/// @ingroup devices
 struct VOX_EXPORT MotorDiagnosticData : public QSharedData
 {
+    /// What all values share that were never set: zeros. Never freed, and not to be written.
     static MotorDiagnosticData *null();
+    /// In the order in which they are compared.
     auto fields() const
     {
         return std::tie(totalMoveCount, totalRevCount, thermalCount, postThermalMove, obstacleCount,
                         postObstacleMove, powerCount, resetCount, encoderErrCount);
     }
 
+    /// 0 until set.
+    ///@{
     unsigned int totalMoveCount = 0;
     unsigned int totalRevCount = 0;
     unsigned short thermalCount = 0;
@@ -24,15 +30,22 @@ struct VOX_EXPORT MotorDiagnosticData : public QSharedData
     unsigned short powerCount = 0;
     unsigned short resetCount = 0;
     unsigned short encoderErrCount = 0;
+    ///@}
 };
 
 /// The counters of a motor's life. The emulation does not count: they are what was last set.
+///
+/// Implicitly shared; a copy may be used on another thread.
+/// @ingroup devices
 class VOX_EXPORT MotorDiagnostic : public VOXSharedValue<MotorDiagnosticData>
 {
 public:
+    /// What equal copies share.
     using Data = MotorDiagnosticData;
 
-    /// Of the two totals, 24 bits travel.
+    /// 0 at first. Of the two totals, 24 bits travel. The moves after a thermal event or an obstacle are
+    /// counted from the last one.
+    ///@{
     unsigned int totalMoveCount() const { return d->totalMoveCount; }
     unsigned int totalRevCount() const { return d->totalRevCount; }
     unsigned short thermalCount() const { return d->thermalCount; }
@@ -42,7 +55,10 @@ public:
     unsigned short powerCount() const { return d->powerCount; }
     unsigned short resetCount() const { return d->resetCount; }
     unsigned short encoderErrCount() const { return d->encoderErrCount; }
+    ///@}
 
+    /// Makes the value valid, even if the count stays the same.
+    ///@{
     void setTotalMoveCount(unsigned int count) { d->totalMoveCount = count; }
     void setTotalRevCount(unsigned int count) { d->totalRevCount = count; }
     void setThermalCount(unsigned short count) { d->thermalCount = count; }
@@ -52,6 +68,7 @@ public:
     void setPowerCount(unsigned short count) { d->powerCount = count; }
     void setResetCount(unsigned short count) { d->resetCount = count; }
     void setEncoderErrCount(unsigned short count) { d->encoderErrCount = count; }
+    ///@}
 };
 
 #endif

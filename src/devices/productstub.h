@@ -4,6 +4,10 @@
 #include "devices/kvrmotordevice.h"
 
 /// An emulated motor of one product: what its data sheet says, and the commands that it lacks.
+///
+/// Thread and ownership are those of KVRMotorDevice. At first, the settings are at the defaults of the data
+/// sheet, and the limits unset.
+/// @ingroup devices
 class VOX_EXPORT ProductStub : public KVRMotorDevice
 {
     Q_OBJECT
@@ -17,10 +21,14 @@ public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
 
 protected:
+    /// What all motors of one product share.
     struct DataSheet
     {
+        /// Stands in the address of each.
         VOX::NodeType type;
+        /// Encoder pulses of one turn.
         unsigned short pulsesPerRound;
+        /// The settings, with their defaults.
         Ranges ranges;
         /// Answered with NACK_FEATURE_NOT_SUPPORTED.
         QVector<int> missingCommands;
@@ -30,7 +38,7 @@ protected:
     ProductStub(const DataSheet &sheet, unsigned int addr, VOXBus *bus, QObject *parent);
 
     /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does
-    /// not.
+    /// not. An answer left invalid is not sent. @p request has passed checkRequest().
     virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
 
 private:

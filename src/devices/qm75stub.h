@@ -4,6 +4,10 @@
 #include "devices/productstub.h"
 
 /// An emulated QM75: a motor of one speed for roller blinds.
+///
+/// Runs at 40 revolutions per minute. Has no locks of local inputs, and takes the network lock by
+/// SET_NETWORK_LOCK alone.
+/// @ingroup devices
 class VOX_EXPORT QM75Stub : public ProductStub
 {
     Q_OBJECT

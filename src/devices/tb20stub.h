@@ -5,6 +5,10 @@
 #include "devices/productstub.h"
 
 /// An emulated TB20: a motor for roller blinds that also answers hosts of the older command set.
+///
+/// Its two rolling speeds are the same: SET_MOTOR_ROLLING_SPEED ignores its second byte. Takes the network
+/// lock by the older command set alone, and has no app modes.
+/// @ingroup devices
 class VOX_EXPORT TB20Stub : public ProductStub
 {
     Q_OBJECT

@@ -5,6 +5,9 @@
 
 /// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque
 /// limitation.
+///
+/// Ramps and torque limitation are stored and reported; the emulation moves as without them.
+/// @ingroup devices
 class VOX_EXPORT TB60LVStub : public ProductStub
 {
     Q_OBJECT
@@ -13,16 +16,19 @@ public:
     /// 24 bits of @p addr count.
     TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// Whether a ramp is on, and its value, which is only reported.
+    /// Whether a ramp is on, and its value, 0 to 255; off and 150 at first.
+    ///@{
     void setSoftStart(bool isOn, unsigned char value) { m_softStart = {isOn, value}; }
     void setSoftStop(bool isOn, unsigned char value) { m_softStop = {isOn, value}; }
     bool softStartStatus() const { return m_softStart.isOn; }
     unsigned char softStartValue() const { return m_softStart.value; }
     bool softStopStatus() const { return m_softStop.isOn; }
     unsigned char softStopValue() const { return m_softStop.value; }
+    ///@}
 
     /// 1 if the torque is limited, else 0.
     unsigned char torqueMode() const { return m_torque.mode; }
+    /// 0 or 1.
     unsigned char torqueValue() const { return m_torque.value; }
     /// Set by hosts, and reported to none.
     unsigned char torqueParameter() const { return m_torque.parameter; }

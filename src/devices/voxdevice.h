@@ -8,7 +8,8 @@
 ///
 /// The base answers nothing. May live on another thread than its bus: its frames then come queued, and its
 /// replies go back the same way. Destroying it takes it off the bus; destroying the bus first leaves it
-/// detached.
+/// detached. Never owns the bus.
+/// @ingroup devices
 class VOX_EXPORT VOXDevice : public VOXNode
 {
     Q_OBJECT
@@ -25,6 +26,8 @@ public:
     void reply(const VOXMessage &msg);
 
 public Q_SLOTS:
+    /// Takes the node off its bus. Frames that are queued to another thread by then still come; what is
+    /// answered to them is dropped.
     void detach() override;
     /// Detaches first, always. A null @p bus leaves it at that and is true.
     bool attach(VOXBus *bus) override;
@@ -32,6 +35,7 @@ public Q_SLOTS:
     virtual void dispatch(const VOXMessage &msg);
 
 protected:
+    /// Null without one. Asked for and used under #m_mutex.
     VOXBus *voxBus() const;
 };
 
