@@ -3,12 +3,17 @@
 
 #include "proxies/kvrgroupproxy.h"
 
-/// All motors of a bus: a group to which everyone belongs. Its own address is that of the host.
+/// All motors of a bus: a group to which everyone belongs.
+///
+/// Its own address is that of the host, so what it inherits beyond the five operations of KVRGroupProxy
+/// reaches no node.
+/// @ingroup proxies
 class VOX_EXPORT KVRBCastProxy : public KVRGroupProxy
 {
     Q_OBJECT
 
 public:
+    /// Without an open @p bus, calls end with BusPendingCall::NotOpen.
     explicit KVRBCastProxy(Bus *bus, QObject *parent = nullptr);
 };
 

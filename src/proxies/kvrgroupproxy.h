@@ -7,30 +7,35 @@
 ///
 /// Five operations are the group's; they hide those of the base class. All others, queries and settings
 /// included, go to the address as if it were a node's, on purpose. Nobody is asked to acknowledge, so a call
-/// ends without error when its period of 255 ms is over; what came all the same is in
-/// BusPendingCall::replies(). Used on the bus's thread.
+/// ends without error when its period of 255 ms is over, counted from the sending or from the last answer;
+/// what came all the same is in BusPendingCall::replies(). Thread and lifetime are those of VOXNode.
+/// @ingroup proxies
 class VOX_EXPORT KVRGroupProxy : public KVRMotorProxy
 {
     Q_OBJECT
 
 public:
-    /// @p addr is the address of the group, 24 bits of which count.
+    /// @p addr is the address of the group. A node type in it restricts all commands to nodes of that type.
+    /// Without an open @p bus, calls end with BusPendingCall::NotOpen.
     KVRGroupProxy(unsigned int addr, Bus *bus, QObject *parent = nullptr);
 
 public Q_SLOTS:
-    /// @p duration in units of 10 ms; 0 counts as 255.
+    /// Moves, stops or winks all members, with the parameters of the operation of the same name in
+    /// KVRMotorProxy. A motor that refuses does so without an answer.
+    ///@{
     BusPendingCall ctrlMove(KVRMotor::MoveFunction dir, quint8 duration, KVRMotor::SpeedType speed);
     BusPendingCall ctrlStop(quint8 tilt = 255);
-    /// @p position is an index, pulses or percent, as @p fun says.
     BusPendingCall ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt = 255);
-    /// @p value in pulses or units of 10 ms, 10 to 1000.
     BusPendingCall ctrlMoveOf(KVRMotor::MoveOfFunction fun, quint16 value, quint8 tilt = 255);
     BusPendingCall ctrlWink();
+    ///@}
 
-    /// Later commands are for nodes of this type only; NODETYPE_ANY lifts the restriction.
+    /// From now on these five are for nodes of @p nodeType only. NODETYPE_ANY goes back to the type in the
+    /// address.
     void setDestNodeType(VOX::NodeType nodeType);
 
 protected:
+    /// With VOX::BCAST as @p addrType its commands go to everyone, and @p addr is their sender.
     KVRGroupProxy(unsigned int addr, VOX::AddrType addrType, Bus *bus, QObject *parent);
 
 private:

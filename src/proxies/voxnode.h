@@ -7,6 +7,10 @@
 class VOXBus;
 
 /// Whatever stands for one node on a bus: a proxy of the host, or an emulated node.
+///
+/// A proxy is used on its bus's thread; an emulated node may live on another. Belongs to its parent and never
+/// owns its bus: either may be destroyed first. A call goes on when the node that made it is gone.
+/// @ingroup proxies
 class VOX_EXPORT VOXNode : public BusObject
 {
     Q_OBJECT
@@ -17,10 +21,11 @@ public:
     VOXNode(unsigned int addr, Bus *bus, QObject *parent = nullptr);
     ~VOXNode() override;
 
-    /// 24 bits; with @p full the node type, and whatever stands above it, too.
+    /// 24 bits; with @p full the node type in bits 24 to 27, and whatever stands above it, too.
     unsigned int addr(bool full = false) const;
+    /// NODETYPE_ANY if the address has none.
     VOX::NodeType type() const;
-    /// Silent: addrChanged() tells of addresses alone.
+    /// Replaces bits 24 to 31 of the address. Silent: addrChanged() tells of addresses alone.
     void setType(VOX::NodeType type);
 
     /// Takes another address. Without a node type in it, the node keeps its own. The value passed is compared

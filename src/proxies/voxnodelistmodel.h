@@ -13,27 +13,35 @@ class VOXNode;
 ///
 /// The application inserts empty rows and stores a node in each. A node belongs to whoever made it, with two
 /// exceptions: one that another node replaces is deleted, and one whose parent is the model is deleted with
-/// its row. A node that is deleted elsewhere leaves its row empty. Used on one thread.
+/// its row, or with the model. All others outlive it. A node that is deleted elsewhere leaves its row empty.
+/// Used on one thread, that of its nodes.
+/// @ingroup proxies
 class VOX_EXPORT VOXNodeListModel : public QAbstractListModel
 {
     Q_OBJECT
 
 public:
+    /// Without rows.
     explicit VOXNodeListModel(QObject *parent = nullptr);
     ~VOXNodeListModel() override;
 
+    /// The model is flat: 0 below a row.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
-    /// The node of the row; null for a row that has none.
+    /// The node of the row; null for a row that has none. No value for roles other than display and edit.
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+    /// Invalid unless @p idx is valid, @p column is 0 and there is such a row.
     QModelIndex sibling(int row, int column, const QModelIndex &idx) const override;
 
-    /// Stores the VOXNode that @p value holds as a pointer to a QObject; false if it holds none. The node
-    /// that was there is deleted, whoever owns it. Views are not told: dataChanged() is not emitted, on
-    /// purpose.
+    /// Stores the VOXNode that @p value holds as a pointer to a QObject. False, with nothing changed, if it
+    /// holds none, the row does not exist, or @p role is neither display nor edit. Another node that was
+    /// there is deleted later, whoever owns it. Views are not told: dataChanged() is not emitted, on purpose.
     bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
+    /// Rows without a node. False, with nothing changed, if @p count is below 1 or @p row is not in the list
+    /// nor its end. A row as @p parent admits only row 0, which is then that of the list, on purpose.
     bool insertRows(int row, int count, const QModelIndex &parent = QModelIndex()) override;
     /// Announces that @p count rows from @p row on go, but takes those at positions 0, 2, 4 and so on, on
-    /// purpose. Positions past the end are left out.
+    /// purpose. Positions past the end are left out. False, with nothing changed, if @p count is below 1 or
+    /// not all of the rows exist.
     bool removeRows(int row, int count, const QModelIndex &parent = QModelIndex()) override;
 
 private:
