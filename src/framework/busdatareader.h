@@ -6,7 +6,8 @@
 /// Reads forward through a range of a message's bytes and never past it.
 ///
 /// Each access moves all of its bytes or none. The first that would pass the end fails, and every later one
-/// with it.
+/// with it. A failed access leaves its target as it was. Reentrant.
+/// @ingroup framework
 class BUS_EXPORT BusDataReader
 {
 public:
@@ -14,6 +15,7 @@ public:
     /// the message.
     BusDataReader(const BusMessage &message, unsigned int offset, int size);
 
+    /// One byte, as it is.
     BusDataReader &operator>>(char &value);
     /// Reads @p count bytes into @p target and returns their number; 0 if there are not as many.
     unsigned int read(char *target, unsigned int count);

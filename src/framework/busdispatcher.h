@@ -8,6 +8,10 @@
 class BusPendingCallData;
 
 /// Decides when a bus sends what, and which received frame answers which call.
+///
+/// Lives on its bus's thread, at least as long as the bus. Called by the bus and by its calls; a host uses
+/// BusObject::call() and BusObject::reply().
+/// @ingroup framework
 class BUS_EXPORT BusDispatcher : public QObject
 {
     Q_OBJECT
@@ -16,7 +20,8 @@ public:
     using QObject::QObject;
     ~BusDispatcher() override;
 
-    /// Accepts a call for sending and keeps a reference to it until it has ended.
+    /// Accepts a call for sending and keeps a reference to it until it has ended. May write before it
+    /// returns.
     virtual void enqueue(BusPendingCallData *call) = 0;
     /// Called once by the bus when it has been built.
     virtual void init() = 0;
@@ -25,7 +30,7 @@ public:
     /// Sends the next frame if the bus allows it. True if one was written, or its write was tried.
     virtual bool scheduleNext() = 0;
 
-    /// Sends an answer, ahead of the queued calls.
+    /// Sends an answer, ahead of the queued calls. Dropped if the bus is not open.
     virtual void reply(const BusMessage &message) = 0;
     /// Ends all calls with @p error and drops the answers that wait.
     virtual void endAll(BusPendingCall::Error error) = 0;

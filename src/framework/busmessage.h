@@ -11,7 +11,8 @@ class BusPendingCallData;
 /// A message: bytes that travel over a bus, shared between copies until one of them is changed.
 ///
 /// A copy taken as a BusMessage keeps the subclass's data, so it is still recognised as the call or reply
-/// that it was.
+/// that it was. Reentrant: copies may be used on different threads.
+/// @ingroup framework
 class BUS_EXPORT BusMessage
 {
 public:
@@ -19,17 +20,22 @@ public:
     BusMessage();
     /// A plain message with these bytes.
     explicit BusMessage(const QByteArray &bytes);
+    ///@{
+    /// Shares everything, and copies no bytes.
     BusMessage(const BusMessage &other);
     BusMessage &operator=(const BusMessage &other);
+    ///@}
     virtual ~BusMessage();
 
     /// The bytes for writing. Detaches, and the message has to be prepared again.
     QByteArray &data();
+    /// The bytes for reading. Does not detach.
     const QByteArray &data() const { return d.constData()->bytes(); }
 
     /// Completes the message before it is sent. A subclass that fills in a check value does so before it
     /// calls this one.
     virtual void prepare();
+    /// Whether prepare() has completed it, and nobody has asked for the bytes to write since.
     bool isPrepared() const { return d.constData()->isPrepared(); }
 
     /// What all copies share.
@@ -38,18 +44,18 @@ public:
     bool sharesDataWith(const BusMessage &other) const { return d.constData() == other.d.constData(); }
 
 protected:
-    /// Adopts @p data, which a subclass has created.
+    /// Adopts @p data, which a subclass has created on the heap.
     explicit BusMessage(BusMessageData &data);
 
-    /// A new, unowned pending call for sending this message over @p bus. The message is prepared first if it
-    /// has to be.
+    /// A new, unowned pending call for sending this message over @p bus, which may be null. The message is
+    /// prepared first if it has to be.
     virtual BusPendingCallData *createPendingCall(Bus *bus) const;
 
     /// Prepares a message that is not prepared. It is const because completing a message does not change what
     /// it says.
     void ensurePrepared() const;
 
-    // Mutable for ensurePrepared() alone.
+    /// What the copies share. Mutable for ensurePrepared() alone.
     mutable QSharedDataPointer<BusMessageData> d;
 
 private:

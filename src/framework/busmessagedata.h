@@ -11,7 +11,9 @@ class BusMessage;
 
 /// What the copies of one message share: its bytes, and how the bus is to treat it.
 ///
-/// A subclass that adds fields copies them in clone(); the base is a message that expects no answer.
+/// A subclass that adds fields copies them in clone(); the base is a message that expects no answer. Owned by
+/// the messages that share it. Reentrant.
+/// @ingroup framework
 class BUS_EXPORT BusMessageData : public QSharedData
 {
 public:
@@ -27,17 +29,25 @@ public:
     virtual bool isReply(const BusMessage &message) const;
     /// Whether an answer is expected at all.
     virtual bool hasReply() const;
-    /// Milliseconds for which the line stays reserved after this message.
+    /// Milliseconds for which the line stays reserved after this message, and after its answer; 5 in the
+    /// base.
     virtual unsigned int busFreeDelay() const;
-    /// Milliseconds to wait for the answer.
+    /// Milliseconds to wait for the answer; 0 in the base.
     virtual unsigned int timeout() const;
+    /// A copy of the same class, on the heap. Every subclass overrides it.
     virtual BusMessageData *clone() const;
 
+    ///@{
+    /// The bytes themselves: a change here does not take back isPrepared(), as BusMessage::data() does.
     const QByteArray &bytes() const { return m_bytes; }
     QByteArray &bytes() { return m_bytes; }
+    ///@}
 
+    ///@{
+    /// Whether the bytes are complete. Kept up by BusMessage.
     bool isPrepared() const { return m_prepared; }
     void setPrepared(bool prepared) { m_prepared = prepared; }
+    ///@}
 
 private:
     QByteArray m_bytes;

@@ -10,7 +10,9 @@
 
 /// An object attached to a bus: sends calls over it, or answers what comes from it.
 ///
-/// Never owns its bus; either may be destroyed first.
+/// Never owns its bus; on one thread, either may be destroyed first. An object that only replies may live on
+/// another thread; it detaches before the bus is destroyed.
+/// @ingroup framework
 class BUS_EXPORT BusObject : public QObject
 {
     Q_OBJECT
@@ -20,10 +22,12 @@ public:
     BusObject(Bus *bus, QObject *parent);
     ~BusObject() override;
 
+    /// Leaves the bus. Calls that are on their way go on.
     virtual void detach();
     /// Replaces the bus. False, with nothing changed, if @p bus is null.
     virtual bool attach(Bus *bus);
 
+    /// Null while unattached, and once the bus has been destroyed.
     Bus *bus() const { return m_bus; }
 
     /// Sends @p message, prepared if it has not been, and returns at once. Without an open bus the call ends
@@ -31,7 +35,7 @@ public:
     BusPendingCall call(const BusMessage &message);
 
     /// Sends @p message as an answer, byte for byte, ahead of the calls that are queued. Dropped without an
-    /// open bus. From any thread; one that is not the bus's detaches before the bus is destroyed.
+    /// open bus. From any thread.
     void reply(const BusMessage &message);
 
 protected:

@@ -15,28 +15,44 @@
 
 /// The handle of a call that is on its way: small, copyable, and all copies speak of the same call.
 ///
-/// Every call ends exactly once: by its reply, its time-out, a failed write, a closed or destroyed bus, or
-/// cancel(). A refusal by the node is a reply. Results are final once the call has finished. Dropping every
-/// copy does not withdraw the call. Used on the bus's thread; the last copy may be destroyed on any.
+/// Every call ends exactly once: by its reply, by being sent if it expects none, by its time-out, a failed
+/// write, a closed or destroyed bus, or cancel(). A refusal by the node is a reply. Results are final once
+/// the call has finished. Dropping every copy does not withdraw the call. Used on the bus's thread; the last
+/// copy may be destroyed on any.
+/// @ingroup framework
 class BUS_EXPORT BusPendingCall
 {
     Q_GADGET
 
 public:
-    enum Error : int { NoError = 0, NotOpen = 1, Timeout = 2, WriteFailed = 3, Canceled = 4 };
+    /// How a call has ended.
+    enum Error : int {
+        NoError = 0, ///< Answered, or sent if it expects no answer. Also a group call whose time is over.
+        NotOpen = 1, ///< The bus was not open, or has been closed since.
+        Timeout = 2, ///< No reply has come in time.
+        WriteFailed = 3, ///< The bus could not send it.
+        Canceled = 4 ///< By cancel(), or by the destruction of the bus.
+    };
     Q_ENUM(Error)
 
     /// A call that never was: finished, with Canceled.
     BusPendingCall();
+    /// The handle of @p data; if that is null, a call that never was.
     explicit BusPendingCall(BusPendingCallPointer data);
+    ///@{
+    /// Another handle of the same call.
     BusPendingCall(const BusPendingCall &other);
     BusPendingCall &operator=(const BusPendingCall &other);
+    ///@}
     ~BusPendingCall();
 
+    /// True as soon as the results are final, which is before any watcher hears of it.
     bool isFinished() const;
-    /// False while the call is pending.
+    ///@{
+    /// No error while the call is pending.
     bool isError() const { return error() != NoError; }
     Error error() const;
+    ///@}
     /// A sentence for people; empty without an error.
     QString errorString() const;
 
@@ -66,6 +82,7 @@ public:
     }
 
 protected:
+    /// What the copies share; null for a call that never was.
     BusPendingCallPointer d;
 
 private:

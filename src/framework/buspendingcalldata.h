@@ -17,19 +17,22 @@ class BusPendingCallWatcher;
 /// One message in flight: what was sent, what came back, and when to give up.
 ///
 /// Lives on its bus's thread. Owned by the BusPendingCallPointers that refer to it. The base ends with the
-/// first reply; a subclass may collect several.
+/// first reply; a subclass may collect several. For dispatchers and subclasses: a host has BusPendingCall.
+/// @ingroup framework
 class BUS_EXPORT BusPendingCallData : public QObject, public QSharedData
 {
     Q_OBJECT
 
 public:
+    /// A call that has not been sent. @p message is prepared; without a @p bus the call can only fail.
     BusPendingCallData(const QSharedDataPointer<BusMessageData> &message, Bus *bus);
     ~BusPendingCallData() override;
 
-    /// Ends the call with @p error.
+    /// Ends the call with @p error. A call that has ended takes neither an error nor a reply any more.
     virtual void setError(BusPendingCall::Error error);
     /// Takes a reply; the base ends the call with it.
     virtual void setReply(const BusMessage &reply);
+    /// In their order of arrival.
     virtual QList<BusMessage> replies() const;
     /// The message has been written and needs another @p delay milliseconds to be out and across: starts the
     /// time-out.
@@ -37,20 +40,31 @@ public:
     /// Whether the call keeps collecting for a period, even if its message asks for no answer.
     virtual bool collectsReplies() const;
 
+    ///@{
+    /// What was sent, and what has become of it so far.
     const BusMessageData &message() const { return *m_message.constData(); }
     bool isFinished() const { return m_finished; }
     BusPendingCall::Error error() const { return m_error; }
     BusMessage reply() const { return m_reply; }
+    ///@}
 
-    /// Lets the bus take what it has received already, until the call has got something of it.
+    /// Lets the bus take what it has received already, until the call has got something of it; for
+    /// 50 ms at most.
     void driveBus();
 
+    /// Who is told of the end by BusDispatcher::handleFinished(); not owned, null for nobody.
     void setDispatcher(BusDispatcher *dispatcher) { m_dispatcher = dispatcher; }
+    ///@{
+    /// Who is announced at the end. Not owned: a watcher removes itself before it is destroyed. After the end
+    /// there is nothing to add one for.
     void addWatcher(BusPendingCallWatcher *watcher) { m_watchers.append(watcher); }
     void removeWatcher(BusPendingCallWatcher *watcher);
+    ///@}
+    /// Whether the call must be deleted later, because its own event is being handled.
     bool isInTimerEvent() const { return m_inTimerEvent; }
 
 protected:
+    /// The time-out.
     void timerEvent(QTimerEvent *event) override;
 
     /// Ends the call and tells its dispatcher and its watchers, once however often it is called.
@@ -62,6 +76,8 @@ protected:
     /// How much has come so far; a time-out is put off if draining the bus adds to it.
     virtual int progress() const;
 
+    ///@{
+    /// The state of the call. The mutex is for what a subclass collects; the base does not use it.
     QSharedDataPointer<BusMessageData> m_message;
     BusMessage m_reply;
     QPointer<Bus> m_bus;
@@ -69,6 +85,7 @@ protected:
     BusPendingCall::Error m_error = BusPendingCall::NoError;
     bool m_finished = false;
     mutable QMutex m_mutex;
+    ///@}
 
 private:
     friend class SimpleBusDispatcher;

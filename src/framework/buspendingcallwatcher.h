@@ -8,19 +8,23 @@
 /// A pending call that tells by a signal when it has finished.
 ///
 /// The signal comes exactly once and always from the event loop, also to a watcher made after the end; never
-/// to one that is destroyed before.
+/// to one that is destroyed before. Lives on the bus's thread; keeps the call's results as long as it lives.
+/// @ingroup framework
 class BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
 {
     Q_OBJECT
 
 public:
+    /// @p call may have finished already.
     explicit BusPendingCallWatcher(const BusPendingCall &call, QObject *parent = nullptr);
     ~BusPendingCallWatcher() override;
 
 Q_SIGNALS:
+    /// @p call is this watcher. A slot that has no more use for it calls deleteLater().
     void finished(BusPendingCallWatcher *call);
 
 protected:
+    /// Emits finished().
     void customEvent(QEvent *event) override;
 
 private:

@@ -7,8 +7,9 @@
 ///
 /// A frame of n bytes occupies the line for n times the bits per byte at the line rate, rounded up to a
 /// millisecond. After a frame of ours the line is free again when that time and the frame's bus-free delay
-/// are over; after the reply to our call, when the call's bus-free delay is over; after any other frame, in 5
-/// ms.
+/// are over; after the reply to our call, when the call's bus-free delay is over; after any other frame, in
+/// 5 ms at the earliest. Lives on its bus's thread.
+/// @ingroup framework
 class BUS_EXPORT SerialDispatcher : public SimpleBusDispatcher
 {
     Q_OBJECT
@@ -19,6 +20,7 @@ public:
     SerialDispatcher(Bus &bus, unsigned int rate, unsigned char bitsPerByte, QObject *parent);
 
     bool scheduleNext() override;
+    /// Paces all that is sent from now on by @p rate, in bit/s; 0 for no pacing. The port is not touched.
     void setBaudRate(unsigned short rate);
 
 protected:

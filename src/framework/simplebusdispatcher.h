@@ -14,6 +14,7 @@ class Bus;
 /// Calls that expect no reply wait for nobody's collection period; calls that expect one wait until all
 /// periods are over, so that a late refusal is never taken for their answer. One timer, which an idle bus
 /// does not run. Lives on its bus's thread.
+/// @ingroup framework
 class BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
 {
     Q_OBJECT
@@ -32,9 +33,10 @@ public:
     void handleFinished(BusPendingCallData *call) override;
 
     /// Whether the next frame waits until the device has reported the last one written, at most that one's
-    /// time-out.
+    /// time-out or bus-free delay, whichever is longer. Off by default.
     void setWaitDeviceWritten(bool wait);
-    /// How long a frame may take across the network, in microseconds; added to each time-out.
+    /// How long a frame may take across the network, in microseconds; added to each time-out,
+    /// rounded up to a millisecond. 0 by default.
     void setNetworkLatency(unsigned int latencyUs);
 
 public Q_SLOTS:
@@ -42,11 +44,12 @@ public Q_SLOTS:
     void deviceWritten();
 
 protected:
+    /// Tries again to send.
     void timerEvent(QTimerEvent *event) override;
 
     /// Milliseconds until a frame of @p length bytes that is being written is out and across.
     virtual unsigned int sentDelay(int length) const;
-    /// A frame of ours is on its way.
+    /// A frame of ours is about to be written. Called once more, with zeros, if that fails.
     virtual void frameSent(int length, unsigned int busFreeDelay);
     /// A frame has come; @p call is the message that it answers, null if it answers none.
     virtual void frameHeard(const BusMessageData *call);

@@ -11,6 +11,8 @@
 /// The command set of older motors, in the same frames. No instances.
 ///
 /// Many ids mean something else in the KVR set: who handles a frame has to know which set it speaks.
+/// From any thread.
+/// @ingroup messages
 class VOX_EXPORT HRMv2
 {
     Q_GADGET
@@ -61,12 +63,14 @@ public:
 
     HRMv2() = delete;
 
-    /// The two label commands have the control byte 0x2b on purpose: an 11-byte frame with the CRC flag.
+    /// The table by id, which is never destroyed. The two label commands have the control byte 0x2b on
+    /// purpose: an 11-byte frame with the CRC flag.
     static const QHash<unsigned char, VOXCmdInfo> &cmds();
     /// An invalid descriptor if the table does not know @p cmd.
     static VOXCmdInfo findCmd(unsigned char cmd);
     /// The key's name, or empty.
     static QString toString(unsigned char cmd);
+    /// The names at run time.
     static QMetaEnum CmdMetaEnum();
 };
 

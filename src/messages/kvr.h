@@ -9,6 +9,9 @@
 class VOXMessage;
 
 /// The command set of current nodes: ids, descriptors, refusals and their names. No instances.
+///
+/// From any thread.
+/// @ingroup messages
 class VOX_EXPORT KVR
 {
     Q_GADGET
@@ -23,12 +26,12 @@ public:
         GET_NODE_SERIAL_NUMBER = 0x4c,
         GET_NETWORK_ERROR_STAT = 0x4d,
         GET_NETWORK_STAT = 0x4e,
-        SET_NODE_DISCOVERY = 0x50,
+        SET_NODE_DISCOVERY = 0x50, ///< 1: no answer to GET_NODE_ADDR for five minutes; 0 ends that.
         SET_GROUP_ADDR = 0x51,
         SET_NODE_LABEL = 0x55,
         SET_NETWORK_CONFIG = 0x56,
         SET_NETWORK_STAT = 0x5e,
-        POST_NODE_ADDR = 0x60,
+        POST_NODE_ADDR = 0x60, ///< No data: the address is the frame's source.
         POST_GROUP_ADDR = 0x61,
         POST_NODE_LABEL = 0x65,
         POST_NETWORK_STAT = 0x6e,
@@ -40,7 +43,7 @@ public:
         POST_NODE_STACK_VERSION = 0x71,
         GET_NODE_APP_VERSION = 0x74,
         POST_NODE_APP_VERSION = 0x75,
-        SEND_DATA_TEST1 = 0x79,
+        SEND_DATA_TEST1 = 0x79, ///< The node sends the data back: none here, then 10 bytes, then 20.
         POST_DATA_TEST1 = 0x7a,
         SEND_DATA_TEST2 = 0x7b,
         POST_DATA_TEST2 = 0x7c,
@@ -50,12 +53,13 @@ public:
     };
     Q_ENUM(Cmd)
 
+    /// Commands of motors. IP is an intermediate position, DCT a local input.
     enum MotorCmd : int {
         CTRL_MOVE = 0x01,
         CTRL_STOP = 0x02,
         CTRL_MOVETO = 0x03,
         CTRL_MOVEOF = 0x04,
-        CTRL_WINK = 0x05,
+        CTRL_WINK = 0x05, ///< Lets a motor show which one it is.
         CTRL_NETWORK_LOCK = 0x06,
         GET_MOTOR_POSITION = 0x0c,
         POST_MOTOR_POSITION = 0x0d,
@@ -65,11 +69,11 @@ public:
         SET_MOTOR_LIMITS = 0x11,
         SET_MOTOR_DIRECTION = 0x12,
         SET_MOTOR_ROLLING_SPEED = 0x13,
-        SET_MOTOR_TILTING_SPEED = 0x14,
+        SET_MOTOR_TILTING_SPEED = 0x14, ///< The frame has no room for the speed; that is the format.
         SET_MOTOR_IP = 0x15,
         SET_NETWORK_LOCK = 0x16,
         SET_DCT_LOCK = 0x17,
-        SET_TILT_LIMITS = 0x18,
+        SET_TILT_LIMITS = 0x18, ///< The frame has no room for the limits; that is the format.
         SET_MOTOR_SOFT_START_STOP = 0x19,
         SET_TORQUE_LIMITATION = 0x1a,
         SET_FACTORY_DEFAULT = 0x1f,
@@ -100,6 +104,7 @@ public:
     };
     Q_ENUM(MotorCmd)
 
+    /// Counters of motors.
     enum DiagCmd : int {
         DIAG_GET_TOTAL_MOVE_COUNT = 0xb0,
         DIAG_GET_TOTAL_REV_COUNT = 0xb1,
@@ -118,55 +123,62 @@ public:
     };
     Q_ENUM(DiagCmd)
 
-    /// Why a node refuses. Travels as one byte; getNackReply() also gives -1.
+    /// Why a node refuses. Travels as one byte, so getNackReply() may give any up to 255, and -1.
     enum NackStatus : int {
-        NACK_ACK = 0,
-        NACK_RNG = 1,
-        NACK_BADMSG = 16,
-        NACK_MSGSIZE = 17,
-        NACK_BUSY = 255
+        NACK_ACK = 0, ///< It does not.
+        NACK_RNG = 1, ///< No such index.
+        NACK_BADMSG = 16, ///< A command that it does not know, or a value that it does not take.
+        NACK_MSGSIZE = 17, ///< Shorter than the command's frame.
+        NACK_BUSY = 255 ///< At work on another request; worth another try.
     };
     Q_ENUM(NackStatus)
 
-    /// Why a motor refuses, in the same byte.
+    /// Why a motor refuses, in the same byte. Emulated motors never send IN_SECURITY, THRESHOLD_REACHED or
+    /// WINK_IN_PROGRESS.
     enum MotorNackStatus : int {
-        NACK_DATA_ERROR = 1,
-        NACK_NODE_IS_LOCKED = 32,
-        NACK_WRONG_POSITION = 33,
-        NACK_END_LIMITS_NOT_SET = 34,
-        NACK_IP_NOT_SET = 35,
-        NACK_CURRENT_POSITION_OUT_OF_RANGE = 36,
+        NACK_DATA_ERROR = 1, ///< On the line, and as text, the same as NACK_RNG.
+        NACK_NODE_IS_LOCKED = 32, ///< By its network lock.
+        NACK_WRONG_POSITION = 33, ///< The limit, or intermediate position, would be out of range.
+        NACK_END_LIMITS_NOT_SET = 34, ///< It takes both, or for a shift the one concerned.
+        NACK_IP_NOT_SET = 35, ///< No intermediate position at this index.
+        NACK_CURRENT_POSITION_OUT_OF_RANGE = 36, ///< It cannot become a limit or intermediate position.
         NACK_FEATURE_NOT_SUPPORTED = 37,
-        NACK_IN_MOTION = 38,
+        NACK_IN_MOTION = 38, ///< The setting can only be changed at rest.
         NACK_IN_SECURITY = 39,
-        NACK_LAST_IP_REACHED = 40,
+        NACK_LAST_IP_REACHED = 40, ///< No intermediate position further that way.
         NACK_THRESHOLD_REACHED = 41,
-        NACK_LOW_PRIORITY = 42,
+        NACK_LOW_PRIORITY = 42, ///< Below that of the lock in force.
         NACK_WINK_IN_PROGRESS = 43
     };
     Q_ENUM(MotorNackStatus)
 
     KVR() = delete;
 
+    ///@{
+    /// One table by id for each of the three command enumerations. Never destroyed.
     static const QHash<unsigned char, VOXCmdInfo> &cmds();
     static const QHash<unsigned char, VOXCmdInfo> &motorCmds();
     static const QHash<unsigned char, VOXCmdInfo> &diagCmds();
+    ///@}
     /// Looks in all three tables; an invalid descriptor if none knows @p cmd.
     static VOXCmdInfo findCmd(unsigned char cmd);
 
     /// The status of a NACK, which has exactly 12 bytes; -1 for any other message.
     static NackStatus getNackReply(const VOXMessage &message);
 
-    /// The key's name in one of the three command enumerations; else empty.
+    /// The key's name in one of the three command enumerations, of which @p cmd may be any; else empty.
     static QString toString(Cmd cmd);
     /// The key's name without its NACK_, of NackStatus first; else two decimal digits.
     static QString toString(NackStatus status);
 
+    ///@{
+    /// The names at run time.
     static QMetaEnum CmdMetaEnum();
     static QMetaEnum MotorCmdMetaEnum();
     static QMetaEnum DiagMetaEnum();
     static QMetaEnum NackStatusEnum();
     static QMetaEnum MotorNackStatusEnum();
+    ///@}
 };
 
 #endif

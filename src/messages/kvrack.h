@@ -3,10 +3,12 @@
 
 #include "messages/voxreply.h"
 
-/// The answer that says yes, prepared.
+/// The answer that says yes, prepared. Reentrant.
+/// @ingroup messages
 class VOX_EXPORT KVRAck : public VOXReply
 {
 public:
+    /// From @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
     KVRAck(const VOXNode &node, const VOXMessage &request);
 };
 

@@ -5,11 +5,14 @@
 #include "messages/voxreply.h"
 
 /// The answer that says no, and why; prepared. A KVR::MotorNackStatus is passed as a KVR::NackStatus.
+/// Reentrant.
+/// @ingroup messages
 class VOX_EXPORT KVRNack : public VOXReply
 {
 public:
+    /// From @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
     KVRNack(const VOXNode &node, const VOXMessage &request, KVR::NackStatus status);
-    /// Without the CRC flag.
+    /// To @p dest, which has its node type in bits 24 to 27; without the CRC flag.
     KVRNack(const VOXNode &node, unsigned int dest, KVR::NackStatus status);
 
 private:

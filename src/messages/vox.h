@@ -8,14 +8,18 @@
 #include <QString>
 
 /// The vocabulary of the network: node types, addressing, addresses and their text forms. No instances.
+///
+/// From any thread.
+/// @ingroup messages
 class VOX_EXPORT VOX
 {
     Q_GADGET
 
 public:
-    /// Travels in a nibble of every frame and in bits 24 to 27 of an address. Two values have two names.
+    /// Travels in a nibble of every frame and in bits 24 to 27 of an address. Two values have two names,
+    /// 11 and 12 none.
     enum NodeType : int {
-        NODETYPE_ANY = 0,
+        NODETYPE_ANY = 0, ///< As a destination: a node of any type.
         NODETYPE_HRMv2_DEV = 0,
         NODETYPE_HRMv2 = 1,
         NODETYPE_TB20 = 2,
@@ -29,8 +33,8 @@ public:
         NODETYPE_TB48LV = 10,
         NODETYPE_HZR_RECEIVER = 13,
         NODETYPE_PLIANT = 14,
-        NODETYPE_MASTER = 15,
-        NODETYPE_LAST = 15
+        NODETYPE_MASTER = 15, ///< A host; also said of whoever sends to a group.
+        NODETYPE_LAST = 15 ///< The highest, no type of its own.
     };
     Q_ENUM(NodeType)
 
@@ -49,35 +53,46 @@ public:
     /// The version of the library that runs, such as 1.0.0.
     static QString version();
 
+    ///@{
+    /// The names at run time.
     static QMetaEnum NodeTypeMetaEnum();
     static QMetaEnum AddrTypeMetaEnum();
+    ///@}
     /// Always invalid.
     static QMetaEnum LockStatusMetaEnum();
 
+    /// Bits 24 to 27 of @p addr; 11 and 12 have no name.
     static NodeType getType(unsigned int addr);
     /// Cuts @p addr to 24 bits and the type to four.
     static unsigned int makeAddr(NodeType type, int addr);
 
-    /// The key's name; empty if the value has none. Of two names the first counts.
+    ///@{
+    /// The key's name; empty if the value has none, as every LockStatus. Of two names the first counts.
     static QString toString(NodeType type);
     static QString toString(AddrType type);
     static QString toString(LockStatus status);
+    ///@}
     /// A command's name, from the KVR set if it has one, else from the HRMv2 set; empty if neither has.
     static QString toString(unsigned char cmd);
+    ///@{
     /// An address as at least six upper-case hexadecimal digits; seven with a node type.
     static QString toString(unsigned int addr);
     static QString toString(int addr);
+    ///@}
 
+    ///@{
     /// The text that logs use: the name, or UNKNOWN with two hexadecimal digits.
     static QString logText(unsigned char cmd);
     static QString logText(NodeType type);
-    /// Ends in two closing parentheses, which readers of these logs expect.
+    ///@}
+    /// Node type and address. Ends in two closing parentheses, which readers of these logs expect.
     static QString logText(unsigned int addr);
 
     /// Little-endian, two bytes.
     static void htovox(unsigned short value, unsigned char *bytes);
     /// Little-endian, and only three bytes: the form of an address.
     static void htovox(unsigned int value, unsigned char *bytes);
+    /// Reads two bytes.
     static void voxtoh(const unsigned char *bytes, unsigned short &value);
     /// Reads three bytes; bits 24 to 31 become 0.
     static void voxtoh(const unsigned char *bytes, unsigned int &value);

@@ -7,14 +7,20 @@
 class VOXCallData;
 
 /// A request of a host, with what its answer will look like. Times are in milliseconds.
+///
+/// A value, reentrant: a call that is on its way keeps what it was sent with. A plain message assigned to one
+/// through its base makes it a plain message too: the getters give 0 (replyCount() -1), the setters do
+/// nothing.
+/// @ingroup messages
 class VOX_EXPORT VOXCall : public VOXMessage
 {
 public:
+    /// Of a call to one node.
     static constexpr unsigned int DefaultTimeout = 200;
     /// Of a group or broadcast call.
     static constexpr unsigned int DefaultSharedTimeout = 255;
 
-    /// Any frame as a call whose reply is not named.
+    /// Any frame as a call whose reply is not named: none is expected unless it has the ack flag.
     VOXCall(const BusMessage &message, unsigned int timeout);
     /// The command's frame; the addresses are left to the caller.
     VOXCall(const VOXCmdInfo &info, unsigned int timeout);
@@ -25,13 +31,19 @@ public:
     /// type 15) or everyone (@p addr is then the source). The time-out is taken as it is.
     VOXCall(const VOXCmdInfo &info, unsigned int addr, VOX::AddrType type, unsigned int timeout);
 
+    ///@{
     /// Id of the expected reply; 0 if none is named.
     unsigned char reply() const;
     void setReply(unsigned char reply);
-    /// How many replies a group or broadcast call waits for; 0 or less: until its time is over.
+    ///@}
+    ///@{
+    /// How many replies a group or broadcast call waits for; 0 or less, as at first: until its time is over.
     short replyCount() const;
     void setReplyCount(short count);
+    ///@}
+    /// From when the frame is out; of a group or broadcast call, anew with each reply.
     void setTimeout(unsigned int timeout);
+    /// How long a serial line stays reserved after the frame, and after its reply; 10 unless set.
     void setBusFreeDelay(unsigned char delay);
 
 protected:

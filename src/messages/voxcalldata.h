@@ -6,13 +6,20 @@
 
 class VOXMessage;
 
-/// What a call knows beside its frame: how long to wait, for which reply, and for how many.
+/// What a call knows beside its frame: how long to wait, for which reply, and for how many. Hosts use
+/// VOXCall.
+///
+/// Owned by the messages that share it. Reentrant.
+/// @ingroup messages
 class VOX_EXPORT VOXCallData : public BusMessageData
 {
 public:
+    /// In milliseconds.
     static constexpr unsigned char DefaultBusFreeDelay = 10;
 
+    /// A frame of no bytes; @p control is not kept. A @p reply of 0 names none. @p timeout in milliseconds.
     VOXCallData(unsigned int control, unsigned char reply, unsigned int timeout);
+    /// Copies all. The copy counts as not prepared.
     VOXCallData(const VOXCallData &other);
 
     /// A frame answers the call if it is addressed to its source and is the reply, a NACK, or an ACK where
@@ -23,15 +30,20 @@ public:
     unsigned int timeout() const override { return m_timeout; }
     VOXCallData *clone() const override;
 
+    ///@{
+    /// As in VOXCall.
     unsigned char reply() const { return m_reply; }
     short replyCount() const { return m_replyCount; }
     void setReply(unsigned char reply) { m_reply = reply; }
     void setReplyCount(short count) { m_replyCount = count; }
     void setTimeout(unsigned int timeout) { m_timeout = timeout; }
     void setBusFreeDelay(unsigned char delay) { m_busFreeDelay = delay; }
+    ///@}
 
 protected:
+    /// Whether the frame asks for an acknowledgement; false below 11 bytes.
     bool isAck() const;
+    /// Whether @p message goes to this frame's source, with the same node type or none.
     bool isForMe(const VOXMessage &message) const;
 
 private:

@@ -8,7 +8,8 @@
 /// The two check values of a frame.
 ///
 /// Both take the logical bytes and give the value of the line form, in which these bytes are complemented. 0
-/// for none.
+/// for none. From any thread.
+/// @ingroup messages
 namespace VOXCheckValue {
 
 /// The sum of the line bytes, modulo 65536.

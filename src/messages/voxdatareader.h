@@ -7,29 +7,41 @@
 /// Reads the data area of a frame field by field, little-endian.
 ///
 /// The stream operators of `unsigned int` move three bytes, the form of an address; a number of four bytes is
-/// read by name. A null pointer skips its field.
+/// read by name. What does not fit the data area is left as it was, and fail() is true from there on. Keeps a
+/// copy of the message; reentrant.
+/// @ingroup messages
 class VOX_EXPORT VOXDataReader : public BusDataReader
 {
 public:
+    /// All but the header and the check value. Every access to a frame of fewer than 11 bytes fails.
     explicit VOXDataReader(const VOXMessage &message);
 
+    ///@{
+    /// One, two or four bytes.
     VOXDataReader &readUint8(unsigned char &value);
     VOXDataReader &readUint16(unsigned short &value);
     VOXDataReader &readUint32(unsigned int &value);
+    ///@}
     /// Three bytes; bits 24 to 31 become 0.
     VOXDataReader &readAddr(unsigned int &addr);
 
     using BusDataReader::operator>>;
+    ///@{
+    /// One, two or three bytes.
     VOXDataReader &operator>>(unsigned char &value) { return readUint8(value); }
     VOXDataReader &operator>>(unsigned short &value) { return readUint16(value); }
     VOXDataReader &operator>>(unsigned int &addr) { return readAddr(addr); }
+    ///@}
     /// Any byte but 0 is true.
     VOXDataReader &operator>>(bool &value);
 
+    ///@{
+    /// As into a reference; a null pointer skips the field, and the end is only looked at by the next access.
     VOXDataReader &operator>>(unsigned char *value);
     VOXDataReader &operator>>(unsigned short *value);
     VOXDataReader &operator>>(unsigned int *addr);
     VOXDataReader &operator>>(bool *value);
+    ///@}
 
 private:
     template <typename T>

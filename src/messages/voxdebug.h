@@ -5,13 +5,21 @@
 
 #include <QDebug>
 
-/// Debug output of commands, node types and addresses.
+/// @addtogroup messages
+/// @{
+
+/// Debug output of a command as VOX::logText() has it. Reentrant.
 ///
 /// In a header that no other one includes: with the two integer forms in scope every unsigned number that is
 /// streamed to a QDebug is ambiguous. So they are called, not streamed: operator<<(qDebug(), addr).
 VOX_EXPORT QDebug operator<<(QDebug debug, unsigned char cmd);
+/// Likewise.
 VOX_EXPORT QDebug operator<<(QDebug debug, KVR::Cmd cmd);
+/// Likewise of a node type.
 VOX_EXPORT QDebug operator<<(QDebug debug, VOX::NodeType type);
+/// Likewise of an address.
 VOX_EXPORT QDebug operator<<(QDebug debug, unsigned int addr);
+
+/// @}
 
 #endif

@@ -6,12 +6,15 @@
 
 /// A call to many nodes: collects replies until as many have come as were wanted, or the line has been quiet
 /// for the call's time-out since the last one. Running out of time is success.
+///
+/// Lives on its bus's thread, like every call.
+/// @ingroup messages
 class VOX_EXPORT VOXGroupPendingCallData : public BusPendingCallData
 {
     Q_OBJECT
 
 public:
-    /// A @p replyCount of 0 or less sets no limit.
+    /// As BusPendingCallData. A @p replyCount of 0 or less sets no limit.
     VOXGroupPendingCallData(const QSharedDataPointer<BusMessageData> &call, Bus *bus, short replyCount);
 
     void setError(BusPendingCall::Error error) override;

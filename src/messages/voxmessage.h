@@ -10,17 +10,25 @@
 /// bytes 3 to 5 the source and 6 to 8 the destination. The data area starts at 9. All fields are
 /// little-endian but the check value in the last two bytes, whose high byte comes first; that is the format.
 /// A getter of a frame that is too short for its field gives 0 or false, a setter does nothing.
+/// Shared and reentrant as every BusMessage.
+/// @ingroup messages
 class VOX_EXPORT VOXMessage : public BusMessage
 {
 public:
+    ///@{
+    /// In bytes.
     static constexpr int HeaderLength = 9;
     static constexpr int CheckLength = 2;
     static constexpr int MinLength = HeaderLength + CheckLength;
     static constexpr int MaxLength = 31;
+    ///@}
     /// The bits of the control byte that hold the length.
     static constexpr unsigned char LengthMask = 0x1f;
+    ///@{
+    /// A bit of the control byte.
     static constexpr unsigned char CrcFlag = 0x20;
     static constexpr unsigned char AckFlag = 0x80;
+    ///@}
 
     /// A frame of no bytes.
     VOXMessage();
@@ -30,33 +38,46 @@ public:
     /// Shares the bytes, and everything else, of @p message.
     VOXMessage(const BusMessage &message);
 
+    ///@{
+    /// An id of the KVR or the HRMv2 set; 0 is none.
     unsigned char cmd() const;
     void setCmd(unsigned char cmd);
+    ///@}
 
     /// The count of bytes, not the length field; its low eight bits.
     unsigned char len() const;
-    /// Resizes to @p length, clamped to 11 to 31, and keeps the flags.
+    /// Resizes to @p length, clamped to 11 to 31, and keeps the flags. New bytes are 0.
     void setLen(unsigned char length);
     /// Resizes to the length bits of @p ctrl, unclamped, and replaces the control byte with its flags.
     void setExtLen(unsigned char ctrl);
 
+    ///@{
     /// Whether the sender asks for an acknowledgement.
     bool isAck() const;
     void setAck(bool ack);
+    ///@}
+    ///@{
     /// Whether the check value is the CRC; else it is the checksum.
     bool isCRC() const;
     void setCRC(bool crc);
+    ///@}
 
+    ///@{
+    /// The nibbles as they are: 11 and 12 have no name.
     VOX::NodeType srcNodeType() const;
     void setSrcNodeType(VOX::NodeType type);
     VOX::NodeType destNodeType() const;
     void setDestNodeType(VOX::NodeType type);
+    ///@}
 
-    /// 24 bits, with the node type in bits 24 to 27 if @p withType.
+    ///@{
+    /// 24 bits, with the node type in bits 24 to 27 if @p withType. A setter sets the node type with it, to 0
+    /// for a bare address.
     unsigned int srcAddr(bool withType) const;
     void setSrcAddr(unsigned int addr);
     unsigned int destAddr(bool withType) const;
     void setDestAddr(unsigned int addr);
+    ///@}
 
     /// The address that a group or broadcast frame carries in place of its source; its type is the low
     /// nibble.
@@ -78,6 +99,7 @@ public:
     void prepare() override;
 
 protected:
+    /// Adopts @p data, which a subclass has created on the heap.
     explicit VOXMessage(BusMessageData &data);
 
 private:

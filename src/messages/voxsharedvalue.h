@@ -6,27 +6,32 @@
 /// The common part of implicitly shared values that know whether they have ever been set.
 ///
 /// All values that were not share one block, Data::null(), which holds the defaults and a reference to itself
-/// for good. The first change, even to equal fields, makes a value valid.
+/// for good. The first change, even to equal fields, makes a value valid. Reentrant.
+/// @ingroup messages
 template <typename Data>
 class VOXSharedValue
 {
 public:
+    /// The defaults, and invalid.
     VOXSharedValue()
         : d(Data::null())
     {
     }
 
-    // Copied when moved from, too: what is left behind stays a value.
+    /// Copied when moved from, too: what is left behind stays a value.
     VOXSharedValue(const VOXSharedValue &other) = default;
+    /// Likewise.
     VOXSharedValue &operator=(const VOXSharedValue &other) = default;
     ~VOXSharedValue() = default;
 
+    /// Whether it has ever been written to since it was made or cleared.
     bool isValid() const { return d.constData() != Data::null(); }
     /// Back to the defaults, and invalid.
     void clear() { d = Data::null(); }
 
     /// For writing; makes the value valid.
     Data *data() { return d.data(); }
+    /// For reading; leaves an invalid value invalid.
     const Data *constData() const { return d.constData(); }
 
     /// Compares the fields; an invalid value equals a valid one with the defaults.
@@ -34,13 +39,16 @@ public:
     {
         return d == other.d || d->fields() == other.d->fields();
     }
+    /// Likewise.
     bool operator!=(const VOXSharedValue &other) const { return !(*this == other); }
 
 protected:
+    /// What the copies share; detaches when it is written to.
     QSharedDataPointer<Data> d;
 };
 
 /// The null block of @p Data, which is never freed.
+/// @ingroup messages
 template <typename Data>
 Data *makeNullBlock()
 {

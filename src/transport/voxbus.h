@@ -17,7 +17,8 @@ class VOXDevice;
 /// A frame travels with all bytes but its check value complemented. Received bytes are searched for frames
 /// whose check value is right; after anything else the search goes on one byte further, at once or when
 /// nothing has followed for 100 ms. Also carries emulated nodes, to which it hands the frames that answer no
-/// call.
+/// call. All on the thread that made it, except for attaching and detaching them.
+/// @ingroup transport
 class VOX_EXPORT VOXBus : public Bus
 {
     Q_OBJECT
@@ -46,7 +47,8 @@ public:
     int write(const QByteArray &frame) override;
 
     /// Opens the device. A serial port gets 4800 bit/s, 8 data bits, odd parity and 1 stop bit, whatever
-    /// setBaudRate() has said before; the pacing keeps the rate that was said. That is meant.
+    /// setBaudRate() has said before; the pacing keeps the rate that was said. That is meant. A serial port
+    /// that is open already refuses: false, with openChanged(false), though it stays open.
     bool open() override;
     void close() override;
     bool isOpen() const override;
@@ -59,40 +61,53 @@ public:
     /// make faults. -2 if the device fails, else 0.
     virtual int writeLine(const QByteArray &bytes);
 
+    /// Owned by the bus; null if somebody has deleted it.
     const QIODevice *device() const { return ioDevice(); }
-    /// False if there is no serial port, or it refuses.
+    /// Sets the port, open or not, and the pacing. False, with neither changed, if there is no serial port or
+    /// it refuses.
     bool setBaudRate(BaudRate rate);
 
     /// Delivers the frames for this node's address, and broadcasts, to @p device; attaching twice delivers
-    /// twice. These four may be called from any thread.
+    /// twice. These four may be called from any thread; a VOXDevice that is given a bus calls them itself.
     void attach(VOXDevice &device);
+    /// Undoes every attach() under the present address of @p device. Its groups stay.
     void detach(VOXDevice &device);
     /// Delivers the frames for @p group to @p device.
     void groupAttach(VOXDevice &device, unsigned int group);
+    /// Undoes every groupAttach() to @p group.
     void groupDetach(VOXDevice &device, unsigned int group);
 
-    /// The host's own address.
+    /// The host's own address, without a node type.
     static unsigned int addr();
+    ///@{
     /// The 16-bit sum of the complements of the bytes.
     static unsigned short chksum(const char *data, std::size_t size);
     static unsigned short chksum(const QByteArray &data);
+    ///@}
+    ///@{
     /// CRC-16/KERMIT of the complements of the bytes.
     static unsigned short crc(const char *data, std::size_t size);
     static unsigned short crc(const QByteArray &data);
+    ///@}
     /// Complements the bytes in place.
     static void invert(char *data, std::size_t size);
 
 Q_SIGNALS:
+    /// By open() and close() alone: not when the device fails, or is closed behind the bus's back. That is
+    /// meant.
     void openChanged(bool opened);
 
 public Q_SLOTS:
-    /// Takes at most one frame of the received bytes. False if there was none, and none was refused.
+    /// Takes at most one frame of the received bytes. True if there was one, even if its check value
+    /// is wrong.
     bool processData() override;
+    /// Closes a serial port that has gone away, which ends all calls. Other errors are ignored.
     void serialPortError();
 
 protected:
     /// For buses that bring a device of their own.
     VOXBus(BusDispatcher &dispatcher, QObject *parent);
+    /// The pause in the bytes.
     void timerEvent(QTimerEvent *event) override;
 
     /// The line form of @p frame in the working buffer, which the next use of the bus overwrites.
@@ -100,7 +115,7 @@ protected:
     /// Turns a frame between plain and line form, in place: complements all but its check value.
     static void invertBody(QByteArray &frame);
     /// Whether the check value of @p frame, in plain form, is right. A CRC frame may carry a checksum
-    /// instead.
+    /// instead. It must have 11 bytes or more.
     static bool isIntact(const QByteArray &frame);
     /// Queues another processData(), once.
     void processLater();

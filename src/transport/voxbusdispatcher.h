@@ -11,12 +11,15 @@ class VOXDevice;
 
 /// Hands the frames that answer no call to the emulated nodes: by node address, by group, or to all.
 ///
-/// The four registrations may be called from any thread, also from inside a delivery.
+/// The four registrations may be called from any thread, also from inside a delivery; the rest on the bus's.
+/// Owns no node; one that is destroyed gets nothing any more.
+/// @ingroup transport
 class VOX_EXPORT VOXBusDispatcher : public QObject
 {
     Q_OBJECT
 
 public:
+    /// Without any node.
     explicit VOXBusDispatcher(QObject *parent = nullptr);
     ~VOXBusDispatcher() override;
 
@@ -26,6 +29,7 @@ public:
     void detach(VOXDevice &device);
     /// Under @p group, taken as it is: with a node type in it, it never meets a frame.
     void groupAttach(VOXDevice &device, unsigned int group);
+    /// Undoes every groupAttach() to @p group.
     void groupDetach(VOXDevice &device, unsigned int group);
 
 public Q_SLOTS:

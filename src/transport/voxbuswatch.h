@@ -10,19 +10,23 @@
 ///
 /// Shared by counted references, starting from none. Lives on its dispatcher's thread; nodes on other threads
 /// get their frames queued.
+/// @ingroup transport
 class VOX_EXPORT VOXBusWatch : public QObject, public QSharedData
 {
     Q_OBJECT
 
 public:
+    /// Without references: the first one that goes deletes it.
     explicit VOXBusWatch(QObject *parent = nullptr);
 
+    /// Delivers @p message.
     void operator()(const VOXMessage &message) { Q_EMIT dispatch(message); }
 
     /// How many connections dispatch() has.
     int receivers() const;
 
 Q_SIGNALS:
+    /// To VOXDevice::dispatch() of each node.
     void dispatch(const VOXMessage &message);
 };
 

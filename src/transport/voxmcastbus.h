@@ -18,7 +18,8 @@ class VOXDatagram;
 /// one frame.
 ///
 /// Frames may take 1 ms across the network. Without a route for multicast it joins on a loopback interface,
-/// and reaches the processes of this machine.
+/// and reaches the processes of this machine. Lives on the thread that made it.
+/// @ingroup transport
 class VOX_EXPORT VOXMCastBus : public VOXBus
 {
     Q_OBJECT
@@ -32,8 +33,10 @@ public:
 
     int write(const QByteArray &frame) override;
     int writeLine(const QByteArray &bytes) override;
-    /// Binds and joins the group. False if it has not been joined; then the bus may be open all the same.
+    /// Binds and joins the group. False if either fails; without the group the bus may be open all the same.
+    /// True at once, joined or not, if it is open already.
     bool open() override;
+    /// Whether it is bound.
     bool isOpen() const override;
     bool hasInput() const override;
 
@@ -41,7 +44,8 @@ public:
     bool isJoined() const { return m_joined; }
 
 public Q_SLOTS:
-    /// Takes one datagram.
+    /// Takes one datagram. True if it has the length of a frame, even if its check value is wrong, and is not
+    /// the echo of our own.
     bool processData() override;
 
 private:

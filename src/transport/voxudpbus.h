@@ -22,7 +22,9 @@ class VOXDatagram;
 /// With a unicast destination only datagrams of exactly that address and port are taken. With
 /// QHostAddress::Broadcast everyone's are, except the echo of our own; the broadcast address of a subnet
 /// counts as unicast. At most ten senders are remembered, and a sender's incomplete frame loses its first
-/// byte when nothing has followed for 110 ms.
+/// byte when nothing has followed for 110 ms. Of each sender 64 KiB are kept at most. Lives on the thread
+/// that made it.
+/// @ingroup transport
 class VOX_EXPORT VOXUdpBus : public VOXBus
 {
     Q_OBJECT
@@ -37,8 +39,11 @@ public:
 
     /// Where frames go from now on, and where they have to come from. The local side stays as it is.
     void setDest(const QHostAddress &address, unsigned short port);
+    ///@{
+    /// As in the constructor, or the last setDest().
     const QHostAddress &destAddress() const { return m_destAddress; }
     unsigned short destPort() const { return m_destPort; }
+    ///@}
 
     int write(const QByteArray &frame) override;
     int writeLine(const QByteArray &bytes) override;
@@ -47,16 +52,20 @@ public:
     bool hasInput() const override;
 
 public Q_SLOTS:
-    /// Takes one datagram, and of it at most one frame.
+    /// Takes one datagram, and of what its sender has sent so far at most one frame. True if there was one,
+    /// even if its check value is wrong, or if a byte has been dropped and 11 or more are left.
     bool processData() override;
-    /// Takes at most one frame of what this sender has sent.
+    /// Takes at most one frame of what the sender of this makeSenderID() has sent, with the same result.
     bool processData(const QString &senderID);
 
 protected:
     struct Buffer;
 
+    /// The pauses in what the senders send.
     void timerEvent(QTimerEvent *event) override;
+    /// The two as "address:port".
     QString makeSenderID(const QHostAddress &address, unsigned short port) const;
+    /// As processData(const QString &), for the sender of @p buffer, which is not to be used afterwards.
     bool processBuffer(Buffer &buffer);
 
 private:
