@@ -5,6 +5,7 @@
 #include "transport/voxbuslog_p.h"
 #include "transport/voxdatagram_p.h"
 
+#include <QAbstractEventDispatcher>
 #include <QTimerEvent>
 #include <QUdpSocket>
 
@@ -25,6 +26,8 @@ struct VOXUdpBus::Buffer
         : senderID(sender)
         , bus(owner)
     {
+        // Kept also when the buffer is empty.
+        data.reserve(VOXMessage::MaxLength);
     }
     ~Buffer() { stopTimer(); }
     Q_DISABLE_COPY_MOVE(Buffer)
@@ -84,6 +87,8 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
         m_buffers.clear();
         m_sent.clear();
     });
+    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, this,
+            [this] { ++m_eventLoopPasses; });
     bind();
 }
 
@@ -243,8 +248,9 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
     // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame; and a
-    // socket does not announce what comes in an event loop there.
-    if (accepted && deliver(frame) && hasInput())
+    // socket does not announce what comes in an event loop there. To ask it always would cost a system call.
+    const unsigned int passesBefore = m_eventLoopPasses;
+    if (accepted && deliver(frame) && m_eventLoopPasses != passesBefore && hasInput())
         VOXBus::processLater();
     return true;
 }

@@ -89,6 +89,7 @@ private:
     QHostAddress m_lastSender;
     unsigned short m_lastSenderPort = 0;
     QString m_lastSenderID;
+    unsigned int m_eventLoopPasses = 0;
 };
 
 #endif
