@@ -1,8 +1,8 @@
-// What a simulated network of many motors costs: memory for each of them, and the time of a call to one.
+// What the size of a simulated network costs: memory for each motor, and the time of a call, a broadcast, and
+// of leaving and joining.
 
 #include "devices/tb60lvstub.h"
-#include "framework/buspendingcallwatcher.h"
-#include "proxies/kvrmotorproxy.h"
+#include "support/cases.h"
 #include "support/pair.h"
 
 #include <QFile>
@@ -12,46 +12,8 @@
 #include <unistd.h>
 
 namespace {
-constexpr int ManyMotors = 10000;
+constexpr int Sizes[] = {1, 100, 10000};
 constexpr unsigned int FirstAddr = 0x100000;
-
-struct Network : Pair
-{
-    explicit Network(int size)
-    {
-        for (int i = 0; i < size; ++i)
-            motors.push_back(std::make_unique<TB60LVStub>(FirstAddr + unsigned(i), &network));
-    }
-
-    std::vector<std::unique_ptr<TB60LVStub>> motors;
-};
-
-void callOneOf(benchmark::State &state, Network &network)
-{
-    const auto size = unsigned(network.motors.size());
-    unsigned int next = 0;
-    for (auto _ : state) {
-        next = (next + 7919) % size;
-        KVRMotorProxy proxy(FirstAddr + next, &network.host);
-        bool done = false;
-        const BusPendingCallWatcher watcher(proxy.getMotorStatus());
-        QObject::connect(&watcher, &BusPendingCallWatcher::finished, &watcher,
-                         [&](BusPendingCallWatcher *finished) { done = !finished->isError(); });
-        waitFor(done);
-    }
-}
-
-void callOneMotor(benchmark::State &state)
-{
-    static Network network(1);
-    callOneOf(state, network);
-}
-
-void callManyMotors(benchmark::State &state)
-{
-    static Network network(ManyMotors);
-    callOneOf(state, network);
-}
 
 qint64 residentBytes()
 {
@@ -63,11 +25,18 @@ qint64 residentBytes()
 
 void printMemory()
 {
-    const Network warmUp(1);
-    const qint64 before = residentBytes();
-    const Network network(ManyMotors);
-    const double kibibytes = double(residentBytes() - before) / 1024 / ManyMotors;
-    std::printf("memory: %.2f KiB a motor, of %d motors (at most 4 is wanted)\n", kibibytes, ManyMotors);
+    Pair pair;
+    const TB60LVStub warmUp(FirstAddr - 1, &pair.network);
+    std::vector<std::unique_ptr<TB60LVStub>> motors;
+    for (const int size : {100, 10000}) {
+        const qint64 before = residentBytes();
+        const auto added = size - int(motors.size());
+        while (int(motors.size()) < size)
+            motors.push_back(
+                std::make_unique<TB60LVStub>(FirstAddr + unsigned(motors.size()), &pair.network));
+        std::printf("memory: %.2f KiB a motor, of %d motors (at most 4 is wanted)\n",
+                    double(residentBytes() - before) / 1024 / added, size);
+    }
 }
 }
 
@@ -75,12 +44,28 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication app(argc, argv);
     printMemory();
-    auto median = medians(argc, argv, {{"one of one", callOneMotor}, {"one of many", callManyMotors}});
-    if (median.size() == 2) {
-        std::printf("call to one of %d motors: %.1f us, to the only one: %.1f us, ratio %.2f (at most 1.2 is "
-                    "wanted)\n",
-                    ManyMotors, median["one of many"], median["one of one"],
-                    median["one of many"] / median["one of one"]);
+
+    const std::pair<const char *, Step (*)(int)> operations[] = {
+        {"call", callOverUdp}, {"broadcast", broadcastTo}, {"detach and attach", detachAndAttach}};
+    std::vector<Benchmark> benchmarks;
+    const auto name = [](const char *operation, int size) {
+        return std::string(operation) + ", " + std::to_string(size);
+    };
+    for (const auto &[operation, makeStep] : operations) {
+        for (const int size : Sizes)
+            benchmarks.push_back(
+                {name(operation, size), [makeStep = makeStep, size = size] { return makeStep(size); }});
     }
+    auto median = medians(argc, argv, benchmarks);
+    for (const auto &[operation, makeStep] : operations) {
+        std::printf("%s, of 1, 100 and 10000 motors:", operation);
+        for (const int size : Sizes)
+            std::printf(" %.2f us", median[name(operation, size)]);
+        std::printf("\n");
+    }
+    std::printf("call to one of 10000 against the only one: ratio %.2f (at most 1.2 is wanted)\n",
+                median[name("call", 10000)] / median[name("call", 1)]);
+    std::printf("broadcast, per motor: %.2f us of 100, %.2f us of 10000\n",
+                median[name("broadcast", 100)] / 100, median[name("broadcast", 10000)] / 10000);
     return 0;
 }

@@ -8,6 +8,14 @@
 #include <algorithm>
 #include <utility>
 
+namespace {
+// Without capacity it is a view of somebody's buffer, which may be used again.
+QByteArray ownBytes(const QByteArray &frame)
+{
+    return frame.capacity() > 0 ? frame : QByteArray(frame.constData(), frame.size());
+}
+}
+
 SimpleBusDispatcher::SimpleBusDispatcher(Bus &bus, QObject *parent)
     : BusDispatcher(parent)
     , m_bus(bus)
@@ -143,8 +151,7 @@ BusPendingCallPointer SimpleBusDispatcher::claimant(const BusMessage &message) c
 
 void SimpleBusDispatcher::dispatch(const QByteArray &frame)
 {
-    // Its own bytes: those of the frame may be a view of somebody's buffer.
-    const BusMessage message(QByteArray(frame.constData(), frame.size()));
+    const BusMessage message(ownBytes(frame));
     const BusPendingCallPointer call = claimant(message);
     frameHeard(call ? &call->message() : nullptr);
 

@@ -29,7 +29,8 @@ void VOXBusDispatcher::attach(VOXDevice &device)
     subscribe(m_nodes, device.addr(false), device);
     const WatchPointer broadcast = m_nodes.value(BroadcastKey);
     if (broadcast)
-        connect(broadcast.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch);
+        m_broadcasts.insert(
+            &device, connect(broadcast.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch));
     else
         qWarning("[VOXBusDispatcher]: no broadcast watch");
 }
@@ -38,7 +39,11 @@ void VOXBusDispatcher::detach(VOXDevice &device)
 {
     const QMutexLocker locker(&m_mutex);
     unsubscribe(m_nodes, device.addr(false), device);
-    unsubscribe(m_nodes, BroadcastKey, device);
+    // By their handles: to search the watch of all nodes takes the longer the more there are.
+    const auto broadcasts = m_broadcasts.values(&device);
+    for (const QMetaObject::Connection &connection : broadcasts)
+        disconnect(connection);
+    m_broadcasts.remove(&device);
 }
 
 void VOXBusDispatcher::groupAttach(VOXDevice &device, unsigned int group)

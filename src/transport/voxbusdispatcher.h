@@ -47,6 +47,7 @@ private:
     QMutex m_mutex;
     Table m_nodes;
     Table m_groups;
+    QMultiHash<const VOXDevice *, QMetaObject::Connection> m_broadcasts;
 };
 
 #endif

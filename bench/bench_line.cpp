@@ -1,0 +1,56 @@
+// How much of a 4800 baud line queries fill, one after the other: what the bytes take, and the pauses that
+// the line prescribes, against the time that passes. Takes a minute.
+
+#include "devices/tb60lvstub.h"
+#include "framework/buspendingcallwatcher.h"
+#include "proxies/kvrmotorproxy.h"
+#include "support/timedline.h"
+#include "transport/voxbus.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QLoggingCategory>
+
+#include <cstdio>
+
+namespace {
+constexpr qint64 BitsPerByte = 11;
+constexpr qint64 NsPerSecond = 1000000000;
+constexpr qint64 ByteTimeNs = BitsPerByte * NsPerSecond / VOXBus::BAUD_4800;
+constexpr qint64 DurationNs = 60 * NsPerSecond;
+// 5 ms before the answer, 10 ms before the next call.
+constexpr qint64 PausesNs = 15 * NsPerSecond / 1000;
+constexpr unsigned int MotorAddr = 0x000123;
+}
+
+int main(int argc, char *argv[])
+{
+    const QCoreApplication app(argc, argv);
+    QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
+    auto *hostEnd = new TimedLine(ByteTimeNs);
+    auto *motorEnd = new TimedLine(ByteTimeNs);
+    TimedLine::join(*hostEnd, *motorEnd);
+    VOXBus host(hostEnd);
+    VOXBus network(motorEnd);
+    const TB60LVStub motor(MotorAddr, &network);
+    KVRMotorProxy proxy(MotorAddr, &host);
+
+    QElapsedTimer clock;
+    clock.start();
+    int queries = 0;
+    int failures = 0;
+    while (clock.nsecsElapsed() < DurationNs) {
+        const BusPendingCallWatcher watcher(proxy.getMotorStatus());
+        QObject::connect(&watcher, &BusPendingCallWatcher::finished, &watcher, [&] { ++queries; });
+        for (const int before = queries; queries == before;)
+            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
+        failures += watcher.isError() ? 1 : 0;
+    }
+    const qint64 needed = (hostEnd->sentBytes() + motorEnd->sentBytes()) * ByteTimeNs + queries * PausesNs;
+    std::printf(
+        "serial line: %d queries in %.1f s, %d of them failed; %.1f %% of what the line allows (at least "
+        "97 %% is wanted)\n",
+        queries, double(clock.nsecsElapsed()) / NsPerSecond, failures,
+        100.0 * double(needed) / double(clock.nsecsElapsed()));
+    return failures == 0 ? 0 : 1;
+}
