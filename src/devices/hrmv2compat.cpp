@@ -88,7 +88,7 @@ VOXReply HRMv2Compat::setMotorIP(const VOXMessage &request)
     if (!read(request, index, position) || index >= m_motor.motorIPCount())
         return m_motor.nack(request, KVR::NACK_BADMSG);
     m_motor.setMotorIP(static_cast<unsigned char>(index + 1), position);
-    return m_motor.ack(request);
+    return m_motor.acknowledgement(request);
 }
 
 VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
@@ -106,7 +106,7 @@ VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
     case ToDownLimit:
         return m_motor.go(request, m_motor.downLimit());
     case Stop: {
-        VOXReply done = m_motor.ack(request);
+        VOXReply done = m_motor.acknowledgement(request);
         m_motor.stopMoving();
         return done;
     }

@@ -175,11 +175,6 @@ void KVRMotorDevice::replyTo(const VOXMessage &request, const VOXReply &answer)
         reply(answer);
 }
 
-VOXReply KVRMotorDevice::ack(const VOXMessage &request) const
-{
-    return KVRAck(*this, request);
-}
-
 VOXReply KVRMotorDevice::nack(const VOXMessage &request, int status) const
 {
     return KVRNack(*this, request, static_cast<KVR::NackStatus>(status));

@@ -276,10 +276,7 @@ protected:
     ///@}
     /// Whether @p request asks for it or not: that is up to replyTo(). @p status may be a
     /// KVR::MotorNackStatus.
-    ///@{
-    VOXReply ack(const VOXMessage &request) const;
     VOXReply nack(const VOXMessage &request, int status) const;
-    ///@}
     /// Sends @p answer to who sent @p request, under the motor's rule.
     void replyTo(const VOXMessage &request, const VOXReply &answer);
 

@@ -34,7 +34,7 @@ unsigned short KVRMotorDevice::nearestLimit()
 VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, unsigned char speed)
 {
     // Made first: a slot of statusChanged() may destroy this motor.
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     goToPosition(target, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, speed);
     return done;
 }
@@ -74,7 +74,7 @@ VOXReply KVRMotorDevice::ctrlStopReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, AnyState))
         return nack(request, refused);
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     stopMoving();
     return done;
 }
@@ -130,7 +130,8 @@ VOXReply KVRMotorDevice::ctrlMoveOfReply(const VOXMessage &request)
         return isJog(value) ? jog(request, direction, pulsesIn(value, slowSpeed()))
                             : nack(request, KVR::NACK_BADMSG);
     default:
-        return m_appMode == KVRMotor::ROLLER ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED) : ack(request);
+        return m_appMode == KVRMotor::ROLLER ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED)
+                                             : acknowledgement(request);
     }
 }
 
@@ -143,7 +144,7 @@ VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction dire
     const bool fits = isUp ? pulses <= position : position + pulses <= downLimit();
     if (fits)
         return go(request, static_cast<unsigned short>(isUp ? position - pulses : position + pulses));
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     goToPosition(isUp ? 0 : downLimit(), KVRMotor::SOURCE_INTERNAL, KVRMotor::CAUSE_NETWORK, slowSpeed());
     return done;
 }
@@ -152,7 +153,7 @@ VOXReply KVRMotorDevice::ctrlWinkReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, NotLocked))
         return nack(request, refused);
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     // Nothing ends it but the next command or arrival.
     setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
               KVRMotor::DIRECTION_NONE);

@@ -53,7 +53,7 @@ VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
     if (isShift(function) && !(isUp ? isUpLimit() : isDownLimit()))
         return nack(request, KVR::NACK_END_LIMITS_NOT_SET);
     const KVR::NackStatus status = isUp ? changeUpLimit(function, value) : changeDownLimit(function, value);
-    return status == KVR::NACK_ACK ? ack(request) : nack(request, status);
+    return status == KVR::NACK_ACK ? acknowledgement(request) : nack(request, status);
 }
 
 KVR::NackStatus KVRMotorDevice::changeDownLimit(int function, int value)

@@ -34,7 +34,7 @@ VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int functi
         lockNetwork(request, priority);
         return go(request, target);
     };
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     const auto show = [&](KVRMotor::State state) {
         setStatus(state, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, m_status.direction);
         return done;
@@ -86,7 +86,7 @@ VOXReply KVRMotorDevice::setNetworkLockReply(const VOXMessage &request)
     if (lock > VOX::LOCKED)
         return nack(request, KVR::NACK_BADMSG);
     m_networkLock.apply(lock == VOX::LOCKED, priority, request.srcAddr(false));
-    return ack(request);
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getNetworkLockReply(const VOXMessage &request)
@@ -110,7 +110,7 @@ VOXReply KVRMotorDevice::setDCTLockReply(const VOXMessage &request)
         return nack(request, KVR::NACK_LOW_PRIORITY);
     std::for_each(first, last,
                   [&](Lock &one) { one.apply(lock == VOX::LOCKED, priority, request.srcAddr(false)); });
-    return ack(request);
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getDCTLockReply(const VOXMessage &request)

@@ -24,7 +24,7 @@ VOXReply KVRMotorDevice::setAppModeReply(const VOXMessage &request)
         return nack(request, refused);
     unsigned char mode = 0;
     read(request, mode);
-    return setAppMode(static_cast<KVRMotor::AppMode>(mode)) ? ack(request)
+    return setAppMode(static_cast<KVRMotor::AppMode>(mode)) ? acknowledgement(request)
                                                             : nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
 }
 
@@ -47,7 +47,7 @@ VOXReply KVRMotorDevice::setMotorDirectionReply(const VOXMessage &request)
         return nack(request, refused);
     unsigned char direction = 0;
     read(request, direction);
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     setMotorDirection(static_cast<KVRMotor::TurnDirection>(direction));
     return done;
 }
@@ -79,7 +79,7 @@ VOXReply KVRMotorDevice::setMotorRollingSpeedReply(const VOXMessage &request)
     unsigned char slow = 0;
     if (!read(request, up, down, slow) || !setRollingSpeeds(up, down, slow))
         return nack(request, KVR::NACK_BADMSG);
-    return ack(request);
+    return acknowledgement(request);
 }
 
 bool KVRMotorDevice::setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow)
@@ -131,7 +131,7 @@ VOXReply KVRMotorDevice::setMotorIPReply(const VOXMessage &request)
     if (function != KVRMotor::IP_DELETE && position > downLimit())
         return nack(request, KVR::NACK_WRONG_POSITION);
     setMotorIP(index, static_cast<unsigned short>(position));
-    return ack(request);
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getMotorIPReply(const VOXMessage &request)
@@ -213,7 +213,7 @@ VOXReply KVRMotorDevice::setFactoryDefaultReply(const VOXMessage &request)
     QVector<FactorySetting> settings;
     if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
         return nack(request, refused);
-    VOXReply done = ack(request);
+    VOXReply done = acknowledgement(request);
     const QPointer<KVRMotorDevice> self(this);
     for (const FactorySetting &setting : qAsConst(settings)) {
         if (self)

@@ -91,7 +91,7 @@ VOXReply MarloStub::setRollingSpeedReply(const VOXMessage &request)
     unsigned char speed = 0;
     if (!read(request, speed) || !setRollingSpeeds(speed, speed, speed))
         return nack(request, KVR::NACK_BADMSG);
-    return ack(request);
+    return acknowledgement(request);
 }
 
 bool MarloStub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const

@@ -56,7 +56,7 @@ VOXReply TB20Stub::setRollingSpeedReply(const VOXMessage &request)
     // One speed up and down: the second byte is neither used nor checked.
     if (!read(request, rolling, ignored, slow) || !setRollingSpeeds(rolling, rolling, slow))
         return nack(request, KVR::NACK_BADMSG);
-    return ack(request);
+    return acknowledgement(request);
 }
 
 bool TB20Stub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const

@@ -87,7 +87,7 @@ VOXReply TB60LVStub::setSoftStartStopReply(const VOXMessage &request)
         change(m_softStart);
     if (target != KVRMotor::SOFT_START)
         change(m_softStop);
-    return ack(request);
+    return acknowledgement(request);
 }
 
 VOXReply TB60LVStub::setTorqueLimitationReply(const VOXMessage &request)
@@ -102,15 +102,15 @@ VOXReply TB60LVStub::setTorqueLimitationReply(const VOXMessage &request)
     case KVRMotor::TORQUE_ON:
     case KVRMotor::TORQUE_OFF:
         m_torque.mode = function == KVRMotor::TORQUE_ON ? 1 : 0;
-        return ack(request);
+        return acknowledgement(request);
     case KVRMotor::TORQUE_LEVEL:
         if (value > 1)
             return nack(request, KVR::NACK_BADMSG);
         m_torque.value = value;
-        return ack(request);
+        return acknowledgement(request);
     case KVRMotor::TORQUE_PARAMETER:
         m_torque.parameter = value;
-        return ack(request);
+        return acknowledgement(request);
     default:
         return nack(request, KVR::NACK_BADMSG);
     }
