@@ -18,6 +18,7 @@ private Q_SLOTS:
     void scanning_data();
     void scanning();
     void noByteIsLost();
+    void muchNoiseAtOnce();
     void items();
     void statistics_data();
     void statistics();
@@ -114,6 +115,20 @@ void tst_Monitor::noByteIsLost()
         QCOMPARE(shown, sent);
         QVERIFY(good >= 5);
     }
+}
+
+void tst_Monitor::muchNoiseAtOnce()
+{
+    // As much as a datagram holds, where a frame may begin anywhere.
+    const QByteArray noise(65507, '\xe0');
+    QByteArray shown;
+    FrameScanner scanner([&](const LineItem &item) { shown += item.bytes; });
+    QElapsedTimer clock;
+    clock.start();
+    scanner.feed(noise, 0);
+    scanner.flush();
+    QVERIFY(shown == noise);
+    QVERIFY2(clock.elapsed() < 30000, "a monitor that is busy for so long misses the line");
 }
 
 void tst_Monitor::items()

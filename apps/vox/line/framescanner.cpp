@@ -1,5 +1,6 @@
 #include "vox/line/framescanner.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -52,9 +53,10 @@ bool FrameScanner::takeOne(bool isAtEnd)
         take(length);
         return true;
     }
-    // What a good frame begins in was none itself.
+    // What a good frame begins in was none itself. Further on it makes no difference to this byte.
+    const int end = std::min(static_cast<int>(m_pending.size()), length + VOXMessage::MaxLength);
     int good = 1;
-    while (good < m_pending.size() && !isIntactAt(m_pending, good))
+    while (good < end && !isIntactAt(m_pending, good))
         ++good;
     const bool isFollowed = good == length || (isAtEnd && length == m_pending.size());
     if (isComplete && isFollowed && good >= length) {
