@@ -1,13 +1,11 @@
 #include "framework/busobject.h"
-#include "framework/serialdispatcher.h"
+#include "support/columns.h"
 #include "support/recordingbus.h"
 #include "support/watching.h"
 
-#include <QAbstractEventDispatcher>
-#include <QtTest>
-
 #include <map>
 #include <memory>
+#include <QAbstractEventDispatcher>
 
 /// What goes out when, told as small plays.
 ///
@@ -32,98 +30,66 @@ class Stage : public QObject
 {
 public:
     explicit Stage(unsigned int rate)
-        : bus(rate ? new RecordingBus(rate) : new RecordingBus)
+        : bus(new RecordingBus(rate))
         , object(bus.get(), nullptr)
     {
         bus->onWrite = [this](const QByteArray &frame) { return write(frame); };
         connect(&bus->dispatcher(), &BusDispatcher::unhandled, this,
-                [this](const BusMessage &message) { note('?' + name(message.data())); });
+                [this](const BusMessage &message) { note(others, '?' + name(message.data())); });
         clock.start();
     }
 
-    void play(const QString &step)
+    void play(const QByteArray &step)
     {
-        const char kind = step.at(0).toLatin1();
-        const int cmd = step.mid(1).toInt(nullptr, 16);
-        const auto number = step.mid(1).toUInt();
-        switch (kind) {
-        case 'q':
-            return call(query(cmd));
-        case 'o':
-            return call(::order(cmd));
-        case 'b':
-            return callAll(::order(cmd));
-        case 'B':
-            return callAll(query(cmd));
-        case 'r':
-            return object.reply(BusMessage(answer(step.mid(1).toLatin1())));
-        case '<':
-            note(step);
-            return bus->dispatcher().dispatch(answer(step.mid(1).toLatin1()));
-        case 'x':
-            return calls.at(cmd).cancel();
-        case 'w':
-            return bus->simple().deviceWritten();
-        case 'W':
-            hasWritten = step.size() > 1;
-            return bus->simple().setWaitDeviceWritten(true);
-        case 'f':
-            fails = true;
-            return;
-        case 'A':
-            answers = true;
-            return;
-        case 'T':
-            timeout = number;
-            return;
-        case 'D':
-            delay = static_cast<unsigned char>(number);
-            return;
-        case 'L':
-            return bus->simple().setNetworkLatency(number);
-        case 'R':
-            return static_cast<SerialDispatcher &>(bus->dispatcher())
-                .setBaudRate(static_cast<quint16>(number));
-        default:
-            QVERIFY(waitFor([this] { return collecting == 0; }));
-        }
+        const QByteArray word = step.mid(1);
+        const int cmd = word.toInt(nullptr, 16);
+        const unsigned int number = word.toUInt();
+        BusDispatcher &dispatcher = bus->dispatcher();
+        const std::map<char, std::function<void()>> kinds = {
+            {'q', [&] { call(query(cmd)); }},
+            {'o', [&] { call(::order(cmd)); }},
+            {'b', [&] { callAll(::order(cmd)); }},
+            {'B', [&] { callAll(query(cmd)); }},
+            {'r', [&] { object.reply(BusMessage(answer(word))); }},
+            {'<', [&] { times[step] = now(), dispatcher.dispatch(answer(word)); }},
+            {'x', [&] { calls.at(cmd).cancel(); }},
+            {'w', [&] { bus->simple().deviceWritten(); }},
+            {'W', [&] { bus->simple().setWaitDeviceWritten(true), hasWritten = !word.isEmpty(); }},
+            {'f', [&] { fails = true; }},
+            {'A', [&] { answers = true; }},
+            {'~', [&] { QVERIFY(waitFor([this] { return collecting == 0; })); }},
+            {'T', [&] { timeout = number; }},
+            {'D', [&] { delay = static_cast<unsigned char>(number); }},
+            {'L', [&] { bus->simple().setNetworkLatency(number); }},
+            {'R', [&] { static_cast<SerialDispatcher &>(dispatcher).setBaudRate(quint16(number)); }},
+        };
+        kinds.at(step.at(0))();
     }
 
     /// What has happened since the last time: writes in their order, then the rest sorted.
-    QString takeNotes()
+    QByteArray takeNotes()
     {
         for (int pass = 0; pass < 5; ++pass)
             QCoreApplication::processEvents();
-        std::stable_sort(notes.begin(), notes.end(), [](const QString &a, const QString &b) {
-            return a.size() > 2 && b.size() > 2 ? a < b : a.size() < b.size();
-        });
-        notes.erase(std::remove_if(notes.begin(), notes.end(), [](auto &note) { return note.at(0) == '<'; }),
-                    notes.end());
-        const QString taken = notes.isEmpty() ? QStringLiteral("-") : notes.join(' ');
-        notes.clear();
-        return taken;
+        std::sort(others.begin(), others.end());
+        const QByteArray taken = (std::exchange(writes, {}) + std::exchange(others, {})).join(' ');
+        return taken.isEmpty() ? "-" : taken;
     }
 
-    int timers() const
-    {
-        return QAbstractEventDispatcher::instance()->registeredTimers(&bus->dispatcher()).size();
-    }
+    auto timers() const { return QAbstractEventDispatcher::instance()->registeredTimers(&bus->dispatcher()); }
 
     std::unique_ptr<RecordingBus> bus;
-    BusObject object;
-    std::map<int, BusPendingCall> calls;
-    std::map<QString, double> times;
-    QElapsedTimer clock;
-    int depth = 0;
+    std::map<QByteArray, double> times;
     int deepest = 0;
 
 private:
-    static QString name(const QByteArray &frame) { return QString::fromLatin1(frame.left(1).toHex()); }
+    static QByteArray name(const QByteArray &frame) { return frame.left(1).toHex(); }
+    double now() const { return double(clock.nsecsElapsed()) / 1e6; }
 
-    void note(const QString &text)
+    void note(QByteArrayList &list, const QByteArray &text)
     {
-        notes.append(text);
-        times[text] = double(clock.nsecsElapsed()) / 1e6;
+        list.append(text);
+        times[text] = now();
     }
 
     int write(const QByteArray &frame)
@@ -131,7 +97,7 @@ private:
         deepest = qMax(deepest, ++depth);
         const bool failing = std::exchange(fails, false);
         if (!failing)
-            note(name(frame));
+            note(writes, name(frame));
         if (answers && frame.at(0) < 0x50)
             bus->dispatcher().dispatch(answer(QByteArray(1, char(frame.at(0) + 0x20)).toHex()));
         if (hasWritten)
@@ -140,32 +106,35 @@ private:
         return failing ? -2 : 0;
     }
 
-    void call(VOXCall message)
+    BusPendingCall &call(VOXCall message)
     {
         if (message.addrType() == VOX::P2P)
             message.setTimeout(timeout);
         message.setBusFreeDelay(delay);
-        const QString cmd = name(message.data());
-        BusPendingCall &handle = calls[message.cmd()];
-        handle = object.call(message);
-        handle.onFinished(this, [this, cmd](const BusPendingCall &ended) {
-            note(ended.isError() ? QStringLiteral("%1!%2").arg(cmd).arg(ended.error())
-                                 : QStringLiteral("%1=%2").arg(cmd).arg(ended.replies().size()));
+        BusPendingCall &handle = calls[message.cmd()] = object.call(message);
+        handle.onFinished(this, [this, cmd = name(message.data())](const BusPendingCall &ended) {
+            note(others,
+                 cmd + (ended.isError() ? '!' : '=')
+                     + QByteArray::number(ended.isError() ? ended.error() : ended.replies().size()));
         });
+        return handle;
     }
 
     void callAll(VOXCall message)
     {
         message.setDestAddr(0xffffff);
         message.setTimeout(40);
-        call(message);
         ++collecting;
-        calls[message.cmd()].onFinished(this, [this] { --collecting; });
+        call(message).onFinished(this, [this] { --collecting; });
     }
 
-    QStringList notes;
+    BusObject object;
+    std::map<int, BusPendingCall> calls;
+    QByteArrayList writes, others;
+    QElapsedTimer clock;
     unsigned int timeout = 5000;
     unsigned char delay = 10;
+    int depth = 0;
     int collecting = 0;
     bool fails = false;
     bool answers = false;
@@ -175,24 +144,16 @@ private:
 
 void tst_Dispatchers::order_data()
 {
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<QString>("events");
-    const auto row = [](const char *name, const char *steps, const char *events) {
-        QTest::newRow(name) << QString(steps) << QString(events);
-    };
+    const auto row = columns<QByteArray, QByteArray>("steps", "events");
     // Of what happens, a bare command is a write, 40=1 the end of a call with one reply, 40!3 one with error
     // 3, and ?60 a frame that nobody claimed.
     row("first in, first out, and one waits", "q40 q41 q42 <60 <61 <62", "40, -, -, 41 40=1, 42 41=1, 42=1");
     row("a silent call holds nothing", "o50 o51 q40 <60", "50 50=0, 51 51=0, 40, 40=1");
-    row("a silent call waits for its turn", "q40 o50 q41 <60 <61", "40, -, -, 50 41 40=1 50=0, 41=1");
     row("silent calls wait for no period", "b50 b51 o52 ~", "50, 51, 52 52=0, 50=0 51=0");
-    row("a call that expects a reply waits for all periods", "b50 b51 q40 ~ <60",
-        "50, 51, -, 40 50=0 51=0, 40=1");
-    row("also a group call that expects replies does", "b50 B40 <60 ~", "50, -, -, 40 40=0 50=1");
-    row("a group call that expects replies is the one that waits", "B40 q41 o50 <60 <60 ~ <61",
-        "40, -, -, -, -, 41 40=2, 50 41=1 50=0");
-    row("nothing overtakes what waits for a period", "b50 q40 o51 o52 ~ <60",
-        "50, -, -, -, 40 50=0, 51 52 40=1 51=0 52=0");
+    row("a query waits for all periods", "b50 b51 q40 ~ <60", "50, 51, -, 40 50=0 51=0, 40=1");
+    row("a group query does so, too", "b50 B40 <60 ~", "50, -, -, 40 40=0 50=1");
+    row("a group query waits alone", "B40 q41 o50 <60 <60 ~ <61", "40, -, -, -, -, 41 40=2, 50 41=1 50=0");
+    row("nothing overtakes what waits for a period", "b50 q40 o51 ~ <60", "50, -, -, 40 50=0, 51 40=1 51=0");
     row("a refusal within a period is not the next call's", "b50 q40 <6F01 ~ <60", "50, -, -, 40 50=1, 40=1");
     row("of several periods the newest is asked first", "b50 b51 <6F01 ~", "50, 51, -, 50=0 51=1");
     row("a node's answer waits for no call", "q40 q41 r71 <60 <61", "40, -, 71, 41 40=1, 41=1");
@@ -200,15 +161,11 @@ void tst_Dispatchers::order_data()
     row("frames without a call are for others", "<60 q40 <61 <60 <60", "?60, 40, ?61, 40=1, ?60");
     row("a failed write goes on to the next", "q40 q41 q42 f <60 <62", "40, -, -, -, 42 40=1 41!3, 42=1");
     row("a failed write at once, too", "f q40 q41 <61", "-, 40!3, 41, 41=1");
-    row("a canceled call that is queued never goes out", "q40 q41 q42 x41 <60 <62",
-        "40, -, -, 41!4, 42 40=1, 42=1");
+    row("a canceled call never goes out", "q40 q41 q42 x41 <60 <62", "40, -, -, 41!4, 42 40=1, 42=1");
     row("a canceled call that waits frees the line", "q40 q41 x40 <60 <61", "40, -, 41 40!4, ?60, 41=1");
     row("a canceled period frees the line", "b50 q40 x50 <60", "50, -, 40 50!4, 40=1");
     row("answers from inside the write are taken", "A q40 q41 B42 ~", "-, 40 40=1, 41 41=1, 42, 42=1");
-    row("answers from inside the write send nothing there", "q40 A q41 q42 q43 <60",
-        "40, -, -, -, -, 41 42 43 40=1 41=1 42=1 43=1");
-    row("each frame waits until the last is written", "W o50 o51 o52 w w w",
-        "-, 50 50=0, -, -, 51 51=0, 52 52=0, -");
+    row("nothing is sent from inside a write", "q40 A q41 q42 <60", "40, -, -, -, 41 42 40=1 41=1 42=1");
     row("answers of nodes are written first", "W q40 o50 r71 <60 w w w", "-, 40, -, -, 40=1, 71, 50 50=0, -");
     row("an early report of writing does not count", "W w o50 o51 w w", "-, -, 50 50=0, -, 51 51=0, -");
     row("a report from inside the write counts", "W! o50 o51 q40 <60", "-, 50 50=0, 51 51=0, 40, 40=1");
@@ -217,67 +174,54 @@ void tst_Dispatchers::order_data()
 
 void tst_Dispatchers::order()
 {
-    QFETCH(QString, steps);
-    QFETCH(QString, events);
+    QFETCH(QByteArray, steps);
     Stage stage(0);
-    QStringList seen;
-    for (const QString &step : steps.split(' ')) {
+    QByteArrayList seen;
+    for (const QByteArray &step : steps.split(' ')) {
         stage.play(step);
         seen.append(stage.takeNotes());
-        QVERIFY2(stage.timers() <= 1, "more than one timer");
+        QVERIFY2(stage.timers().size() <= 1, "more than one timer");
     }
-    QCOMPARE(seen.join(", "), events);
+    QTEST(seen.join(", "), "events");
     QVERIFY2(stage.deepest < 2, "one write inside the other");
-    QVERIFY2(stage.timers() == 0, "an idle bus has a timer");
+    QVERIFY2(stage.timers().isEmpty(), "an idle bus has a timer");
 }
 
 void tst_Dispatchers::pace_data()
 {
-    QTest::addColumn<unsigned int>("rate");
-    QTest::addColumn<QString>("steps");
-    QTest::addColumn<QString>("from");
-    QTest::addColumn<QString>("to");
-    QTest::addColumn<int>("least");
-    QTest::addColumn<int>("most");
-    const auto row = [](const char *name, unsigned int rate, const char *steps, const char *from,
-                        const char *to, int least, int most) {
-        QTest::newRow(name) << rate << QString(steps) << QString(from) << QString(to) << least << most;
-    };
+    const auto row =
+        columns<unsigned int, QByteArray, QByteArray, int, int>("rate", "steps", "span", "least", "most");
     // 11 bytes of 11 bits are 25.2 ms at 4800 bit/s, 12.6 at 9600 and 2.1 at 57600.
-    row("a call needs its line time and its delay", 4800, "o50 o51", "50", "51", 36, 36);
-    row("the next one does so, too", 4800, "o50 o51 o52", "51", "52", 36, 36);
-    row("a call has its own delay", 4800, "D40 o50 D10 o51", "50", "51", 66, 66);
-    row("at twice the rate the line time is half", 4800, "R9600 o50 o51", "50", "51", 23, 23);
-    row("an answer of 12 bytes needs its line time and 5", 4800, "r7100 r72", "71", "72", 33, 33);
-    row("an answer goes before calls that wait for the line", 4800, "o50 o51 r71", "50", "71", 36, 36);
-    row("a reply leaves the call's delay", 4800, "q40 q41 <60", "<60", "41", 10, 10);
-    row("a reply leaves the call's own delay", 57600, "D40 q40 q41 <60", "<60", "41", 40, 40);
-    row("frames of others keep the line for 5", 4800, "<71 o50", "<71", "50", 5, 5);
-    row("frames of others do not free the line", 4800, "o50 o51 <71", "50", "51", 36, 36);
-    row("the time-out starts when the frame is out", 4800, "T20 q40", "40", "40!2", 46, 46);
-    row("the latency comes on top of it", 4800, "L1500 T20 q40", "40", "40!2", 48, 48);
-    row("the latency is rounded up", 0, "L1001 T20 q40", "40", "40!2", 22, 22);
-    row("without latency the time-out is the call's", 0, "T20 q40", "40", "40!2", 20, 20);
-    row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41", "41!2", 20, 20);
-    row("a device that never reports is not waited for longer than the call", 0, "W T40 q40 <60 o50", "40",
-        "50", 2, 40);
+    row("a call needs its line time and its delay", 4800, "o50 o51", "50 51", 36, 36);
+    row("a call has its own delay", 4800, "D40 o50 D10 o51", "50 51", 66, 66);
+    row("at twice the rate the line time is half", 4800, "R9600 o50 o51", "50 51", 23, 23);
+    row("an answer of 12 bytes needs its line time and 5", 4800, "r7100 r72", "71 72", 33, 33);
+    row("an answer goes before calls that wait for the line", 4800, "o50 o51 r71", "50 71", 36, 36);
+    row("a reply leaves the call's own delay", 57600, "D40 q40 q41 <60", "<60 41", 40, 40);
+    row("frames of others keep the line for 5", 4800, "<71 o50", "<71 50", 5, 5);
+    row("frames of others do not free the line", 4800, "o50 o51 <71", "50 51", 36, 36);
+    row("the time-out starts when the frame is out", 4800, "T20 q40", "40 40!2", 46, 46);
+    row("the latency comes on top of it", 4800, "L1500 T20 q40", "40 40!2", 48, 48);
+    row("the latency is rounded up", 0, "L1001 T20 q40", "40 40!2", 22, 22);
+    row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41 41!2", 20, 20);
+    row("nobody waits longer than the call for the device", 0, "W T40 q40 <60 o50", "40 50", 2, 40);
 }
 
 void tst_Dispatchers::pace()
 {
     QFETCH(unsigned int, rate);
-    QFETCH(QString, steps);
-    QFETCH(QString, from);
-    QFETCH(QString, to);
+    QFETCH(QByteArray, steps);
+    QFETCH(QByteArray, span);
     QFETCH(int, least);
     QFETCH(int, most);
     const auto run = [&] {
         Stage stage(rate);
-        for (const QString &step : steps.split(' '))
+        for (const QByteArray &step : steps.split(' '))
             stage.play(step);
-        for (const auto &timer :
-             QAbstractEventDispatcher::instance()->registeredTimers(&stage.bus->dispatcher()))
+        for (const auto &timer : stage.timers())
             [&] { QCOMPARE(timer.timerType, Qt::PreciseTimer); }();
+        const QByteArray from = span.split(' ').at(0);
+        const QByteArray to = span.split(' ').at(1);
         return waitFor([&] { return stage.times.count(to) > 0; }) ? stage.times[to] - stage.times[from] : 1e6;
     };
     QCOMPARE(timing(least, most, run), QByteArray());

@@ -1,7 +1,6 @@
 #include "proxies/kvrmotorproxy.h"
+#include "support/columns.h"
 #include "support/frames.h"
-
-#include <QtTest>
 
 #include <functional>
 #include <tuple>
@@ -75,13 +74,11 @@ VOXMessage reply(const QByteArray &commandAndData)
 
 void tst_ProxyDecoders::decoders_data()
 {
-    QTest::addColumn<Decoder>("decode");
-    QTest::addColumn<QByteArray>("shortest");
-    QTest::addColumn<QByteArray>("outputs");
-    QTest::addColumn<int>("strictness");
-    const auto row = [](const char *name, const auto &decode, const QByteArray &shortest,
-                        const QByteArray &outputs, int strictness = Lenient) {
-        QTest::newRow(name) << decoder(decode) << shortest << outputs << strictness;
+    const auto add =
+        columns<Decoder, QByteArray, QByteArray, int>("decode", "shortest", "outputs", "strictness");
+    const auto row = [&](const char *name, const auto &decode, const char *shortest, const char *outputs,
+                         int strictness = Lenient) {
+        add(name, decoder(decode), shortest, outputs, strictness);
     };
     row("group", &P::getGroupAddrReply, "61 05 563412", "5 123456");
     row("statistics", &P::getNetworkStatReply, "6E 0102030405060708090A0B0C0D0E", "valid");

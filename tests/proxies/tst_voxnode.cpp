@@ -1,8 +1,7 @@
 #include "proxies/voxnode.h"
+#include "support/columns.h"
 #include "support/recordingbus.h"
 #include "transport/voxbus.h"
-
-#include <QtTest>
 
 class tst_VOXNode : public QObject
 {
@@ -16,14 +15,12 @@ private Q_SLOTS:
 
 void tst_VOXNode::addresses_data()
 {
-    QTest::addColumn<unsigned int>("set");
-    QTest::addColumn<unsigned int>("after");
-    QTest::addColumn<bool>("isAnnounced");
-    QTest::newRow("an address without type keeps the node's") << 0x000001u << 0x0a000001u << true;
-    QTest::newRow("an address with a type brings it") << 0x06000001u << 0x06000001u << true;
-    QTest::newRow("bits above the type are no type") << 0xf0000001u << 0x0a000001u << true;
-    QTest::newRow("the full address again is nothing") << 0x0a123456u << 0x0a123456u << false;
-    QTest::newRow("the bare address again is announced") << 0x123456u << 0x0a123456u << true;
+    const auto row = columns<unsigned int, unsigned int, bool>("set", "after", "isAnnounced");
+    row("an address without type keeps the node's", 0x000001u, 0x0a000001u, true);
+    row("an address with a type brings it", 0x06000001u, 0x06000001u, true);
+    row("bits above the type are no type", 0xf0000001u, 0x0a000001u, true);
+    row("the full address again is nothing", 0x0a123456u, 0x0a123456u, false);
+    row("the bare address again is announced", 0x123456u, 0x0a123456u, true);
 }
 
 void tst_VOXNode::addresses()

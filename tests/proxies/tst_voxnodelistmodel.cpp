@@ -1,9 +1,9 @@
 #include "proxies/kvrmotorproxy.h"
 #include "proxies/voxnodelistmodel.h"
+#include "support/columns.h"
 
 #include <QAbstractItemModelTester>
 #include <QIdentityProxyModel>
-#include <QtTest>
 
 class tst_VOXNodeListModel : public QObject
 {
@@ -76,13 +76,11 @@ void tst_VOXNodeListModel::storing()
 
 void tst_VOXNodeListModel::removing_data()
 {
-    QTest::addColumn<int>("row");
-    QTest::addColumn<int>("count");
-    QTest::addColumn<QString>("left");
-    QTest::newRow("two") << 2 << 2 << "24";
-    QTest::newRow("one") << 3 << 1 << "234";
-    QTest::newRow("more than half") << 0 << 3 << "24";
-    QTest::newRow("all") << 0 << 4 << "24";
+    const auto row = columns<int, int, QString>("row", "count", "left");
+    row("two", 2, 2, "24");
+    row("one", 3, 1, "234");
+    row("more than half", 0, 3, "24");
+    row("all", 0, 4, "24");
 }
 
 void tst_VOXNodeListModel::removing()

@@ -2,6 +2,7 @@
 #define FRAMES_H
 
 #include "messages/voxmessage.h"
+#include "transport/voxbus.h"
 
 /// The address that every host has.
 constexpr unsigned int HostAddr = 0x0f010000;
@@ -23,8 +24,7 @@ inline VOXMessage frame(const QByteArray &commandAndData, unsigned int dest, uns
 inline QByteArray line(const VOXMessage &message)
 {
     QByteArray bytes = message.data();
-    for (int i = 0; i < bytes.size() - VOXMessage::CheckLength; ++i)
-        bytes[i] = static_cast<char>(~bytes.at(i));
+    VOXBus::invert(bytes.data(), static_cast<std::size_t>(bytes.size() - VOXMessage::CheckLength));
     return bytes;
 }
 

@@ -4,32 +4,60 @@
 #include <QIODevice>
 #include <QPointer>
 
-/// One end of a line in memory. What is written arrives at the peer, from the event loop; without a peer it
-/// is kept. Like real ports, it announces no input from inside the announcement of other input.
+#include <algorithm>
+#include <functional>
+
+/// One end of a line in memory. What is written goes to onWrite, or is kept. Like real ports, it announces no
+/// input from inside the announcement of other input.
 class PipeDevice : public QIODevice
 {
 public:
-    static void join(PipeDevice &one, PipeDevice &other);
-
     /// Lets @p bytes arrive.
-    void feed(const QByteArray &bytes);
+    void feed(const QByteArray &bytes)
+    {
+        m_received += bytes;
+        if (std::exchange(m_announcing, true))
+            return;
+        const QPointer<PipeDevice> self = this;
+        Q_EMIT readyRead();
+        if (self)
+            m_announcing = false;
+    }
 
     bool isSequential() const override { return true; }
     qint64 bytesAvailable() const override { return m_received.size() + QIODevice::bytesAvailable(); }
     bool open(OpenMode mode) override { return !refusesToOpen && QIODevice::open(mode); }
-    void close() override;
+    void close() override
+    {
+        QIODevice::close();
+        m_received.clear();
+    }
 
+    std::function<void(const QByteArray &)> onWrite;
     QByteArray written;
     bool refusesToOpen = false;
     bool refusesToWrite = false;
 
 protected:
-    qint64 readData(char *data, qint64 maxSize) override;
-    qint64 writeData(const char *data, qint64 size) override;
+    qint64 readData(char *data, qint64 maxSize) override
+    {
+        const int count = static_cast<int>(qMin(maxSize, qint64(m_received.size())));
+        std::copy_n(m_received.constData(), count, data);
+        m_received.remove(0, count);
+        return count;
+    }
+
+    qint64 writeData(const char *data, qint64 size) override
+    {
+        if (refusesToWrite)
+            return -1;
+        const QByteArray bytes(data, static_cast<int>(size));
+        onWrite ? onWrite(bytes) : void(written += bytes);
+        return size;
+    }
 
 private:
     QByteArray m_received;
-    QPointer<PipeDevice> m_peer;
     bool m_announcing = false;
 };
 

@@ -2,9 +2,11 @@
 #define RECORDINGBUS_H
 
 #include "framework/bus.h"
-#include "framework/simplebusdispatcher.h"
+#include "framework/serialdispatcher.h"
 #include "messages/voxcall.h"
 #include "support/frames.h"
+
+#include <QBuffer>
 
 #include <functional>
 
@@ -12,19 +14,41 @@
 class RecordingBus : public Bus
 {
 public:
-    /// With a SimpleBusDispatcher.
-    RecordingBus();
-    /// With a SerialDispatcher at @p rate and 11 bits per byte.
-    explicit RecordingBus(unsigned int rate);
-    ~RecordingBus() override;
+    /// With a SerialDispatcher at @p rate and 11 bits per byte, or with a SimpleBusDispatcher.
+    explicit RecordingBus(unsigned int rate = 0)
+        : Bus(rate ? *new SerialDispatcher(*this, rate, 11, nullptr)
+                   : *new SimpleBusDispatcher(*this, nullptr),
+              nullptr, nullptr)
+    {
+        setIoDevice(new QBuffer);
+        dispatcher().setParent(this);
+        dispatcher().init();
+        RecordingBus::open();
+    }
+    ~RecordingBus() override { shutDown(); }
 
     /// Keeps @p frame, unless onWrite() gives another result than 0.
-    int write(const QByteArray &frame) override;
+    int write(const QByteArray &frame) override
+    {
+        // It may be the end of this bus.
+        const QPointer<RecordingBus> self(this);
+        const auto reaction = onWrite;
+        const int result = reaction ? reaction(frame) : 0;
+        if (self && result == 0)
+            written.append(frame);
+        return result;
+    }
     /// Takes the first frame of input, which nobody has announced.
-    bool processData() override;
-    bool open() override;
-    void close() override;
-    bool isOpen() const override;
+    bool processData() override
+    {
+        if (!hasInput())
+            return false;
+        dispatcher().dispatch(input.takeFirst());
+        return true;
+    }
+    bool open() override { return ioDevice()->open(QIODevice::ReadWrite); }
+    void close() override { isOpen() ? ioDevice()->close() : void(); }
+    bool isOpen() const override { return ioDevice() && ioDevice()->isOpen(); }
     bool hasInput() const override { return !input.isEmpty(); }
 
     QIODevice *device() const { return ioDevice(); }
@@ -33,25 +57,20 @@ public:
     QList<QByteArray> written;
     QList<QByteArray> input;
     std::function<int(const QByteArray &)> onWrite;
-
-private:
-    void init();
 };
 
-constexpr unsigned int NodeAddr = 0x123456;
-
-/// A call to one node, answered by the command 20 higher.
-inline VOXCall query(int cmd, unsigned int timeout = 5000)
+/// A call to one node, answered by the command @p distance higher; with 0, by nothing.
+inline VOXCall query(int cmd, int distance = 0x20)
 {
     const auto id = static_cast<unsigned char>(cmd);
-    return VOXCall(VOXCmdInfo(id, VOXMessage::MinLength, VOX::P2P, id + 0x20), HostAddr, NodeAddr, timeout);
+    const auto reply = static_cast<unsigned char>(distance ? cmd + distance : 0);
+    return VOXCall(VOXCmdInfo(id, VOXMessage::MinLength, VOX::P2P, reply), HostAddr, 0x123456, 5000);
 }
 
 /// A call to one node that is not answered.
-inline VOXCall order(int cmd, unsigned int timeout = 5000)
+inline VOXCall order(int cmd)
 {
-    const auto id = static_cast<unsigned char>(cmd);
-    return VOXCall(VOXCmdInfo(id, VOXMessage::MinLength, VOX::P2P, 0), HostAddr, NodeAddr, timeout);
+    return query(cmd, 0);
 }
 
 /// The bytes of a frame to the host with this command and data.

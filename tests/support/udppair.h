@@ -3,21 +3,26 @@
 
 #include "transport/voxudpbus.h"
 
+#include <QUdpSocket>
+
 #include <utility>
 
 /// Two different ports of 127.0.0.1 that nobody uses.
-std::pair<unsigned short, unsigned short> freeUdpPorts();
+inline std::pair<unsigned short, unsigned short> freeUdpPorts()
+{
+    QUdpSocket first, second;
+    first.bind(QHostAddress(QHostAddress::LocalHost), 0);
+    second.bind(QHostAddress(QHostAddress::LocalHost), 0);
+    return {first.localPort(), second.localPort()};
+}
 
 /// Two buses that face each other on 127.0.0.1, on ports that the system chose.
 struct UdpPair
 {
-    VOXUdpBus host;
-    VOXUdpBus network;
-
-    UdpPair();
-
-private:
-    explicit UdpPair(std::pair<unsigned short, unsigned short> ports);
+    const std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
+    const QHostAddress here{QHostAddress::LocalHost};
+    VOXUdpBus host{here, ports.second, here, ports.first};
+    VOXUdpBus network{here, ports.first, here, ports.second};
 };
 
 #endif

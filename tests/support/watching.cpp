@@ -1,37 +1,7 @@
 #include "support/watching.h"
 
 #include <QCoreApplication>
-#include <QMutex>
 #include <QTimer>
-
-namespace {
-QMutex mutex;
-QStringList warnings;
-
-void keep(QtMsgType type, const QMessageLogContext &, const QString &text)
-{
-    const QMutexLocker locker(&mutex);
-    if (type == QtWarningMsg)
-        warnings.append(text);
-}
-}
-
-WarningLog::WarningLog()
-    : m_previous(qInstallMessageHandler(keep))
-{
-    warnings.clear();
-}
-
-WarningLog::~WarningLog()
-{
-    qInstallMessageHandler(m_previous);
-}
-
-QStringList WarningLog::texts() const
-{
-    const QMutexLocker locker(&mutex);
-    return warnings;
-}
 
 bool waitFor(const std::function<bool()> &condition)
 {
@@ -48,12 +18,12 @@ QByteArray timing(int least, int most, const std::function<double()> &scenario)
     // Timers count whole milliseconds, and so may be one short; what wakes late is forgiven within a few.
     constexpr int Early = 1;
     constexpr int Late = 6;
-    double best = 0;
+    double best = 1e9;
     for (int run = 0; run < 8; ++run) {
         const double time = scenario();
         if (time < least - Early)
             return QByteArray::number(time) + " ms is too soon";
-        best = run == 0 ? time : qMin(best, time);
+        best = qMin(best, time);
         if (best <= most + Late)
             return {};
     }

@@ -1,7 +1,7 @@
 #ifndef WATCHING_H
 #define WATCHING_H
 
-#include <QByteArray>
+#include <QMutex>
 #include <QStringList>
 
 #include <functional>
@@ -10,22 +10,35 @@
 class WarningLog
 {
 public:
-    WarningLog();
-    ~WarningLog();
+    WarningLog() { s_warnings.clear(); }
+    ~WarningLog() { qInstallMessageHandler(m_previous); }
+    Q_DISABLE_COPY_MOVE(WarningLog)
 
-    QStringList texts() const;
+    QStringList texts() const
+    {
+        const QMutexLocker locker(&s_mutex);
+        return s_warnings;
+    }
 
 private:
-    void (*m_previous)(QtMsgType, const QMessageLogContext &, const QString &);
+    static void keep(QtMsgType type, const QMessageLogContext &, const QString &text)
+    {
+        const QMutexLocker locker(&s_mutex);
+        if (type == QtWarningMsg)
+            s_warnings.append(text);
+    }
+
+    static inline QMutex s_mutex;
+    static inline QStringList s_warnings;
+    const QtMessageHandler m_previous = qInstallMessageHandler(keep);
 };
 
 /// Runs the event loop until @p condition holds, and looks after each event; false after five seconds.
 bool waitFor(const std::function<bool()> &condition);
 
 /// Whether a scenario, which returns the milliseconds that it took, never takes less than @p least, and no
-/// more than
-/// @p most: that in the best of several runs, because the machine may be busy. Empty if so, else what is
-/// wrong.
+/// more than @p most: that in the best of several runs, because the machine may be busy. Empty if so, else
+/// what is wrong.
 QByteArray timing(int least, int most, const std::function<double()> &scenario);
 
 #endif

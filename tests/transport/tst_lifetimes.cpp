@@ -1,11 +1,8 @@
 #include "devices/kvrdevice.h"
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrmotorproxy.h"
+#include "support/columns.h"
 #include "support/udppair.h"
-
-#include <QtTest>
-
-#include <thread>
 
 /// Whatever is destroyed, detached or closed, and whenever: nobody is left with what is gone, and a call ends
 /// once.
@@ -63,8 +60,7 @@ Q_DECLARE_METATYPE(Action)
 
 void tst_Lifetimes::anythingMayGo_data()
 {
-    QTest::addColumn<QByteArray>("moment");
-    QTest::addColumn<Action>("action");
+    const auto row = columns<QByteArray, Action>("moment", "action");
     const std::pair<const char *, Action> actions[] = {
         {"the node goes", [](Scene &s) { s.node.reset(); }},
         {"the node detaches", [](Scene &s) { s.node->detach(); }},
@@ -86,10 +82,10 @@ void tst_Lifetimes::anythingMayGo_data()
              s.node.reset();
          }},
     };
-    for (const char *moment :
-         {"before the call", "while it is pending", "in the node's delivery", "at its end"}) {
+    for (const QByteArray moment :
+         {"before the call", "while it is pending", "in a delivery", "at its end"}) {
         for (const auto &[name, action] : actions)
-            QTest::addRow("%s, %s", moment, name) << QByteArray(moment) << action;
+            row(moment + ", " + name, moment, action);
     }
 }
 
@@ -103,7 +99,7 @@ void tst_Lifetimes::anythingMayGo()
         act();
     if (!scene.proxy)
         return;
-    if (moment == "in the node's delivery")
+    if (moment == "in a delivery")
         scene.node->react = act;
     scene.start();
     if (moment == "while it is pending")

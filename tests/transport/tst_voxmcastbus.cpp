@@ -1,15 +1,11 @@
 #include "devices/kvrdevice.h"
-#include "framework/busdispatcher.h"
 #include "framework/busobject.h"
 #include "proxies/kvrbcastproxy.h"
-#include "support/frames.h"
-#include "support/udppair.h"
+#include "support/columns.h"
+#include "support/receivers.h"
 #include "support/watching.h"
 #include "transport/voxmcastbus.h"
 #include "vox/host/discovery.h"
-
-#include <QtTest>
-#include <QUdpSocket>
 
 #include <fcntl.h>
 #include <net/if.h>
@@ -30,42 +26,29 @@ private Q_SLOTS:
     void fullListOfSentFrames();
     void closingAndOpening();
     void withoutARoute();
-    void processesShareALine();
     void manyNodesAnswerADiscovery_data();
     void manyNodesAnswerADiscovery();
 };
 
 namespace {
 const QHostAddress Group("239.255.71.13");
-const VOXMessage first = frame("02 FF", 0x123456);
-const VOXMessage second = frame("03 00 3412 FF", 0x123456, VOXMessage::CrcFlag);
 
 struct Member
 {
-    VOXMCastBus bus;
-    QByteArrayList frames;
-
-    explicit Member(unsigned short port)
-        : bus(Group, port)
-    {
-        QObject::connect(&bus.dispatcher(), &BusDispatcher::unhandled, &bus,
-                         [this](const BusMessage &message) { frames.append(message.data()); });
-    }
+    unsigned short port = freeUdpPorts().first;
+    VOXMCastBus bus{Group, port};
+    Heard frames{bus};
 };
 
 struct Line
 {
-    unsigned short port = freeUdpPorts().first;
-    Member one{port}, two{port}, three{port};
+    Member one, two{one.port}, three{one.port};
 
     /// Empty if all is heard by all but its sender.
     QByteArray mismatch()
     {
-        const auto ask = [](Member &member, const VOXMessage &message) {
-            BusObject(&member.bus, nullptr).reply(message);
-        };
-        ask(one, first);
-        ask(two, second);
+        BusObject(&one.bus, nullptr).reply(first);
+        BusObject(&two.bus, nullptr).reply(second);
         const QByteArrayList both = {first.data(), second.data()};
         if (!waitFor([&] { return three.frames.size() >= 2; }) || three.frames != both)
             return "the third hears " + three.frames.join(' ').toHex();
@@ -75,20 +58,12 @@ struct Line
         return QByteArray();
     }
 };
-
-QByteArray inverted(QByteArray line)
-{
-    for (int i = 0; i < line.size() - VOXMessage::CheckLength; ++i)
-        line[i] = static_cast<char>(~line.at(i));
-    return line;
-}
 }
 
 void tst_VOXMCastBus::membersHearEachOther()
 {
     Line line;
-    const QByteArray mismatch = line.mismatch();
-    QVERIFY2(mismatch.isEmpty(), mismatch);
+    QCOMPARE(line.mismatch(), QByteArray());
     QVERIFY(line.one.bus.isJoined());
     for (const int size : {10, 32}) {
         QTest::ignoreMessage(
@@ -99,18 +74,14 @@ void tst_VOXMCastBus::membersHearEachOther()
 
 void tst_VOXMCastBus::badDatagrams_data()
 {
-    QTest::addColumn<QByteArray>("datagram");
-    QTest::addColumn<QString>("warning");
-    QByteArray damaged = line(first);
-    damaged[9] = damaged.at(9) ^ 1;
-    QTest::newRow("empty") << QByteArray() << "[VOXMCastBus]: wrong datagram size 0 != 0";
-    QTest::newRow("a byte") << QByteArray("\xf4") << "[VOXMCastBus]: wrong datagram size 0 != 1";
-    QTest::newRow("two frames") << line(first) + line(second)
-                                << "[VOXMCastBus]: wrong datagram size 12 != 27";
-    QTest::newRow("a cut frame") << line(first).chopped(1) << "[VOXMCastBus]: wrong datagram size 12 != 11";
-    QTest::newRow("a length below 11")
-        << QByteArray("\xff\xf7xxxxxx") << "[VOXMCastBus]: wrong datagram size 8 != 8";
-    QTest::newRow("a wrong check value") << damaged << "Wrong CRC: ";
+    const auto row = columns<QByteArray, QString>("datagram", "warning");
+    const QString wrongSize("[VOXMCastBus]: wrong datagram size %1 != %2");
+    row("empty", "", wrongSize.arg(0).arg(0));
+    row("a byte", "\xf4", wrongSize.arg(0).arg(1));
+    row("two frames", line(first) + line(second), wrongSize.arg(12).arg(27));
+    row("a cut frame", line(first).chopped(1), wrongSize.arg(12).arg(11));
+    row("a length below 11", "\xff\xf7xxxxxx", wrongSize.arg(8).arg(8));
+    row("a wrong check value", line(first).chopped(1) + '\0', "Wrong CRC: ");
 }
 
 void tst_VOXMCastBus::badDatagrams()
@@ -118,11 +89,10 @@ void tst_VOXMCastBus::badDatagrams()
     QFETCH(QByteArray, datagram);
     QFETCH(QString, warning);
     const WarningLog log;
-    Member member(freeUdpPorts().first);
+    Member member;
     QUdpSocket stranger;
-    const auto port = static_cast<const QUdpSocket *>(member.bus.device())->localPort();
-    stranger.writeDatagram(datagram, Group, port);
-    stranger.writeDatagram(line(first), Group, port);
+    stranger.writeDatagram(datagram, Group, member.port);
+    stranger.writeDatagram(line(first), Group, member.port);
     QTRY_COMPARE(member.frames, QByteArrayList{first.data()});
     QVERIFY2(log.texts().value(0).startsWith(warning), qPrintable(log.texts().value(0)));
 }
@@ -154,8 +124,7 @@ void tst_VOXMCastBus::closingAndOpening()
     QVERIFY(!line.one.bus.isOpen() && line.one.bus.isJoined() && line.one.bus.write(first.data()) == -2);
     QVERIFY(line.one.bus.open() && line.one.bus.open() && line.one.bus.isOpen());
     QCOMPARE(changes, (QList<QVariantList>{{false}, {true}}));
-    const QByteArray mismatch = line.mismatch();
-    QVERIFY2(mismatch.isEmpty(), mismatch);
+    QCOMPARE(line.mismatch(), QByteArray());
 }
 
 void tst_VOXMCastBus::withoutARoute()
@@ -193,66 +162,11 @@ void tst_VOXMCastBus::withoutARoute()
         "[VOXMCastBus]: failed to join MCast group, joining on loopback device: "));
 }
 
-namespace {
-/// A simulation in a process of its own, and what it logs of the line.
-struct Simulator
-{
-    QProcess process;
-    QByteArrayList written;
-    QByteArrayList read;
-
-    Simulator(const QString &url, const QString &node)
-    {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("QT_LOGGING_RULES", "vox.bus.debug=true");
-        process.setProcessEnvironment(environment);
-        process.start(VOX_PROGRAM, {"sim", "--bus", url, "--node", node});
-    }
-    bool isReady()
-    {
-        return process.waitForReadyRead(10000) && process.readAllStandardOutput().startsWith("ready");
-    }
-    void stop()
-    {
-        process.terminate();
-        process.waitForFinished(10000);
-        for (const QByteArray &entry : process.readAllStandardError().split('\n')) {
-            const QByteArray bytes =
-                QByteArray::fromHex(entry.mid(entry.indexOf(") : ") + 4).split(' ').value(0));
-            if (entry.contains("Frame (write)"))
-                written += inverted(bytes);
-            else if (entry.contains("Frame (Read)"))
-                read += bytes;
-        }
-    }
-};
-}
-
-void tst_VOXMCastBus::processesShareALine()
-{
-    const unsigned short port = freeUdpPorts().first;
-    const QString url = QString("mcast://%1:%2").arg(Group.toString()).arg(port);
-    Simulator left(url + "?alias=left", "NODE@000001");
-    Simulator right(url + "?alias=right", "TB20@000002");
-    QVERIFY(left.isReady() && right.isReady());
-    Member host(port);
-    const BusPendingCall discovery = discoverNodes(host.bus);
-    QVERIFY(discovery.waitForFinished(10000));
-    QCOMPARE(discoveredAddrs(discovery), (QVector<unsigned int>{0x000001, 0x02000002}));
-    left.stop();
-    right.stop();
-    // The host's request, and what the other has answered; and nothing of its own.
-    QVERIFY(left.written.size() == 1 && right.written.size() == 1);
-    QVERIFY(left.read.size() == 2 && left.read.contains(right.written.constFirst()));
-    QVERIFY(right.read.size() == 2 && right.read.contains(left.written.constFirst()));
-    QCOMPARE(host.frames, QByteArrayList());
-}
-
 void tst_VOXMCastBus::manyNodesAnswerADiscovery_data()
 {
-    QTest::addColumn<bool>("isMulticast");
-    QTest::newRow("over UDP") << false;
-    QTest::newRow("over multicast") << true;
+    const auto row = columns<bool>("isMulticast");
+    row("over UDP", false);
+    row("over multicast", true);
 }
 
 void tst_VOXMCastBus::manyNodesAnswerADiscovery()

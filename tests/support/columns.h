@@ -1,0 +1,17 @@
+#ifndef COLUMNS_H
+#define COLUMNS_H
+
+#include <QtTest>
+
+template <typename>
+using ColumnName = const char *;
+
+/// Adds the columns of a data function. Gives a function that adds a row: its name, then a value per column.
+template <typename... Types>
+auto columns(ColumnName<Types>... names)
+{
+    (QTest::addColumn<Types>(names), ...);
+    return [](const char *name, const Types &...values) { (QTest::newRow(name) << ... << values); };
+}
+
+#endif
