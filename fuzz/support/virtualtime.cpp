@@ -80,6 +80,7 @@ void VirtualTime::expireUntil(qint64 end)
 bool VirtualTime::processEvents(QEventLoop::ProcessEventsFlags flags)
 {
     Q_UNUSED(flags)
+    Q_EMIT awake();
     settle();
     return true;
 }
