@@ -5,6 +5,7 @@
 #include "transport/voxudpbus.h"
 #include "vox/ptydevice.h"
 
+#include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
 
@@ -185,4 +186,16 @@ BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
         break;
     }
     return opened(openPty(&port), QStringLiteral("a pseudo-terminal"), problem);
+}
+
+bool isPortTaken(const QString &text)
+{
+    BusUrl url;
+    QString problem;
+    if (!BusUrl::read(text, &url, &problem) || url.kind != BusUrl::Udp || url.host == QHostAddress::Broadcast)
+        return false;
+    QUdpSocket probe;
+    return !probe.bind(url.bind.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : url.bind,
+                       url.local == 0 ? url.port : url.local, QAbstractSocket::DontShareAddress)
+        && probe.error() == QAbstractSocket::AddressInUseError;
 }

@@ -20,14 +20,14 @@ void printUsage()
 {
     printLine(QStringLiteral("Usage: vox COMMAND [options]\n\nCommands:"));
     for (const Command &command : commands())
-        printLine(QStringLiteral("  %1 %2").arg(command.name, -8).arg(command.summary));
-    printLine(QStringLiteral(
-        "\n'vox COMMAND --help' tells more. Exit codes: 0 done, 1 refused or no answer, 2 wrong use.\n"
-        "Buses, for --bus or in the environment's VOX_BUS:\n"
-        "  serial:///dev/ttyUSB0\n"
-        "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
-        "  mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n"
-        "  pty:, a new pseudo-terminal that others open as their serial port"));
+        printLine(QStringLiteral("  %1 %2").arg(command.name, -9).arg(command.summary));
+    printLine(QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version. Exit codes: 0 "
+                             "done, 1 refused or no answer, 2 wrong use.\n"
+                             "Buses, for --bus or in the environment's VOX_BUS:\n"
+                             "  serial:///dev/ttyUSB0\n"
+                             "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
+                             "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
+                             "  pty:, a new pseudo-terminal that others open as their serial port"));
 }
 
 QtMessageHandler previousHandler = nullptr;
@@ -43,6 +43,8 @@ void logMessage(QtMsgType type, const QMessageLogContext &context, const QString
 int run(const QStringList &arguments)
 {
     const QString name = arguments.value(0);
+    if (name == QLatin1String("help") && findCommand(arguments.value(1)))
+        return run({arguments.at(1), QStringLiteral("--help")});
     if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
         printUsage();
         return Success;

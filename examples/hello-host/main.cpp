@@ -9,8 +9,12 @@ int main(int argc, char *argv[])
     KVRMotorProxy motor(0x000001, &bus);
     motor.getMotorStatus().onFinished(&app, [&](const BusPendingCall &call) {
         KVRMotor::Status status;
-        app.exit(motor.getMotorStatusReply(call.reply(), status) ? 0 : 1);
-        qInfo("state %u, error %d", status.state, call.error());
+        const bool isKnown = motor.getMotorStatusReply(call.reply(), status);
+        if (isKnown)
+            qInfo("%s", KVRMotor::MotorStateEnum().valueToKey(int(status.state)));
+        else
+            qInfo("%s", qPrintable(call.errorString()));
+        app.exit(isKnown ? 0 : 1);
     });
     return app.exec();
 }

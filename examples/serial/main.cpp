@@ -8,8 +8,10 @@ int main(int argc, char *argv[])
 {
     QCoreApplication app(argc, argv);
     const QStringList words = QCoreApplication::arguments();
-    if (words.size() != 3)
-        qFatal("the name of a port and an address are wanted");
+    if (words.size() != 3) {
+        qCritical("the name of a port and an address are wanted");
+        return 2;
+    }
     // 4800 bit/s, 8 data bits, odd parity; frames are paced as the line needs it.
     VOXBus bus(words.at(1));
     if (!bus.open()) {

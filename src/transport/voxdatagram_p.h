@@ -19,10 +19,12 @@ public:
     /// announces no more.
     Result read(QUdpSocket &socket)
     {
-        // One may come between the two questions.
-        if (take(socket) || (socket.hasPendingDatagrams() && take(socket)))
+        if (take(socket))
             return Read;
-        return socket.hasPendingDatagrams() ? Failed : NothingPending;
+        // One may have come since.
+        if (!socket.hasPendingDatagrams())
+            return NothingPending;
+        return take(socket) ? Read : Failed;
     }
 
     const QByteArray &bytes() const { return m_bytes; }

@@ -31,7 +31,8 @@ class VOX_EXPORT VOXUdpBus : public VOXBus
 
 public:
     /// Binds at once, to any IPv4 address if @p localAddress is null, and to the port of the destination if
-    /// @p localPort is 0. If that fails the bus is not open and open() may try again.
+    /// @p localPort is 0. If that fails the bus is not open and open() may try again. The port is shared:
+    /// that another program has it, too, is no failure, and then only one of the two hears its peer.
     VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
               const QHostAddress &localAddress = QHostAddress(), unsigned short localPort = 0,
               QObject *parent = nullptr);

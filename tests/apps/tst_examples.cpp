@@ -73,7 +73,7 @@ void tst_Examples::hostsMeetEmulators_data()
     QTest::addColumn<QString>("host");
     QTest::addColumn<QByteArray>("expected");
     QTest::newRow("hello") << "hello-emulator"
-                           << "hello-host" << QByteArray("state 0, error 0\n");
+                           << "hello-host" << QByteArray("STATE_STOPPED\n");
     QTest::newRow("a product of one's own")
         << "emulator"
         << "host"

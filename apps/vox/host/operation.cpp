@@ -143,9 +143,9 @@ bool Operation::find(const QString &name, int argumentCount, Operation *operatio
     }
     *problem = forms.isEmpty()
         ? QStringLiteral("unknown operation '%1'; one of %2").arg(name, names().join(QLatin1String(", ")))
-        : QStringLiteral("%1 arguments are not what '%2' takes: %3")
+        : QStringLiteral("%1 arguments given; what it takes is: %2")
               .arg(argumentCount)
-              .arg(name, forms.join(QLatin1String(" or ")));
+              .arg(forms.join(QLatin1String(" or ")));
     return false;
 }
 

@@ -118,5 +118,8 @@ int runScan(const QStringList &arguments)
         printJson(nodes);
     else
         printTable(nodes);
-    return Success;
+    if (!nodes.isEmpty())
+        return Success;
+    printError(QStringLiteral("scan"), QStringLiteral("nobody has answered"));
+    return Failure;
 }

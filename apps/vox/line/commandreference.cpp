@@ -125,7 +125,11 @@ QByteArray commandPage()
                        "little-endian. `vox call`, `vox\n"
                        "monitor` and the dissector in `share/wireshark` read the table that this page is "
                        "made from. The frame's length\n"
-                       "is in bytes, header and check value included; some replies are longer than that.\n");
+                       "is in bytes, header and check value included; where the data listed needs another "
+                       "length, that is what travels.\n"
+                       "What the frames of the older generation hold is not listed. `vox call ADDRESS "
+                       "OPERATION` without arguments names\n"
+                       "those that an operation wants; `setNodeDiscovery true` sends 0, on purpose.\n");
     page += section(QStringLiteral("Every node"), KVR::cmds());
     page += section(QStringLiteral("Motors"), KVR::motorCmds());
     page += section(QStringLiteral("Counters of motors"), KVR::diagCmds());

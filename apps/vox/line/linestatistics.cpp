@@ -192,16 +192,15 @@ QStringList LineStatistics::toText() const
             .arg(load(), 0, 'f', 0),
         QStringLiteral("%1 failed checks, %2 bytes of garbage").arg(m_failed).arg(m_garbageBytes)};
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
-        QString line =
-            QStringLiteral("%1: %2 answers, median %3 ms, p99 %4 ms, worst %5 ms; %6 unanswered, %7 "
-                           "failed checks")
-                .arg(node.key())
-                .arg(node->answerNs.size())
-                .arg(node->answerMs(Median), 0, 'f', 1)
-                .arg(node->answerMs(P99), 0, 'f', 1)
-                .arg(node->answerMs(1), 0, 'f', 1)
-                .arg(node->lostRequests(m_lastNs))
-                .arg(node->failed);
+        QString line = QStringLiteral("%1: %2 answers").arg(node.key()).arg(node->answerNs.size());
+        if (!node->answerNs.empty())
+            line += QStringLiteral(", median %1 ms, p99 %2 ms, worst %3 ms")
+                        .arg(node->answerMs(Median), 0, 'f', 1)
+                        .arg(node->answerMs(P99), 0, 'f', 1)
+                        .arg(node->answerMs(1), 0, 'f', 1);
+        line += QStringLiteral("; %1 unanswered, %2 failed checks")
+                    .arg(node->lostRequests(m_lastNs))
+                    .arg(node->failed);
         for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
             line += QStringLiteral("; NACK %1 %2").arg(nack.key()).arg(nack.value());
         lines += line;

@@ -51,6 +51,8 @@ bool readCount(const QString &text, int least, int most, int *number)
 {
     bool isNumber = false;
     *number = text.toInt(&isNumber);
+    // What begins like an address is one, and not a number.
+    isNumber = isNumber && (text.size() == 1 || !text.startsWith(QLatin1Char('0')));
     return isNumber && *number >= least && *number <= most;
 }
 

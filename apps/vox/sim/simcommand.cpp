@@ -91,6 +91,8 @@ int run(const CommandLine &line, const Options &options)
     Simulation simulation;
     if (!fill(&simulation, options, &problem))
         return line.fail(problem);
+    if (isPortTaken(options.bus))
+        return line.fail(QStringLiteral("another program has the port of %1").arg(options.bus));
     QString url;
     const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem, &url);
     if (!bus)
@@ -144,7 +146,8 @@ int runSim(const QStringList &arguments)
     CommandLine line(
         QStringLiteral("sim"),
         QStringLiteral("Emulates nodes on a bus until it is interrupted. Prints a line that begins "
-                       "with 'ready' when all are up. --bus goes before the bus in the file. Lines on "
+                       "with 'ready' when all are up. --bus goes before the bus in the file, and that before "
+                       "VOX_BUS. Lines on "
                        "standard input show how nodes are, and make faults; 'help' there lists them."),
         QStringLiteral("vox sim --config examples/network/floor.json"),
         CommandLine::BusOption | CommandLine::JsonOption);

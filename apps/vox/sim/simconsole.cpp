@@ -106,11 +106,15 @@ void SimConsole::obey(const QString &line)
     } else {
         FaultRule rule;
         QString problem;
-        if (FaultRule::read(line, &rule, &problem))
+        if (FaultRule::read(line, &rule, &problem)) {
             m_rules.add(rule);
-        else
+            printError(QStringLiteral("sim"),
+                       QStringLiteral("from now on: %1%2")
+                           .arg(rule.words, rule.isForAll ? QStringLiteral(" (every node)") : QString()));
+        } else {
             printError(QStringLiteral("sim"),
                        QStringLiteral("%1; 'help' lists what is understood").arg(problem));
+        }
     }
 }
 
