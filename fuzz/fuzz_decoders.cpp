@@ -30,12 +30,41 @@ const P &proxy()
     return one;
 }
 
-/// What is enough for a decoder is enough with a byte more, unless it wants the very length.
+template <typename T>
+constexpr bool isPlain = std::is_integral_v<T> || std::is_enum_v<T>;
+
+/// What is no value of a decoder's own making.
+template <typename T>
+void spoil(T &value)
+{
+    if constexpr (isPlain<T>)
+        value = static_cast<T>(1);
+}
+
+template <typename T>
+bool isSame(const T &one, const T &other)
+{
+    if constexpr (isPlain<T>)
+        return one == other;
+    else
+        return true;
+}
+
+/// A decoder that is content has written all of its outputs.
 template <typename... Outputs>
 void decode(const BusMessage &message, bool (P::*decoder)(const BusMessage &, Outputs...) const)
 {
-    std::tuple<Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>...> outputs;
-    std::apply([&](auto &...output) { (proxy().*decoder)(message, output...); }, outputs);
+    std::tuple<Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>...> first;
+    auto second = first;
+    std::apply([](auto &...output) { (spoil(output.value), ...); }, second);
+    const auto run = [&](auto &...output) { return (proxy().*decoder)(message, output...); };
+    const bool isContent = std::apply(run, first);
+    expect(std::apply(run, second) == isContent);
+    const auto compare = [&](const auto &...one) {
+        const auto with = [&](const auto &...other) { return (isSame(one.value, other.value) && ...); };
+        return std::apply(with, second);
+    };
+    expect(!isContent || std::apply(compare, first));
 }
 
 template <typename... Outputs>

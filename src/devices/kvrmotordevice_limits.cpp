@@ -52,8 +52,10 @@ VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
     const bool isUp = limit == KVRMotor::LIMIT_UP;
     if (isShift(function) && !(isUp ? isUpLimit() : isDownLimit()))
         return nack(request, KVR::NACK_END_LIMITS_NOT_SET);
+    // Made first: a move may end, and a slot of statusChanged() may destroy this motor.
+    VOXReply done = acknowledgement(request);
     const KVR::NackStatus status = isUp ? changeUpLimit(function, value) : changeDownLimit(function, value);
-    return status == KVR::NACK_ACK ? acknowledgement(request) : nack(request, status);
+    return status == KVR::NACK_ACK ? done : nack(request, status);
 }
 
 KVR::NackStatus KVRMotorDevice::changeDownLimit(int function, int value)
@@ -112,6 +114,7 @@ KVR::NackStatus KVRMotorDevice::moveOrigin(int pulses, KVR::MotorNackStatus outs
             return status;
     }
     m_upLimit.setValue(0);
+    const bool wasAtRest = startPos() == targetPos();
     m_position.shift(-pulses);
     for (unsigned short &position : m_intermediatePositions) {
         const int moved = position - pulses;
@@ -119,6 +122,9 @@ KVR::NackStatus KVRMotorDevice::moveOrigin(int pulses, KVR::MotorNackStatus outs
             position =
                 moved < 0 || moved > UnsetPosition ? UnsetPosition : static_cast<unsigned short>(moved);
     }
+    // A move that has only begun may have lost its way beyond the end of the scale.
+    if (!wasAtRest && startPos() == targetPos())
+        motorPositionReached();
     return KVR::NACK_ACK;
 }
 

@@ -301,6 +301,12 @@ void tst_KVRMotorDevice::inMotion()
     QTRY_COMPARE(returned.statuses, (QByteArrayList{"1 255 1 1", "0 255 0 0"}));
     QCOMPARE(returned.motor.positionPulses(), quint16(0));
 
+    // In the first pulse a motor does not count as moving; then the origin goes past all of the way.
+    Net shifted(Limits, 0, 0);
+    shifted.say("03 03 F401 FF");
+    QCOMPARE(shifted.say("11 04 01 E803"), hex("7F"));
+    QCOMPARE(shifted.statuses, (QByteArrayList{"1 0 1 1", "0 0 0 0"}));
+
     // Who answers a status by another command has the last word.
     Net refused(Limits);
     connect(&refused.motor, &KVRMotorDevice::statusChanged, &refused.motor, [&](const KVRMotor::Status &s) {
