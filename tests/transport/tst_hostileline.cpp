@@ -47,7 +47,13 @@ using MakeBuses = Buses (*)(FaultRules &);
 Buses serialLine(FaultRules &rules)
 {
     auto *one = new PipeDevice, *other = new PipeDevice;
-    PipeDevice::join(*one, *other);
+    for (const auto &[from, to] : {std::pair(one, other), std::pair(other, one)}) {
+        from->onWrite = [to = QPointer<PipeDevice>(to)](const QByteArray &bytes) {
+            if (PipeDevice *peer = to)
+                QMetaObject::invokeMethod(
+                    peer, [peer, bytes] { peer->feed(bytes); }, Qt::QueuedConnection);
+        };
+    }
     Buses buses(std::make_unique<NoisyBus<VOXBus>>(rules, one),
                 std::make_unique<NoisyBus<VOXBus>>(rules, other));
     for (VOXBus *bus : {buses.first.get(), buses.second.get()}) {
