@@ -1,4 +1,5 @@
 #include "devices/kvrdevice.h"
+#include "support/columns.h"
 #include "support/frames.h"
 #include "support/udppair.h"
 #include "vox/sim/faultbus.h"
@@ -30,30 +31,22 @@ FaultRule rule(const QString &words)
 /// A simulated line with two nodes, and its peer.
 struct Line
 {
+    const QHostAddress here = QHostAddress::LocalHost;
+    const std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
     QUdpSocket peer;
     FaultRules rules{7};
-    std::unique_ptr<VOXUdpBus> bus;
-    std::unique_ptr<FaultBus> network;
-    std::unique_ptr<KVRDevice> bad;
-    std::unique_ptr<KVRDevice> good;
-    unsigned short port = freeUdpPorts().first;
+    VOXUdpBus bus{here, ports.first, here, ports.second};
+    FaultBus network{bus, rules};
+    KVRDevice bad{1, &network};
+    KVRDevice good{2, &network};
 
-    Line()
-    {
-        peer.bind(QHostAddress(QHostAddress::LocalHost), 0);
-        bus = std::make_unique<VOXUdpBus>(QHostAddress::LocalHost, peer.localPort(), QHostAddress::LocalHost,
-                                          port);
-        network = std::make_unique<FaultBus>(*bus, rules);
-        bad = std::make_unique<KVRDevice>(1, network.get());
-        good = std::make_unique<KVRDevice>(2, network.get());
-    }
+    Line() { peer.bind(here, ports.first); }
 
     /// Asks both nodes, the bad one first, and gives all that comes until the good one has answered.
     QByteArrayList ask(const QByteArray &request)
     {
         for (const unsigned int addr : {1u, 2u})
-            peer.writeDatagram(line(frame(request, addr, VOXMessage::AckFlag)), QHostAddress::LocalHost,
-                               port);
+            peer.writeDatagram(line(frame(request, addr, VOXMessage::AckFlag)), here, ports.second);
         QByteArrayList heard;
         const QByteArray last = line(answer(2, "7A 55"));
         QElapsedTimer clock;
@@ -81,14 +74,10 @@ struct Line
 
 void tst_Faults::onTheWire_data()
 {
-    QTest::addColumn<QString>("words");
-    QTest::addColumn<QByteArrayList>("expected");
+    const auto row = columns<QByteArrayList>("expected");
     const QByteArray whole = line(Line::answer(1, "7A 55"));
     QByteArray corrupt = whole;
     corrupt.back() = char(~corrupt.back());
-    const auto row = [](const char *words, const QByteArrayList &expected) {
-        QTest::newRow(words) << QString(words) << expected;
-    };
     row("drop 000001", {});
     row("corrupt 000001", {corrupt});
     row("cut 5 000001", {whole.left(5)});
@@ -106,8 +95,8 @@ void tst_Faults::onTheWire_data()
 
 void tst_Faults::onTheWire()
 {
-    QFETCH(QString, words);
     QFETCH(QByteArrayList, expected);
+    const QString words = QTest::currentDataTag();
     Line line;
     line.rules.add(rule(words));
     QByteArrayList heard = line.ask("79 55");
@@ -147,8 +136,7 @@ void tst_Faults::oneSeedOneRun()
 
 void tst_Faults::mistakes_data()
 {
-    QTest::addColumn<QString>("problem");
-    const auto row = [](const char *words, const char *problem) { QTest::newRow(words) << QString(problem); };
+    const auto row = columns<QString>("problem");
     row("explode", "'explode' is no fault; drop, delay");
     row("delay", "'' is no MS for 'delay'");
     row("delay -1 all", "'-1' is no MS");

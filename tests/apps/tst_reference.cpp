@@ -1,6 +1,7 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "support/frames.h"
+#include "vox/host/operation.h"
 #include "vox/line/commandfields.h"
 #include "vox/line/commandreference.h"
 #include "vox/line/pcapfile.h"
@@ -8,6 +9,7 @@
 #include <QJsonArray>
 #include <QtTest>
 
+#include <numeric>
 #include <unistd.h>
 
 /// What is made from the table of commands: a page, and a dissector.
@@ -16,6 +18,7 @@ class tst_Reference : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void everyCommandHasALayoutThatFits();
     void filesAreAsGenerated();
     void workedBytesAreRight();
     void dissectorAndMonitorAgree();
@@ -51,67 +54,95 @@ QString find(const QJsonObject &layer, const QString &name)
     return QString();
 }
 
+int widthOf(unsigned char cmd)
+{
+    const QVector<CommandField> fields = commandFields(cmd);
+    return std::accumulate(fields.begin(), fields.end(), 0,
+                           [](int sum, const CommandField &f) { return sum + f.width; });
+}
+
 /// A capture with all that there is: each command, plain and with a CRC, and what is wrong with frames.
 std::vector<LineItem> everything()
 {
-    std::vector<QByteArray> lines;
+    std::vector<LineItem> items;
+    const auto add = [&items](const QByteArray &bytes) {
+        items.push_back(LineItem::of(bytes, qint64(items.size()) * 1000));
+    };
     unsigned char seed = 0;
     for (int cmd = 1; cmd <= 0xff; ++cmd) {
-        int width = 0;
-        for (const CommandField &field : commandFields(static_cast<unsigned char>(cmd)))
-            width += field.width;
+        const int width = widthOf(static_cast<unsigned char>(cmd));
         for (int fill = 0; fill < 3; ++fill) {
             QByteArray data(width, '\0');
             for (char &byte : data)
                 byte = char(fill == 0 ? 0 : fill == 1 ? ++seed % 8 : ++seed);
             const QByteArray id = QByteArray::number(0x100 + cmd, 16).mid(1);
-            const VOXMessage message = frame(id + data.toHex(), 0x08000101 + unsigned(fill),
-                                             fill ? VOXMessage::CrcFlag : VOXMessage::AckFlag);
-            lines.push_back(line(message));
+            add(line(frame(id + data.toHex(), 0x08000101 + unsigned(fill),
+                           fill ? VOXMessage::CrcFlag : VOXMessage::AckFlag)));
         }
     }
     VOXMessage group = frame("02 FF", 0);
     group.setGroupAddr(0x06a001, VOX::NODETYPE_MASTER);
     group.prepare();
-    VOXMessage all = frame("05", 0xffffff);
-    QByteArray failed = line(all);
-    failed.back() = char(~failed.back());
-    for (const QByteArray &bytes :
-         {line(group), line(all), failed, QByteArray("noise"), QByteArray(40, '\xf4')})
-        lines.push_back(bytes);
-    std::vector<LineItem> items;
-    for (const QByteArray &bytes : lines)
-        items.push_back(LineItem::of(bytes, qint64(items.size()) * 1000));
+    const QByteArray all = line(frame("05", 0xffffff));
+    // Too short for its last field.
+    add(line(frame("31 000001", HostAddr)));
+    for (const QByteArray &bytes : {line(group), all, QByteArray(all.chopped(1) + char(~all.back())),
+                                    QByteArray("noise"), QByteArray(40, '\xf4')})
+        add(bytes);
     return items;
 }
 
 /// How one packet of the dissector differs from what the monitor shows; empty if it does not.
-QByteArray mismatch(const LineItem &item, const QJsonObject &layers)
+QString mismatch(const LineItem &item, const QJsonObject &layers)
 {
-    const QJsonObject expected = item.toJson();
-    const auto differs = [&](const QString &name, const QString &wanted) {
-        const QString actual = find(layers, name);
-        return actual == wanted ? QByteArray()
-                                : (name + " is '" + actual + "', not '" + wanted + "'").toUtf8();
-    };
+    QMap<QString, QString> expected;
     if (!item.isFrame())
-        return differs("vox.garbage", QString::fromLatin1(item.bytes.toHex(':')));
-    QByteArray all = differs("vox.command_name", expected["command"].toString())
-        + differs("vox.source", expected["source"].toString())
-        + differs("vox.group", expected["group"].toString())
-        + differs("vox.destination", expected["destination"].toString())
-        + differs("vox.check_verdict", expected["check"].toString());
-    for (const FieldValue &value : decodeFields(item.frame)) {
+        expected["vox.garbage"] = item.bytes.toHex(':');
+    const std::pair<const char *, const char *> members[] = {{"vox.command_name", "command"},
+                                                             {"vox.source", "source"},
+                                                             {"vox.group", "group"},
+                                                             {"vox.destination", "destination"},
+                                                             {"vox.check_verdict", "check"}};
+    for (const auto &[name, key] : members)
+        expected[name] = item.toJson()[QLatin1String(key)].toString();
+    for (const FieldValue &value : item.isFrame() ? decodeFields(item.frame) : QVector<FieldValue>()) {
         const QString name = QString("vox.field.") + value.field.name;
-        QString wanted = value.value.toVariant().toString();
+        QString &wanted = expected[name] = value.value.toVariant().toString();
         if (value.field.kind == CommandField::Bytes)
             wanted = wanted.toLower().replace(' ', ':');
         if (value.field.kind == CommandField::Flag && find(layers, name).size() == 1)
             wanted = value.value.toBool() ? "1" : "0";
-        all += differs(name, wanted);
+    }
+    QString all;
+    for (auto one = expected.begin(); one != expected.end(); ++one) {
+        if (find(layers, one.key()) != one.value())
+            all += QString("%1 is '%2', not '%3'").arg(one.key(), find(layers, one.key()), one.value());
     }
     return all;
 }
+}
+
+// ctrlMoveTo is CTRL_MOVETO: the command of an operation, without its underscores, is its name.
+void tst_Reference::everyCommandHasALayoutThatFits()
+{
+    // These replies are longer than their descriptors say.
+    const QSet<int> longer = {KVR::POST_MOTOR_IP, KVR::POST_FACTORY_DEFAULT, KVR::POST_MOTOR_TILTING_SPEED,
+                              KVR::POST_TILT_LIMITS};
+    QSet<QString> operations;
+    for (const QString &name : Operation::names())
+        operations += name.toUpper();
+    QCOMPARE(operations.size(), 56);
+    for (const auto *table : {&KVR::cmds(), &KVR::motorCmds(), &KVR::diagCmds()}) {
+        for (const VOXCmdInfo &info : *table) {
+            const QString name = VOX::toString(info.cmd()).remove('_');
+            const bool isOperation = operations.remove(name);
+            const int room = info.size() - VOXMessage::MinLength - widthOf(info.cmd());
+            QVERIFY2(hasCommandFields(info.cmd()), qPrintable(name));
+            QVERIFY2(isOperation ? room == 0 : room >= 0 || longer.contains(info.cmd()), qPrintable(name));
+            QVERIFY2(info.reply() == 0 || hasCommandFields(info.reply()), qPrintable(name));
+        }
+    }
+    QCOMPARE(operations, QSet<QString>());
 }
 
 // With VOX_UPDATE in the environment they are written anew.
@@ -171,29 +202,21 @@ void tst_Reference::dissectorAndMonitorAgree()
         QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
     for (const QString &name : {folder.path(), capture, script})
         QFile::setPermissions(name, everyone);
-    QStringList command = {"env",
-                           "HOME=" + folder.path(),
-                           "LC_ALL=C.UTF-8",
-                           "tshark",
-                           "-X",
-                           "lua_script:" + script,
-                           "-r",
-                           capture,
-                           "-T",
-                           "json"};
-    if (::getuid() == 0)
-        command = QStringList{"runuser", "-u", "nobody", "--"} + command;
+    const QString command = QString("env HOME=%1 LC_ALL=C.UTF-8 tshark -X lua_script:%2 -r %3 -T json");
+    QStringList words = QProcess::splitCommand((::getuid() == 0 ? "runuser -u nobody -- " : "")
+                                               + command.arg(folder.path(), script, capture));
     QProcess process;
-    process.start(command.takeFirst(), command);
+    process.start(words.takeFirst(), words);
     QVERIFY(process.waitForFinished(60000));
     const QByteArray complaints = process.readAllStandardError();
     QVERIFY2(!complaints.contains("Error") && process.exitCode() == 0, complaints);
     const QJsonArray packets = QJsonDocument::fromJson(process.readAllStandardOutput()).array();
     QCOMPARE(packets.size(), int(items.size()));
     for (int i = 0; i < packets.size(); ++i) {
-        const QByteArray wrong = mismatch(
-            items[std::size_t(i)], packets.at(i).toObject()["_source"].toObject()["layers"].toObject());
-        QVERIFY2(wrong.isEmpty(), items[std::size_t(i)].toString().toUtf8() + ": " + wrong);
+        const LineItem &item = items[std::size_t(i)];
+        const QJsonObject packet = packets.at(i).toObject();
+        const QString wrong = mismatch(item, packet["_source"].toObject()["layers"].toObject());
+        QVERIFY2(wrong.isEmpty(), qPrintable(item.toString() + ": " + wrong));
     }
 }
 

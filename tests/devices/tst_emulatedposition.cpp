@@ -1,4 +1,5 @@
 #include "devices/emulatedposition.h"
+#include "support/columns.h"
 
 #include <QAbstractEventDispatcher>
 #include <QtTest>
@@ -38,11 +39,10 @@ struct Shaft : EmulatedPosition
 
 void tst_EmulatedPosition::moves_data()
 {
-    QTest::addColumn<int>("from");
-    QTest::addColumn<int>("to");
-    QTest::newRow("down") << 0 << 1000;
-    QTest::newRow("up") << 1000 << 0;
-    QTest::newRow("over the whole scale") << 0 << 65535;
+    const auto row = columns<int, int>("from", "to");
+    row("down", 0, 1000);
+    row("up", 1000, 0);
+    row("over the whole scale", 0, 65535);
 }
 
 void tst_EmulatedPosition::moves()
@@ -122,14 +122,12 @@ void tst_EmulatedPosition::putAside()
 
 void tst_EmulatedPosition::remainingTime_data()
 {
-    QTest::addColumn<int>("target");
-    QTest::addColumn<unsigned int>("speed");
-    QTest::addColumn<qint64>("remaining");
-    QTest::newRow("is rounded up") << 1 << 7u << qint64(8572);
-    QTest::newRow("is not rounded if it is whole") << 2 << 8u << qint64(15000);
-    QTest::newRow("goes up to six weeks") << 65535 << 1u << qint64(3932100000);
-    QTest::newRow("is computed in 32 bits") << 65535 << 400000000u << qint64(0);
-    QTest::newRow("stays at 65535 without speed") << 100 << 0u << qint64(65535);
+    const auto row = columns<int, unsigned int, qint64>("target", "speed", "remaining");
+    row("is rounded up", 1, 7, 8572);
+    row("is not rounded if it is whole", 2, 8, 15000);
+    row("goes up to six weeks", 65535, 1, 3932100000);
+    row("is computed in 32 bits", 65535, 400000000, 0);
+    row("stays at 65535 without speed", 100, 0, 65535);
 }
 
 void tst_EmulatedPosition::remainingTime()

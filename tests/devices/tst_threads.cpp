@@ -38,26 +38,15 @@ public:
         std::unique_ptr<TB60LVStub> &node = m_nodes[m_random() % m_nodes.size()];
         if (!node)
             node = std::make_unique<TB60LVStub>(1 + m_random() % AddrCount, &m_bus);
-        switch (m_random() % 7) {
-        case 0:
-            node.reset();
-            break;
-        case 1:
-            node->detach();
-            break;
-        case 2:
-            node->attach(&m_bus);
-            break;
-        case 3:
-            node->setGroupAddr(m_random() % 2, m_random() % 2 ? Group : 0);
-            break;
-        case 4:
-            node->setLimits(0, 5000);
-            break;
-        default:
-            node->setAddr(1 + m_random() % AddrCount);
-            break;
-        }
+        const std::function<void()> actions[] = {
+            [&] { node.reset(); },
+            [&] { node->detach(); },
+            [&] { node->attach(&m_bus); },
+            [&] { node->setLimits(0, 5000); },
+            [&] { node->setGroupAddr(m_random() % 2, m_random() % 2 ? Group : 0); },
+            [&] { node->setAddr(1 + m_random() % AddrCount); },
+        };
+        actions[m_random() % std::size(actions)]();
         if (++steps < StepCount)
             QMetaObject::invokeMethod(
                 this, [this] { step(); }, Qt::QueuedConnection);

@@ -114,8 +114,8 @@ private:
         BusPendingCall &handle = calls[message.cmd()] = object.call(message);
         handle.onFinished(this, [this, cmd = name(message.data())](const BusPendingCall &ended) {
             note(others,
-                 cmd + (ended.isError() ? '!' : '=')
-                     + QByteArray::number(ended.isError() ? ended.error() : ended.replies().size()));
+                 ended.isError() ? cmd + '!' + QByteArray::number(ended.error())
+                                 : cmd + '=' + QByteArray::number(ended.replies().size()));
         });
         return handle;
     }
@@ -200,6 +200,7 @@ void tst_Dispatchers::pace_data()
     row("a reply leaves the call's own delay", 57600, "D40 q40 q41 <60", "<60 41", 40, 40);
     row("frames of others keep the line for 5", 4800, "<71 o50", "<71 50", 5, 5);
     row("frames of others do not free the line", 4800, "o50 o51 <71", "50 51", 36, 36);
+    row("what was not written does not hold the line", 4800, "f o50 o51", "50!3 51", -10, 10);
     row("the time-out starts when the frame is out", 4800, "T20 q40", "40 40!2", 46, 46);
     row("the latency comes on top of it", 4800, "L1500 T20 q40", "40 40!2", 48, 48);
     row("the latency is rounded up", 0, "L1001 T20 q40", "40 40!2", 22, 22);

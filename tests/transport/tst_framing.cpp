@@ -62,6 +62,7 @@ void tst_Framing::framesInPieces_data()
     row("an empty one", {"", a}, one, "");
     row("lengths that are too low", {QByteArray(20, '\xff') + a}, one, "");
     row("a wrong checksum, then good frames", {wrongA + a, b}, both, "Wrong CRC: 075c != 0b8c");
+    row("a frame inside what claims to be one", {"\x55\xf3" + a, b}, both, "Wrong CRC: ");
     row("a wrong CRC", {wrongB + a}, one, "Wrong CRC: 0816, trying CHKSUM|Wrong CRC: 09ef != 0b8c");
     row("a CRC frame with a checksum", {line(tolerated)}, {tolerated.data()},
         "Wrong CRC: 0816, trying CHKSUM");
