@@ -23,6 +23,7 @@ constexpr quint32 Seed = 1;
 constexpr int MinuteMs = 60 * 1000;
 // What an incomplete frame holds is gone by then, too.
 constexpr int QuietMs = 4000;
+constexpr int SettlingMs = 100;
 // Of what is in use of the heap, and of what the system has given, which comes in larger pieces.
 constexpr double MostHeapGrowth = 0.01;
 constexpr double MostResidentGrowth = 0.05;
@@ -154,13 +155,15 @@ Memory Soak::run(int ms)
     onCrowdsThread([this] { m_crowd->start(); });
     for (const auto &host : m_hosts)
         host->start();
-    runFor(ms - QuietMs);
+    runFor(ms - QuietMs - SettlingMs);
     for (const auto &host : m_hosts)
         host->stop();
-    onCrowdsThread([this] { m_crowd->renew(); });
     runFor(QuietMs);
     for (const auto &host : m_hosts)
         host->settle();
+    onCrowdsThread([this] { m_crowd->renew(); });
+    // What has timed out is deleted from the event loop.
+    runFor(SettlingMs);
     return Memory::now();
 }
 
