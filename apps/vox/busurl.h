@@ -39,8 +39,8 @@ struct BusUrl
 /// in one line.
 std::unique_ptr<VOXBus> openBus(const QString &url, QString *problem, QString *portUrl = nullptr);
 
-/// Whether @p url is a UDP bus to one peer whose port another program has. A bus shares its port without a word,
-/// and then only one of them hears the peer.
+/// Whether @p url is a UDP bus to one peer whose port another program has. A bus shares its port without a
+/// word, and then only one of them hears the peer.
 bool isPortTaken(const QString &url);
 
 #endif

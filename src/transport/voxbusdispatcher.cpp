@@ -29,8 +29,8 @@ void VOXBusDispatcher::attach(VOXDevice &device)
     subscribe(m_nodes, device.addr(false), device);
     const WatchPointer broadcast = m_nodes.value(BroadcastKey);
     if (broadcast)
-        m_broadcasts.insert(
-            &device, connect(broadcast.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch));
+        m_broadcasts.insert(&device,
+                            connect(broadcast.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch));
     else
         qWarning("[VOXBusDispatcher]: no broadcast watch");
 }
