@@ -56,7 +56,7 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
                    QString *problem)
 {
     if (!parts->host.setAddress(url.host()) || url.port() < 1 || url.path().size() > 1) {
-        *problem = QStringLiteral("'%1' is no bus; %2 is one").arg(url.toString(), example);
+        *problem = QStringLiteral("'%1' is no bus; %2 is one").arg(parts->text, example);
         return false;
     }
     parts->port = static_cast<unsigned short>(url.port());
@@ -65,7 +65,7 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
         if (keys.contains(item.first) && readItem(item.first, item.second, parts))
             continue;
         *problem = QStringLiteral("'%1=%2' in '%3'; taken are %4, with a fitting value")
-                       .arg(item.first, item.second, url.toString(), keys.join(QStringLiteral(", ")));
+                       .arg(item.first, item.second, parts->text, keys.join(QStringLiteral(", ")));
         return false;
     }
     return true;
@@ -76,7 +76,7 @@ bool readSerialUrl(const QUrl &url, BusUrl *parts, QString *problem)
     parts->path = url.path();
     if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
         return true;
-    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(url.toString());
+    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
     return false;
 }
 
@@ -161,9 +161,12 @@ bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
     url->kind = Pty;
     if (text == QLatin1String("pty:"))
         return true;
-    *problem = QStringLiteral("'%1' is no bus; serial:///dev/ttyUSB0, udp://127.0.0.1:4800?local=4801, "
-                              "mcast://239.0.0.1:4800 and pty: are")
-                   .arg(text);
+    *problem = parsed.isValid()
+        ? QStringLiteral("'%1' is no bus; serial:///dev/ttyUSB0, udp://127.0.0.1:4800?local=4801, "
+                         "mcast://239.0.0.1:4800 and pty: are")
+              .arg(text)
+        : QStringLiteral("'%1' is no bus: %2")
+              .arg(text, parsed.errorString().section(QLatin1Char(';'), 0, 0));
     return false;
 }
 
@@ -172,9 +175,8 @@ BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
     BusUrl url;
     if (!BusUrl::read(text, &url, problem))
         return nullptr;
-    QString other;
-    QString &port = portUrl ? *portUrl : other;
-    port = text;
+    if (portUrl)
+        *portUrl = text;
     switch (url.kind) {
     case BusUrl::Serial:
         return opened(openSerial(url), url.path, problem);
@@ -185,7 +187,10 @@ BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
     case BusUrl::Pty:
         break;
     }
-    return opened(openPty(&port), QStringLiteral("a pseudo-terminal"), problem);
+    if (portUrl)
+        return opened(openPty(portUrl), QStringLiteral("a pseudo-terminal"), problem);
+    *problem = QStringLiteral("nobody is at the other end of a new pseudo-terminal");
+    return nullptr;
 }
 
 bool isPortTaken(const QString &text)

@@ -34,9 +34,9 @@ struct BusUrl
     unsigned short latencyMs = 0;
 };
 
-/// Opens the bus that @p url names. A pseudo-terminal is made; @p portUrl is then the bus at its other end,
-/// else the same as @p url. Null if @p url names no bus, or one that cannot be opened; @p problem says why,
-/// in one line.
+/// Opens the bus that @p url names. A pseudo-terminal is only made if there is a @p portUrl, which is then
+/// the bus at its other end; else it is the same as @p url. Null if @p url names no bus, or one that cannot
+/// be opened; @p problem says why, in one line.
 std::unique_ptr<VOXBus> openBus(const QString &url, QString *problem, QString *portUrl = nullptr);
 
 /// Whether @p url is a UDP bus to one peer whose port another program has. A bus shares its port without a

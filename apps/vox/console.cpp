@@ -3,6 +3,12 @@
 #include <cstdio>
 #include <unistd.h>
 
+QString counted(qint64 number, const char *noun)
+{
+    const QString text = QStringLiteral("%1 %2").arg(number).arg(QLatin1String(noun));
+    return number == 1 ? text : text + QLatin1Char('s');
+}
+
 void printLine(const QString &line)
 {
     std::fprintf(stdout, "%s\n", line.toLocal8Bit().constData());

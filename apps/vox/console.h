@@ -12,6 +12,9 @@ enum ExitCode : int {
     WrongUse = 2
 };
 
+/// "1 frame", "2 frames".
+QString counted(qint64 number, const char *noun);
+
 /// One line to standard output, at once.
 void printLine(const QString &line);
 /// One line to standard error: the program, the command, and what is wrong.

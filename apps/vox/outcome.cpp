@@ -57,14 +57,6 @@ void Outcome::printText(const QString &command) const
     }
 }
 
-QJsonObject fieldsOf(const VOXMessage &message)
-{
-    QJsonObject fields;
-    for (const FieldValue &field : decodeFields(message))
-        fields.insert(QLatin1String(field.field.name), field.value);
-    return fields;
-}
-
 void printJson(const QJsonObject &object)
 {
     printLine(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));

@@ -28,8 +28,6 @@ private:
     QString m_error;
 };
 
-/// What @p message is, and what it holds, field by field.
-QJsonObject fieldsOf(const VOXMessage &message);
 void printJson(const QJsonObject &object);
 
 #endif

@@ -158,10 +158,10 @@ void tst_Monitor::statistics_data()
     row("refusals", "0r 10n 20r 30n", "2 10 10 0 0 {\"BUSY\":2}", "");
     row("failed checks", "0r 10a 20r 30f 300r 310a", "2 10 10 1 1 {}", "");
     row("two nodes", "0r 10a 12a 100r 110a 112a", "2 10 10 0 0 {}",
-        "000101 answered 2 times more than it was asked: two nodes answer as one address");
+        "000101 gave 2 answers more than it was asked for: two nodes answer as one address");
     row("an echo", "0r 5r 10a 100r 105r 110a", "2 10 10 0 0 {}", "2 requests came twice: an echo is on");
     row("late, and asked again", "0r 250r 300a 550a", "2 50 550 0 0 {}",
-        "000101 answered 1 times later than after 200 ms, when hosts have given up");
+        "000101 gave 1 answer later than after 200 ms, when hosts have given up");
     row("to a request to all", "0r 10a 100b 110a 112a", "1 10 10 0 0 {}", "");
     row("another rate", "0g 10g 20g 30g", "",
         "120 bytes and no valid frame among them: parity or bit rate may be wrong");

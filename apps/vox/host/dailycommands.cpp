@@ -297,6 +297,29 @@ int runLabel(const QStringList &arguments)
         [&](KVRMotorProxy &proxy) { return isWriting ? proxy.setNodeLabel(label) : proxy.getNodeLabel(); });
 }
 
+/// What a reply tells: a version as its text, an only field by itself, more of them by their names.
+QJsonValue toldBy(const KVRStdProxy &proxy, const VOXMessage &reply)
+{
+    const bool isVersion =
+        reply.cmd() == KVR::POST_NODE_APP_VERSION || reply.cmd() == KVR::POST_NODE_STACK_VERSION;
+    KVRStdProxy::AppVersion version;
+    if (isVersion && proxy.getNodeStackVersionReply(reply, version))
+        return version.toString();
+    const QJsonObject fields = fieldsOf(reply);
+    return fields.size() == 1 ? *fields.begin() : QJsonValue(fields);
+}
+
+/// The same for people, in one line.
+QString toText(const QJsonValue &told, const VOXMessage &reply)
+{
+    if (!told.isObject())
+        return printable(told.toString());
+    QStringList words;
+    for (const FieldValue &field : decodeFields(reply))
+        words += QStringLiteral("%1 %2").arg(QLatin1String(field.field.name), field.toString());
+    return words.join(QStringLiteral(", "));
+}
+
 /// Everything that a node tells of itself; one that is no motor refuses a part of it.
 int runInfo(const QStringList &arguments)
 {
@@ -327,14 +350,10 @@ int runInfo(const QStringList &arguments)
         const Outcome outcome(call);
         if (outcome.exitCode() != Success)
             continue;
-        KVRStdProxy::AppVersion version;
-        const bool isVersion = QByteArray(name).endsWith("Version");
-        if (isVersion && proxy.getNodeAppVersionReply(outcome.reply(), version))
-            fields.insert(QLatin1String(name), version.toString());
-        else
-            fields.insert(QLatin1String(name), fieldsOf(outcome.reply()));
+        const QJsonValue told = toldBy(proxy, outcome.reply());
+        fields.insert(QLatin1String(name), told);
         if (!daily.line.isJson())
-            outcome.print(daily.name(), false);
+            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(name), toText(told, outcome.reply())));
     }
     all.insert(QStringLiteral("fields"), fields);
     if (daily.line.isJson())

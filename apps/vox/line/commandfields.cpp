@@ -16,6 +16,13 @@ constexpr CommandField number(const char *name, int width, const char *unit = ""
     return {name, CommandField::Number, width, unit};
 }
 
+/// A number whose bytes are all ff if there is none.
+constexpr CommandField numberOrNone(const char *name, int width, const char *unit = "")
+{
+    constexpr int BitsPerByte = 8;
+    return {name, CommandField::Number, width, unit, "", (1 << BitsPerByte * width) - 1};
+}
+
 constexpr CommandField choice(const char *name, const char *enumeration)
 {
     return {name, CommandField::Number, 1, "", enumeration};
@@ -98,7 +105,8 @@ const QHash<int, Fields> &table()
          {choice("fun", "NetworkLockFunction"), number("value", 2), number("priority", 1)}},
         {KVR::GET_MOTOR_POSITION, nothing},
         {KVR::POST_MOTOR_POSITION,
-         {number("position", 2, "pulses"), number("percent", 1, "%"), number("tilt", 1), number("ip", 1)}},
+         {numberOrNone("position", 2, "pulses"), numberOrNone("percent", 1, "%"), numberOrNone("tilt", 1),
+          numberOrNone("ip", 1)}},
         {KVR::GET_MOTOR_STATUS, nothing},
         {KVR::POST_MOTOR_STATUS,
          {choice("state", "State"), choice("direction", "Direction"), choice("source", "Source"),
@@ -109,7 +117,8 @@ const QHash<int, Fields> &table()
         {KVR::SET_MOTOR_LIMITS,
          {choice("fun", "LimitFunction"), choice("lim", "Limit"), number("value", 2, "pulses")}},
         {KVR::GET_MOTOR_LIMITS, nothing},
-        {KVR::POST_MOTOR_LIMITS, {number("upLimit", 2, "pulses"), number("downLimit", 2, "pulses")}},
+        {KVR::POST_MOTOR_LIMITS,
+         {numberOrNone("upLimit", 2, "pulses"), numberOrNone("downLimit", 2, "pulses")}},
         {KVR::SET_MOTOR_DIRECTION, {choice("dir", "TurnDirection")}},
         {KVR::GET_MOTOR_DIRECTION, nothing},
         {KVR::POST_MOTOR_DIRECTION, {choice("dir", "TurnDirection")}},
@@ -122,7 +131,7 @@ const QHash<int, Fields> &table()
         {KVR::SET_MOTOR_IP, {choice("fun", "IPFunction"), number("index", 1), number("value", 2)}},
         {KVR::GET_MOTOR_IP, {number("index", 1)}},
         {KVR::POST_MOTOR_IP,
-         {number("index", 1), number("position", 2, "pulses"), number("percent", 1, "%")}},
+         {number("index", 1), numberOrNone("position", 2, "pulses"), numberOrNone("percent", 1, "%")}},
         {KVR::SET_NETWORK_LOCK, {flag("locked"), number("priority", 1)}},
         {KVR::GET_NETWORK_LOCK, nothing},
         {KVR::POST_NETWORK_LOCK, lockState},
@@ -212,6 +221,8 @@ QString enumerationKey(const CommandField &field, int value)
 
 QString FieldValue::toString() const
 {
+    if (isNone())
+        return QStringLiteral("none");
     const QString text = printable(value.toVariant().toString());
     return *field.unit == '\0' ? text : text + QLatin1Char(' ') + QLatin1String(field.unit);
 }
@@ -249,4 +260,12 @@ QVector<FieldValue> decodeFields(const VOXMessage &frame)
         offset += field.width;
     }
     return values;
+}
+
+QJsonObject fieldsOf(const VOXMessage &frame)
+{
+    QJsonObject fields;
+    for (const FieldValue &field : decodeFields(frame))
+        fields.insert(QLatin1String(field.field.name), field.toJson());
+    return fields;
 }

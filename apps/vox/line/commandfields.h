@@ -1,7 +1,7 @@
 #ifndef COMMANDFIELDS_H
 #define COMMANDFIELDS_H
 
-#include <QJsonValue>
+#include <QJsonObject>
 #include <QString>
 #include <QVector>
 
@@ -31,6 +31,8 @@ struct CommandField
     const char *unit = "";
     /// Of a number: the enumeration whose keys are its values.
     const char *enumeration = "";
+    /// Of a number: the value that says that there is none; -1 if every value is one.
+    int none = -1;
 };
 
 /// A field and what a frame holds in it.
@@ -39,8 +41,11 @@ struct FieldValue
     CommandField field;
     QJsonValue value;
 
+    bool isNone() const { return field.none >= 0 && value.toInt() == field.none; }
     /// For people, with the unit.
     QString toString() const;
+    /// Null if there is none.
+    QJsonValue toJson() const { return isNone() ? QJsonValue() : value; }
 };
 
 /// The key of @p value in the enumeration of @p field; empty if there is none.
@@ -55,5 +60,7 @@ QVector<CommandField> commandFields(unsigned char cmd);
 
 /// The fields of @p frame, as far as its data area goes.
 QVector<FieldValue> decodeFields(const VOXMessage &frame);
+/// The same, by their names.
+QJsonObject fieldsOf(const VOXMessage &frame);
 
 #endif

@@ -55,7 +55,11 @@ QString describe(const CommandField &field)
     QString text = QStringLiteral("%1 %2").arg(name, kindOf(field));
     if (field.width > 1 && field.kind != CommandField::Address)
         text += QStringLiteral(" of %1 bytes").arg(field.width);
-    return *field.unit == '\0' ? text : QStringLiteral("%1, %2").arg(text, QLatin1String(field.unit));
+    if (*field.unit != '\0')
+        text += QStringLiteral(", %1").arg(QLatin1String(field.unit));
+    if (field.none >= 0)
+        text += QStringLiteral(", %1 for none").arg(field.none);
+    return text;
 }
 
 QString addressing(unsigned char options)

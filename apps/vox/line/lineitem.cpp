@@ -147,10 +147,7 @@ QJsonObject LineItem::toJson() const
     object.insert(QStringLiteral("ack"), frame.isAck());
     object.insert(QStringLiteral("crc"), frame.isCRC());
     object.insert(QStringLiteral("check"), checkOf(verdict));
-    QJsonObject fields;
-    for (const FieldValue &value : decodeFields(frame))
-        fields.insert(QLatin1String(value.field.name), value.value);
-    object.insert(QStringLiteral("fields"), fields);
+    object.insert(QStringLiteral("fields"), fieldsOf(frame));
     const QByteArray rest = restOf(frame);
     if (!rest.isEmpty())
         object.insert(QStringLiteral("data"), hex(rest));

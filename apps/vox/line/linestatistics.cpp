@@ -2,6 +2,7 @@
 
 #include "messages/kvr.h"
 #include "transport/voxbus.h"
+#include "vox/console.h"
 
 #include <QJsonArray>
 
@@ -164,17 +165,14 @@ QStringList LineStatistics::hints() const
         all += QStringLiteral("%1 bytes and no valid frame among them: parity or bit rate may be wrong")
                    .arg(m_bytes);
     if (m_echoes > 1)
-        all += QStringLiteral("%1 requests came twice: an echo is on").arg(m_echoes);
+        all += QStringLiteral("%1 came twice: an echo is on").arg(counted(m_echoes, "request"));
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
         if (node->surplus > 0)
-            all +=
-                QStringLiteral("%1 answered %2 times more than it was asked: two nodes answer as one address")
-                    .arg(node.key())
-                    .arg(node->surplus);
+            all += QStringLiteral("%1 gave %2 more than it was asked for: two nodes answer as one address")
+                       .arg(node.key(), counted(node->surplus, "answer"));
         if (node->lateAnswers() > 0)
-            all += QStringLiteral("%1 answered %2 times later than after %3 ms, when hosts have given up")
-                       .arg(node.key())
-                       .arg(node->lateAnswers())
+            all += QStringLiteral("%1 gave %2 later than after %3 ms, when hosts have given up")
+                       .arg(node.key(), counted(node->lateAnswers(), "answer"))
                        .arg(TimeoutNs / NsPerMs);
     }
     return all;
@@ -182,25 +180,25 @@ QStringList LineStatistics::hints() const
 
 QStringList LineStatistics::toText() const
 {
-    QStringList lines = {
-        QStringLiteral("%1 frames, %2 bytes in %3 s: %4 frames/s, %5 bytes/s, load %6 %")
-            .arg(m_frames)
-            .arg(m_bytes)
-            .arg(seconds(), 0, 'f', 1)
-            .arg(m_frames / seconds(), 0, 'f', 1)
-            .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
-            .arg(load(), 0, 'f', 0),
-        QStringLiteral("%1 failed checks, %2 bytes of garbage").arg(m_failed).arg(m_garbageBytes)};
+    QStringList lines = {QStringLiteral("%1, %2 in %3 s: %4 frames/s, %5 bytes/s, load %6 %")
+                             .arg(counted(m_frames, "frame"), counted(m_bytes, "byte"))
+                             .arg(seconds(), 0, 'f', 1)
+                             .arg(m_frames / seconds(), 0, 'f', 1)
+                             .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
+                             .arg(load(), 0, 'f', 0),
+                         QStringLiteral("%1, %2 of garbage")
+                             .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"))};
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
-        QString line = QStringLiteral("%1: %2 answers").arg(node.key()).arg(node->answerNs.size());
+        QString line =
+            QStringLiteral("%1: %2").arg(node.key(), counted(qint64(node->answerNs.size()), "answer"));
         if (!node->answerNs.empty())
             line += QStringLiteral(", median %1 ms, p99 %2 ms, worst %3 ms")
                         .arg(node->answerMs(Median), 0, 'f', 1)
                         .arg(node->answerMs(P99), 0, 'f', 1)
                         .arg(node->answerMs(1), 0, 'f', 1);
-        line += QStringLiteral("; %1 unanswered, %2 failed checks")
+        line += QStringLiteral("; %1 unanswered, %2")
                     .arg(node->lostRequests(m_lastNs))
-                    .arg(node->failed);
+                    .arg(counted(node->failed, "failed check"));
         for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
             line += QStringLiteral("; NACK %1 %2").arg(nack.key()).arg(nack.value());
         lines += line;

@@ -92,18 +92,18 @@ int runReplay(const QStringList &arguments)
     QString problem;
     if (!readPcap(line.words().first(), &items, &problem))
         return line.fail(problem);
-    BusUrl url;
-    if (BusUrl::read(line.busUrl(), &url, &problem) && url.kind == BusUrl::Pty)
-        return line.fail(QStringLiteral("nobody listens to a new pseudo-terminal"));
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)
         return line.exitCode();
+    BusUrl url;
+    BusUrl::read(line.busUrl(), &url, &problem);
     Replay replay{items, *bus, factor, url.kind == BusUrl::Serial};
     const bool isWhole = replay.run();
     if (line.isJson())
         printJson(
             {{QStringLiteral("sentRecords"), replay.sent}, {QStringLiteral("records"), int(items.size())}});
     else
-        printLine(QStringLiteral("%1 of %2 records sent").arg(replay.sent).arg(items.size()));
+        printLine(
+            QStringLiteral("%1 of %2 sent").arg(replay.sent).arg(counted(qint64(items.size()), "record")));
     return isWhole ? Success : Failure;
 }

@@ -125,9 +125,8 @@ int run(const CommandLine &line, const Options &options)
                    {QStringLiteral("nodes"), int(simulation.nodes().size())},
                    {QStringLiteral("seed"), qint64{options.seed}}});
     else
-        printLine(QStringLiteral("ready %1, %2 nodes, seed %3")
-                      .arg(url)
-                      .arg(simulation.nodes().size())
+        printLine(QStringLiteral("ready %1, %2, seed %3")
+                      .arg(url, counted(qint64(simulation.nodes().size()), "node"))
                       .arg(options.seed));
     int result = QCoreApplication::exec();
     if (!bus->isOpen()) {
