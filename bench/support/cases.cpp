@@ -31,7 +31,18 @@ struct Network : Pair
 
     std::size_t next() { return turn = (turn + Stride) % motors.size(); }
 
+    KVRMotorProxy &nextProxy()
+    {
+        proxies.resize(motors.size());
+        std::unique_ptr<KVRMotorProxy> &proxy = proxies[next()];
+        if (!proxy)
+            proxy = std::make_unique<KVRMotorProxy>(FirstAddr + unsigned(turn), &host);
+        return *proxy;
+    }
+
     std::vector<std::unique_ptr<TB60LVStub>> motors;
+    // As a host has them: made once.
+    std::vector<std::unique_ptr<KVRMotorProxy>> proxies;
     std::size_t turn = 0;
 };
 
@@ -67,7 +78,7 @@ Step callOverUdp(int motors)
 {
     Network *network = networkFor(__func__, motors);
     return [network] {
-        KVRMotorProxy proxy(FirstAddr + unsigned(network->next()), &network->host);
+        KVRMotorProxy &proxy = network->nextProxy();
         bool done = false;
         const BusPendingCallWatcher watcher(proxy.getMotorStatus());
         QObject::connect(&watcher, &BusPendingCallWatcher::finished, &watcher,

@@ -54,6 +54,8 @@ protected:
     void setIoDevice(QIODevice *device);
     /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus: false if it is gone.
     bool deliver(const QByteArray &frame);
+    /// Whether deliver() is at work, which it is, too, while who got the frame waits in an event loop.
+    bool isDelivering() const { return m_deliveries > 0; }
     /// Ends every call and deletes the device. Destructors of subclasses call it while they are still whole.
     void shutDown();
 

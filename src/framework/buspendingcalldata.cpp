@@ -126,6 +126,23 @@ void BusPendingCallData::finished()
     m_notified = true;
     if (m_dispatcher)
         m_dispatcher->handleFinished(this);
+    if (!m_isHeld)
+        announce();
+}
+
+void BusPendingCallData::announce()
+{
     for (BusPendingCallWatcher *watcher : qAsConst(m_watchers))
         watcher->announce();
+}
+
+void BusPendingCallData::releaseWatchers()
+{
+    m_isHeld = false;
+    if (!m_notified)
+        return;
+    if (m_watchers.size() == 1)
+        Q_EMIT m_watchers.first()->finished(m_watchers.first());
+    else
+        announce();
 }

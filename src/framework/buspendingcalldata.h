@@ -60,6 +60,12 @@ public:
     void addWatcher(BusPendingCallWatcher *watcher) { m_watchers.append(watcher); }
     void removeWatcher(BusPendingCallWatcher *watcher);
     ///@}
+    ///@{
+    /// Between the two a call that ends tells nobody; then its watcher hears of it at once, without another
+    /// pass of the event loop. Several hear of it from the event loop, so that none waits for another's slots.
+    void holdWatchers() { m_isHeld = true; }
+    void releaseWatchers();
+    ///@}
     /// Whether the call must be deleted later, because its own event is being handled.
     bool isInTimerEvent() const { return m_inTimerEvent; }
 
@@ -90,7 +96,10 @@ protected:
 private:
     friend class SimpleBusDispatcher;
 
+    void announce();
+
     bool m_notified = false;
+    bool m_isHeld = false;
     bool m_inTimerEvent = false;
     BusDispatcher *m_dispatcher = nullptr;
     QVarLengthArray<BusPendingCallWatcher *, 1> m_watchers;

@@ -156,15 +156,22 @@ void SimpleBusDispatcher::dispatch(const QByteArray &frame)
     frameHeard(call ? &call->message() : nullptr);
 
     const QPointer<SimpleBusDispatcher> self(this);
-    if (call) {
-        const bool wasBusy = std::exchange(m_busy, true);
-        call->setReply(message);
-        m_busy = wasBusy;
-    } else {
+    if (!call) {
         Q_EMIT unhandled(message);
+        if (self)
+            pump();
+        return;
     }
-    if (self)
-        pump();
+    const bool wasBusy = std::exchange(m_busy, true);
+    // Inside a call, whoever made it expects no slots to run.
+    if (!wasBusy)
+        call->holdWatchers();
+    call->setReply(message);
+    m_busy = wasBusy;
+    pump();
+    // Last: a slot may destroy the bus.
+    if (!wasBusy)
+        call->releaseWatchers();
 }
 
 void SimpleBusDispatcher::handleFinished(BusPendingCallData *call)

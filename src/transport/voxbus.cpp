@@ -6,6 +6,7 @@
 #include "transport/voxbusdispatcher.h"
 #include "transport/voxbuslog_p.h"
 
+#include <QAbstractEventDispatcher>
 #include <QThread>
 #include <QTimerEvent>
 
@@ -42,11 +43,9 @@ VOXBus::VOXBus(QIODevice *device, QObject *parent)
     : Bus(*new SerialDispatcher(*this, BAUD_4800, BitsPerByte, nullptr), device, parent)
     , m_deviceDispatcher(new VOXBusDispatcher(this))
 {
-    m_buffer.reserve(VOXMessage::MaxLength);
-    VOX::registerMetaTypes();
     dispatcher().setParent(this);
     dispatcher().init();
-    connect(&dispatcher(), &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
+    init();
     listenToDevice();
 }
 
@@ -54,14 +53,27 @@ VOXBus::VOXBus(BusDispatcher &dispatcher, QObject *parent)
     : Bus(dispatcher, nullptr, parent)
     , m_deviceDispatcher(new VOXBusDispatcher(this))
 {
-    m_buffer.reserve(VOXMessage::MaxLength);
-    VOX::registerMetaTypes();
-    connect(&dispatcher, &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
+    init();
 }
 
 VOXBus::~VOXBus()
 {
     shutDown();
+}
+
+void VOXBus::init()
+{
+    m_buffer.reserve(VOXMessage::MaxLength);
+    VOX::registerMetaTypes();
+    connect(&dispatcher(), &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
+    // While a frame is being delivered the device announces no more. An event loop in there asks it instead.
+    if (auto *loop = QAbstractEventDispatcher::instance()) {
+        connect(loop, &QAbstractEventDispatcher::awake, this, [this] {
+            ++m_eventLoopPasses;
+            if (isDelivering() && hasInput())
+                processLater();
+        });
+    }
 }
 
 void VOXBus::listenToDevice()

@@ -119,16 +119,20 @@ protected:
     static bool isIntact(const QByteArray &frame);
     /// Queues another processData(), once.
     void processLater();
+    /// How often an event loop of this thread has run: more than before if one did so meanwhile.
+    unsigned int eventLoopPasses() const { return m_eventLoopPasses; }
     /// Emits openChanged() if the state differs from @p wasOpen.
     void announceOpen(bool wasOpen);
 
 private:
+    void init();
     void listenToDevice();
     void processRest();
 
     QBasicTimer m_frameTimer;
     QByteArray m_buffer;
     bool m_isPassQueued = false;
+    unsigned int m_eventLoopPasses = 0;
     // What processData() has seen, and left for more to come.
     qint64 m_incompleteBytes = 0;
     VOXBusDispatcher *m_deviceDispatcher;

@@ -5,7 +5,6 @@
 #include "transport/voxbuslog_p.h"
 #include "transport/voxdatagram_p.h"
 
-#include <QAbstractEventDispatcher>
 #include <QTimerEvent>
 #include <QUdpSocket>
 
@@ -87,8 +86,6 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
         m_buffers.clear();
         m_sent.clear();
     });
-    connect(QAbstractEventDispatcher::instance(), &QAbstractEventDispatcher::awake, this,
-            [this] { ++m_eventLoopPasses; });
     bind();
 }
 
@@ -247,10 +244,11 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
     buffer.data.remove(0, accepted ? length : 1);
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
-    // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame; and a
-    // socket does not announce what comes in an event loop there. To ask it always would cost a system call.
-    const unsigned int passesBefore = m_eventLoopPasses;
-    if (accepted && deliver(frame) && m_eventLoopPasses != passesBefore && hasInput())
+    // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame. If an
+    // event loop ran there, the socket may have announced something in vain, and only a read, even of nothing,
+    // makes it announce again. To read always would cost system calls.
+    const unsigned int passesBefore = eventLoopPasses();
+    if (accepted && deliver(frame) && eventLoopPasses() != passesBefore)
         VOXBus::processLater();
     return true;
 }

@@ -90,7 +90,6 @@ private:
     QHostAddress m_lastSender;
     unsigned short m_lastSenderPort = 0;
     QString m_lastSenderID;
-    unsigned int m_eventLoopPasses = 0;
 };
 
 #endif
