@@ -22,13 +22,13 @@ constexpr unsigned int AddrCount = 8;
 constexpr unsigned int Group = 0x00a001;
 constexpr int StepCount = 300;
 
-/// Does something to nodes again and again, and lets their event loop run in between.
+/// Does something to nodes again and again, from an event loop that also brings their frames.
 void work(VOXBus &bus, unsigned int seed)
 {
     QEventLoop loop;
     std::minstd_rand random(seed);
     std::array<std::unique_ptr<TB60LVStub>, 4> nodes;
-    for (int step = 0; step < StepCount; ++step) {
+    const auto act = [&] {
         std::unique_ptr<TB60LVStub> &node = nodes[random() % nodes.size()];
         if (!node)
             node = std::make_unique<TB60LVStub>(1 + random() % AddrCount, &bus);
@@ -41,8 +41,12 @@ void work(VOXBus &bus, unsigned int seed)
             [&] { node->setAddr(1 + random() % AddrCount); },
         };
         actions[random() % std::size(actions)]();
+    };
+    for (int step = 0; step < StepCount; ++step) {
+        QMetaObject::invokeMethod(&loop, act, Qt::QueuedConnection);
         loop.processEvents();
     }
+    QMetaObject::invokeMethod(&loop, [&] { nodes = {}; });
 }
 }
 
