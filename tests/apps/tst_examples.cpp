@@ -1,4 +1,5 @@
-#include <QFile>
+#include "support/files.h"
+
 #include <QImage>
 #include <QProcess>
 #include <QtTest>
@@ -10,20 +11,14 @@ class tst_Examples : public QObject
 
 private Q_SLOTS:
     void readmeShowsTheExamples();
-    void hostsMeetEmulators_data();
     void hostsMeetEmulators();
     void serialPort();
     void listOfNodes();
 };
 
 namespace {
-const QString Floor = QStringLiteral(VOX_SOURCE_DIR "/examples/network/floor.json");
-
-QString contents(const QString &name)
-{
-    QFile file(QStringLiteral(VOX_SOURCE_DIR "/") + name);
-    return file.open(QIODevice::ReadOnly) ? QString::fromUtf8(file.readAll()) : QString();
-}
+const QString Source = VOX_SOURCE_DIR "/";
+const QString Floor = Source + "examples/network/floor.json";
 
 /// A program that runs beside another one.
 struct Background
@@ -62,31 +57,28 @@ QByteArray said(const QString &example, const QStringList &arguments = {})
 
 void tst_Examples::readmeShowsTheExamples()
 {
-    const QString readme = contents("README.md");
-    for (const QString example : {"examples/hello-host/main.cpp", "examples/hello-emulator/main.cpp"}) {
-        QVERIFY(!contents(example).isEmpty());
-        QVERIFY2(readme.contains("```cpp\n" + contents(example) + "```"), qPrintable(example));
+    const QByteArray readme = contents(Source + "README.md");
+    for (const QString example : {"host", "emulator"}) {
+        const QByteArray code = contents(Source + "examples/hello-" + example + "/main.cpp");
+        QVERIFY2(!code.isEmpty() && readme.contains("```cpp\n" + code + "```"), qPrintable(example));
     }
-}
-
-void tst_Examples::hostsMeetEmulators_data()
-{
-    QTest::addColumn<QByteArray>("expected");
-    QTest::newRow("hello-") << QByteArray("STATE_STOPPED\n");
-    QTest::newRow("") << QByteArray("found 000001\nat 1000 pulses, 50 %\nrefused: IP_NOT_SET\n"
-                                    "no answer: No reply within the time-out\n");
 }
 
 // hello-host and hello-emulator; and those with a product of one's own.
 void tst_Examples::hostsMeetEmulators()
 {
-    QFETCH(QByteArray, expected);
-    const QString prefix = QTest::currentDataTag();
-    const Background background(VOX_EXAMPLES_DIR "/example-" + prefix + "emulator");
-    // The emulator says nothing when it is up, so the host asks until it is.
-    QByteArray actual;
-    QTRY_VERIFY((actual = said(prefix + "host")) == expected);
-    QCOMPARE(background.process.state(), QProcess::Running);
+    const std::pair<QString, QByteArray> examples[] = {
+        {"hello-", "STATE_STOPPED\n"},
+        {"",
+         "found 000001\nat 1000 pulses, 50 %\n"
+         "refused: IP_NOT_SET\nno answer: No reply within the time-out\n"}};
+    for (const auto &[prefix, expected] : examples) {
+        const Background background(VOX_EXAMPLES_DIR "/example-" + prefix + "emulator");
+        // The emulator says nothing when it is up, so the host asks until it is.
+        QByteArray actual;
+        QTRY_VERIFY((actual = said(prefix + "host")) == expected);
+        QCOMPARE(background.process.state(), QProcess::Running);
+    }
 }
 
 void tst_Examples::serialPort()

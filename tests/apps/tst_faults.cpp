@@ -16,8 +16,6 @@ private Q_SLOTS:
     void onTheWire_data();
     void onTheWire();
     void oneSeedOneRun();
-    void mistakes_data();
-    void mistakes();
 };
 
 namespace {
@@ -48,7 +46,7 @@ struct Line
         for (const unsigned int addr : {1u, 2u})
             peer.writeDatagram(line(frame(request, addr, VOXMessage::AckFlag)), here, ports.second);
         QByteArrayList heard;
-        const QByteArray last = line(answer(2, "7A 55"));
+        const QByteArray last = line(frameFrom(2, "7A 55"));
         QElapsedTimer clock;
         clock.start();
         while (!heard.contains(last) && clock.elapsed() < 5000) {
@@ -61,30 +59,21 @@ struct Line
         }
         return heard;
     }
-
-    static VOXMessage answer(unsigned int addr, const QByteArray &commandAndData)
-    {
-        VOXMessage message = frame(commandAndData, HostAddr);
-        message.setSrcAddr(addr);
-        message.prepare();
-        return message;
-    }
 };
 }
 
 void tst_Faults::onTheWire_data()
 {
     const auto row = columns<QByteArrayList>("expected");
-    const QByteArray whole = line(Line::answer(1, "7A 55"));
+    const QByteArray whole = line(frameFrom(1, "7A 55"));
     QByteArray corrupt = whole;
     corrupt.back() = char(~corrupt.back());
     row("drop 000001", {});
     row("corrupt 000001", {corrupt});
     row("cut 5 000001", {whole.left(5)});
     row("twice 000001", {whole, whole});
-    row("nack BUSY 000001", {line(Line::answer(1, "6F FF"))});
-    row("nack END_LIMITS_NOT_SET 000001", {line(Line::answer(1, "6F 22"))});
-    row("from 00ABCD 000001", {line(Line::answer(0xABCD, "7A 55"))});
+    row("nack BUSY 000001", {line(frameFrom(1, "6F FF"))});
+    row("from 00ABCD 000001", {line(frameFrom(0xABCD, "7A 55"))});
     row("drop 000002 command GET_NODE_LABEL", {whole});
     row("drop 000001 command SEND_DATA_TEST1", {});
     row("drop 000001 command POST_DATA_TEST1", {});
@@ -100,7 +89,7 @@ void tst_Faults::onTheWire()
     Line line;
     line.rules.add(rule(words));
     QByteArrayList heard = line.ask("79 55");
-    QCOMPARE(heard.takeLast(), ::line(Line::answer(2, "7A 55")));
+    QCOMPARE(heard.takeLast(), ::line(frameFrom(2, "7A 55")));
     for (QByteArray &datagram : heard) {
         if (words.startsWith("noise"))
             datagram.replace(0, 3, "???");
@@ -132,29 +121,6 @@ void tst_Faults::oneSeedOneRun()
     QTRY_VERIFY(line.peer.hasPendingDatagrams());
     QVERIFY(clock.elapsed() >= 49);
     QCOMPARE(line.ask("79 55").size(), 3);
-}
-
-void tst_Faults::mistakes_data()
-{
-    const auto row = columns<QString>("problem");
-    row("explode", "'explode' is no fault; drop, delay");
-    row("delay", "'' is no MS for 'delay'");
-    row("delay -1 all", "'-1' is no MS");
-    row("nack SOON", "'SOON' is no NAME for 'nack'");
-    row("from 1", "'1' is no ADDRESS for 'from'");
-    row("drop 00000", "'00000 ' is not understood");
-    row("drop all command FLY", "'command FLY' is not understood");
-    row("drop probability 2", "'probability 2' is not understood");
-    row("drop count 0", "'count 0' is not understood");
-}
-
-void tst_Faults::mistakes()
-{
-    QFETCH(QString, problem);
-    FaultRule rule;
-    QString actual;
-    QVERIFY(!FaultRule::read(QTest::currentDataTag(), &rule, &actual));
-    QVERIFY2(actual.startsWith(problem), qPrintable(actual));
 }
 
 QTEST_GUILESS_MAIN(tst_Faults)

@@ -1,5 +1,6 @@
 #include "devices/kvrmotordevice.h"
 #include "support/columns.h"
+#include "support/files.h"
 #include "support/frames.h"
 #include "vox/sim/networkfile.h"
 #include "vox/sim/nodesettings.h"
@@ -38,19 +39,6 @@ QString fill(Simulation *simulation, const QByteArray &nodes)
     const bool isRead = readNetwork(json("{'nodes': " + nodes + "}"), simulation, &problem);
     return isRead == problem.isEmpty() ? problem : "unclear: " + problem;
 }
-
-QByteArray contents(const QString &name)
-{
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString &name, const QByteArray &text)
-{
-    QFile file(name);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(text);
-}
 }
 
 void tst_NetworkFile::mistakes_data()
@@ -64,12 +52,14 @@ void tst_NetworkFile::mistakes_data()
     const auto at = [&](const QByteArray &address, const QByteArray &mistake) {
         network("[{'model': 'TB20', 'address': " + address + "}]", "nodes[0].address: " + mistake);
     };
+    const auto fault = [&](const QByteArray &words, const QByteArray &mistake) {
+        network("[], 'faults': ['" + words + "']", "faults[0]: " + mistake);
+    };
     network("7", "nodes: is to be an array");
     network("[7]", "nodes[0]: is to be an object");
     network("[{'model': 'TB20', 'address': '000001-000009'}, {'model': 'NODE', 'address': '000009'}]",
             "nodes[1].address: two nodes with address 000009");
-    network("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault");
-    network("[], 'faults': [7]", "faults[0]: is to be a text");
+    network("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault; drop, delay");
 
     at("1", "is to be a text");
     at("'1'", "is to be an address of six hexadecimal digits, or a range");
@@ -77,28 +67,30 @@ void tst_NetworkFile::mistakes_data()
     at("'000000-7FFFFF'", "a network has 65536 nodes at most");
     at("'00FFFF-010001'", "010000 is no node's address");
 
+    fault("delay", "'' is no MS for 'delay'");
+    fault("delay -1 all", "'-1' is no MS");
+    fault("nack SOON", "'SOON' is no NAME for 'nack'");
+    fault("from 1", "'1' is no ADDRESS for 'from'");
+    fault("drop 00000", "'00000 ' is not understood");
+    fault("drop all command FLY", "'command FLY' is not understood");
+    fault("drop probability 2", "'probability 2' is not understood");
+    fault("drop count 0", "'count 0' is not understood");
+
     node("'label': ''", ".model: is to be a text");
     node("'model': 'TB99'", ".model: is to be one of NODE, TB20");
     node("'model': 'TB20', 'colour': 1", ".colour: unknown; one of model, address, label, serial");
     node("'model': 'TB20', 'label': 'seventeen-letters'", ".label: has 17 characters, and 16 is the most");
     node("'model': 'TB20', 'label': '\\u0416'", ".label: has a character that is not of Latin-1");
     node("'model': 'TB20', 'versions': {'stack': '1'}", ".versions.stack: is to be a version");
-    node("'model': 'TB20', 'groups': ['00A001', 'G2']", ".groups[1]: is to be an address");
-    node("'model': 'TB20', 'groups': [1,2,3,4,5,6,7,8,9,10,11,12,13,14,15,16,17]",
-         ".groups: has 17 elements, and 16 is the most");
     node("'model': 'NODE', 'limits': {}", ".limits: this model has no such setting");
     node("'model': 'TB20', 'limits': {'down': 323}",
          ".limits.down: is to be a whole number from 324 to 64767");
-    node("'model': 'TB20', 'limits': {'down': 500.5}", ".limits.down: is to be a whole number");
-    node("'model': 'TB20', 'limits': {'top': 0}", ".limits.top: unknown; one of up, down");
     node("'model': 'TB20', 'speeds': {'up': 10}", ".speeds: this model does not run at these speeds");
     node("'model': 'TB20', 'appMode': 'ROLLER'", ".appMode: this model has no app modes");
     node("'model': 'MARLO', 'appMode': 'ROLLER'", ".appMode: this model has CURTAIN only");
     node("'model': 'MARLO', 'direction': 'LEFT'", ".direction: is to be one of TURN_NORMAL, TURN_REVERSED");
     node("'model': 'QM75', 'locks': {'dct': [{}]}", ".locks.dct: has 1 elements, and 0 is the most");
     node("'model': 'QM75', 'locks': {'network': {'locked': 1}}", ".locks.network.locked: is to be true or");
-    node("'model': 'QM75', 'diagnostics': {'resetCount': 65536}",
-         ".diagnostics.resetCount: is to be a whole");
 }
 
 void tst_NetworkFile::mistakes()
@@ -161,7 +153,7 @@ void tst_NetworkFile::stateIsKept()
 {
     const QTemporaryDir folder;
     const QString name = folder.filePath("state.json");
-    write(name, "{\"nodes\": {\"0000AA\": {\"model\": \"TB20\", \"label\": \"elsewhere\"}}}");
+    setContents(name, "{\"nodes\": {\"0000AA\": {\"model\": \"TB20\", \"label\": \"elsewhere\"}}}");
     const QByteArray network = "[{'model': 'TB20', 'address': '000001', 'label': 'as made'}]";
     QString problem;
     Simulation simulation;
@@ -220,7 +212,7 @@ void tst_NetworkFile::damagedStates()
     text.replace('\'', '"');
     const QTemporaryDir folder;
     const QString name = folder.filePath("state.json");
-    write(name, text);
+    setContents(name, text);
     Simulation simulation;
     fill(&simulation, "[{'model': 'TB20', 'address': '000001'}]");
     QString problem;
@@ -229,7 +221,7 @@ void tst_NetworkFile::damagedStates()
     QVERIFY2(problem.startsWith(name + ": " + QTest::currentDataTag()), qPrintable(problem));
     QCOMPARE(state.setAside(), name + ".damaged");
     QVERIFY(contents(name).isEmpty() && QFile(name + ".damaged").size() == text.size());
-    write(name, text);
+    setContents(name, text);
     QCOMPARE(state.setAside(), name + ".damaged2");
 }
 

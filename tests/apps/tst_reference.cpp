@@ -1,5 +1,6 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
+#include "support/files.h"
 #include "support/frames.h"
 #include "vox/host/operation.h"
 #include "vox/line/commandfields.h"
@@ -28,19 +29,6 @@ namespace {
 const QString Folder = QStringLiteral(VOX_SOURCE_DIR "/");
 const QString Dissector = Folder + "share/wireshark/vox.lua";
 
-QByteArray read(const QString &name)
-{
-    QFile file(name);
-    return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
-}
-
-void write(const QString &name, const QByteArray &bytes)
-{
-    QFile file(name);
-    if (file.open(QIODevice::WriteOnly))
-        file.write(bytes);
-}
-
 /// Every value of @p name, however deep in the trees of a packet.
 QString find(const QJsonObject &layer, const QString &name)
 {
@@ -66,7 +54,7 @@ std::vector<LineItem> everything()
 {
     std::vector<LineItem> items;
     const auto add = [&items](const QByteArray &bytes) {
-        items.push_back(LineItem::of(bytes, qint64(items.size()) * 1000));
+        items.push_back(LineItem::of(bytes, qint64(items.size()) * 1000000007));
     };
     unsigned char seed = 0;
     for (int cmd = 1; cmd <= 0xff; ++cmd) {
@@ -80,14 +68,12 @@ std::vector<LineItem> everything()
                            fill ? VOXMessage::CrcFlag : VOXMessage::AckFlag)));
         }
     }
-    VOXMessage group = frame("02 FF", 0);
-    group.setGroupAddr(0x06a001, VOX::NODETYPE_MASTER);
-    group.prepare();
     const QByteArray all = line(frame("05", 0xffffff));
     // Too short for its last field.
     add(line(frame("31 000001", HostAddr)));
-    for (const QByteArray &bytes : {line(group), all, QByteArray(all.chopped(1) + char(~all.back())),
-                                    QByteArray("noise"), QByteArray(40, '\xf4')})
+    for (const QByteArray &bytes :
+         {line(groupFrame("02 FF", 0x06a001)), all, QByteArray(all.chopped(1) + char(~all.back())),
+          QByteArray("noise"), QByteArray(40, '\xf4')})
         add(bytes);
     return items;
 }
@@ -96,6 +82,8 @@ std::vector<LineItem> everything()
 QString mismatch(const LineItem &item, const QJsonObject &layers)
 {
     QMap<QString, QString> expected;
+    expected["frame.time_relative"] =
+        QString::asprintf("%lld.%09lld", item.timeNs / 1000000000, item.timeNs % 1000000000);
     if (!item.isFrame())
         expected["vox.garbage"] = item.bytes.toHex(':');
     const std::pair<const char *, const char *> members[] = {{"vox.command_name", "command"},
@@ -151,16 +139,16 @@ void tst_Reference::filesAreAsGenerated()
     const QString page = Folder + "docs/commands.md";
     const QByteArray begin = "-- Generated: what each command's frame holds.\n",
                      end = "-- End of what is generated.\n";
-    const QByteArray script = read(Dissector);
+    const QByteArray script = contents(Dissector);
     const int from = script.indexOf(begin) + begin.size();
     const int to = script.indexOf(end);
     QVERIFY(from > begin.size() && to > from);
     const QByteArray generated = script.left(from) + commandLua() + script.mid(to);
     if (qEnvironmentVariableIsSet("VOX_UPDATE")) {
-        write(page, commandPage());
-        write(Dissector, generated);
+        setContents(page, commandPage());
+        setContents(Dissector, generated);
     }
-    QVERIFY2(read(page) == commandPage(), "VOX_UPDATE=1 tst_reference writes it anew");
+    QVERIFY2(contents(page) == commandPage(), "VOX_UPDATE=1 tst_reference writes it anew");
     QVERIFY2(script == generated, "VOX_UPDATE=1 tst_reference writes it anew");
 }
 
@@ -169,7 +157,7 @@ void tst_Reference::workedBytesAreRight()
 {
     QByteArrayList names;
     LineItem item;
-    for (const QByteArray &text : read(Folder + "docs/protocol.md").split('\n')) {
+    for (const QByteArray &text : contents(Folder + "docs/protocol.md").split('\n')) {
         const QByteArray bytes = QByteArray::fromHex(text.mid(13));
         if (text.startsWith("    line ")) {
             item = LineItem::of(bytes, 0);
@@ -197,7 +185,7 @@ void tst_Reference::dissectorAndMonitorAgree()
             QVERIFY(writer.write(item));
     }
     // As root it takes no script of a user's.
-    write(script, read(Dissector));
+    setContents(script, contents(Dissector));
     const auto everyone =
         QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
     for (const QString &name : {folder.path(), capture, script})

@@ -1,5 +1,6 @@
 #include "messages/vox.h"
 #include "support/columns.h"
+#include "support/files.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 
@@ -52,6 +53,11 @@ int exitCode(QProcess &process, int signal = 0)
     return isDone ? process.exitCode() : -1;
 }
 
+QString multicastUrl()
+{
+    return QString("mcast://239.255.71.15:%1").arg(freeUdpPorts().first);
+}
+
 /// What a command line makes of a bus: exit code, output and, behind a '!', what is printed as an error.
 QByteArray run(const QString &line, const QString &bus = QString())
 {
@@ -89,14 +95,10 @@ struct Simulation
 
 void tst_Vox::demoShowsAllItsSteps()
 {
-    QElapsedTimer clock;
-    clock.start();
     const QByteArray said = run("demo");
-    QVERIFY(clock.elapsed() < 20000);
-    QVERIFY2(said.startsWith("0 ") && !said.contains("! "), said);
-    for (const char *shown :
-         {"000003 NODETYPE_TB60LV", "Kitchen  5012345-A03-1", "100 %  2000 pulses  STOPPED",
-          "Stopped in mid-move", "NACK IP_NOT_SET", "No node at 000099", "All as expected: 3 nodes"})
+    QVERIFY2(said.startsWith("0 ") && !said.contains("! ") && said.contains("All as expected: 3 nodes"),
+             said);
+    for (const char *shown : {"100 %  2000 pulses  STOPPED", "NACK IP_NOT_SET", "No node at 000099"})
         QVERIFY2(said.contains(shown), shown);
 }
 
@@ -113,11 +115,9 @@ void tst_Vox::commandLines_data()
     row("sim --node NODE@000001 --bus=", "--bus URL is missing, and VOX_BUS is not set");
     row("sim --node X9@000001", "unknown model 'X9'; one of NODE, TB20, QM75, MARLO, TB60LV, HRMV2");
     row("sim --node NODE@1", "'1' is no address");
-    row("sim --node NODE@FFFFFF", "FFFFFF is no node's address");
     row("sim --node NODE", "'NODE' is no MODEL@ADDRESS");
     row("sim --node NODE@00000a --node TB60LV@00000A", "two nodes with address 00000A");
     row("sim --node NODE@000001 --speed 0", "--speed is to be a number");
-    row("sim --node NODE@000001 --seed x", "--seed is to be a number");
     row("sim --node NODE@000001 --state /no/such/state", "cannot write /no/such/state");
     row("sim --config /no/such.json", "cannot read /no/such.json");
     row("sim --config /bin/sh", "in line 1");
@@ -129,6 +129,7 @@ void tst_Vox::commandLines_data()
     row("scan --bus mcast://239.0.0.1:4810?local=1", "'local=1'");
     row("scan --bus serial:///dev/no-such-port", "cannot open /dev/no-such-port");
     row("replay /bin/sh", "is no capture");
+    row("monitor --write /no/such/capture", "cannot write /no/such/capture");
     row("monitor --command ACK --command FLY", "unknown command 'FLY'");
     row("call 000001", "operations are getNodeAddr");
     row("call 000001 fly", "unknown operation 'fly'; one of getNodeAddr");
@@ -148,22 +149,17 @@ void tst_Vox::commandLines_data()
     row("call 000401 setGroupAddr 3 abcd", "0 ACK\n");
     row("call 000401 sendDataTest2 hex:00ff", "0 POST_DATA_TEST2\n  data: 00 FF 00 00 00 00 00 00 00 00\n");
     row("call 000401 setNetworkConfig 255 0 255 0 255 1", "0 sent; no answer was asked for\n");
-    row("call 000999 getNodeLabel", "1 ! vox call: No reply within the time-out\n");
+    row("info 000999", "1 ! vox info: No reply within the time-out\n");
     row("call 000999 getNodeLabel --json", "1 {\"error\":\"No reply within the time-out\"}\n");
     row("call 000101 getMotorLimits --json",
         "0 {\"address\":\"000101\",\"command\":\"POST_MOTOR_LIMITS\",\"fields\":"
         "{\"downLimit\":12000,\"upLimit\":0},\"type\":\"NODETYPE_TB60LV\"}\n");
     row("call 000103 ctrlMoveOf 2 100 --json",
         "1 {\"address\":\"000103\",\"command\":\"NACK\",\"fields\":{\"status\":\"NODE_IS_LOCKED\"}");
-    row("stop group:00A001", "0 sent\n");
     row("wink all", "0 000401 NACK BADMSG\nsent\n");
     row("goto 000101 ip:7", "1 NACK IP_NOT_SET\n");
     row("lock 000103", "1 NACK FEATURE_NOT_SUPPORTED\n");
-    row("status 000103", "0 POST_MOTOR_STATUS\n  state: STATE_LOCKED\n");
-    row("limits 000103", "0 POST_MOTOR_LIMITS\n  upLimit: 0 pulses\n  downLimit: 4000 pulses\n");
-    row("label 000101", "0 POST_NODE_LABEL\n  label: Lobby\n");
     row("info 000401", "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: ");
-    row("info 000999", "1 ! vox info: No reply within the time-out\n");
 }
 
 void tst_Vox::commandLines()
@@ -189,13 +185,11 @@ void tst_Vox::theExampleNetworkKeepsItsState()
     {
         Simulation simulation(options);
         QVERIFY(simulation.run("position 000101").contains("percent: 25 %\n"));
-        QCOMPARE(simulation.run("stop 000103"), QByteArray("0 ACK\n"));
-        QVERIFY(simulation.run("label 000214").contains("Office 20"));
         QCOMPARE(simulation.run("label 000101 Foyer"), QByteArray("0 ACK\n"));
         QCOMPARE(simulation.run("lock 000101 --priority 7"), QByteArray("0 ACK\n"));
         QCOMPARE(simulation.run("unlock 000101 --priority 6"), QByteArray("1 NACK LOW_PRIORITY\n"));
         QCOMPARE(simulation.run("unlock 000101"), QByteArray("0 ACK\n"));
-        QCOMPARE(simulation.run("goto 000101 down"), QByteArray("0 ACK\n"));
+        QCOMPARE(simulation.run("goto group:00A001 down"), QByteArray("0 sent\n"));
         // 9000 pulses take 13 s in a real one.
         QTRY_VERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
         QCOMPARE(exitCode(simulation.process, SIGTERM), 0);
@@ -206,16 +200,11 @@ void tst_Vox::theExampleNetworkKeepsItsState()
         QVERIFY(simulation.run("position 000101").contains("position: 12000 pulses\n"));
     }
     // Damaged behind the first node, it is not taken at all.
-    QFile file(state);
-    QVERIFY(file.open(QIODevice::ReadWrite));
-    const QByteArray damaged = file.readAll().replace("3240", "-240");
-    QVERIFY(file.seek(0) && file.write(damaged) == file.size());
-    file.close();
+    setContents(state, contents(state).replace("3240", "-240"));
     Simulation simulation(options);
     QVERIFY(simulation.run("label 000101").contains("label: Lobby\n"));
     QVERIFY(simulation.process.readAllStandardError().contains("; set aside as " + state.toLocal8Bit()
                                                                + ".damaged\n"));
-    QCOMPARE(QFile(state + ".damaged").size(), qint64(damaged.size()));
 }
 
 void tst_Vox::scanFindsAllNodes()
@@ -224,6 +213,8 @@ void tst_Vox::scanFindsAllNodes()
     const QByteArray table = simulation.run("scan").simplified();
     QCOMPARE(table.count("NODETYPE"), 24); // the motor of the older generation refuses to be found
     QVERIFY2(table.startsWith("0 000101 NODETYPE_TB60LV Lobby 5012345-A03-1 000102 "), table);
+    const Simulation shared(Floor, multicastUrl());
+    QCOMPARE(shared.run("scan").simplified(), table);
     const QByteArray json = simulation.run("scan --json");
     QCOMPARE(QJsonDocument::fromJson(json.mid(2)).array().size(), 24);
     const char *last = "{\"address\":\"000401\",\"appVersion\":\"0-000-0\",\"label\":\"Gateway\","
@@ -261,7 +252,7 @@ void tst_Vox::aMoveIsFollowed()
 void tst_Vox::aLineIsWatchedAndReplayed()
 {
     const QTemporaryDir folder;
-    const QString url = QString("mcast://239.255.71.15:%1").arg(freeUdpPorts().first);
+    const QString url = multicastUrl();
     const QString capture = folder.filePath("line.pcap");
     const auto listening = [](QProcess &monitor, const QString &options, const QString &bus) {
         start(monitor, "monitor " + options, bus);
@@ -378,9 +369,9 @@ void tst_Vox::guidesWork_data()
     const auto row = columns<QString>("line");
     QStringList lines;
     for (const QString guide : {"docs/installer.md", "docs/tester.md"}) {
-        QFile file(VOX_SOURCE_DIR "/" + guide);
-        QVERIFY(file.open(QIODevice::ReadOnly));
-        lines += QString::fromUtf8(file.readAll()).split('\n').filter(QRegularExpression("^    vox "));
+        const QString text = contents(VOX_SOURCE_DIR "/" + guide);
+        QVERIFY(!text.isEmpty());
+        lines += text.split('\n').filter(QRegularExpression("^    vox "));
     }
     for (const Command &command : commands()) {
         lines += CommandDescription::of(command).example;

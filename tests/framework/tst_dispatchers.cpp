@@ -201,8 +201,7 @@ void tst_Dispatchers::pace_data()
     row("frames of others keep the line for 5", 4800, "<71 o50", "<71 50", 5, 5);
     row("frames of others do not free the line", 4800, "o50 o51 <71", "50 51", 36, 36);
     row("what was not written does not hold the line", 4800, "f o50 o51", "50!3 51", -10, 10);
-    row("the time-out starts when the frame is out", 4800, "T20 q40", "40 40!2", 46, 46);
-    row("the latency comes on top of it", 4800, "L1500 T20 q40", "40 40!2", 48, 48);
+    row("a time-out starts after frame and latency", 4800, "L1500 T20 q40", "40 40!2", 48, 48);
     row("the latency is rounded up", 0, "L1001 T20 q40", "40 40!2", 22, 22);
     row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41 41!2", 20, 20);
     row("nobody waits longer than the call for the device", 0, "W T40 q40 <60 o50", "40 50", 2, 40);

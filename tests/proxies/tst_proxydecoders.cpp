@@ -1,16 +1,15 @@
-#include "proxies/kvrmotorproxy.h"
 #include "support/columns.h"
+#include "support/decoding.h"
 #include "support/frames.h"
 
-#include <functional>
-#include <tuple>
-
 using P = KVRMotorProxy;
-/// Whether a decoder is content, and what stands in its outputs.
-using Decoded = QPair<bool, QByteArray>;
-using Decoder = std::function<Decoded(const BusMessage &)>;
-Q_DECLARE_METATYPE(Decoder)
 
+using AppVersion = KVRStdProxy::AppVersion;
+using NetworkConfig = KVRStdProxy::NetworkConfig;
+using NetworkStat = KVRStdProxy::NetworkStat;
+using NetworkErrorStat = KVRStdProxy::NetworkErrorStat;
+
+/// What proxies make of replies, and the values that some of them hold.
 class tst_ProxyDecoders : public QObject
 {
     Q_OBJECT
@@ -19,64 +18,22 @@ private Q_SLOTS:
     void decoders_data();
     void decoders();
     void partsOfAReply();
+    void validity();
+    void versionOrder();
+    void versionText_data();
+    void versionText();
+    void layouts();
 };
 
 namespace {
 enum Strictness { Lenient = 0, ChecksCommand = 1, ChecksLength = 2, Strict = 3, WritesOnSuccess = 4 };
-
-/// An output, however a decoder wants it.
-template <typename T>
-struct Output
-{
-    operator T &() { return value; }
-    operator T *() { return &value; }
-    T value{};
-};
-
-template <typename T>
-QByteArray shown(const T &value)
-{
-    if constexpr (std::is_same_v<T, QByteArray>)
-        return value.toHex().toUpper();
-    else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
-        return QByteArray::number(static_cast<unsigned int>(value), 16).toUpper();
-    else if constexpr (std::is_same_v<T, KVRMotor::Status>)
-        return shown(value.state) + shown(value.direction) + shown(value.source) + shown(value.cause);
-    else
-        return value.isValid() ? "valid" : "invalid";
-}
-
-template <typename Class, typename... Outputs>
-Decoder decoder(bool (Class::*decode)(const BusMessage &, Outputs...) const)
-{
-    return [decode](const BusMessage &message) {
-        std::tuple<Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>...> outputs;
-        const auto run = [&](auto &...output) {
-            const QByteArrayList before{shown(output.value)...};
-            const bool isOk = (P(1, nullptr).*decode)(message, output...);
-            const QByteArrayList after{shown(output.value)...};
-            return Decoded(isOk, isOk || after != before ? after.join(' ') : "untouched");
-        };
-        return std::apply(run, outputs);
-    };
-}
-
-Decoder decoder(const Decoder &decode)
-{
-    return decode;
-}
-
-VOXMessage reply(const QByteArray &commandAndData)
-{
-    return frame(commandAndData, HostAddr);
-}
 }
 
 void tst_ProxyDecoders::decoders_data()
 {
     const auto add =
         columns<Decoder, QByteArray, QByteArray, int>("decode", "shortest", "outputs", "strictness");
-    const auto row = [&](const char *name, const auto &decode, const char *shortest, const char *outputs,
+    const auto row = [&](const char *name, auto decode, const char *shortest, const char *outputs,
                          int strictness = Lenient) {
         add(name, decoder(decode), shortest, outputs, strictness);
     };
@@ -92,14 +49,14 @@ void tst_ProxyDecoders::decoders_data()
     row("serial number", &P::getNodeSerialNumberReply, "6C 313233343536373839303100",
         "313233343536373839303100", ChecksLength | WritesOnSuccess);
     row("first data test", &P::checkDataTest1Reply, "7A", "", ChecksCommand);
-    row("second data test", Decoder([](const BusMessage &message) {
-            return Decoded(P(1, nullptr).checkDataTest2Reply(message, "0123456789"), {});
-        }),
-        "7C 30313233343536373839", "", Strict);
-    row("third data test", Decoder([](const BusMessage &message) {
-            return Decoded(P(1, nullptr).checkDataTest3Reply(message, "0123456789abcdefghij"), {});
-        }),
-        "7E 30313233343536373839 6162636465666768696A", "", Strict);
+    const auto second = [](const BusMessage &message) {
+        return Decoded(P(1, nullptr).checkDataTest2Reply(message, "0123456789"), {});
+    };
+    add("second data test", second, "7C 30313233343536373839", "", Strict);
+    const auto third = [](const BusMessage &message) {
+        return Decoded(P(1, nullptr).checkDataTest3Reply(message, "0123456789abcdefghij"), {});
+    };
+    add("third data test", third, "7E 30313233343536373839 6162636465666768696A", "", Strict);
 
     row("position", &P::getMotorPositionReply, "0D 3412 50 07 02", "1234 50 7 2");
     row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1FF23", WritesOnSuccess);
@@ -130,12 +87,12 @@ void tst_ProxyDecoders::decoders()
     QFETCH(QByteArray, shortest);
     QFETCH(QByteArray, outputs);
     QFETCH(int, strictness);
-    const VOXMessage whole = reply(shortest);
+    const VOXMessage whole = frameFrom(1, shortest);
     QCOMPARE(decode(whole), Decoded(true, outputs));
 
     const QByteArray bytes = QByteArray::fromHex(shortest);
     for (int size = 1; size < bytes.size(); ++size) {
-        const Decoded shorter = decode(reply(bytes.left(size).toHex()));
+        const Decoded shorter = decode(frameFrom(1, bytes.left(size).toHex()));
         QVERIFY2(!shorter.first, "a shorter frame will do");
         if (strictness & WritesOnSuccess)
             QCOMPARE(shorter.second, QByteArray("untouched"));
@@ -150,28 +107,133 @@ void tst_ProxyDecoders::decoders()
     invalid.data()[1] = '\x1f' ^ invalid.data().at(1);
     QCOMPARE(decode(invalid).first, !(strictness & ChecksCommand));
     if (whole.len() < VOXMessage::MaxLength)
-        QCOMPARE(decode(reply(shortest + "00")).first, !(strictness & ChecksLength));
+        QCOMPARE(decode(frameFrom(1, shortest + "00")).first, !(strictness & ChecksLength));
 }
 
 void tst_ProxyDecoders::partsOfAReply()
 {
     const P proxy(0x08123456, nullptr);
-    const VOXMessage padded = reply("7C 616263 00000000000000");
+    const VOXMessage padded = frameFrom(1, "7C 616263 00000000000000");
     QVERIFY(!proxy.checkDataTest2Reply(padded, "abc"));
     QVERIFY(!proxy.checkDataTest2Reply(padded, "abcdefghij"));
 
     quint8 up = 0;
     quint8 down = 0xee;
-    QVERIFY(!proxy.getMotorRollingSpeedReply(reply("33 01"), up, down));
+    QVERIFY(!proxy.getMotorRollingSpeedReply(frameFrom(1, "33 01"), up, down));
     QVERIFY2(up == 1 && down == 0xee, "what comes before the end has been read");
-    QVERIFY2(proxy.getMotorRollingSpeedReply(reply("33 01 02"), up, down), "nobody wants the third");
-    QVERIFY(proxy.getMotorPositionReply(reply("0D 3412 50 07 02"), nullptr, &up, nullptr, nullptr));
+    QVERIFY2(proxy.getMotorRollingSpeedReply(frameFrom(1, "33 01 02"), up, down), "nobody wants the third");
+    QVERIFY(proxy.getMotorPositionReply(frameFrom(1, "0D 3412 50 07 02"), nullptr, &up, nullptr, nullptr));
     QCOMPARE(up, quint8(0x50));
-    QVERIFY(!proxy.getMotorPositionReply(reply("0D 34"), nullptr, &up, nullptr, nullptr));
+    QVERIFY(!proxy.getMotorPositionReply(frameFrom(1, "0D 34"), nullptr, &up, nullptr, nullptr));
     QVERIFY(!proxy.getMotorIPReply(BusMessage(), nullptr, nullptr, &up));
     bool isLocked = false;
-    QVERIFY(proxy.getNetworkLockReply(reply("36 01 563412 05"), isLocked, down, nullptr));
+    QVERIFY(proxy.getNetworkLockReply(frameFrom(1, "36 01 563412 05"), isLocked, down, nullptr));
     QCOMPARE(down, quint8(5));
+}
+
+namespace {
+template <typename T>
+void checkValidity()
+{
+    T value;
+    T copy = value;
+    value.data();
+    QVERIFY(value.isValid() && !copy.isValid() && value == copy);
+    copy = value;
+    copy.clear();
+    QVERIFY(!copy.isValid() && value.isValid());
+    VOXDataReader tooShort(frame("66", 0));
+    tooShort >> copy;
+    QVERIFY(tooShort.fail() && copy.isValid());
+}
+
+/// Decodes @p bytes into @p value, and gives what that is encoded to.
+template <typename T>
+QByteArray recoded(const QByteArray &bytes, T &value)
+{
+    const VOXMessage from = frame("66" + bytes, 0);
+    VOXDataReader reader(from);
+    reader >> value;
+    VOXMessage to(from.len());
+    VOXDataWriter writer(to);
+    writer << value;
+    return text(to).mid(3);
+}
+}
+
+void tst_ProxyDecoders::validity()
+{
+    checkValidity<AppVersion>();
+    checkValidity<NetworkConfig>();
+    checkValidity<NetworkStat>();
+    checkValidity<NetworkErrorStat>();
+}
+
+void tst_ProxyDecoders::versionOrder()
+{
+    // Each is beyond the one before in a more important field, and behind it in the others.
+    const QList<AppVersion> versions = {
+        {1, 'A', 1, 1}, {1, 'A', 1, 200}, {1, 'A', 200, 0}, {1, '\xe9', 0, 0}, {2, 'A', 0, 0}};
+    for (int i = 0; i < versions.size(); ++i) {
+        for (int j = 0; j < versions.size(); ++j) {
+            QCOMPARE(versions.at(i) < versions.at(j), i < j);
+            QCOMPARE(versions.at(i) == versions.at(j), i == j);
+        }
+    }
+}
+
+void tst_ProxyDecoders::versionText_data()
+{
+    const auto row = columns<QString, AppVersion, QString>("text", "version", "printed");
+    row("the highest reference comes back", "16777215-z00-0", {16777215, 'z', 0, 0}, "16777215-z00-0");
+    row("numbers need no padding", "1-A3-2", {1, 'A', 3, 2}, "1-A03-2");
+    row("numbers are cut to a byte", "1-A300-258", {1, 'A', 44, 2}, "1-A44-2");
+    row("a digit is a letter", "12-7123-4", {12, '7', 123, 4}, "12-7123-4");
+    row("Latin-1 has letters", "1-\u00e903-1", {1, '\xe9', 3, 1}, "1-\u00e903-1");
+    row("any letter is read but not printed", "1-_03-1", {1, '_', 3, 1}, "1-003-1");
+    for (const char *bad : {"16777216-A01-1", "4294967297-A01-1", "-1-A01-1", "-A01-1", "1-A-1", "1-AB-1",
+                            "1--1", "1-A01", "1-A01-1-1", "1-A01-", "1-A01-x", ""})
+        row(bad, bad, {}, "");
+}
+
+void tst_ProxyDecoders::versionText()
+{
+    QFETCH(QString, text);
+    QFETCH(AppVersion, version);
+    QTEST(version.toString(), "printed");
+    const AppVersion before(7, 'B', 8, 9);
+    AppVersion parsed = before;
+    QCOMPARE(parsed.fromString(text), version.isValid());
+    QVERIFY(parsed == (version.isValid() ? version : before));
+    const auto converted = QVariant(text).value<AppVersion>();
+    QVERIFY(converted.isValid() == version.isValid() && converted == version);
+}
+
+void tst_ProxyDecoders::layouts()
+{
+    AppVersion version;
+    QCOMPARE(recoded("563412 41 03 01", version), hex("563412 41 03 01"));
+    QVERIFY(version == AppVersion(0xff123456, 'A', 3, 1));
+
+    NetworkConfig config;
+    QCOMPARE(recoded("07 05 80 3412 00", config), hex("01 05 01 3412 00"));
+    QVERIFY(config.bcastMode() == 1 && config.maxRand() == 5 && config.supervisionActive());
+    QVERIFY(config.supervisionPeriod() == 0x34 && config.constData()->supervisionPeriod == 0x1234);
+    QVERIFY(!config.deafMode());
+
+    NetworkStat stat;
+    const QByteArray counts = hex("01 040302 070605 0A0908 0C0B 0D 0E");
+    QCOMPARE(recoded(counts, stat), counts);
+    QVERIFY(stat.maxRetryCount() == 1 && stat.frameSent() == 0x020304 && stat.frameSeen() == 0x050607);
+    QVERIFY(stat.frameReceived() == 0x08090a && stat.busyCount() == 0x0b0c && stat.maxSlot() == 0x0d);
+    QVERIFY(stat.supervisionFailure() == 0x0e && stat != NetworkStat());
+
+    NetworkErrorStat errors;
+    const QByteArray bytes = hex("0100 0200 0300 0400 0500 0600 0700 0800 0109");
+    QCOMPARE(recoded(bytes, errors), bytes);
+    QVERIFY(errors.txFailures() == 1 && errors.collisions() == 2 && errors.rxDataError() == 3);
+    QVERIFY(errors.unknownMessage() == 4 && errors.msgLengthError() == 5 && errors.rxFifoFull() == 6);
+    QVERIFY(errors.txFifoFull() == 7 && errors.crcError() == 8 && errors.bundleSizeError() == 0x0901);
 }
 
 QTEST_GUILESS_MAIN(tst_ProxyDecoders)

@@ -1,9 +1,9 @@
 #include "proxies/kvrmotorproxy.h"
 #include "proxies/voxnodelistmodel.h"
-#include "support/columns.h"
 
 #include <QAbstractItemModelTester>
 #include <QIdentityProxyModel>
+#include <QtTest>
 
 class tst_VOXNodeListModel : public QObject
 {
@@ -12,7 +12,6 @@ class tst_VOXNodeListModel : public QObject
 private Q_SLOTS:
     void keepsTheRulesOfModels();
     void storing();
-    void removing_data();
     void removing();
 };
 
@@ -75,34 +74,25 @@ void tst_VOXNodeListModel::storing()
     QVERIFY(!model.data(row).value<QObject *>());
 }
 
-void tst_VOXNodeListModel::removing_data()
-{
-    const auto row = columns<int, int, QString>("row", "count", "left");
-    row("two", 2, 2, "24");
-    row("one", 3, 1, "234");
-    row("more than half", 0, 3, "24");
-    row("all", 0, 4, "24");
-}
-
 void tst_VOXNodeListModel::removing()
 {
-    QFETCH(int, row);
-    QFETCH(int, count);
-    QFETCH(QString, left);
-    VOXNodeListModel model;
-    model.insertRows(0, 4);
-    VOXNode stranger(1, nullptr);
-    QVERIFY(model.setData(model.index(0), variant(&stranger)));
-    for (unsigned int i = 1; i < 4; ++i)
-        QVERIFY(model.setData(model.index(int(i)), variant(new VOXNode(i + 1, nullptr, &model))));
-    QVERIFY(model.removeRows(row, count));
-    QString addrs;
-    for (int i = 0; i < model.rowCount(); ++i)
-        addrs +=
-            QString::number(qobject_cast<VOXNode *>(model.data(model.index(i)).value<QObject *>())->addr());
-    QCOMPARE(addrs, left);
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QCOMPARE(model.findChildren<VOXNode *>().size(), left.size());
+    const std::tuple<int, int, QString> cases[] = {{2, 2, "24"}, {3, 1, "234"}, {0, 3, "24"}, {0, 4, "24"}};
+    for (const auto &[row, count, left] : cases) {
+        VOXNodeListModel model;
+        model.insertRows(0, 4);
+        VOXNode stranger(1, nullptr);
+        QVERIFY(model.setData(model.index(0), variant(&stranger)));
+        for (unsigned int i = 1; i < 4; ++i)
+            QVERIFY(model.setData(model.index(int(i)), variant(new VOXNode(i + 1, nullptr, &model))));
+        QVERIFY(model.removeRows(row, count));
+        QString addrs;
+        for (int i = 0; i < model.rowCount(); ++i)
+            addrs +=
+                QString::number(model.data(model.index(i)).value<QObject *>()->property("addr").toUInt());
+        QCOMPARE(addrs, left);
+        QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        QCOMPARE(model.findChildren<VOXNode *>().size(), left.size());
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_VOXNodeListModel)

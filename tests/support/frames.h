@@ -20,6 +20,24 @@ inline VOXMessage frame(const QByteArray &commandAndData, unsigned int dest, uns
     return message;
 }
 
+/// A frame from node @p source to the host.
+inline VOXMessage frameFrom(unsigned int source, const QByteArray &commandAndData)
+{
+    VOXMessage message = frame(commandAndData, HostAddr);
+    message.setSrcAddr(source);
+    message.prepare();
+    return message;
+}
+
+/// A frame from the host to a group; with a type, to the nodes of that type in it.
+inline VOXMessage groupFrame(const QByteArray &commandAndData, unsigned int group)
+{
+    VOXMessage message = frame(commandAndData, 0);
+    message.setGroupAddr(group, VOX::NODETYPE_MASTER);
+    message.prepare();
+    return message;
+}
+
 /// The bytes of a frame as they travel: complemented, but for the check value.
 inline QByteArray line(const VOXMessage &message)
 {

@@ -228,13 +228,10 @@ void tst_HostileLine::aFloodOfStrangers()
 {
     QFETCH(bool, hearsAll);
     const int bursts = qEnvironmentVariable("VOX_FLOOD", "100000").toInt() / BurstSize;
-    const QHostAddress here(QHostAddress::LocalHost);
-    const auto ports = freeUdpPorts();
-    const QHostAddress heard = hearsAll ? QHostAddress(QHostAddress::Broadcast) : here;
-    VOXUdpBus host(heard, ports.second, here, ports.first);
-    VOXUdpBus network(here, ports.first, here, ports.second);
-    const TB60LVStub motor(1, &network);
-    KVRMotorProxy proxy(1, &host);
+    UdpPair net;
+    const QHostAddress heard = hearsAll ? QHostAddress(QHostAddress::Broadcast) : net.here;
+    const TB60LVStub motor(1, &net.network);
+    KVRMotorProxy proxy(1, &net.host);
     std::array<QUdpSocket, StrangerCount> strangers;
     std::mt19937 random(1);
     int calls = 0, answered = 0;
@@ -243,17 +240,17 @@ void tst_HostileLine::aFloodOfStrangers()
         // One of them goes, and comes back from another port.
         strangers[burst % StrangerCount].close();
         for (int i = 0; i < BurstSize; ++i)
-            strangers[random() % StrangerCount].writeDatagram(datagram(random), here, ports.first);
+            strangers[random() % StrangerCount].writeDatagram(datagram(random), net.here, net.ports.first);
         if (burst % BurstsPerCall == 0) {
             // The call itself is for the peer alone.
-            host.setDest(here, ports.second);
+            net.host.setDest(net.here, net.ports.second);
             const BusPendingCall call = proxy.getMotorStatus();
-            host.setDest(heard, ports.second);
+            net.host.setDest(heard, net.ports.second);
             QVERIFY(call.waitForFinished());
             ++calls;
             answered += !call.isError();
         }
-        while (host.hasInput())
+        while (net.host.hasInput())
             QCoreApplication::processEvents();
         if (burst == bursts / 10)
             early = static_cast<qint64>(mallinfo2().uordblks);

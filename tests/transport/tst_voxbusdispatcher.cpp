@@ -13,23 +13,14 @@ private Q_SLOTS:
     void registrationsAddUpAndGoAtOnce();
 };
 
-namespace {
-VOXMessage groupFrame(unsigned int group)
-{
-    VOXMessage message = frame("05", 0);
-    message.setGroupAddr(group, VOX::NODETYPE_MASTER);
-    return message;
-}
-}
-
 void tst_VOXBusDispatcher::routing_data()
 {
     const auto row = columns<BusMessage, QList<int>>("message", "heard");
     row("an address", frame("05", 0x000001), {1, 0, 0, 0});
     row("an address with another type", frame("05", 0x0F000002), {0, 1, 0, 0});
     row("everyone, and once more the node at FFFFFF", frame("05", 0xFFFFFF), {1, 1, 2, 0});
-    row("a group", groupFrame(0x000123), {0, 1, 0, 0});
-    row("a group, its type aside", groupFrame(0x06000123), {0, 1, 0, 0});
+    row("a group", groupFrame("05", 0x000123), {0, 1, 0, 0});
+    row("a group, its type aside", groupFrame("05", 0x06000123), {0, 1, 0, 0});
     row("nobody", frame("05", 0x000003), {0, 0, 0, 0});
     row("no frame", BusMessage(frame("05", 1).data().left(10)), {0, 0, 0, 0});
 }
@@ -56,32 +47,30 @@ void tst_VOXBusDispatcher::registrationsAddUpAndGoAtOnce()
     const auto *broadcast = dispatcher.findChild<VOXBusWatch *>();
     QVERIFY(broadcast && broadcast->receivers() == 0);
     Station node(1, nullptr), last(0xFFFFFF, nullptr);
-    const auto hears = [&](const VOXMessage &message) {
-        node.heard.clear();
-        dispatcher.dispatch(message);
-        return node.heard.size();
+    // To the node, to everyone, and to a group.
+    const auto heard = [&] {
+        QList<int> counts;
+        for (const VOXMessage &message : {frame("05", 1), frame("05", 0xFFFFFF), groupFrame("05", 7)}) {
+            node.heard.clear();
+            dispatcher.dispatch(message);
+            counts += node.heard.size();
+        }
+        return counts;
     };
     dispatcher.groupAttach(node, 7);
-    dispatcher.attach(node);
-    dispatcher.attach(node);
-    dispatcher.attach(last);
+    for (Station *station : {&node, &node, &last})
+        dispatcher.attach(*station);
     QCOMPARE(broadcast->receivers(), 4);
-    QCOMPARE(hears(frame("05", 1)), 2);
-    QCOMPARE(hears(frame("05", 0xFFFFFF)), 2);
-    QCOMPARE(hears(groupFrame(7)), 1);
+    QCOMPARE(heard(), (QList<int>{2, 2, 1}));
     dispatcher.detach(last);
     dispatcher.detach(node);
-    QCOMPARE(hears(frame("05", 1)), 0);
-    QCOMPARE(hears(frame("05", 0xFFFFFF)), 0);
-    QCOMPARE(hears(groupFrame(7)), 1);
+    QCOMPARE(heard(), (QList<int>{0, 0, 1}));
     dispatcher.groupDetach(node, 7);
     dispatcher.groupDetach(node, 8);
-    QCOMPARE(hears(groupFrame(7)), 0);
     // The watch for everyone stays when its last node goes.
     QCOMPARE(dispatcher.findChild<VOXBusWatch *>(), broadcast);
     dispatcher.attach(node);
-    QCOMPARE(hears(frame("05", 1)), 1);
-    QCOMPARE(hears(frame("05", 0xFFFFFF)), 1);
+    QCOMPARE(heard(), (QList<int>{1, 1, 0}));
 }
 
 QTEST_GUILESS_MAIN(tst_VOXBusDispatcher)
