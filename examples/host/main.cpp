@@ -14,10 +14,13 @@ public:
     explicit Host(VOXBus &bus)
         : m_bus(bus)
     {
-        const VOXCall everyone(KVR::findCmd(KVR::GET_NODE_ADDR), 0x0f010000, VOX::BCAST, 255);
+        const VOXCall everyone(KVR::findCmd(KVR::GET_NODE_ADDR), m_bus.addr(), VOX::BCAST,
+                               VOXCall::DefaultSharedTimeout);
         BusObject(&bus, nullptr).call(everyone).onFinished(this, [this](const BusPendingCall &call) {
             // All that have answered, in the order in which they did.
             for (const VOXMessage reply : call.replies()) {
+                if (reply.cmd() != KVR::POST_NODE_ADDR)
+                    continue;
                 qInfo("found %s", qPrintable(VOX::toString(reply.srcAddr(false))));
                 if (!m_motor)
                     m_motor = new KVRMotorProxy(reply.srcAddr(true), &m_bus, this);

@@ -174,7 +174,8 @@ bool KVRDevice::groupAddr(unsigned char index, unsigned int &addr) const
 
 void KVRDevice::setGroupCount(int count)
 {
-    m_groups.resize(count);
+    const QMutexLocker locker(&m_mutex);
+    m_groups.resize(std::max(0, count));
 }
 
 void KVRDevice::addCustomReply(KVR::Cmd cmd, const VOXMessage &reply)

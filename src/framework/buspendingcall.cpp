@@ -83,12 +83,8 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
 
 void BusPendingCall::notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const
 {
-    auto *watcher = new BusPendingCallWatcher(*this, context);
-    QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher,
-                     [functor = std::move(functor)](BusPendingCallWatcher *finished) {
-                         // Not the watcher: the functor may destroy its context.
-                         const BusPendingCall call(*finished);
-                         finished->deleteLater();
-                         functor(call);
-                     });
+    auto *watcher = new BusPendingCallWatcher(*this);
+    QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher, &QObject::deleteLater);
+    QObject::connect(watcher, &BusPendingCallWatcher::finished, context ? context : watcher,
+                     [call = *this, functor = std::move(functor)] { functor(call); });
 }

@@ -71,7 +71,8 @@ public:
     bool waitForFinished(int timeoutMs = -1) const;
 
     /// Calls @p functor, with this call as argument if it takes one, once the call has finished: from the
-    /// event loop, also if it has finished already. Not called if @p context is destroyed before.
+    /// event loop of @p context, also if it has finished already. Not called if @p context is destroyed
+    /// before; without one it always is.
     template <typename Functor>
     void onFinished(QObject *context, Functor functor) const
     {

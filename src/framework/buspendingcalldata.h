@@ -62,7 +62,8 @@ public:
     ///@}
     ///@{
     /// Between the two a call that ends tells nobody; then its watcher hears of it at once, without another
-    /// pass of the event loop. Several hear of it from the event loop, so that none waits for another's slots.
+    /// pass of the event loop. Several hear of it from the event loop, so that none waits for another's
+    /// slots.
     void holdWatchers() { m_isHeld = true; }
     void releaseWatchers();
     ///@}

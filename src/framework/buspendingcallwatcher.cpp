@@ -16,6 +16,7 @@ QEvent::Type finishedEvent()
 BusPendingCallWatcher::BusPendingCallWatcher(const BusPendingCall &call, QObject *parent)
     : QObject(parent)
     , BusPendingCall(call)
+    , m_watched(d)
 {
     if (isFinished())
         announce();
@@ -25,8 +26,8 @@ BusPendingCallWatcher::BusPendingCallWatcher(const BusPendingCall &call, QObject
 
 BusPendingCallWatcher::~BusPendingCallWatcher()
 {
-    if (d)
-        d->removeWatcher(this);
+    if (m_watched)
+        m_watched->removeWatcher(this);
 }
 
 void BusPendingCallWatcher::announce()

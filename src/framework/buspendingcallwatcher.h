@@ -29,6 +29,9 @@ protected:
 
 private:
     friend class BusPendingCallData;
+
+    // What it is a watcher of: as a BusPendingCall it may be given another value.
+    const BusPendingCallPointer m_watched;
     /// Lets finished() be emitted from the event loop.
     void announce();
 };

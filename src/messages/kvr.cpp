@@ -158,6 +158,16 @@ VOXCmdInfo KVR::findCmd(unsigned char cmd)
     return VOXCmdInfo();
 }
 
+bool KVR::isAck(const VOXMessage &message)
+{
+    return message.cmd() == ACK;
+}
+
+bool KVR::isNack(const VOXMessage &message)
+{
+    return getNackReply(message) != NotANack;
+}
+
 KVR::NackStatus KVR::getNackReply(const VOXMessage &message)
 {
     if (message.data().size() != NackLength || message.cmd() != NACK)

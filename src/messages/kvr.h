@@ -163,6 +163,11 @@ public:
     /// Looks in all three tables; an invalid descriptor if none knows @p cmd.
     static VOXCmdInfo findCmd(unsigned char cmd);
 
+    ///@{
+    /// Whether @p message is what a node takes a command with, or refuses it with.
+    static bool isAck(const VOXMessage &message);
+    static bool isNack(const VOXMessage &message);
+    ///@}
     /// The status of a NACK, which has exactly 12 bytes; -1 for any other message.
     static NackStatus getNackReply(const VOXMessage &message);
 

@@ -129,13 +129,24 @@ QString VOX::version()
     return QStringLiteral(VOX_VERSION);
 }
 
+namespace {
+template <typename... Types>
+bool registerAll()
+{
+    (qRegisterMetaType<Types>(), ...);
+    return true;
+}
+}
+
+// Enumerations, too: without it, no operation that takes one could be called by its name, or from QML.
 void VOX::registerMetaTypes()
 {
-    static const bool once = [] {
-        qRegisterMetaType<VOX::Addr>("VOX::Addr");
-        qRegisterMetaType<VOXMessage>();
-        qRegisterMetaType<KVRMotor::Status>();
-        return true;
-    }();
+    static const bool once = qRegisterMetaType<VOX::Addr>("VOX::Addr") != 0
+        && registerAll<VOXMessage, KVRMotor::Status, VOX::NodeType, KVRMotor::AppMode, KVRMotor::MoveFunction,
+                       KVRMotor::SpeedType, KVRMotor::MoveToFunction, KVRMotor::MoveOfFunction,
+                       KVRMotor::NetworkLockFunction, KVRMotor::Limit, KVRMotor::LimitFunction,
+                       KVRMotor::IPFunction, KVRMotor::TurnDirection, KVRMotor::SoftStartStopFunction,
+                       KVRMotor::SoftStartStopRamps, KVRMotor::TorqueFunction,
+                       KVRMotor::FactoryDefFunction>();
     Q_UNUSED(once)
 }

@@ -1,5 +1,6 @@
 #include "proxies/voxnode.h"
 
+#include "messages/voxmessage.h"
 #include "transport/voxbus.h"
 
 namespace {
@@ -25,6 +26,12 @@ unsigned int VOXNode::addr(bool full) const
 VOX::NodeType VOXNode::type() const
 {
     return VOX::getType(m_addr);
+}
+
+bool VOXNode::hasSent(const BusMessage &frame) const
+{
+    const VOXMessage message(frame);
+    return message.isValid() && message.srcAddr(false) == addr(false);
 }
 
 void VOXNode::setType(VOX::NodeType type)

@@ -28,12 +28,16 @@ public:
     /// Replaces bits 24 to 31 of the address. Silent: addrChanged() tells of addresses alone.
     void setType(VOX::NodeType type);
 
+    /// Whether @p frame came from this address. Frames have no numbers: what one node answers late may end a
+    /// call to another, so who must be sure asks.
+    bool hasSent(const BusMessage &frame) const;
+
     /// Takes another address. Without a node type in it, the node keeps its own. The value passed is compared
     /// with the full address, so the bare 24 bits of the present one are stored, and announced, once more.
     virtual void setAddr(unsigned int addr);
 
 public Q_SLOTS:
-    /// A null @p bus detaches, and is true.
+    /// A null @p bus detaches, and is true; detach() says the same.
     virtual bool attach(VOXBus *bus);
     /// False, with nothing changed, if @p bus is null or of another kind.
     bool attach(Bus *bus) override;

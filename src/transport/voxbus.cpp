@@ -13,10 +13,15 @@
 #include <algorithm>
 #include <utility>
 
+#ifdef Q_OS_UNIX
+#    include <poll.h>
+#endif
+
 Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
 
 namespace {
 constexpr int FrameTimeoutMs = 100;
+constexpr unsigned int PassesPerLook = 256;
 constexpr unsigned char BitsPerByte = 11;
 constexpr int ControlOffset = 1;
 // So few bytes are left to the next arrival.
@@ -72,6 +77,8 @@ void VOXBus::init()
             ++m_eventLoopPasses;
             if (isDelivering() && hasInput())
                 processLater();
+            if (m_eventLoopPasses % PassesPerLook == 0)
+                lookAtPort();
         });
     }
 }
@@ -286,6 +293,22 @@ void VOXBus::serialPortError()
     qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s", qPrintable(port->errorString()));
     // The port's own close: openChanged() is not emitted here, on purpose.
     port->close();
+}
+
+// A port whose adapter is pulled out while nothing is written says nothing: it has an empty input to
+// announce, again and again, which keeps the event loop running.
+void VOXBus::lookAtPort()
+{
+#ifdef Q_OS_UNIX
+    auto *port = qobject_cast<QSerialPort *>(ioDevice());
+    if (!port || !port->isOpen())
+        return;
+    pollfd state{port->handle(), 0, 0};
+    if (::poll(&state, 1, 0) != 1 || (state.revents & POLLHUP) == 0)
+        return;
+    qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s has gone", qPrintable(port->portName()));
+    port->close();
+#endif
 }
 
 void VOXBus::attach(VOXDevice &device)

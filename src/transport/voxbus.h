@@ -101,7 +101,8 @@ public Q_SLOTS:
     /// Takes at most one frame of the received bytes. True if there was one, even if its check value
     /// is wrong.
     bool processData() override;
-    /// Closes a serial port that has gone away, which ends all calls. Other errors are ignored.
+    /// Closes a serial port that has gone away, which ends all calls. Other errors are ignored. Without an
+    /// error the bus sees it by itself, at the latest after 256 passes of the event loop.
     void serialPortError();
 
 protected:
@@ -127,6 +128,7 @@ protected:
 private:
     void init();
     void listenToDevice();
+    void lookAtPort();
     void processRest();
 
     QBasicTimer m_frameTimer;

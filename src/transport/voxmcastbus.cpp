@@ -105,19 +105,6 @@ bool VOXMCastBus::hasInput() const
     return isOpen() && socket()->hasPendingDatagrams();
 }
 
-int VOXMCastBus::write(const QByteArray &frame)
-{
-    if (frame.size() < VOXMessage::MinLength || frame.size() > VOXMessage::MaxLength) {
-        // In the serial bus's words, on purpose.
-        qCWarning(lcVoxBus, "[VOXBus]: not sending corrupted message (len=%i)",
-                  static_cast<int>(frame.size()));
-        return -1;
-    }
-    // A share of its own: the next frame uses the working buffer again, even from inside the write.
-    const QByteArray line = toLine(frame);
-    return writeLine(line);
-}
-
 int VOXMCastBus::writeLine(const QByteArray &bytes)
 {
     qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(bytes).constData(),

@@ -25,13 +25,13 @@ class VOX_EXPORT VOXMCastBus : public VOXBus
     Q_OBJECT
 
 public:
-    /// Opens at once, bound to any IPv4 address if @p bindAddress is null. Bound to a single address, Linux
-    /// hands it no frames of the group. @p alias only tells log lines apart.
+    /// Opens at once, bound to any IPv4 address if @p bindAddress is null. Bound to the
+    /// address of the group, Linux keeps groups of one port apart; bound to any other single one, it hands it
+    /// no frames of the group. @p alias only tells log lines apart.
     VOXMCastBus(const QHostAddress &group, unsigned short port, const QString &alias = QString(),
                 const QHostAddress &bindAddress = QHostAddress(), QObject *parent = nullptr);
     ~VOXMCastBus() override;
 
-    int write(const QByteArray &frame) override;
     int writeLine(const QByteArray &bytes) override;
     /// Binds and joins the group. False if either fails; without the group the bus may be open all the same.
     /// True at once, joined or not, if it is open already.

@@ -245,8 +245,8 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
     // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame. If an
-    // event loop ran there, the socket may have announced something in vain, and only a read, even of nothing,
-    // makes it announce again. To read always would cost system calls.
+    // event loop ran there, the socket may have announced something in vain, and only a read, even of
+    // nothing, makes it announce again. To read always would cost system calls.
     const unsigned int passesBefore = eventLoopPasses();
     if (accepted && deliver(frame) && eventLoopPasses() != passesBefore)
         VOXBus::processLater();

@@ -4,6 +4,9 @@
 #include "support/columns.h"
 #include "support/recordingbus.h"
 
+#include <QThread>
+
+#include <atomic>
 #include <memory>
 #include <thread>
 
@@ -17,6 +20,7 @@ private Q_SLOTS:
     void endsOnce();
     void slotsMayDestroy_data();
     void slotsMayDestroy();
+    void contextsMayBeElsewhereOrGone();
     void aCallThatNeverWasIsCanceled();
     void droppedHandlesStillSend();
     void unclaimedFramesHaveTheirOwnBytes();
@@ -150,18 +154,49 @@ void tst_BusPendingCall::slotsMayDestroy_data()
 void tst_BusPendingCall::slotsMayDestroy()
 {
     QFETCH(Step, action);
+    // Only one that is alone hears of it at once.
+    for (const bool isAlone : {false, true}) {
+        World world;
+        world.call = world.object.call(world.message);
+        world.next = world.object.call(query(0x41));
+        int heard = 0;
+        world.call.onFinished(this, [&] {
+            ++heard;
+            action(world);
+        });
+        const std::unique_ptr<Ear> second(isAlone ? nullptr : new Ear(world.call));
+        Ear behind(world.next);
+        world.hear("60");
+        QCOMPARE(heard, int(isAlone));
+        QTRY_VERIFY(heard == 1 && (isAlone || second->hasHeardOnce()));
+        if (world.bus)
+            world.hear("61");
+        QTRY_VERIFY(behind.hasHeardOnce());
+        QTEST(int(world.next.error()), "next");
+    }
+}
+
+void tst_BusPendingCall::contextsMayBeElsewhereOrGone()
+{
     World world;
     world.call = world.object.call(world.message);
-    world.next = world.object.call(query(0x41));
-    world.call.onFinished(this, [&] { action(world); });
-    Ear second(world.call);
-    Ear behind(world.next);
+    QThread thread;
+    thread.start();
+    QObject there;
+    there.moveToThread(&thread);
+    std::atomic<QThread *> toldOn = nullptr;
+    world.call.onFinished(&there, [&] { toldOn = QThread::currentThread(); });
+    int told = 0;
+    world.call.onFinished(std::make_unique<QObject>().get(), [&] { ++told; });
+    // As a handle it now speaks of another call, and goes.
+    auto watcher = std::make_unique<BusPendingCallWatcher>(world.call);
+    static_cast<BusPendingCall &>(*watcher) = world.object.call(query(0x41));
+    watcher.reset();
     world.hear("60");
-    QTRY_VERIFY(second.hasHeardOnce());
-    if (world.bus)
-        world.hear("61");
-    QTRY_VERIFY(behind.hasHeardOnce());
-    QTEST(int(world.next.error()), "next");
+    QTRY_COMPARE(toldOn.load(), &thread);
+    QCOMPARE(told, 0);
+    thread.quit();
+    thread.wait();
 }
 
 void tst_BusPendingCall::aCallThatNeverWasIsCanceled()

@@ -14,6 +14,7 @@ class tst_ProxyRequests : public QObject
 private Q_SLOTS:
     void requests_data();
     void requests();
+    void operationsCanBeInvokedByName();
     void groupRequests();
 };
 
@@ -73,6 +74,20 @@ void tst_ProxyRequests::requests()
     QCOMPARE(hex((frame.left(2) + frame.mid(9).chopped(2)).toHex()), hex(bytes));
     // From the host to the node.
     QCOMPARE(hex(frame.mid(2, 7).toHex()), hex("F8 000001 563412"));
+}
+
+// As scripts do it.
+void tst_ProxyRequests::operationsCanBeInvokedByName()
+{
+    RecordingBus bus;
+    P proxy(0x123456, &bus);
+    for (int i = 0; i < P::staticMetaObject.methodCount(); ++i) {
+        const QMetaMethod method = P::staticMetaObject.method(i);
+        const bool isOperation = qstrcmp(method.typeName(), "BusPendingCall") == 0;
+        for (int parameter = 0; isOperation && parameter < method.parameterCount(); ++parameter)
+            QVERIFY2(method.parameterType(parameter) != QMetaType::UnknownType, method.methodSignature());
+    }
+    QVERIFY(proxy.hasSent(frameFrom(0x08123456, "7F")) && !proxy.hasSent(frameFrom(0x123457, "7F")));
 }
 
 void tst_ProxyRequests::groupRequests()

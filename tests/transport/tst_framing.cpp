@@ -138,6 +138,7 @@ void tst_Framing::aLoopInsideADelivery()
         QTimer::singleShot(20, &loop, &QEventLoop::quit);
         receiver.feed(line(second));
         loop.exec();
+        QCOMPARE(receiver.frames.size(), 2);
     });
     for (int sent = 1; sent < 4; ++sent) {
         receiver.feed(line(first));
