@@ -32,10 +32,11 @@ public:
     unsigned short senderPort() const { return m_senderPort; }
 
     /// Lets the system keep what a whole network sends at once, as far as it allows that.
-    static void setReceiveBuffer(QUdpSocket &socket)
+    static void setBuffers(QUdpSocket &socket)
     {
         constexpr int Size = 4 * 1024 * 1024;
         socket.setSocketOption(QAbstractSocket::ReceiveBufferSizeSocketOption, Size);
+        socket.setSocketOption(QAbstractSocket::SendBufferSizeSocketOption, Size);
     }
 
 private:

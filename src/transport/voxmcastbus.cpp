@@ -58,7 +58,7 @@ bool VOXMCastBus::open()
         return true;
     if (socket()->bind(m_bindAddress, m_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
         socket()->open(QIODevice::ReadWrite);
-        VOXDatagram::setReceiveBuffer(*socket());
+        VOXDatagram::setBuffers(*socket());
     } else {
         qCWarning(lcVoxBus, "[VOXMCastBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
     }

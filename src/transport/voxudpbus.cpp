@@ -109,7 +109,7 @@ void VOXUdpBus::bind()
         return;
     }
     socket()->open(QIODevice::ReadWrite);
-    VOXDatagram::setReceiveBuffer(*socket());
+    VOXDatagram::setBuffers(*socket());
 }
 
 bool VOXUdpBus::open()
