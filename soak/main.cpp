@@ -75,8 +75,6 @@ struct Memory
 
     static Memory now()
     {
-        // What is free, and only kept for later, goes back first.
-        malloc_trim(0);
         const struct mallinfo2 info = mallinfo2();
         QFile file(QStringLiteral("/proc/self/statm"));
         const QByteArray words = file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
