@@ -15,7 +15,6 @@
 
 namespace {
 constexpr unsigned int NodeCount = 2000;
-constexpr unsigned int HostAddr = 0x0f010000;
 constexpr unsigned int PeriodMs = 255;
 const QHostAddress Group("239.255.71.14");
 
@@ -50,7 +49,7 @@ void discover(const char *name, const MakeBus &makeHost, const MakeBus &makeNetw
         clock.start();
         const BusPendingCall call =
             BusObject(host.get(), nullptr)
-                .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), HostAddr, VOX::BCAST, PeriodMs));
+                .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST, PeriodMs));
         call.waitForFinished();
         std::printf("discovery over %s: %i of %u nodes in %lld ms, the last %u ms of them silent\n", name,
                     call.replies().size(), NodeCount, static_cast<long long>(clock.elapsed()), PeriodMs);

@@ -16,7 +16,6 @@
 
 namespace {
 constexpr unsigned int FirstAddr = 0x100000;
-constexpr unsigned int HostAddr = 0x0f010000;
 // Has no divisor in common with the sizes, so that every motor gets its turn.
 constexpr unsigned int DefaultTimeout = 0;
 constexpr int Stride = 7919;
@@ -59,7 +58,7 @@ Network *networkFor(const char *use, int size)
 
 VOXCall exampleCall()
 {
-    VOXCall call(KVR::findCmd(KVR::CTRL_MOVETO), HostAddr, FirstAddr, DefaultTimeout);
+    VOXCall call(KVR::findCmd(KVR::CTRL_MOVETO), VOX::HostAddr, FirstAddr, DefaultTimeout);
     VOXDataWriter writer(call);
     writer.writeUint8(1).writeUint16(4711).writeUint8(50);
     return call;
@@ -90,7 +89,7 @@ Step callOverUdp(int motors)
 Step broadcastTo(int motors)
 {
     Network *network = networkFor(__func__, motors);
-    VOXCall stop(KVR::findCmd(KVR::CTRL_STOP), HostAddr, VOX::BCAST, DefaultTimeout);
+    VOXCall stop(KVR::findCmd(KVR::CTRL_STOP), VOX::HostAddr, VOX::BCAST, DefaultTimeout);
     stop.prepare();
     return [network, frame = stop.data()] { network->network.dispatcher().dispatch(frame); };
 }

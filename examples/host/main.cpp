@@ -14,7 +14,7 @@ public:
     explicit Host(VOXBus &bus)
         : m_bus(bus)
     {
-        const VOXCall everyone(KVR::findCmd(KVR::GET_NODE_ADDR), m_bus.addr(), VOX::BCAST,
+        const VOXCall everyone(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST,
                                VOXCall::DefaultSharedTimeout);
         BusObject(&bus, nullptr).call(everyone).onFinished(this, [this](const BusPendingCall &call) {
             // All that have answered, in the order in which they did.

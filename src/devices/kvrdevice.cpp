@@ -16,8 +16,6 @@ using namespace VOXAnswer;
 
 namespace {
 constexpr int DefaultGroupCount = 16;
-constexpr int LabelWidth = 16;
-constexpr int SerialWidth = 12;
 constexpr int DiscoverySilenceMs = 300000;
 /// In a field of SET_NETWORK_CONFIG: leave it as it is.
 constexpr unsigned char Unchanged = 255;
@@ -102,7 +100,7 @@ void KVRDevice::setNodeLabel(const QByteArray &label)
 {
     if (!store(m_nodeLabel, label))
         return;
-    m_nodeLabel.truncate(LabelWidth);
+    m_nodeLabel.truncate(KVR::LabelLength);
     Q_EMIT nodeLabelChanged(m_nodeLabel);
 }
 
@@ -111,7 +109,7 @@ void KVRDevice::setSerialNumber(const QByteArray &serial)
     if (!serial.isEmpty()) {
         // The generated one is longer, and stays so if it is set again.
         if (serial != m_serialNumber)
-            m_serialNumber = serial.left(SerialWidth);
+            m_serialNumber = serial.left(KVR::SerialLength);
         return;
     }
     int year = 0;
@@ -286,14 +284,14 @@ VOXReply KVRDevice::groupAddrReply(const VOXMessage &request)
 
 VOXReply KVRDevice::nodeLabelReply(const VOXMessage &request) const
 {
-    return textAnswer(*this, request, KVR::POST_NODE_LABEL, m_nodeLabel, LabelWidth);
+    return textAnswer(*this, request, KVR::POST_NODE_LABEL, m_nodeLabel, KVR::LabelLength);
 }
 
 VOXReply KVRDevice::serialNumberReply(const VOXMessage &request)
 {
     if (m_serialNumber.isEmpty())
         setSerialNumber(QByteArray());
-    return textAnswer(*this, request, KVR::POST_NODE_SERIAL_NUMBER, m_serialNumber, SerialWidth);
+    return textAnswer(*this, request, KVR::POST_NODE_SERIAL_NUMBER, m_serialNumber, KVR::SerialLength);
 }
 
 VOXReply KVRDevice::networkConfigReply(const VOXMessage &request) const
@@ -355,7 +353,7 @@ VOXReply KVRDevice::setNodeLabelReply(const VOXMessage &request)
 {
     // All 16 bytes, also the zero bytes at the end. The answer is made before anyone can hear of the change.
     VOXReply done = acknowledgement(request);
-    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, LabelWidth));
+    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, KVR::LabelLength));
     return done;
 }
 

@@ -17,6 +17,12 @@ class VOX_EXPORT KVR
     Q_GADGET
 
 public:
+    ///@{
+    /// Of a node's label and of its serial number, in bytes.
+    static constexpr int LabelLength = 16;
+    static constexpr int SerialLength = 12;
+    ///@}
+
     /// Commands that every node knows.
     enum Cmd : int {
         GET_NODE_ADDR = 0x40,

@@ -6,7 +6,6 @@
 #include "messages/voxmessage.h"
 
 namespace {
-constexpr unsigned int AddrMask = 0xffffff;
 constexpr unsigned int TypeMask = 0xf;
 constexpr int TypeShift = 24;
 constexpr int AddrDigits = 6;

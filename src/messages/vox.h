@@ -47,6 +47,10 @@ public:
 
     /// Bits 0 to 23 hold the node address, bits 24 to 27 the node type.
     using Addr = unsigned int;
+    /// Of an Addr, what is left without the node type.
+    static constexpr Addr AddrMask = 0xffffff;
+    /// Where hosts send from, with the type of a host, NODETYPE_MASTER.
+    static constexpr Addr HostAddr = 0x0f010000;
 
     VOX() = delete;
 

@@ -4,7 +4,6 @@
 #include "messages/voxmessage.h"
 
 namespace {
-constexpr unsigned int AddrMask = 0xffffff;
 constexpr int ControlOffset = 1;
 constexpr int NodeTypesOffset = 2;
 constexpr int SourceOffset = 3;
@@ -59,5 +58,5 @@ bool VOXCallData::isForMe(const VOXMessage &message) const
 {
     const unsigned int source = sourceOf(bytes());
     const unsigned int destination = message.destAddr(true);
-    return destination == source || destination == (source & AddrMask);
+    return destination == source || destination == (source & VOX::AddrMask);
 }

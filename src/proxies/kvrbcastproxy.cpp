@@ -3,6 +3,6 @@
 #include "proxies/voxrequest_p.h"
 
 KVRBCastProxy::KVRBCastProxy(Bus *bus, QObject *parent)
-    : KVRGroupProxy(VOXRequest::HostAddr, VOX::BCAST, bus, parent)
+    : KVRGroupProxy(VOX::HostAddr, VOX::BCAST, bus, parent)
 {
 }

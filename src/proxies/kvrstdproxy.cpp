@@ -5,8 +5,6 @@
 using namespace VOXRequest;
 
 namespace {
-constexpr int LabelWidth = 16;
-constexpr int SerialWidth = 12;
 constexpr int Test2Width = 10;
 constexpr int Test3Width = 20;
 
@@ -67,7 +65,7 @@ bool KVRStdProxy::getNodeAppVersionReply(const BusMessage &msg, KVRStdProxy::App
 
 bool KVRStdProxy::getNodeLabelReply(const BusMessage &msg, QByteArray &label) const
 {
-    if (!isCommand(msg, KVR::POST_NODE_LABEL, LabelWidth))
+    if (!isCommand(msg, KVR::POST_NODE_LABEL, KVR::LabelLength))
         return false;
     label = payload(msg);
     return true;
@@ -75,7 +73,7 @@ bool KVRStdProxy::getNodeLabelReply(const BusMessage &msg, QByteArray &label) co
 
 bool KVRStdProxy::getNodeSerialNumberReply(const BusMessage &msg, QByteArray &serial) const
 {
-    if (msg.data().size() != VOXMessage::MinLength + SerialWidth)
+    if (msg.data().size() != VOXMessage::MinLength + KVR::SerialLength)
         return false;
     serial = payload(msg);
     return true;
@@ -167,7 +165,7 @@ BusPendingCall KVRStdProxy::getNodeLabel()
 
 BusPendingCall KVRStdProxy::setNodeLabel(const QByteArray &str)
 {
-    return request<KVR::SET_NODE_LABEL>(*this, Acknowledged, Padded<LabelWidth>{str});
+    return request<KVR::SET_NODE_LABEL>(*this, Acknowledged, Padded<KVR::LabelLength>{str});
 }
 
 BusPendingCall KVRStdProxy::sendDataTest1()

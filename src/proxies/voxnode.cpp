@@ -4,7 +4,6 @@
 #include "transport/voxbus.h"
 
 namespace {
-constexpr unsigned int AddrMask = 0xffffff;
 constexpr int TypeShift = 24;
 }
 
@@ -20,7 +19,7 @@ VOXNode::~VOXNode() = default;
 
 unsigned int VOXNode::addr(bool full) const
 {
-    return full ? m_addr : m_addr & AddrMask;
+    return full ? m_addr : m_addr & VOX::AddrMask;
 }
 
 VOX::NodeType VOXNode::type() const
@@ -36,7 +35,7 @@ bool VOXNode::hasSent(const BusMessage &frame) const
 
 void VOXNode::setType(VOX::NodeType type)
 {
-    m_addr = (m_addr & AddrMask) | static_cast<unsigned int>(type) << TypeShift;
+    m_addr = (m_addr & VOX::AddrMask) | static_cast<unsigned int>(type) << TypeShift;
 }
 
 bool VOXNode::storeAddr(unsigned int addr)

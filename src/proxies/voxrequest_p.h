@@ -12,9 +12,6 @@
 /// The one shape of every operation and every decoder of the proxies.
 namespace VOXRequest {
 
-/// The fixed address of the host, with its node type.
-constexpr unsigned int HostAddr = 0x0f010000;
-
 /// What an operation adds to the ack flag that the call may have already.
 enum Acknowledgement { AsDescribed, Acknowledged };
 
@@ -46,7 +43,7 @@ template <auto Command, typename... Fields>
 BusPendingCall request(VOXNode &node, Acknowledgement acknowledgement, const Fields &...fields)
 {
     static const VOXCmdInfo info = KVR::findCmd(static_cast<unsigned char>(Command));
-    VOXCall call(info, HostAddr, node.addr(true), 0);
+    VOXCall call(info, VOX::HostAddr, node.addr(true), 0);
     if (acknowledgement == Acknowledged)
         call.setAck(true);
     return send(node, call, fields...);

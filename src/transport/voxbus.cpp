@@ -26,7 +26,6 @@ constexpr unsigned char BitsPerByte = 11;
 constexpr int ControlOffset = 1;
 // So few bytes are left to the next arrival.
 constexpr int RestThatWaits = 2;
-constexpr unsigned int HostAddr = 0x010000;
 
 QByteArray hex(unsigned int value)
 {
@@ -333,7 +332,7 @@ void VOXBus::groupDetach(VOXDevice &device, unsigned int group)
 
 unsigned int VOXBus::addr()
 {
-    return HostAddr;
+    return VOX::HostAddr & VOX::AddrMask;
 }
 
 unsigned short VOXBus::chksum(const char *data, std::size_t size)
