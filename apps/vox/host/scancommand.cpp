@@ -6,6 +6,7 @@
 #include "vox/console.h"
 #include "vox/host/discovery.h"
 #include "vox/line/commandfields.h"
+#include "vox/outcome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -28,15 +29,14 @@ FoundNode describe(unsigned int addr, VOXBus &bus)
 {
     KVRStdProxy proxy(addr, &bus);
     FoundNode node{VOX::toString(proxy.addr(false)), VOX::toString(proxy.type()), QString(), QString()};
-    const BusPendingCall labelCall = proxy.getNodeLabel();
-    const BusPendingCall versionCall = proxy.getNodeAppVersion();
-    labelCall.waitForFinished();
-    versionCall.waitForFinished();
+    const Outcome told = ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeLabel(); });
+    const Outcome versionTold =
+        ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeAppVersion(); });
     QByteArray label;
-    if (proxy.getNodeLabelReply(labelCall.reply(), label))
+    if (proxy.getNodeLabelReply(told.reply(), label))
         node.label = QString::fromLatin1(label.constData());
     KVRStdProxy::AppVersion version;
-    if (proxy.getNodeAppVersionReply(versionCall.reply(), version))
+    if (proxy.getNodeAppVersionReply(versionTold.reply(), version))
         node.version = version.toString();
     return node;
 }
