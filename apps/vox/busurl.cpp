@@ -114,7 +114,7 @@ BusPointer openUdp(const BusUrl &url)
 BusPointer openMulticast(const BusUrl &url)
 {
     const Silence silence;
-    auto bus = std::make_unique<VOXMCastBus>(url.host, url.port, url.alias, url.bind);
+    auto bus = std::make_unique<VOXMCastBus>(url.host, url.port, url.alias, url.localAddress());
     constexpr unsigned int UsPerMs = 1000;
     if (url.latencyMs != 0)
         static_cast<SimpleBusDispatcher &>(bus->dispatcher()).setNetworkLatency(url.latencyMs * UsPerMs);
@@ -170,6 +170,13 @@ bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
     return false;
 }
 
+QHostAddress BusUrl::localAddress() const
+{
+    if (!bind.isNull())
+        return bind;
+    return kind == Multicast ? host : QHostAddress(QHostAddress::AnyIPv4);
+}
+
 BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
 {
     BusUrl url;
@@ -200,7 +207,7 @@ bool isPortTaken(const QString &text)
     if (!BusUrl::read(text, &url, &problem) || url.kind != BusUrl::Udp || url.host == QHostAddress::Broadcast)
         return false;
     QUdpSocket probe;
-    return !probe.bind(url.bind.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : url.bind,
-                       url.local == 0 ? url.port : url.local, QAbstractSocket::DontShareAddress)
+    return !probe.bind(url.localAddress(), url.local == 0 ? url.port : url.local,
+                       QAbstractSocket::DontShareAddress)
         && probe.error() == QAbstractSocket::AddressInUseError;
 }

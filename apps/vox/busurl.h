@@ -21,6 +21,10 @@ struct BusUrl
     /// False if @p text is none; @p problem says why, in one line.
     static bool read(const QString &text, BusUrl *url, QString *problem);
 
+    /// What a socket binds to: @c bind, or else any address; for multicast that of the group, because a
+    /// socket that is bound to any address hears the other groups on its port, too.
+    QHostAddress localAddress() const;
+
     QString text;
     Kind kind = Pty;
     QString path;

@@ -8,12 +8,29 @@
 
 namespace {
 constexpr auto NotANack = static_cast<KVR::NackStatus>(-1);
+constexpr int AddrDigits = 6;
+constexpr int MaxAsked = 3;
 }
 
 Outcome::Outcome(const BusPendingCall &call)
     : m_reply(call.reply())
     , m_error(call.errorString())
 {
+}
+
+// The protocol numbers no frames: an answer shows by its source alone whether it is of the node asked.
+Outcome::Outcome(const BusPendingCall &call, unsigned int addr)
+    : Outcome(call)
+{
+    m_addr = VOX::toString(addr).right(AddrDigits);
+    if (!isAnswered())
+        return;
+    const QString source = VOX::toString(m_reply.srcAddr(false));
+    m_isForeign = source != m_addr;
+    if (!m_isForeign)
+        return;
+    m_error = QStringLiteral("%1 answered in place of %2").arg(source, m_addr);
+    m_reply = VOXMessage();
 }
 
 int Outcome::exitCode() const
@@ -23,8 +40,12 @@ int Outcome::exitCode() const
 
 QJsonObject Outcome::toJson() const
 {
-    if (!m_error.isEmpty())
-        return {{QStringLiteral("error"), m_error}};
+    if (!m_error.isEmpty()) {
+        QJsonObject object{{QStringLiteral("error"), m_error}};
+        if (!m_addr.isEmpty())
+            object.insert(QStringLiteral("address"), m_addr);
+        return object;
+    }
     if (!isAnswered())
         return {{QStringLiteral("sent"), true}};
     return {{QStringLiteral("address"), VOX::toString(m_reply.srcAddr(false))},
@@ -54,6 +75,18 @@ void Outcome::printText(const QString &command) const
         printLine(VOX::toString(m_reply.cmd()));
         for (const FieldValue &field : decodeFields(m_reply))
             printLine(QStringLiteral("  %1: %2").arg(QLatin1String(field.field.name), field.toString()));
+    }
+}
+
+Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall()> &call)
+{
+    const int most = asking == Asking::Again ? MaxAsked : 1;
+    for (int asked = 1;; ++asked) {
+        const BusPendingCall pending = call();
+        pending.waitForFinished();
+        const Outcome outcome(pending, addr);
+        if (!outcome.isForeign() || asked == most)
+            return outcome;
     }
 }
 

@@ -133,15 +133,22 @@ void tst_Monitor::statistics_data()
     // Milliseconds, and what comes: a request, an answer, a refusal, an echo, a failed answer, garbage.
     row("good", "0r 10a 100r 130a 200r 220a", "3 20 30 0 0 {}", "");
     row("no answer", "0r 150r 170a 400r", "1 20 20 1 0 {}", "");
-    row("none at the end", "0r 10a 300r 900g", "1 10 10 1 0 {}", "");
+    row("none at the end", "0r 10a 300r 900g", "1 10 10 1 0 {}",
+        "0 failed checks and 30 bytes of garbage among valid frames: noise");
     row("refusals", "0r 10n 20r 30n", "2 10 10 0 0 {\"BUSY\":2}", "");
-    row("failed checks", "0r 10a 20r 30f 300r 310a", "2 10 10 1 1 {}", "");
+    row("failed checks", "0r 10a 20r 30f 300r 310a", "2 10 10 1 1 {}",
+        "1 failed check and 0 bytes of garbage among valid frames: noise");
+    row("never an answer", "0r 300r 600r 900b", "0 0 0 3 0 {}", "000101 never answers: 3 requests in vain");
     row("two nodes", "0r 10a 12a 100r 110a 112a", "2 10 10 0 0 {}",
         "000101 gave 2 answers more than it was asked for: two nodes answer as one address");
     row("an echo", "0r 5r 10a 100r 105r 110a", "2 10 10 0 0 {}", "2 requests came twice: an echo is on");
     row("late, and asked again", "0r 250r 300a 550a", "2 50 550 0 0 {}",
         "000101 gave 1 answer later than after 200 ms, when hosts have given up");
-    row("to a request to all", "0r 10a 100b 110a 112a", "1 10 10 0 0 {}", "");
+    row("to a request to all", "0r 10a 100b 110n 150b 152n", "1 10 10 0 0 {\"BUSY\":2}", "");
+    row("two nodes, to a request to all", "0b 10n 12n", "0 0 0 0 0 {\"BUSY\":2}",
+        "000101 gave 1 answer more than it was asked for: two nodes answer as one address");
+    row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 {}",
+        "000101 gave 1 answer more than it was asked for: two nodes answer as one address");
     row("another rate", "0g 10g 20g 30g", "",
         "120 bytes and no valid frame among them: parity or bit rate may be wrong");
 }

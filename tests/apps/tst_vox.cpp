@@ -150,7 +150,8 @@ void tst_Vox::commandLines_data()
     row("call 000401 sendDataTest2 hex:00ff", "0 POST_DATA_TEST2\n  data: 00 FF 00 00 00 00 00 00 00 00\n");
     row("call 000401 setNetworkConfig 255 0 255 0 255 1", "0 sent; no answer was asked for\n");
     row("info 000999", "1 ! vox info: No reply within the time-out\n");
-    row("call 000999 getNodeLabel --json", "1 {\"error\":\"No reply within the time-out\"}\n");
+    row("call 000999 getNodeLabel --json",
+        "1 {\"address\":\"000999\",\"error\":\"No reply within the time-out\"}\n");
     row("call 000101 getMotorLimits --json",
         "0 {\"address\":\"000101\",\"command\":\"POST_MOTOR_LIMITS\",\"fields\":"
         "{\"downLimit\":12000,\"upLimit\":0},\"type\":\"NODETYPE_TB60LV\"}\n");
@@ -280,6 +281,10 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     }
     QCOMPARE(seen.join(' '),
              QString("SET_NODE_LABEL ACK GET_NODE_LABEL POST_NODE_LABEL stats of 4 stats of 4"));
+    {
+        const Simulation simulation("--node NODE@00A1B2", url);
+        QCOMPARE(run("scan --json", QString(url).replace("71.15", "71.16")).left(5), QByteArray("0 []\n"));
+    }
     // A fresh node is told the same once more.
     QCOMPARE(ask("replay --speed 100 " + capture), QByteArray("0 POST_NODE_LABEL\n  label: Watched\n"));
     QCOMPARE(run("monitor --command POST_NODE_LABEL " + capture).count('\n'), 1);
@@ -317,8 +322,20 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(simulation.run("status 000001").startsWith("1 "));
     obey("clear");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
+    obey("from 000002 000001 count 2");
+    QVERIFY(simulation.run("status 000001").startsWith("0 "));
+    obey("from 000002 000001");
+    QCOMPARE(simulation.run("call 000001 getMotorStatus --json"),
+             QByteArray("1 {\"address\":\"000001\",\"error\":\"000002 answered in place of 000001\"}\n"));
     obey("wiggle");
     QVERIFY(simulation.process.readAllStandardError().contains("'wiggle' is no fault"));
+    QProcess monitor;
+    start(monitor, "monitor", simulation.bus);
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    exitCode(simulation.process, SIGKILL);
+    QCOMPARE(exitCode(monitor), 1);
+    QVERIFY(monitor.readAllStandardError().contains("has gone: its other end has hung up"));
 }
 
 void tst_Vox::everyCommandHasHelp()

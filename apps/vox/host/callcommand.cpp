@@ -40,7 +40,7 @@ int runCall(const QStringList &arguments)
     if (!bus)
         return line.exitCode();
     KVRMotorProxy proxy(addr, bus.get());
-    const BusPendingCall call = operation.call(proxy);
-    call.waitForFinished();
-    return Outcome(call).print(QStringLiteral("call"), line.isJson());
+    const Asking asking = words.at(1).startsWith(QLatin1String("get")) ? Asking::Again : Asking::Once;
+    return ask(addr, asking, [&] { return operation.call(proxy); })
+        .print(QStringLiteral("call"), line.isJson());
 }

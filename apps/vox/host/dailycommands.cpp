@@ -66,13 +66,13 @@ struct Daily
 
     /// Sends it to a node, a group or all, by the proxy for that.
     template <typename Send>
-    int send(const Send &send)
+    int send(const Send &send, Asking asking = Asking::Once)
     {
         if (!open())
             return exitCode;
         if (target.type == VOX::P2P) {
             KVRMotorProxy proxy(target.addr, bus.get());
-            return finish(send(proxy));
+            return ask(target.addr, asking, [&] { return send(proxy); }).print(m_name, line.isJson());
         }
         if (target.type == VOX::GROUP) {
             KVRGroupProxy proxy(target.addr, bus.get());
@@ -80,12 +80,6 @@ struct Daily
         }
         KVRBCastProxy proxy(bus.get());
         return collect(send(proxy));
-    }
-
-    int finish(const BusPendingCall &call) const
-    {
-        call.waitForFinished();
-        return Outcome(call).print(m_name, line.isJson());
     }
 
     int exitCode = Success;
@@ -260,7 +254,7 @@ int runQuery(const QStringList &arguments, const char *name, const char *descrip
     Daily daily(name, description, example, false);
     if (!daily.parse(arguments, 0, 0))
         return daily.exitCode;
-    return daily.send([&](KVRMotorProxy &proxy) { return (proxy.*query)(); });
+    return daily.send([&](KVRMotorProxy &proxy) { return (proxy.*query)(); }, Asking::Again);
 }
 
 int runStatus(const QStringList &arguments)
@@ -294,7 +288,8 @@ int runLabel(const QStringList &arguments)
         return daily.line.fail(QStringLiteral("a label has up to 16 characters of Latin-1"));
     const bool isWriting = daily.line.words().size() > 1;
     return daily.send(
-        [&](KVRMotorProxy &proxy) { return isWriting ? proxy.setNodeLabel(label) : proxy.getNodeLabel(); });
+        [&](KVRMotorProxy &proxy) { return isWriting ? proxy.setNodeLabel(label) : proxy.getNodeLabel(); },
+        isWriting ? Asking::Once : Asking::Again);
 }
 
 /// What a reply tells: a version as its text, an only field by itself, more of them by their names.
@@ -327,27 +322,32 @@ int runInfo(const QStringList &arguments)
     if (!daily.parse(arguments, 0, 0) || !daily.open())
         return daily.exitCode;
     KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
-    const BusPendingCall first = proxy.getNodeLabel();
-    first.waitForFinished();
-    if (Outcome(first).exitCode() != Success)
-        return Outcome(first).print(daily.name(), daily.line.isJson());
-    QJsonObject all = Outcome(first).toJson();
+    const auto query = [&](BusPendingCall (KVRMotorProxy::*get)()) {
+        return ask(daily.target.addr, Asking::Again, [&] { return (proxy.*get)(); });
+    };
+    const Outcome first = query(&KVRMotorProxy::getNodeLabel);
+    if (first.exitCode() != Success)
+        return first.print(daily.name(), daily.line.isJson());
+    QJsonObject all = first.toJson();
     all.remove(QStringLiteral("command"));
     QJsonObject fields = all.value(QStringLiteral("fields")).toObject();
-    const std::pair<const char *, BusPendingCall> queries[] = {
-        {"serial", proxy.getNodeSerialNumber()},       {"appVersion", proxy.getNodeAppVersion()},
-        {"stackVersion", proxy.getNodeStackVersion()}, {"status", proxy.getMotorStatus()},
-        {"position", proxy.getMotorPosition()},        {"limits", proxy.getMotorLimits()},
-        {"speeds", proxy.getMotorRollingSpeed()},      {"networkLock", proxy.getNetworkLock()},
+    const std::pair<const char *, BusPendingCall (KVRMotorProxy::*)()> queries[] = {
+        {"serial", &KVRMotorProxy::getNodeSerialNumber},
+        {"appVersion", &KVRMotorProxy::getNodeAppVersion},
+        {"stackVersion", &KVRMotorProxy::getNodeStackVersion},
+        {"status", &KVRMotorProxy::getMotorStatus},
+        {"position", &KVRMotorProxy::getMotorPosition},
+        {"limits", &KVRMotorProxy::getMotorLimits},
+        {"speeds", &KVRMotorProxy::getMotorRollingSpeed},
+        {"networkLock", &KVRMotorProxy::getNetworkLock},
     };
     if (!daily.line.isJson())
         printLine(QStringLiteral("%1 %2 %3")
                       .arg(all.value(QStringLiteral("address")).toString(),
                            all.value(QStringLiteral("type")).toString(),
                            printable(fields.value(QStringLiteral("label")).toString())));
-    for (const auto &[name, call] : queries) {
-        call.waitForFinished();
-        const Outcome outcome(call);
+    for (const auto &[name, get] : queries) {
+        const Outcome outcome = query(get);
         if (outcome.exitCode() != Success)
             continue;
         const QJsonValue told = toldBy(proxy, outcome.reply());

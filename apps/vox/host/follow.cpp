@@ -26,12 +26,12 @@ QString stateOf(const Reading &reading)
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(reading.status.state)));
 }
 
-bool read(KVRMotorProxy &proxy, Reading *reading)
+bool read(KVRMotorProxy &proxy, Reading *reading, QString *error)
 {
-    const BusPendingCall position = proxy.getMotorPosition();
-    const BusPendingCall status = proxy.getMotorStatus();
-    position.waitForFinished();
-    status.waitForFinished();
+    const unsigned int addr = proxy.addr(false);
+    const Outcome position = ask(addr, Asking::Again, [&] { return proxy.getMotorPosition(); });
+    const Outcome status = ask(addr, Asking::Again, [&] { return proxy.getMotorStatus(); });
+    *error = position.error().isEmpty() ? status.error() : position.error();
     return proxy.getMotorPositionReply(position.reply(), &reading->pulses, &reading->percent, nullptr,
                                        nullptr)
         && proxy.getMotorStatusReply(status.reply(), reading->status);
@@ -77,11 +77,14 @@ void MotorFollower::pause()
 int MotorFollower::follow(KVRMotorProxy &proxy)
 {
     Reading reading;
+    QString error;
     for (int failures = 0; !m_isInterrupted; pause()) {
-        if (!read(proxy, &reading)) {
+        if (!read(proxy, &reading, &error)) {
             if (m_isInterrupted || ++failures < MaxFailures)
                 continue;
-            printError(QStringLiteral("goto"), QStringLiteral("the motor does not tell where it is"));
+            printError(QStringLiteral("goto"),
+                       QStringLiteral("the motor does not tell where it is%1")
+                           .arg(error.isEmpty() ? error : QStringLiteral(": ") + error));
             return Failure;
         }
         failures = 0;
@@ -96,15 +99,15 @@ int MotorFollower::stop(KVRMotorProxy &proxy) const
 {
     bool isStopped = false;
     for (int attempt = 0; !isStopped && attempt < MaxFailures; ++attempt) {
-        const BusPendingCall call = proxy.ctrlStop();
-        call.waitForFinished();
-        isStopped = VOXMessage(call.reply()).cmd() == KVR::ACK;
+        const Outcome outcome = ask(proxy.addr(false), Asking::Once, [&] { return proxy.ctrlStop(); });
+        isStopped = outcome.reply().cmd() == KVR::ACK;
     }
     Reading reading;
+    QString error;
     if (!isStopped)
         printError(QStringLiteral("goto"),
                    QStringLiteral("the motor has not acknowledged the stop, and may still run"));
-    else if (read(proxy, &reading))
+    else if (read(proxy, &reading, &error))
         show(reading, m_isJson);
     return Failure;
 }

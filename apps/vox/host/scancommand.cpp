@@ -6,15 +6,19 @@
 #include "vox/console.h"
 #include "vox/host/discovery.h"
 #include "vox/line/commandfields.h"
+#include "vox/outcome.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QMap>
 
 #include <algorithm>
 #include <memory>
 
 namespace {
+constexpr int AddrDigits = 6;
+
 struct FoundNode
 {
     QString address;
@@ -22,21 +26,22 @@ struct FoundNode
     /// Null if the node does not tell.
     QString label;
     QString version;
+    /// How many answers came from this address.
+    int answers = 1;
 };
 
 FoundNode describe(unsigned int addr, VOXBus &bus)
 {
     KVRStdProxy proxy(addr, &bus);
-    FoundNode node{VOX::toString(proxy.addr(false)), VOX::toString(proxy.type()), QString(), QString()};
-    const BusPendingCall labelCall = proxy.getNodeLabel();
-    const BusPendingCall versionCall = proxy.getNodeAppVersion();
-    labelCall.waitForFinished();
-    versionCall.waitForFinished();
+    FoundNode node{VOX::toString(proxy.addr(false)), VOX::toString(proxy.type()), QString(), QString(), 1};
+    const Outcome told = ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeLabel(); });
+    const Outcome versionTold =
+        ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeAppVersion(); });
     QByteArray label;
-    if (proxy.getNodeLabelReply(labelCall.reply(), label))
+    if (proxy.getNodeLabelReply(told.reply(), label))
         node.label = QString::fromLatin1(label.constData());
     KVRStdProxy::AppVersion version;
-    if (proxy.getNodeAppVersionReply(versionCall.reply(), version))
+    if (proxy.getNodeAppVersionReply(versionTold.reply(), version))
         node.version = version.toString();
     return node;
 }
@@ -52,18 +57,23 @@ QVector<FoundNode> describeAll(const QVector<unsigned int> &addrs, VOXBus &bus)
     return nodes;
 }
 
+QString labelOf(const FoundNode &node)
+{
+    return node.label.isNull() ? QStringLiteral("?") : printable(node.label);
+}
+
 void printTable(const QVector<FoundNode> &nodes)
 {
     int typeWidth = 0;
     int labelWidth = 0;
     for (const FoundNode &node : nodes) {
         typeWidth = std::max(typeWidth, static_cast<int>(node.type.size()));
-        labelWidth = std::max(labelWidth, static_cast<int>(node.label.size()));
+        labelWidth = std::max(labelWidth, static_cast<int>(labelOf(node).size()));
     }
     for (const FoundNode &node : nodes)
         printLine(QStringLiteral("%1  %2  %3  %4")
                       .arg(node.address, node.type.leftJustified(typeWidth),
-                           printable(node.label).leftJustified(labelWidth), node.version)
+                           labelOf(node).leftJustified(labelWidth), node.version)
                       .trimmed());
 }
 
@@ -76,10 +86,13 @@ void printJson(const QVector<FoundNode> &nodes)
 {
     QJsonArray array;
     for (const FoundNode &node : nodes) {
-        array += QJsonObject{{QStringLiteral("address"), node.address},
-                             {QStringLiteral("type"), node.type},
-                             {QStringLiteral("label"), textOrNull(node.label)},
-                             {QStringLiteral("appVersion"), textOrNull(node.version)}};
+        QJsonObject object{{QStringLiteral("address"), node.address},
+                           {QStringLiteral("type"), node.type},
+                           {QStringLiteral("label"), textOrNull(node.label)},
+                           {QStringLiteral("appVersion"), textOrNull(node.version)}};
+        if (node.answers > 1)
+            object.insert(QStringLiteral("answers"), node.answers);
+        array += object;
     }
     printLine(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
 }
@@ -90,7 +103,8 @@ int runScan(const QStringList &arguments)
     CommandLine line(
         QStringLiteral("scan"),
         QStringLiteral("Finds the nodes of a bus by broadcast, and prints address, type, label and "
-                       "application version of each; with --json, as one array."),
+                       "application version of each; with --json, as one array. That nobody "
+                       "answers is no failure."),
         QStringLiteral("vox scan"), CommandLine::BusOption | CommandLine::JsonOption);
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
@@ -105,15 +119,19 @@ int runScan(const QStringList &arguments)
         return Failure;
     }
     QVector<unsigned int> addrs = discoveredAddrs(discovery);
-    const auto twice = std::adjacent_find(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
-        return VOX::makeAddr(VOX::NODETYPE_ANY, int(a)) == VOX::makeAddr(VOX::NODETYPE_ANY, int(b));
-    });
-    if (twice != addrs.end())
-        printError(QStringLiteral("scan"),
-                   QStringLiteral("%1 has answered more than once: several nodes may have this address")
-                       .arg(VOX::toString(*twice).right(6)));
+    QMap<QString, int> answers;
+    for (const unsigned int addr : qAsConst(addrs))
+        ++answers[VOX::toString(addr).right(AddrDigits)];
+    for (auto entry = answers.cbegin(); entry != answers.cend(); ++entry) {
+        if (entry.value() > 1)
+            printError(QStringLiteral("scan"),
+                       QStringLiteral("%1 has answered more than once: several nodes may have this address")
+                           .arg(entry.key()));
+    }
     addrs.erase(std::unique(addrs.begin(), addrs.end()), addrs.end());
-    const QVector<FoundNode> nodes = describeAll(addrs, *network);
+    QVector<FoundNode> nodes = describeAll(addrs, *network);
+    for (FoundNode &node : nodes)
+        node.answers = answers.value(node.address, 1);
     if (line.isJson())
         printJson(nodes);
     else

@@ -23,6 +23,7 @@ constexpr qint64 EchoNs = 100000000;
 constexpr qint64 LostNs = 2000000000;
 constexpr int MaxNodes = 65536;
 constexpr int ManyBytes = 100;
+constexpr int ManyUnanswered = 3;
 constexpr double Median = 0.5;
 constexpr double P99 = 0.99;
 
@@ -110,7 +111,7 @@ void LineStatistics::addFrame(const LineItem &item)
 void LineStatistics::addRequest(const LineItem &item)
 {
     if (item.frame.addrType() != VOX::P2P)
-        m_sharedRequestNs = item.timeNs;
+        addSharedRequest(item);
     if (item.frame.addrType() != VOX::P2P || !expectsAnswer(item.frame) || m_nodes.size() >= MaxNodes)
         return;
     Node &node = m_nodes[VOX::toString(item.frame.destAddr(false))];
@@ -119,6 +120,15 @@ void LineStatistics::addRequest(const LineItem &item)
     node.unanswered += static_cast<int>(node.open.end() - lost);
     node.open.erase(lost, node.open.end());
     node.open.push_back({item.timeNs, KVR::findCmd(item.frame.cmd()).reply()});
+}
+
+void LineStatistics::addSharedRequest(const LineItem &item)
+{
+    const int answerCmd = KVR::findCmd(item.frame.cmd()).reply();
+    if (m_shared.count == 0 || answerCmd != m_shared.answerCmd || item.timeNs - m_shared.lastNs > LostNs)
+        m_shared = {item.timeNs, item.timeNs, answerCmd, 0};
+    m_shared.lastNs = item.timeNs;
+    ++m_shared.count;
 }
 
 // The newest request that it can be for: hosts ask again when an answer is lost. If answers are only late,
@@ -140,11 +150,21 @@ void LineStatistics::addAnswer(const LineItem &item)
         node.open.erase(std::next(asked).base());
         return;
     }
-    // Nor may it be for a request to all.
-    const bool isShared = m_sharedRequestNs != 0 && item.timeNs - m_sharedRequestNs < LostNs;
-    if (!isShared && item.timeNs - node.lastAnswered.timeNs < LostNs
-        && isAnswer(cmd, node.lastAnswered.answerCmd))
+    if (isSurplus(node, item))
         ++node.surplus;
+}
+
+bool LineStatistics::isSurplus(Node &node, const LineItem &item) const
+{
+    const int cmd = item.frame.cmd();
+    const bool isShared = m_shared.count != 0 && item.timeNs - m_shared.lastNs < LostNs
+        && (cmd == m_shared.answerCmd || cmd == KVR::NACK);
+    if (!isShared)
+        return item.timeNs - node.lastAnswered.timeNs < LostNs && isAnswer(cmd, node.lastAnswered.answerCmd);
+    // Each node answers once each time that all are asked.
+    node.sharedAnswers = node.sharedNs == m_shared.firstNs ? node.sharedAnswers + 1 : 1;
+    node.sharedNs = m_shared.firstNs;
+    return node.sharedAnswers > m_shared.count;
 }
 
 double LineStatistics::seconds() const
@@ -161,15 +181,23 @@ double LineStatistics::load() const
 QStringList LineStatistics::hints() const
 {
     QStringList all;
+    if (m_bytes == 0)
+        all += QStringLiteral("nothing was heard");
     if (m_bytes >= ManyBytes && m_frames == m_failed)
         all += QStringLiteral("%1 bytes and no valid frame among them: parity or bit rate may be wrong")
                    .arg(m_bytes);
+    else if (m_frames > m_failed && m_failed + m_garbageBytes > 0)
+        all += QStringLiteral("%1 and %2 of garbage among valid frames: noise")
+                   .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"));
     if (m_echoes > 1)
         all += QStringLiteral("%1 came twice: an echo is on").arg(counted(m_echoes, "request"));
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
         if (node->surplus > 0)
             all += QStringLiteral("%1 gave %2 more than it was asked for: two nodes answer as one address")
                        .arg(node.key(), counted(node->surplus, "answer"));
+        const int lost = node->lostRequests(m_lastNs);
+        if (node->answerNs.empty() && lost >= ManyUnanswered)
+            all += QStringLiteral("%1 never answers: %2 in vain").arg(node.key(), counted(lost, "request"));
         if (node->lateAnswers() > 0)
             all += QStringLiteral("%1 gave %2 later than after %3 ms, when hosts have given up")
                        .arg(node.key(), counted(node->lateAnswers(), "answer"))
@@ -180,14 +208,15 @@ QStringList LineStatistics::hints() const
 
 QStringList LineStatistics::toText() const
 {
-    QStringList lines = {QStringLiteral("%1, %2 in %3 s: %4 frames/s, %5 bytes/s, load %6 %")
-                             .arg(counted(m_frames, "frame"), counted(m_bytes, "byte"))
-                             .arg(seconds(), 0, 'f', 1)
-                             .arg(m_frames / seconds(), 0, 'f', 1)
-                             .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
-                             .arg(load(), 0, 'f', 0),
-                         QStringLiteral("%1, %2 of garbage")
-                             .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"))};
+    QStringList lines = {
+        QStringLiteral("%1, %2 in %3 s: %4 frames/s, %5 bytes/s%6")
+            .arg(counted(m_frames, "frame"), counted(m_bytes, "byte"))
+            .arg(seconds(), 0, 'f', 1)
+            .arg(m_frames / seconds(), 0, 'f', 1)
+            .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
+            .arg(m_hasLoad ? QStringLiteral(", load %1 %").arg(load(), 0, 'f', 0) : QString()),
+        QStringLiteral("%1, %2 of garbage")
+            .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"))};
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
         QString line =
             QStringLiteral("%1: %2").arg(node.key(), counted(qint64(node->answerNs.size()), "answer"));
@@ -225,14 +254,16 @@ QJsonObject LineStatistics::toJson() const
                              {QStringLiteral("failedChecks"), node->failed},
                              {QStringLiteral("nacks"), nacks}};
     }
-    return {{QStringLiteral("frames"), m_frames},
-            {QStringLiteral("byteCount"), m_bytes},
-            {QStringLiteral("seconds"), seconds()},
-            {QStringLiteral("framesPerSecond"), m_frames / seconds()},
-            {QStringLiteral("bytesPerSecond"), static_cast<double>(m_bytes) / seconds()},
-            {QStringLiteral("loadPercent"), load()},
-            {QStringLiteral("failedChecks"), m_failed},
-            {QStringLiteral("garbageBytes"), m_garbageBytes},
-            {QStringLiteral("nodes"), nodes},
-            {QStringLiteral("hints"), QJsonArray::fromStringList(hints())}};
+    QJsonObject all{{QStringLiteral("frames"), m_frames},
+                    {QStringLiteral("byteCount"), m_bytes},
+                    {QStringLiteral("seconds"), seconds()},
+                    {QStringLiteral("framesPerSecond"), m_frames / seconds()},
+                    {QStringLiteral("bytesPerSecond"), static_cast<double>(m_bytes) / seconds()},
+                    {QStringLiteral("failedChecks"), m_failed},
+                    {QStringLiteral("garbageBytes"), m_garbageBytes},
+                    {QStringLiteral("nodes"), nodes},
+                    {QStringLiteral("hints"), QJsonArray::fromStringList(hints())}};
+    if (m_hasLoad)
+        all.insert(QStringLiteral("loadPercent"), load());
+    return all;
 }

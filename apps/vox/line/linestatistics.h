@@ -17,6 +17,8 @@ public:
     void add(const LineItem &item);
     /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
     void setTime(qint64 timeNs);
+    /// There is no line whose bytes take time.
+    void leaveOutLoad() { m_hasLoad = false; }
 
     /// For people, a line a line.
     QStringList toText() const;
@@ -28,6 +30,14 @@ private:
         qint64 timeNs;
         int answerCmd;
     };
+    /// The last thing that all, or a group, were asked, perhaps several times in a row.
+    struct SharedRequest
+    {
+        qint64 firstNs = 0;
+        qint64 lastNs = 0;
+        int answerCmd = -1;
+        int count = 0;
+    };
     struct Node
     {
         std::vector<qint64> answerNs;
@@ -38,6 +48,9 @@ private:
         /// Those that wait for their answers, in the order of time.
         std::vector<Request> open;
         Request lastAnswered = {0, -1};
+        /// Which requests to all it has answered, by the time of the first, and how often.
+        qint64 sharedNs = 0;
+        int sharedAnswers = 0;
 
         int lateAnswers() const;
         int lostRequests(qint64 nowNs) const;
@@ -46,7 +59,9 @@ private:
 
     void addFrame(const LineItem &item);
     void addRequest(const LineItem &item);
+    void addSharedRequest(const LineItem &item);
     void addAnswer(const LineItem &item);
+    bool isSurplus(Node &node, const LineItem &item) const;
     double seconds() const;
     double load() const;
     QStringList hints() const;
@@ -54,9 +69,9 @@ private:
     QMap<QString, Node> m_nodes;
     qint64 m_firstNs = 0;
     qint64 m_lastNs = 0;
-    /// When all, or a group, were last asked something.
-    qint64 m_sharedRequestNs = 0;
+    SharedRequest m_shared;
     bool m_isLive = false;
+    bool m_hasLoad = true;
     int m_frames = 0;
     int m_failed = 0;
     int m_garbageBytes = 0;

@@ -9,12 +9,20 @@
 
 #include <algorithm>
 #include <chrono>
+#include <poll.h>
 #include <utility>
 
 namespace {
 constexpr int BaudRate = 4800;
 // A frame of ours on the line never pauses this long, however late the system brings it.
 constexpr int PauseMs = 50;
+
+/// A pseudo-terminal whose other end is closed has no error of its own: it is read without end, in vain.
+bool hasHungUp(const QSerialPort &port)
+{
+    pollfd state = {port.handle(), POLLIN, 0};
+    return ::poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
+}
 
 /// Without a route for multicast, on a loopback interface, as the buses do.
 bool join(QUdpSocket &socket, const QHostAddress &group)
@@ -64,9 +72,10 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
         return false;
     }
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
-        if (error != QSerialPort::ResourceError)
+        const bool isHungUp = error == QSerialPort::ReadError && hasHungUp(*port);
+        if (error != QSerialPort::ResourceError && !isHungUp)
             return;
-        const QString reason = port->errorString();
+        const QString reason = isHungUp ? QStringLiteral("its other end has hung up") : port->errorString();
         port->close();
         m_scanner.flush();
         if (onGone)
@@ -82,7 +91,7 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
 bool LineTap::openSocket(const BusUrl &url, QString *problem)
 {
     auto *socket = new QUdpSocket(this);
-    const QHostAddress local = url.bind.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : url.bind;
+    const QHostAddress local = url.localAddress();
     const unsigned short port = url.local == 0 ? url.port : url.local;
     const bool isMulticast = url.kind == BusUrl::Multicast;
     if (!socket->bind(local, port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)

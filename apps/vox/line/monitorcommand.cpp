@@ -158,6 +158,8 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
         monitor->report();
     };
     monitor->statistics.setTime(LineTap::nowNs());
+    if (url.kind != BusUrl::Serial)
+        monitor->statistics.leaveOutLoad();
     tap->onGone = [&](const QString &reason) {
         printError(QStringLiteral("monitor"), QStringLiteral("%1 has gone: %2").arg(url.text, reason));
         monitor->hasFailed = true;
