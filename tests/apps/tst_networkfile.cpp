@@ -69,6 +69,7 @@ void tst_NetworkFile::mistakes_data()
     network("[{'model': 'TB20', 'address': '000001-000009'}, {'model': 'NODE', 'address': '000009'}]",
             "nodes[1].address: two nodes with address 000009");
     network("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault");
+    network("[], 'bus': 'tcp:'", "bus: 'tcp:' is no bus");
     network("[], 'faults': [7]", "faults[0]: is to be a text");
 
     at("1", "is to be a text");
