@@ -70,6 +70,7 @@ void tst_NetworkFile::mistakes_data()
             "nodes[1].address: two nodes with address 000009");
     network("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault");
     network("[], 'bus': 'tcp:'", "bus: 'tcp:' is no bus");
+    network("[], 'faults': ['drop 000001']", "faults[0]: there is no node 000001");
     network("[], 'faults': [7]", "faults[0]: is to be a text");
 
     at("1", "is to be a text");
@@ -91,6 +92,7 @@ void tst_NetworkFile::mistakes_data()
     node("'model': 'TB20', 'limits': {'down': 323}",
          ".limits.down: is to be a whole number from 324 to 64767");
     node("'model': 'TB20', 'limits': {'down': 500.5}", ".limits.down: is to be a whole number");
+    node("'model': 'TB20', 'limits': {'up': 1}", ".limits.up: is to be 0");
     node("'model': 'TB20', 'limits': {'top': 0}", ".limits.top: unknown; one of up, down");
     node("'model': 'TB20', 'speeds': {'up': 10}", ".speeds: this model does not run at these speeds");
     node("'model': 'TB20', 'appMode': 'ROLLER'", ".appMode: this model has no app modes");

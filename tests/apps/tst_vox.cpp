@@ -345,8 +345,13 @@ void tst_Vox::aSimulationObeysLines()
     obey("from 000002 000001");
     QCOMPARE(simulation.run("call 000001 getMotorStatus --json"),
              QByteArray("1 {\"address\":\"000001\",\"error\":\"000002 answered in place of 000001\"}\n"));
+    obey("nack LAZY");
+    obey("drop 000003");
     obey("wiggle");
-    QVERIFY(simulation.process.readAllStandardError().contains("'wiggle' is no fault"));
+    const QByteArray complaints = simulation.process.readAllStandardError();
+    for (const char *complaint :
+         {"'wiggle' is no fault", "'LAZY' is no NAME for 'nack'; ACK, RNG, ", "there is no node 000003"})
+        QVERIFY2(complaints.contains(complaint), complaints);
     QProcess monitor;
     start(monitor, "monitor", simulation.bus);
     monitor.setReadChannel(QProcess::StandardError);

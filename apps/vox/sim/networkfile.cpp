@@ -111,6 +111,8 @@ bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *pr
         FaultRule rule;
         if (!FaultRule::read(faults.at(i).text(), &rule, &mistake))
             faults.at(i).fail(mistake);
+        else if (!rule.isForAll && !simulation->find(rule.addr))
+            faults.at(i).fail(QStringLiteral("there is no node %1").arg(VOX::toString(rule.addr)));
     }
     return root.ok();
 }
