@@ -5,6 +5,7 @@
 #include "transport/voxudpbus.h"
 #include "vox/ptydevice.h"
 
+#include <QFileInfo>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
@@ -64,7 +65,8 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     for (const auto &item : items) {
         if (keys.contains(item.first) && readItem(item.first, item.second, parts))
             continue;
-        *problem = QStringLiteral("'%1=%2' in '%3'; taken are %4, with a fitting value")
+        *problem = QStringLiteral("'%1=%2' in '%3'; taken are %4, with a fitting value: ports and "
+                                  "milliseconds from 1 to 65535, addresses such as 127.0.0.1")
                        .arg(item.first, item.second, parts->text, keys.join(QStringLiteral(", ")));
         return false;
     }
@@ -94,7 +96,7 @@ BusPointer opened(BusPointer bus, const QString &name, QString *problem)
 {
     if (bus->isOpen())
         return bus;
-    *problem = QStringLiteral("cannot open %1: %2").arg(name, bus->errorString());
+    *problem = openProblem(name, bus->errorString());
     return nullptr;
 }
 
@@ -168,6 +170,17 @@ bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
         : QStringLiteral("'%1' is no bus: %2")
               .arg(text, parsed.errorString().section(QLatin1Char(';'), 0, 0));
     return false;
+}
+
+QString openProblem(const QString &name, const QString &reason)
+{
+    QString problem = QStringLiteral("cannot open %1: %2").arg(name, reason);
+    if (reason.contains(QLatin1String("locking")))
+        problem += QStringLiteral("; another program has it");
+    const QFileInfo file(name);
+    if (file.exists() && !(file.isReadable() && file.isWritable()))
+        problem += QStringLiteral("; its group is %1").arg(file.group());
+    return problem;
 }
 
 QHostAddress BusUrl::localAddress() const

@@ -43,6 +43,9 @@ struct BusUrl
 /// be opened; @p problem says why, in one line.
 std::unique_ptr<VOXBus> openBus(const QString &url, QString *problem, QString *portUrl = nullptr);
 
+/// That the bus, or the port, @p name cannot be opened for @p reason; and what may help.
+QString openProblem(const QString &name, const QString &reason);
+
 /// Whether @p url is a UDP bus to one peer whose port another program has. A bus shares its port without a
 /// word, and then only one of them hears the peer.
 bool isPortTaken(const QString &url);

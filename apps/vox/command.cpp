@@ -69,7 +69,21 @@ bool CommandLine::parse(const QStringList &arguments)
         m_exitCode = Success;
         return false;
     }
-    return true;
+    const QString twice = givenTwice();
+    if (!twice.isEmpty())
+        m_exitCode = fail(QStringLiteral("--%1 is given more than once").arg(twice));
+    return twice.isEmpty();
+}
+
+/// Of two values none is better.
+QString CommandLine::givenTwice() const
+{
+    for (const QCommandLineOption &option : m_description.options) {
+        const QString name = option.names().constLast();
+        if (!m_repeated.contains(name) && m_parser.values(option).size() > 1)
+            return name;
+    }
+    return QString();
 }
 
 bool CommandLine::parse(const QStringList &arguments, int least, int most)

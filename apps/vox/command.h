@@ -51,6 +51,8 @@ public:
 
     const QCommandLineParser &parser() const { return m_parser; }
     void addOptions(const QList<QCommandLineOption> &options);
+    /// Those that may be given several times; all others that take a value may not.
+    void allowRepeated(const QStringList &names) { m_repeated = names; }
     /// Adds a positional argument, for the help; @p syntax shows whether it may be left out.
     void addArgument(const QString &name, const QString &description, const QString &syntax);
 
@@ -71,8 +73,11 @@ public:
     int fail(const QString &problem) const;
 
 private:
+    QString givenTwice() const;
+
     CommandDescription m_description;
     QCommandLineParser m_parser;
+    QStringList m_repeated;
     int m_exitCode = 0;
 };
 

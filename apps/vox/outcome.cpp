@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 
 namespace {
-constexpr auto NotANack = static_cast<KVR::NackStatus>(-1);
 constexpr int AddrDigits = 6;
 constexpr int MaxAsked = 3;
 }
@@ -35,7 +34,7 @@ Outcome::Outcome(const BusPendingCall &call, unsigned int addr)
 
 int Outcome::exitCode() const
 {
-    return m_error.isEmpty() && KVR::getNackReply(m_reply) == NotANack ? Success : Failure;
+    return m_error.isEmpty() && !KVR::isNack(m_reply) ? Success : Failure;
 }
 
 QJsonObject Outcome::toJson() const

@@ -11,7 +11,7 @@ std::array<int, 2> wakePipe = {-1, -1};
 constexpr char InterruptByte = 0;
 constexpr char ReportByte = 1;
 
-constexpr std::array<int, 3> Signals = {SIGINT, SIGTERM, SIGUSR1};
+constexpr std::array<int, 4> Signals = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
 
 extern "C" void wake(int number)
 {
@@ -38,8 +38,11 @@ SignalWatcher::SignalWatcher(QObject *parent)
         else
             Q_EMIT interrupted();
     });
-    for (const int number : Signals)
-        std::signal(number, wake);
+    for (const int number : Signals) {
+        // As nohup wants it.
+        if (std::signal(number, wake) == SIG_IGN && number == SIGHUP)
+            std::signal(number, SIG_IGN);
+    }
 }
 
 SignalWatcher::~SignalWatcher()

@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-/// Turns SIGINT, SIGTERM and SIGUSR1 into Qt signals. One at a time in a program.
+/// Turns SIGINT, SIGTERM, SIGHUP and SIGUSR1 into Qt signals. One at a time in a program.
 class SignalWatcher : public QObject
 {
     Q_OBJECT

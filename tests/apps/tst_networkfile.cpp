@@ -60,6 +60,8 @@ void tst_NetworkFile::mistakes_data()
     network("[{'model': 'TB20', 'address': '000001-000009'}, {'model': 'NODE', 'address': '000009'}]",
             "nodes[1].address: two nodes with address 000009");
     network("[], 'faults': ['drop all', 'wiggle']", "faults[1]: 'wiggle' is no fault; drop, delay");
+    network("[], 'bus': 'tcp:'", "bus: 'tcp:' is no bus");
+    network("[], 'faults': ['drop 000001']", "faults[0]: there is no node 000001");
 
     at("1", "is to be a text");
     at("'1'", "is to be an address of six hexadecimal digits, or a range");
@@ -85,6 +87,7 @@ void tst_NetworkFile::mistakes_data()
     node("'model': 'NODE', 'limits': {}", ".limits: this model has no such setting");
     node("'model': 'TB20', 'limits': {'down': 323}",
          ".limits.down: is to be a whole number from 324 to 64767");
+    node("'model': 'TB20', 'limits': {'up': 1}", ".limits.up: is to be 0");
     node("'model': 'TB20', 'speeds': {'up': 10}", ".speeds: this model does not run at these speeds");
     node("'model': 'TB20', 'appMode': 'ROLLER'", ".appMode: this model has no app modes");
     node("'model': 'MARLO', 'appMode': 'ROLLER'", ".appMode: this model has CURTAIN only");

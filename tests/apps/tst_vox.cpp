@@ -121,6 +121,8 @@ void tst_Vox::commandLines_data()
     row("sim --node NODE@000001 --state /no/such/state", "cannot write /no/such/state");
     row("sim --config /no/such.json", "cannot read /no/such.json");
     row("sim --config /bin/sh", "in line 1");
+    row("sim --node NODE@000001 --speed 1 --speed 2", "--speed is given more than once");
+    row("monitor --bus mcast://239.0.0.1:4810 line.pcap", "a bus is shown or a capture, not both");
     row("scan --bus tcp://1.2.3.4:5", "'tcp://1.2.3.4:5' is no bus");
     row("scan --bus udp://127.0.0.1", "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("scan --bus udp://127.0.0.1:4810?local=x", "'local=x'");
@@ -193,7 +195,14 @@ void tst_Vox::theExampleNetworkKeepsItsState()
         QCOMPARE(simulation.run("goto group:00A001 down"), QByteArray("0 sent\n"));
         // 9000 pulses take 13 s in a real one.
         QTRY_VERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
-        QCOMPARE(exitCode(simulation.process, SIGTERM), 0);
+        const auto kept = [&] {
+            QFile file(state);
+            return file.open(QIODevice::ReadOnly) ? file.readAll() : QByteArray();
+        };
+        QTRY_VERIFY(kept().contains("\"position\":12000"));
+        const QByteArray other = run("sim --node NODE@000001 --state " + state, "pty:");
+        QVERIFY(other.startsWith("2 ") && other.contains("another simulation has " + state.toLocal8Bit()));
+        QCOMPARE(exitCode(simulation.process, SIGHUP), 0);
     }
     {
         const Simulation simulation(options);
@@ -327,8 +336,13 @@ void tst_Vox::aSimulationObeysLines()
     obey("from 000002 000001");
     QCOMPARE(simulation.run("call 000001 getMotorStatus --json"),
              QByteArray("1 {\"address\":\"000001\",\"error\":\"000002 answered in place of 000001\"}\n"));
+    obey("nack LAZY");
+    obey("drop 000003");
     obey("wiggle");
-    QVERIFY(simulation.process.readAllStandardError().contains("'wiggle' is no fault"));
+    const QByteArray complaints = simulation.process.readAllStandardError();
+    for (const char *complaint :
+         {"'wiggle' is no fault", "'LAZY' is no NAME for 'nack'; ACK, RNG, ", "there is no node 000003"})
+        QVERIFY2(complaints.contains(complaint), complaints);
     QProcess monitor;
     start(monitor, "monitor", simulation.bus);
     monitor.setReadChannel(QProcess::StandardError);

@@ -282,9 +282,8 @@ int runLabel(const QStringList &arguments)
                            QStringLiteral("[TEXT]"));
     if (!daily.parse(arguments, 0, 1))
         return daily.exitCode;
-    constexpr int LabelWidth = 16;
     const QByteArray label = daily.word(1).toLatin1();
-    if (label.size() > LabelWidth || QString::fromLatin1(label) != daily.word(1))
+    if (label.size() > KVR::LabelLength || QString::fromLatin1(label) != daily.word(1))
         return daily.line.fail(QStringLiteral("a label has up to 16 characters of Latin-1"));
     const bool isWriting = daily.line.words().size() > 1;
     return daily.send(

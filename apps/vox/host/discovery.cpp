@@ -8,16 +8,11 @@
 #include <algorithm>
 #include <utility>
 
-namespace {
-constexpr unsigned int HostAddr = 0x0f010000;
-constexpr unsigned int PeriodMs = 255;
-constexpr unsigned int AddrMask = 0xffffff;
-}
-
 BusPendingCall discoverNodes(VOXBus &bus)
 {
     return BusObject(&bus, nullptr)
-        .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), HostAddr, VOX::BCAST, PeriodMs));
+        .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST,
+                      VOXCall::DefaultSharedTimeout));
 }
 
 QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
@@ -29,7 +24,7 @@ QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
             addrs += reply.srcAddr(true);
     }
     std::sort(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
-        return std::pair(a & AddrMask, a) < std::pair(b & AddrMask, b);
+        return std::pair(a & VOX::AddrMask, a) < std::pair(b & VOX::AddrMask, b);
     });
     return addrs;
 }

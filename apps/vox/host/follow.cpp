@@ -6,6 +6,7 @@
 #include "vox/outcome.h"
 
 #include <QEventLoop>
+#include <QMetaEnum>
 #include <QTimer>
 
 namespace {
@@ -24,6 +25,16 @@ struct Reading
 QString stateOf(const Reading &reading)
 {
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(reading.status.state)));
+}
+
+/// Where a motor has come to rest that has not arrived, and why, as far as it tells.
+QString endOf(const Reading &reading)
+{
+    const auto source = QMetaEnum::fromType<KVRMotor::Source>().valueToKey(reading.status.source);
+    const auto cause = QMetaEnum::fromType<KVRMotor::Cause>().valueToKey(reading.status.cause);
+    return QStringLiteral("ended at %1 %: %2, %3, %4")
+        .arg(reading.percent)
+        .arg(stateOf(reading), QLatin1String(source), QLatin1String(cause));
 }
 
 bool read(KVRMotorProxy &proxy, Reading *reading, QString *error)
@@ -89,8 +100,13 @@ int MotorFollower::follow(KVRMotorProxy &proxy)
         }
         failures = 0;
         show(reading, m_isJson);
-        if (reading.status.state != KVRMotor::STATE_RUNNING)
-            return reading.status.source == KVRMotor::SOURCE_INTERNAL ? Success : Failure;
+        if (reading.status.state == KVRMotor::STATE_RUNNING)
+            continue;
+        if (reading.status.source == KVRMotor::SOURCE_INTERNAL
+            && reading.status.state != KVRMotor::STATE_BLOCKED)
+            return Success;
+        printError(QStringLiteral("goto"), endOf(reading));
+        return Failure;
     }
     return stop(proxy);
 }

@@ -68,7 +68,7 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
         && port->setDataBits(QSerialPort::Data8) && port->setParity(QSerialPort::OddParity)
         && port->setStopBits(QSerialPort::OneStop);
     if (!isOpen) {
-        *problem = QStringLiteral("cannot open %1: %2").arg(url.path, port->errorString());
+        *problem = openProblem(url.path, port->errorString());
         return false;
     }
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {

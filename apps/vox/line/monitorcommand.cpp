@@ -202,9 +202,12 @@ int runMonitor(const QStringList &arguments)
                                    QStringLiteral("Write all that comes into a capture."),
                                    QStringLiteral("FILE.pcap"));
     line.addOptions({address, command, errors, stats, write});
+    line.allowRepeated({QStringLiteral("address"), QStringLiteral("command")});
     if (!line.parse(arguments, 0, 1))
         return line.exitCode();
 
+    if (!line.words().isEmpty() && line.parser().isSet(QStringLiteral("bus")))
+        return line.fail(QStringLiteral("a bus is shown or a capture, not both"));
     Monitor monitor;
     monitor.isJson = line.isJson();
     monitor.filter.onlyErrors = line.parser().isSet(errors);

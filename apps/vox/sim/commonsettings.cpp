@@ -4,8 +4,6 @@
 #include <QJsonObject>
 
 namespace {
-constexpr int LabelWidth = 16;
-constexpr int SerialWidth = 12;
 constexpr int MaxByte = 0xff;
 constexpr int MaxWord = 0xffff;
 constexpr int MaxRetryCount = 253;
@@ -21,12 +19,12 @@ QJsonValue labelOf(KVRDevice &node)
 
 void readLabel(KVRDevice &node, const JsonPlace &place)
 {
-    node.setNodeLabel(place.latin1(LabelWidth));
+    node.setNodeLabel(place.latin1(KVR::LabelLength));
 }
 
 void readSerial(KVRDevice &node, const JsonPlace &place)
 {
-    node.setSerialNumber(place.latin1(SerialWidth));
+    node.setSerialNumber(place.latin1(KVR::SerialLength));
 }
 
 KVRStdProxy::AppVersion versionAt(const JsonPlace &place)

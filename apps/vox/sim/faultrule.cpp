@@ -38,6 +38,23 @@ const Form forms[] = {
      QStringLiteral("so many random bytes come before it")},
 };
 
+/// What the value may be, for people.
+QString valuesOf(const Form &form)
+{
+    if (form.kind == FaultRule::From)
+        return QStringLiteral("six hexadecimal digits are");
+    if (form.kind != FaultRule::Nack)
+        return QStringLiteral("0 to %1 are").arg(form.most);
+    QStringList names;
+    for (int status = 0; status <= 0xff; ++status) {
+        const QString name = KVR::toString(static_cast<KVR::NackStatus>(status));
+        // Those without a name are numbers.
+        if (name.at(0).isLetter())
+            names += name;
+    }
+    return names.join(QStringLiteral(", ")) + QStringLiteral(" are");
+}
+
 bool readStatus(const QString &name, int *status)
 {
     for (*status = 0; *status <= 0xff; ++*status) {
@@ -69,7 +86,8 @@ bool readValue(const Form &form, const QString &word, FaultRule *rule, QString *
         isRead = readCount(word, 0, form.most, &rule->value);
     }
     if (!isRead)
-        *problem = QStringLiteral("'%1' is no %2 for '%3'").arg(word, form.value, form.word);
+        *problem =
+            QStringLiteral("'%1' is no %2 for '%3'; %4").arg(word, form.value, form.word, valuesOf(form));
     return isRead;
 }
 

@@ -67,13 +67,20 @@ const QString UpKey = QStringLiteral("up");
 const QString DownKey = QStringLiteral("down");
 const QString SlowKey = QStringLiteral("slow");
 
+unsigned short upLimitAt(const JsonPlace &place)
+{
+    if (place.number(0, MaxWord) != 0)
+        place.fail(QStringLiteral("is to be 0, or null for none"));
+    return 0;
+}
+
 void readLimits(KVRMotorDevice &motor, const JsonPlace &place)
 {
     place.isObjectOf({UpKey, DownKey});
     unsigned short up = motor.upLimit();
     unsigned short down = motor.downLimit();
     if (place[UpKey].isPresent())
-        up = place[UpKey].isNull() ? Unset : static_cast<unsigned short>(place[UpKey].number(0, 0));
+        up = place[UpKey].isNull() ? Unset : upLimitAt(place[UpKey]);
     if (place[DownKey].isPresent())
         down = place[DownKey].isNull()
             ? Unset

@@ -1,6 +1,7 @@
 #include "vox/sim/networkfile.h"
 
 #include "vox/address.h"
+#include "vox/busurl.h"
 #include "vox/sim/faultrule.h"
 #include "vox/sim/jsonplace.h"
 #include "vox/sim/nodesettings.h"
@@ -96,8 +97,10 @@ bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *pr
     problem->clear();
     const JsonPlace root(network, QString(), problem);
     root.isObjectOf({BusKey, NodesKey, FaultsKey});
-    if (root[BusKey].isPresent())
-        root[BusKey].text();
+    BusUrl url;
+    QString mistake;
+    if (root[BusKey].isPresent() && !BusUrl::read(root[BusKey].text(), &url, &mistake))
+        root[BusKey].fail(mistake);
     const JsonPlace entries = root[NodesKey];
     const int count = entries.size(int{MaxNodes});
     const QJsonArray array = network.value(NodesKey).toArray();
@@ -106,9 +109,10 @@ bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *pr
     const JsonPlace faults = root[FaultsKey];
     for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i) {
         FaultRule rule;
-        QString mistake;
         if (!FaultRule::read(faults.at(i).text(), &rule, &mistake))
             faults.at(i).fail(mistake);
+        else if (!rule.isForAll && !simulation->find(rule.addr))
+            faults.at(i).fail(QStringLiteral("there is no node %1").arg(VOX::toString(rule.addr)));
     }
     return root.ok();
 }

@@ -15,6 +15,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QLockFile>
 
 #include <memory>
 #include <random>
@@ -106,7 +107,12 @@ int run(const CommandLine &line, const Options &options)
     FaultBus network(*bus, faults);
     StateFile state(options.stateName, simulation);
     const bool keepsState = !options.stateName.isEmpty();
+    QLockFile stateLock(options.stateName + QStringLiteral(".lock"));
+    // Its holder may run for long.
+    stateLock.setStaleLockTime(0);
     if (keepsState) {
+        if (!stateLock.tryLock() && stateLock.error() == QLockFile::LockFailedError)
+            return line.fail(QStringLiteral("another simulation has %1").arg(options.stateName));
         if (!restore(&state, &simulation, options, &problem))
             return line.fail(problem);
         simulation.onSettingChanged = [&](KVRDevice &node) { state.noteChange(node); };
@@ -130,7 +136,7 @@ int run(const CommandLine &line, const Options &options)
                       .arg(options.seed));
     int result = QCoreApplication::exec();
     if (!bus->isOpen()) {
-        printError(QStringLiteral("sim"), QStringLiteral("%1 has gone: %2").arg(url, bus->errorString()));
+        printError(QStringLiteral("sim"), QStringLiteral("%1 has gone").arg(url));
         result = Failure;
     }
     if (!keepsState || state.save(&problem))
@@ -169,6 +175,7 @@ int runSim(const QStringList &arguments)
                                   QStringLiteral("Makes the same faults as the run that printed it."),
                                   QStringLiteral("NUMBER"));
     line.addOptions({node, config, speed, state, seed});
+    line.allowRepeated({QStringLiteral("node")});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
     const QCommandLineParser &parser = line.parser();

@@ -8,6 +8,7 @@
 #include "vox/sim/nodesettings.h"
 #include "vox/sim/simulation.h"
 
+#include <QCoreApplication>
 #include <QTimer>
 
 #include <array>
@@ -90,6 +91,8 @@ void SimConsole::obey(const QString &line)
         return;
     if (line == QLatin1String("status") || line == QLatin1String("status json")) {
         printStatus(line != QLatin1String("status"));
+    } else if (line == QLatin1String("quit")) {
+        QCoreApplication::quit();
     } else if (line == QLatin1String("clear")) {
         m_rules.clear();
     } else if (line == QLatin1String("faults")) {
@@ -100,7 +103,8 @@ void SimConsole::obey(const QString &line)
         printLine(
             QStringLiteral(
                 "status [json]    how every node is\nfaults           the faults in force\nclear          "
-                "  no faults any more\nKIND [VALUE] [ADDRESS|all] [command NAME] [probability P] "
+                "  no faults any more\nquit             ends the simulation\nKIND [VALUE] [ADDRESS|all] "
+                "[command NAME] [probability P] "
                 "[count N]\n%1")
                 .arg(FaultRule::help()));
     } else {
@@ -108,6 +112,9 @@ void SimConsole::obey(const QString &line)
         QString problem;
         if (FaultRule::read(line, &rule, &problem)) {
             m_rules.add(rule);
+            if (!rule.isForAll && !m_simulation.find(rule.addr))
+                printError(QStringLiteral("sim"),
+                           QStringLiteral("there is no node %1").arg(VOX::toString(rule.addr)));
             printError(QStringLiteral("sim"),
                        QStringLiteral("from now on: %1%2")
                            .arg(rule.words, rule.isForAll ? QStringLiteral(" (every node)") : QString()));

@@ -21,7 +21,13 @@ KVRDevice *Simulation::add(const NodeModel &model, unsigned int addr, QString *p
         return nullptr;
     m_indices.insert(addr, static_cast<int>(m_nodes.size()));
     m_nodes.push_back({model.name, std::unique_ptr<KVRDevice>(model.create(addr, *this))});
-    return m_nodes.back().device.get();
+    KVRDevice *node = m_nodes.back().device.get();
+    if (auto *motor = qobject_cast<KVRMotorDevice *>(node))
+        QObject::connect(motor, &KVRMotorDevice::statusChanged, motor, [=](const KVRMotor::Status &status) {
+            if (onSettingChanged && status.state != KVRMotor::STATE_RUNNING)
+                onSettingChanged(*node);
+        });
+    return node;
 }
 
 void Simulation::clear()

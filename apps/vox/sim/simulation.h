@@ -35,7 +35,7 @@ public:
     void setTimeScale(unsigned int factor);
     void attach(VOXBus &bus);
 
-    /// Called after a host has asked a node to change a setting.
+    /// Called after a host has asked a node to change a setting, and when a motor has come to rest.
     std::function<void(KVRDevice &node)> onSettingChanged;
 
 private:
