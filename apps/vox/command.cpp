@@ -79,7 +79,7 @@ bool CommandLine::parse(const QStringList &arguments)
 QString CommandLine::givenTwice() const
 {
     for (const QCommandLineOption &option : m_description.options) {
-        const QString name = option.names().constLast();
+        QString name = option.names().constLast();
         if (!m_repeated.contains(name) && m_parser.values(option).size() > 1)
             return name;
     }

@@ -83,7 +83,7 @@ Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall
     for (int asked = 1;; ++asked) {
         const BusPendingCall pending = call();
         pending.waitForFinished();
-        const Outcome outcome(pending, addr);
+        Outcome outcome(pending, addr);
         if (!outcome.isForeign() || asked == most)
             return outcome;
     }
