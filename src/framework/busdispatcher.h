@@ -25,7 +25,7 @@ public:
     virtual void enqueue(BusPendingCallData *call) = 0;
     /// Called once by the bus when it has been built.
     virtual void init() = 0;
-    /// Takes one complete, verified frame from the bus.
+    /// Takes one complete, verified frame from the bus. Slots run in it, which may destroy the bus and this.
     virtual void dispatch(const QByteArray &frame) = 0;
     /// Sends the next frame if the bus allows it. True if one was written, or its write was tried.
     virtual bool scheduleNext() = 0;

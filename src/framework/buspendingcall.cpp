@@ -6,6 +6,7 @@
 
 #include <QCoreApplication>
 #include <QEventLoop>
+#include <QThread>
 #include <QTimer>
 
 namespace {
@@ -83,7 +84,9 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
 
 void BusPendingCall::notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const
 {
-    auto *watcher = new BusPendingCallWatcher(*this);
+    // A child of the context if it may be, which it may outlive otherwise, if no event loop runs any more.
+    const bool mayBeChild = context && context->thread() == QThread::currentThread();
+    auto *watcher = new BusPendingCallWatcher(*this, mayBeChild ? context : nullptr);
     QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher, &QObject::deleteLater);
     QObject::connect(watcher, &BusPendingCallWatcher::finished, context ? context : watcher,
                      [call = *this, functor = std::move(functor)] { functor(call); });

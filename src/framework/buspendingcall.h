@@ -17,8 +17,8 @@
 ///
 /// Every call ends exactly once: by its reply, by being sent if it expects none, by its time-out, a failed
 /// write, a closed or destroyed bus, or cancel(). A refusal by the node is a reply. Results are final once
-/// the call has finished. Dropping every copy does not withdraw the call. Used on the bus's thread; the last
-/// copy may be destroyed on any.
+/// the call has finished. Dropping every copy does not withdraw the call. Used on the bus's thread; a
+/// call that has finished may be read, and the last copy destroyed, on any.
 /// @ingroup framework
 class BUS_EXPORT BusPendingCall
 {
@@ -70,9 +70,9 @@ public:
     /// another frame.
     bool waitForFinished(int timeoutMs = -1) const;
 
-    /// Calls @p functor, with this call as argument if it takes one, once the call has finished: from the
-    /// event loop of @p context, also if it has finished already. Not called if @p context is destroyed
-    /// before; without one it always is.
+    /// Calls @p functor, with this call as argument if it takes one, once the call has finished: on the
+    /// thread of @p context, never from inside this function or a call, also if it has finished already. Not
+    /// called if @p context is destroyed before; without one it always is.
     template <typename Functor>
     void onFinished(QObject *context, Functor functor) const
     {

@@ -99,6 +99,8 @@ void BusPendingCallData::timerEvent(QTimerEvent *event)
         return;
     }
     const BusPendingCallPointer self(this);
+    // Another one: a timer does not go off again in an event loop of a slot that runs now.
+    m_timer.start(MaxDriveMs, Qt::PreciseTimer, this);
     m_inTimerEvent = true;
     const int before = progress();
     driveBus();

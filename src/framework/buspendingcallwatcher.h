@@ -7,8 +7,10 @@
 
 /// A pending call that tells by a signal when it has finished.
 ///
-/// The signal comes exactly once and always from the event loop, also to a watcher made after the end; never
-/// to one that is destroyed before. Lives on the bus's thread; keeps the call's results as long as it lives.
+/// The signal comes exactly once, also to a watcher made after the end; never to one that is destroyed
+/// before, and never from inside BusObject::call(), cancel() or close(). The only watcher of a reply hears of
+/// it at the end of Bus::processData(), all others in the next pass of the event loop. Lives on the bus's
+/// thread; keeps the call's results as long as it lives.
 /// @ingroup framework
 class BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
 {

@@ -9,6 +9,9 @@
 #include <utility>
 
 namespace {
+// Of all dispatchers of this thread: in a write, whoever made the call expects no slots to run.
+thread_local int writesUnderWay = 0;
+
 // Without capacity it is a view of somebody's buffer, which may be used again.
 QByteArray ownBytes(const QByteArray &frame)
 {
@@ -129,7 +132,9 @@ bool SimpleBusDispatcher::write(const BusMessageData &message)
 
     const QPointer<SimpleBusDispatcher> self(this);
     const bool wasBusy = std::exchange(m_busy, true);
+    ++writesUnderWay;
     const bool ok = m_bus.write(message.bytes()) >= 0;
+    --writesUnderWay;
     if (!self)
         return ok;
     m_busy = wasBusy;
@@ -163,14 +168,14 @@ void SimpleBusDispatcher::dispatch(const QByteArray &frame)
         return;
     }
     const bool wasBusy = std::exchange(m_busy, true);
-    // Inside a call, whoever made it expects no slots to run.
-    if (!wasBusy)
+    const bool mayTell = !wasBusy && writesUnderWay == 0;
+    if (mayTell)
         call->holdWatchers();
     call->setReply(message);
     m_busy = wasBusy;
     pump();
     // Last: a slot may destroy the bus.
-    if (!wasBusy)
+    if (mayTell)
         call->releaseWatchers();
 }
 

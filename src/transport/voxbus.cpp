@@ -70,16 +70,23 @@ void VOXBus::init()
     m_buffer.reserve(VOXMessage::MaxLength);
     VOX::registerMetaTypes();
     connect(&dispatcher(), &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
-    // While a frame is being delivered the device announces no more. An event loop in there asks it instead.
-    if (auto *loop = QAbstractEventDispatcher::instance()) {
-        connect(loop, &QAbstractEventDispatcher::awake, this, [this] {
-            ++m_eventLoopPasses;
-            if (isDelivering() && hasInput())
-                processLater();
-            if (m_eventLoopPasses % PassesPerLook == 0)
-                lookAtPort();
-        });
-    }
+    listenToEventLoop();
+}
+
+// While a frame is being delivered the device announces no more. An event loop in there asks it instead.
+void VOXBus::listenToEventLoop()
+{
+    auto *loop = QAbstractEventDispatcher::instance();
+    if (!loop || m_isListeningToEventLoop)
+        return;
+    m_isListeningToEventLoop = true;
+    connect(loop, &QAbstractEventDispatcher::awake, this, [this] {
+        ++m_eventLoopPasses;
+        if (isDelivering() && hasInput())
+            processLater();
+        if (m_eventLoopPasses % PassesPerLook == 0)
+            lookAtPort();
+    });
 }
 
 void VOXBus::listenToDevice()
@@ -228,6 +235,8 @@ bool VOXBus::open()
     QIODevice *device = ioDevice();
     if (!device)
         return false;
+    // The bus may have been made before the application.
+    listenToEventLoop();
     const bool wasOpen = isOpen();
     const bool opened = device->open(QIODevice::ReadWrite);
     if (auto *port = qobject_cast<QSerialPort *>(device)) {

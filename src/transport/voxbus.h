@@ -128,12 +128,14 @@ protected:
 private:
     void init();
     void listenToDevice();
+    void listenToEventLoop();
     void lookAtPort();
     void processRest();
 
     QBasicTimer m_frameTimer;
     QByteArray m_buffer;
     bool m_isPassQueued = false;
+    bool m_isListeningToEventLoop = false;
     unsigned int m_eventLoopPasses = 0;
     // What processData() has seen, and left for more to come.
     qint64 m_incompleteBytes = 0;

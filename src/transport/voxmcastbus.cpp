@@ -132,9 +132,11 @@ bool VOXMCastBus::processData()
         qCWarning(lcVoxBus, "[VOXMCastBus]: failed to read datagram on %s %i",
                   qPrintable(m_datagram->sender().toString()), m_datagram->senderPort());
     const QPointer<VOXMCastBus> self(this);
+    const unsigned int passesBefore = eventLoopPasses();
     const bool isTaken = read == VOXDatagram::Read && takeFrame();
-    // Whoever got the frame may have destroyed this bus.
-    if (self && hasInput())
+    // Whoever got the frame may have destroyed this bus, or run an event loop, where the socket may have
+    // announced something in vain: only a read, even of nothing, makes it announce again.
+    if (self && (eventLoopPasses() != passesBefore || hasInput()))
         processLater();
     return isTaken;
 }

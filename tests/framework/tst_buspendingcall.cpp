@@ -21,6 +21,7 @@ private Q_SLOTS:
     void slotsMayDestroy_data();
     void slotsMayDestroy();
     void contextsMayBeElsewhereOrGone();
+    void nobodyIsToldInsideACall();
     void aCallThatNeverWasIsCanceled();
     void droppedHandlesStillSend();
     void unclaimedFramesHaveTheirOwnBytes();
@@ -197,6 +198,19 @@ void tst_BusPendingCall::contextsMayBeElsewhereOrGone()
     QCOMPARE(told, 0);
     thread.quit();
     thread.wait();
+}
+
+void tst_BusPendingCall::nobodyIsToldInsideACall()
+{
+    World world, peer;
+    peer.call = peer.object.call(peer.message);
+    bool isTold = false;
+    peer.call.onFinished(this, [&] { isTold = true; });
+    // A line in memory may bring the answer of one host inside the call of another.
+    world.onWrite([&] { peer.hear("60"); });
+    world.object.call(order(0x50));
+    QVERIFY(peer.call.isFinished() && !isTold);
+    QTRY_VERIFY(isTold);
 }
 
 void tst_BusPendingCall::aCallThatNeverWasIsCanceled()

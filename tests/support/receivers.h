@@ -23,6 +23,21 @@ struct Heard : QByteArrayList
     }
 };
 
+/// Lets who gets the first of @p frames wait in an event loop of its own for another, which @p feed brings.
+inline void waitInsideADelivery(VOXBus &bus, const Heard &frames, const std::function<void()> &feed)
+{
+    QObject::connect(&bus.dispatcher(), &BusDispatcher::unhandled, &bus, [&bus, &frames, feed] {
+        if (frames.size() != 1)
+            return;
+        QEventLoop loop;
+        QObject::connect(&bus.dispatcher(), &BusDispatcher::unhandled, &loop, &QEventLoop::quit);
+        QTimer::singleShot(4000, &loop, &QEventLoop::quit);
+        feed();
+        loop.exec();
+        QCOMPARE(frames.size(), 2);
+    });
+}
+
 /// A bus that takes bytes from the test, and the frames that it finds in them.
 struct Receiver
 {

@@ -21,6 +21,7 @@ private Q_SLOTS:
     void badDatagrams_data();
     void badDatagrams();
     void fullListOfSentFrames();
+    void aLoopInsideADelivery();
     void closingAndOpening();
     void withoutARoute();
 };
@@ -107,6 +108,16 @@ void tst_VOXMCastBus::fullListOfSentFrames()
     // The newest has taken the place of the tenth: the two that are forgotten come back as if from others.
     QTRY_COMPARE(line.two.frames.size(), 12);
     QTRY_COMPARE(line.one.frames, (QByteArrayList{frame("55 19", 1).data(), frame("55 20", 1).data()}));
+}
+
+void tst_VOXMCastBus::aLoopInsideADelivery()
+{
+    Line line;
+    waitInsideADelivery(line.two.bus, line.two.frames, [&] { line.one.bus.write(second.data()); });
+    for (int sent = 1; sent < 4; ++sent) {
+        line.one.bus.write(first.data());
+        QTRY_COMPARE(line.two.frames.size(), sent + 1);
+    }
 }
 
 void tst_VOXMCastBus::closingAndOpening()
