@@ -7,7 +7,6 @@
 #include <QJsonDocument>
 
 namespace {
-constexpr int AddrDigits = 6;
 constexpr int MaxAsked = 3;
 }
 
@@ -21,7 +20,7 @@ Outcome::Outcome(const BusPendingCall &call)
 Outcome::Outcome(const BusPendingCall &call, unsigned int addr)
     : Outcome(call)
 {
-    m_addr = VOX::toString(addr).right(AddrDigits);
+    m_addr = VOX::toString(addr & VOX::AddrMask);
     if (!isAnswered())
         return;
     const QString source = VOX::toString(m_reply.srcAddr(false));

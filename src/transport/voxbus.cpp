@@ -21,7 +21,6 @@ Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
 
 namespace {
 constexpr int FrameTimeoutMs = 100;
-constexpr unsigned int PassesPerLook = 256;
 constexpr unsigned char BitsPerByte = 11;
 constexpr int ControlOffset = 1;
 // So few bytes are left to the next arrival.
@@ -84,8 +83,6 @@ void VOXBus::listenToEventLoop()
         ++m_eventLoopPasses;
         if (isDelivering() && hasInput())
             processLater();
-        if (m_eventLoopPasses % PassesPerLook == 0)
-            lookAtPort();
     });
 }
 
@@ -293,30 +290,28 @@ bool VOXBus::setBaudRate(BaudRate rate)
     return true;
 }
 
+bool VOXBus::hasGone(const QSerialPort &port)
+{
+    if (port.error() == QSerialPort::ResourceError)
+        return true;
+#ifdef Q_OS_UNIX
+    // Pulled out while nothing is written, a port is only at the end of its input, again and again.
+    pollfd state{port.handle(), 0, 0};
+    return port.error() == QSerialPort::ReadError && ::poll(&state, 1, 0) == 1
+        && (state.revents & POLLHUP) != 0;
+#else
+    return false;
+#endif
+}
+
 void VOXBus::serialPortError()
 {
     auto *port = qobject_cast<QSerialPort *>(ioDevice());
-    if (!port || port->error() != QSerialPort::ResourceError)
+    if (!port || !hasGone(*port))
         return;
     qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s", qPrintable(port->errorString()));
     // The port's own close: openChanged() is not emitted here, on purpose.
     port->close();
-}
-
-// A port whose adapter is pulled out while nothing is written says nothing: it has an empty input to
-// announce, again and again, which keeps the event loop running.
-void VOXBus::lookAtPort()
-{
-#ifdef Q_OS_UNIX
-    auto *port = qobject_cast<QSerialPort *>(ioDevice());
-    if (!port || !port->isOpen())
-        return;
-    pollfd state{port->handle(), 0, 0};
-    if (::poll(&state, 1, 0) != 1 || (state.revents & POLLHUP) == 0)
-        return;
-    qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s has gone", qPrintable(port->portName()));
-    port->close();
-#endif
 }
 
 void VOXBus::attach(VOXDevice &device)

@@ -77,6 +77,10 @@ public:
     /// Undoes every groupAttach() to @p group.
     void groupDetach(VOXDevice &device, unsigned int group);
 
+    /// Whether the error of @p port says that its adapter is gone. If nothing was being written, that is a
+    /// read error.
+    static bool hasGone(const QSerialPort &port);
+
     /// The host's own address, without a node type.
     static unsigned int addr();
     ///@{
@@ -101,8 +105,7 @@ public Q_SLOTS:
     /// Takes at most one frame of the received bytes. True if there was one, even if its check value
     /// is wrong.
     bool processData() override;
-    /// Closes a serial port that has gone away, which ends all calls. Other errors are ignored. Without an
-    /// error the bus sees it by itself, at the latest after 256 passes of the event loop.
+    /// Closes a serial port that has gone away, which ends all calls. Other errors are ignored.
     void serialPortError();
 
 protected:
@@ -129,7 +132,6 @@ private:
     void init();
     void listenToDevice();
     void listenToEventLoop();
-    void lookAtPort();
     void processRest();
 
     QBasicTimer m_frameTimer;

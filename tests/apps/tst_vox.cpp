@@ -280,10 +280,12 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     };
     QCOMPARE(ask("label 00A1B2 Watched"), QByteArray("0 POST_NODE_LABEL\n  label: Watched\n"));
     ::kill(static_cast<pid_t>(monitor.processId()), SIGUSR1);
-    QThread::msleep(100);
+    QByteArray output;
+    QTRY_VERIFY((output += monitor.readAllStandardOutput()).contains("{\"stats\""));
     QCOMPARE(exitCode(monitor, SIGTERM), 0);
+    output += monitor.readAllStandardOutput();
     QStringList seen;
-    for (const QByteArray &text : monitor.readAllStandardOutput().trimmed().split('\n')) {
+    for (const QByteArray &text : output.trimmed().split('\n')) {
         const QJsonObject object = QJsonDocument::fromJson(text).object();
         const int frames = object["stats"].toObject()["frames"].toInt();
         seen += frames ? QString("stats of %1").arg(frames) : object["command"].toString();

@@ -66,6 +66,7 @@ void tst_Commands::numbers()
     QCOMPARE(int(KVR::getNackReply(frame("6E 22", HostAddr))), -1);
     QCOMPARE(int(KVR::getNackReply(VOXMessage())), -1);
     QVERIFY(KVR::isNack(frame("6F FF", HostAddr)) && !KVR::isNack(frame("7F", HostAddr)));
+    QVERIFY(KVR::isAck(frame("7F", HostAddr)) && !KVR::isAck(frame("6F FF", HostAddr)));
     QCOMPARE(VOX::makeAddr(VOX::NODETYPE_QM75, 0x1234567), 0x07234567u);
     QCOMPARE(int(VOX::getType(0xF0123456)), 0);
     unsigned char bytes[4] = {0, 0, 0, 0xEE};

@@ -17,7 +17,6 @@
 #include <memory>
 
 namespace {
-constexpr int AddrDigits = 6;
 
 struct FoundNode
 {
@@ -121,7 +120,7 @@ int runScan(const QStringList &arguments)
     QVector<unsigned int> addrs = discoveredAddrs(discovery);
     QMap<QString, int> answers;
     for (const unsigned int addr : qAsConst(addrs))
-        ++answers[VOX::toString(addr).right(AddrDigits)];
+        ++answers[VOX::toString(addr & VOX::AddrMask)];
     for (auto entry = answers.cbegin(); entry != answers.cend(); ++entry) {
         if (entry.value() > 1)
             printError(QStringLiteral("scan"),

@@ -1,4 +1,5 @@
 #include "vox/line/linetap.h"
+#include "transport/voxbus.h"
 
 #include "vox/busurl.h"
 
@@ -9,20 +10,12 @@
 
 #include <algorithm>
 #include <chrono>
-#include <poll.h>
 #include <utility>
 
 namespace {
 constexpr int BaudRate = 4800;
 // A frame of ours on the line never pauses this long, however late the system brings it.
 constexpr int PauseMs = 50;
-
-/// A pseudo-terminal whose other end is closed has no error of its own: it is read without end, in vain.
-bool hasHungUp(const QSerialPort &port)
-{
-    pollfd state = {port.handle(), POLLIN, 0};
-    return ::poll(&state, 1, 0) == 1 && (state.revents & POLLHUP) != 0;
-}
 
 /// Without a route for multicast, on a loopback interface, as the buses do.
 bool join(QUdpSocket &socket, const QHostAddress &group)
@@ -72,10 +65,10 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
         return false;
     }
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
-        const bool isHungUp = error == QSerialPort::ReadError && hasHungUp(*port);
-        if (error != QSerialPort::ResourceError && !isHungUp)
+        if (!VOXBus::hasGone(*port))
             return;
-        const QString reason = isHungUp ? QStringLiteral("its other end has hung up") : port->errorString();
+        const QString reason = error == QSerialPort::ReadError ? QStringLiteral("its other end has hung up")
+                                                               : port->errorString();
         port->close();
         m_scanner.flush();
         if (onGone)
