@@ -2,6 +2,25 @@
 
 #include "framework/busdispatcher.h"
 
+#include <QThread>
+
+#include <utility>
+
+Bus::DeviceUse::DeviceUse(Bus &bus)
+    : m_bus(&bus)
+{
+    if (!bus.m_use)
+        bus.m_use = this;
+}
+
+Bus::DeviceUse::~DeviceUse()
+{
+    if (m_bus && m_bus->m_use == this)
+        m_bus->m_use = nullptr;
+    if (m_orphan)
+        m_orphan->deleteLater();
+}
+
 Bus::Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent)
     : QObject(parent)
     , m_dispatcher(dispatcher)
@@ -39,12 +58,20 @@ void Bus::setIoDevice(QIODevice *device)
 
 bool Bus::deliver(const QByteArray &frame)
 {
-    const QPointer<Bus> self(this);
-    ++m_deliveries;
+    const DeviceUse use(*this);
     m_dispatcher.dispatch(frame);
-    if (!self)
+    return use.hasBus();
+}
+
+bool Bus::closeDevice()
+{
+    const DeviceUse use(*this);
+    const bool wasClosing = std::exchange(m_isClosing, true);
+    if (m_device)
+        m_device->close();
+    if (!use.hasBus())
         return false;
-    --m_deliveries;
+    m_isClosing = wasClosing;
     return true;
 }
 
@@ -58,13 +85,17 @@ void Bus::shutDown()
     m_shutDown = true;
     if (!m_device)
         return;
-    if (m_deliveries == 0) {
+    // In an event loop, a slot that the device itself calls may be what destroys the bus.
+    if (!m_use && thread()->loopLevel() == 0) {
         delete m_device;
         return;
     }
-    // It may be in the middle of announcing the input that is being delivered.
-    m_device->setParent(nullptr);
-    m_device->close();
-    m_device->deleteLater();
-    m_device.clear();
+    QIODevice *const device = std::exchange(m_device, nullptr);
+    device->setParent(nullptr);
+    if (!m_isClosing)
+        device->close();
+    if (m_use)
+        m_use->m_orphan = device;
+    else
+        device->deleteLater();
 }

@@ -43,6 +43,28 @@ public:
     BusDispatcher &dispatcher() const { return m_dispatcher; }
 
 protected:
+    /// Stands on the stack while the device is at work: it delivers a frame, opens, closes or reports an
+    /// error.
+    ///
+    /// What runs meanwhile may destroy the bus. Its device is then closed, and left to the outermost of
+    /// these, which deletes it later: no event loop further in does so too early.
+    class BUS_EXPORT DeviceUse
+    {
+    public:
+        explicit DeviceUse(Bus &bus);
+        ~DeviceUse();
+        Q_DISABLE_COPY_MOVE(DeviceUse)
+
+        /// Whether the bus is still there.
+        bool hasBus() const { return m_bus != nullptr; }
+
+    private:
+        friend class Bus;
+
+        QPointer<Bus> m_bus;
+        QPointer<QIODevice> m_orphan;
+    };
+
     /// @p dispatcher is bound to this bus; it may be a child of it later, and must live as long.
     /// @p device as in setIoDevice(), or null for now.
     Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent);
@@ -54,16 +76,23 @@ protected:
     void setIoDevice(QIODevice *device);
     /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus: false if it is gone.
     bool deliver(const QByteArray &frame);
-    /// Whether deliver() is at work, which it is, too, while who got the frame waits in an event loop.
-    bool isDelivering() const { return m_deliveries > 0; }
-    /// Ends every call and deletes the device. Destructors of subclasses call it while they are still whole.
+    /// Whether the device is at work, also while a slot that it called waits in an event loop.
+    bool isDeviceInUse() const { return m_use != nullptr; }
+    /// Closes the device. What runs meanwhile finds the bus closed, and may destroy it: false if it is gone.
+    bool closeDevice();
+    /// Whether closeDevice() is at work.
+    bool isClosing() const { return m_isClosing; }
+    /// Ends every call and deletes the device, at once or when it is no longer at work. Destructors of
+    /// subclasses call it while they are still whole.
     void shutDown();
 
 private:
     BusDispatcher &m_dispatcher;
     QPointer<QIODevice> m_device;
+    // The outermost one.
+    DeviceUse *m_use = nullptr;
     bool m_shutDown = false;
-    int m_deliveries = 0;
+    bool m_isClosing = false;
 };
 
 #endif

@@ -76,8 +76,11 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
     QTimer drive;
     QObject::connect(&drive, &QTimer::timeout, &loop, [&data] { data->driveBus(); });
     drive.start(DriveIntervalMs);
+    QTimer limit;
+    QObject::connect(&limit, &QTimer::timeout, &loop, &QEventLoop::quit);
+    limit.setTimerType(Qt::PreciseTimer);
     if (timeoutMs >= 0)
-        QTimer::singleShot(timeoutMs, Qt::PreciseTimer, &loop, &QEventLoop::quit);
+        limit.start(timeoutMs);
     loop.exec(QEventLoop::ExcludeUserInputEvents);
     return data->isFinished();
 }

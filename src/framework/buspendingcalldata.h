@@ -5,6 +5,7 @@
 #include "framework/buspendingcall.h"
 
 #include <QBasicTimer>
+#include <QDeadlineTimer>
 #include <QMutex>
 #include <QObject>
 #include <QPointer>
@@ -49,7 +50,7 @@ public:
     ///@}
 
     /// Lets the bus take what it has received already, until the call has got something of it; for
-    /// 50 ms at most.
+    /// 4 ms at most.
     void driveBus();
 
     /// Who is told of the end by BusDispatcher::handleFinished(); not owned, null for nobody.
@@ -102,6 +103,9 @@ private:
     bool m_notified = false;
     bool m_isHeld = false;
     bool m_inTimerEvent = false;
+    // Until when a time-out that is due waits for what has been received already.
+    QDeadlineTimer m_drainEnd;
+    bool m_isDraining = false;
     BusDispatcher *m_dispatcher = nullptr;
     QVarLengthArray<BusPendingCallWatcher *, 1> m_watchers;
 };

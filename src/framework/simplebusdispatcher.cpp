@@ -127,7 +127,9 @@ bool SimpleBusDispatcher::write(const BusMessageData &message)
     const unsigned int busFreeDelay = message.busFreeDelay();
     // Cleared first: a datagram socket reports from inside the write.
     m_written = !m_waitDeviceWritten;
-    m_writtenDeadline = QDeadlineTimer(std::max(message.timeout(), busFreeDelay), Qt::PreciseTimer);
+    // An answer has no time-out.
+    const unsigned int longest = message.timeout() > 0 ? message.timeout() : busFreeDelay;
+    m_writtenDeadline = QDeadlineTimer(longest, Qt::PreciseTimer);
     frameSent(message.bytes().size(), busFreeDelay);
 
     const QPointer<SimpleBusDispatcher> self(this);

@@ -33,7 +33,7 @@ public:
     void handleFinished(BusPendingCallData *call) override;
 
     /// Whether the next frame waits until the device has reported the last one written, at most that one's
-    /// time-out or bus-free delay, whichever is longer. Off by default.
+    /// time-out, or its bus-free delay if it is an answer and has none. Off by default.
     void setWaitDeviceWritten(bool wait);
     /// How long a frame may take across the network, in microseconds; added to each time-out,
     /// rounded up to a millisecond. 0 by default.

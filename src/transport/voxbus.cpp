@@ -81,7 +81,7 @@ void VOXBus::listenToEventLoop()
     m_isListeningToEventLoop = true;
     connect(loop, &QAbstractEventDispatcher::awake, this, [this] {
         ++m_eventLoopPasses;
-        if (isDelivering() && hasInput())
+        if (isDeviceInUse() && hasInput())
             processLater();
     });
 }
@@ -115,7 +115,8 @@ int VOXBus::write(const QByteArray &frame)
 int VOXBus::writeLine(const QByteArray &bytes)
 {
     const QPointer<QIODevice> device = ioDevice();
-    if (!device || device->write(bytes) < 0)
+    // Asked first: a closed device warns.
+    if (!device || !device->isOpen() || device->write(bytes) < 0)
         return -2;
     // Nothing of this bus any more: the device may have destroyed it.
     if (auto *port = qobject_cast<QSerialPort *>(device))
@@ -235,7 +236,10 @@ bool VOXBus::open()
     // The bus may have been made before the application.
     listenToEventLoop();
     const bool wasOpen = isOpen();
+    const DeviceUse use(*this);
     const bool opened = device->open(QIODevice::ReadWrite);
+    if (!use.hasBus())
+        return false;
     if (auto *port = qobject_cast<QSerialPort *>(device)) {
         port->setBaudRate(BAUD_4800);
         port->setDataBits(QSerialPort::Data8);
@@ -255,8 +259,8 @@ void VOXBus::close()
     const bool wasOpen = isOpen();
     m_frameTimer.stop();
     m_incompleteBytes = 0;
-    ioDevice()->close();
-    announceOpen(wasOpen);
+    if (closeDevice())
+        announceOpen(wasOpen);
 }
 
 void VOXBus::announceOpen(bool wasOpen)
@@ -272,7 +276,7 @@ bool VOXBus::hasInput() const
 
 bool VOXBus::isOpen() const
 {
-    return ioDevice() && ioDevice()->isOpen();
+    return ioDevice() && ioDevice()->isOpen() && !isClosing();
 }
 
 unsigned char VOXBus::getLen(unsigned char control) const
@@ -311,7 +315,7 @@ void VOXBus::serialPortError()
         return;
     qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s", qPrintable(port->errorString()));
     // The port's own close: openChanged() is not emitted here, on purpose.
-    port->close();
+    closeDevice();
 }
 
 void VOXBus::attach(VOXDevice &device)

@@ -2,13 +2,18 @@
 
 #include "devices/voxdevice.h"
 
+#include <algorithm>
+#include <iterator>
+
 namespace {
 // Where the watch for broadcasts stands among those for nodes.
 constexpr unsigned int BroadcastKey = 0xffffff;
+constexpr int MinSweep = 64;
 }
 
 VOXBusDispatcher::VOXBusDispatcher(QObject *parent)
     : QObject(parent)
+    , m_sweepAt(MinSweep)
 {
     m_nodes.insert(BroadcastKey, WatchPointer(new VOXBusWatch(this)));
 }
@@ -26,6 +31,7 @@ VOXBusDispatcher::~VOXBusDispatcher()
 void VOXBusDispatcher::attach(VOXDevice &device)
 {
     const QMutexLocker locker(&m_mutex);
+    sweep();
     subscribe(m_nodes, device.addr(false), device);
     const WatchPointer broadcast = m_nodes.value(BroadcastKey);
     if (broadcast)
@@ -49,6 +55,7 @@ void VOXBusDispatcher::detach(VOXDevice &device)
 void VOXBusDispatcher::groupAttach(VOXDevice &device, unsigned int group)
 {
     const QMutexLocker locker(&m_mutex);
+    sweep();
     subscribe(m_groups, group, device);
 }
 
@@ -56,6 +63,27 @@ void VOXBusDispatcher::groupDetach(VOXDevice &device, unsigned int group)
 {
     const QMutexLocker locker(&m_mutex);
     unsubscribe(m_groups, group, device);
+}
+
+// A device that is destroyed without a detach() takes its connections with it, and no more. What it leaves
+// goes when the tables have doubled.
+void VOXBusDispatcher::sweep()
+{
+    if (m_nodes.size() + m_groups.size() + m_broadcasts.size() < m_sweepAt)
+        return;
+    for (Table *table : {&m_nodes, &m_groups}) {
+        for (auto it = table->begin(); it != table->end();)
+            it = isNeeded(*table, it) ? std::next(it) : table->erase(it);
+    }
+    for (auto it = m_broadcasts.begin(); it != m_broadcasts.end();)
+        it = *it ? std::next(it) : m_broadcasts.erase(it);
+    m_sweepAt =
+        std::max(MinSweep, 2 * static_cast<int>(m_nodes.size() + m_groups.size() + m_broadcasts.size()));
+}
+
+bool VOXBusDispatcher::isNeeded(const Table &table, Table::const_iterator entry) const
+{
+    return (&table == &m_nodes && entry.key() == BroadcastKey) || (*entry)->receivers() > 0;
 }
 
 void VOXBusDispatcher::subscribe(Table &table, unsigned int key, VOXDevice &device)
@@ -75,8 +103,7 @@ void VOXBusDispatcher::unsubscribe(Table &table, unsigned int key, VOXDevice &de
         return;
     const WatchPointer watch = *found;
     disconnect(watch.data(), &VOXBusWatch::dispatch, &device, &VOXDevice::dispatch);
-    const bool isBroadcast = &table == &m_nodes && key == BroadcastKey;
-    if (!isBroadcast && watch->receivers() < 1)
+    if (!isNeeded(table, found))
         table.erase(found);
 }
 

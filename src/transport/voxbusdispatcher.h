@@ -40,6 +40,8 @@ private:
     using WatchPointer = QExplicitlySharedDataPointer<VOXBusWatch>;
     using Table = QHash<unsigned int, WatchPointer>;
 
+    void sweep();
+    bool isNeeded(const Table &table, Table::const_iterator entry) const;
     void subscribe(Table &table, unsigned int key, VOXDevice &device);
     void unsubscribe(Table &table, unsigned int key, VOXDevice &device);
     WatchPointer find(const VOXMessage &message);
@@ -48,6 +50,7 @@ private:
     Table m_nodes;
     Table m_groups;
     QMultiHash<const VOXDevice *, QMetaObject::Connection> m_broadcasts;
+    int m_sweepAt;
 };
 
 #endif

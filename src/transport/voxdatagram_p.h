@@ -3,17 +3,25 @@
 
 #include <QByteArray>
 #include <QHostAddress>
+#include <QList>
 #include <QUdpSocket>
 
 #include <algorithm>
 
-/// The datagram that a bus has read last, and who sent it. The buffer is used again for the next.
+/// The datagram that a bus has read last, and who sent it, for which the buffer is used again. Also the
+/// datagrams that the bus has sent and whose echo it has not heard yet.
 class VOXDatagram
 {
 public:
     enum Result { NothingPending, Failed, Read };
 
     VOXDatagram() { m_bytes.reserve(MaxSize); }
+
+    /// No echo comes after @p socket has been closed.
+    void forgetEchoesWith(const QUdpSocket &socket)
+    {
+        QObject::connect(&socket, &QIODevice::aboutToClose, &socket, [this] { m_sent.clear(); });
+    }
 
     /// Reads also when nothing may be pending: until it is read, a socket that has announced something
     /// announces no more.
@@ -30,6 +38,11 @@ public:
     const QByteArray &bytes() const { return m_bytes; }
     const QHostAddress &sender() const { return m_sender; }
     unsigned short senderPort() const { return m_senderPort; }
+
+    /// What waits for its echo, the oldest first. The buses differ in what goes when there is too much of it.
+    QList<QByteArray> &sent() { return m_sent; }
+    /// Whether this datagram is an echo, which is then no longer waited for.
+    bool takeEcho() { return m_sent.removeOne(m_bytes); }
 
     /// Lets the system keep what a whole network sends at once, as far as it allows that.
     static void setBuffers(QUdpSocket &socket)
@@ -51,6 +64,7 @@ private:
     static constexpr int MaxSize = 65536;
 
     QByteArray m_bytes;
+    QList<QByteArray> m_sent;
     QHostAddress m_sender;
     unsigned short m_senderPort = 0;
 };

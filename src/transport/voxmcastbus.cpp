@@ -35,6 +35,7 @@ VOXMCastBus::VOXMCastBus(const QHostAddress &group, unsigned short port, const Q
 
     auto *socket = new QUdpSocket(this);
     setIoDevice(socket);
+    m_datagram->forgetEchoesWith(*socket);
     connect(socket, &QIODevice::readyRead, this, &VOXMCastBus::processData);
     connect(socket, &QIODevice::bytesWritten, &simple, &SimpleBusDispatcher::deviceWritten);
     VOXMCastBus::open();
@@ -56,13 +57,16 @@ bool VOXMCastBus::open()
 {
     if (isOpen())
         return true;
+    const DeviceUse use(*this);
     if (socket()->bind(m_bindAddress, m_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
         socket()->open(QIODevice::ReadWrite);
         VOXDatagram::setBuffers(*socket());
     } else {
         qCWarning(lcVoxBus, "[VOXMCastBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
     }
-    const bool joined = join();
+    const bool joined = use.hasBus() && join();
+    if (!use.hasBus())
+        return false;
     m_joined = m_joined || joined;
     const bool isUsable = joined && isOpen();
     // Last: a slot may destroy the bus.
@@ -97,7 +101,7 @@ bool VOXMCastBus::joinOnLoopback()
 
 bool VOXMCastBus::isOpen() const
 {
-    return ioDevice() && socket()->state() != QAbstractSocket::UnconnectedState;
+    return ioDevice() && !isClosing() && socket()->state() != QAbstractSocket::UnconnectedState;
 }
 
 bool VOXMCastBus::hasInput() const
@@ -111,12 +115,13 @@ int VOXMCastBus::writeLine(const QByteArray &bytes)
             qPrintable(m_alias));
     if (!isOpen() || socket()->writeDatagram(bytes, m_group, m_port) < bytes.size())
         return -2;
-    if (m_sent.size() >= MaxSentFrames) {
+    QList<QByteArray> &sent = m_datagram->sent();
+    if (sent.size() >= MaxSentFrames) {
         qCWarning(lcVoxBus, "[VOXBus]: sent messages list overflowing");
         // The oldest ones are kept, on purpose.
-        m_sent.removeLast();
+        sent.removeLast();
     }
-    m_sent.append(bytes);
+    sent.append(bytes);
     return 0;
 }
 
@@ -144,10 +149,14 @@ bool VOXMCastBus::processData()
 bool VOXMCastBus::takeFrame()
 {
     const QByteArray &datagram = m_datagram->bytes();
-    if (m_sent.removeOne(datagram))
+    if (m_datagram->takeEcho())
         return false;
     const int length = datagram.size() > ControlOffset ? getLen(~datagram.at(ControlOffset)) : 0;
-    if (length != datagram.size() || length < VOXMessage::MinLength) {
+    if (length == datagram.size() && length < VOXMessage::MinLength) {
+        qCWarning(lcVoxBus, "[VOXMCastBus]: datagram too short for a frame (len=%i)", length);
+        return false;
+    }
+    if (length != datagram.size()) {
         qCWarning(lcVoxBus, "[VOXMCastBus]: wrong datagram size %i != %i", length,
                   static_cast<int>(datagram.size()));
         return false;

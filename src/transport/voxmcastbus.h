@@ -4,7 +4,6 @@
 #include "transport/voxbus.h"
 
 #include <QHostAddress>
-#include <QList>
 
 #include <memory>
 
@@ -57,7 +56,6 @@ private:
     QHostAddress m_group;
     QHostAddress m_bindAddress;
     unsigned short m_port;
-    QList<QByteArray> m_sent;
     bool m_joined = false;
     QString m_alias;
     std::unique_ptr<VOXDatagram> m_datagram;

@@ -82,10 +82,8 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
     auto *socket = new QUdpSocket(this);
     setIoDevice(socket);
     connect(socket, &QIODevice::readyRead, this, QOverload<>::of(&VOXUdpBus::processData));
-    connect(socket, &QIODevice::aboutToClose, this, [this] {
-        m_buffers.clear();
-        m_sent.clear();
-    });
+    m_datagram->forgetEchoesWith(*socket);
+    connect(socket, &QIODevice::aboutToClose, this, [this] { m_buffers.clear(); });
     bind();
 }
 
@@ -101,22 +99,28 @@ QUdpSocket *VOXUdpBus::socket() const
     return static_cast<QUdpSocket *>(ioDevice());
 }
 
-void VOXUdpBus::bind()
+bool VOXUdpBus::bind()
 {
+    const DeviceUse use(*this);
     if (!socket()->bind(m_localAddress, m_localPort,
                         QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
-        qCWarning(lcVoxBus, "[VOXUdpBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
-        return;
+        if (use.hasBus())
+            qCWarning(lcVoxBus, "[VOXUdpBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
+        return use.hasBus();
     }
+    if (!use.hasBus())
+        return false;
     socket()->open(QIODevice::ReadWrite);
     VOXDatagram::setBuffers(*socket());
+    return true;
 }
 
 bool VOXUdpBus::open()
 {
     if (!isOpen()) {
-        bind();
-        announceOpen(false);
+        // False once a slot has destroyed the bus.
+        if (bind())
+            announceOpen(false);
     }
     return true;
 }
@@ -151,9 +155,10 @@ int VOXUdpBus::writeLine(const QByteArray &bytes)
         return -2;
     }
     if (m_destAddress == QHostAddress::Broadcast) {
-        m_sent.append(bytes);
-        if (m_sent.size() > MaxSentFrames)
-            m_sent.removeFirst();
+        QList<QByteArray> &sent = m_datagram->sent();
+        sent.append(bytes);
+        if (sent.size() > MaxSentFrames)
+            sent.removeFirst();
     }
     return 0;
 }
@@ -197,7 +202,7 @@ bool VOXUdpBus::isForUs(const QHostAddress &sender, unsigned short port)
 
 bool VOXUdpBus::isEcho()
 {
-    return m_destAddress == QHostAddress::Broadcast && m_sent.removeOne(m_datagram->bytes());
+    return m_destAddress == QHostAddress::Broadcast && m_datagram->takeEcho();
 }
 
 // The text is only made when the sender changes.

@@ -5,7 +5,6 @@
 
 #include <QCache>
 #include <QHostAddress>
-#include <QList>
 #include <QMap>
 
 #include <memory>
@@ -75,14 +74,13 @@ private:
     bool isEcho();
     const QString &senderID(const QHostAddress &address, unsigned short port);
     void processLater(const QString &senderID);
-    void bind();
+    bool bind();
     QUdpSocket *socket() const;
 
     QHostAddress m_destAddress;
     unsigned short m_destPort;
     QHostAddress m_localAddress;
     unsigned short m_localPort;
-    QList<QByteArray> m_sent;
     QMap<int, QString> m_timeoutSources;
     QCache<QString, Buffer> m_buffers;
 

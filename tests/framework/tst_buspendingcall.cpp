@@ -4,6 +4,7 @@
 #include "support/columns.h"
 #include "support/recordingbus.h"
 
+#include <QAbstractEventDispatcher>
 #include <QThread>
 
 #include <atomic>
@@ -249,7 +250,18 @@ void tst_BusPendingCall::waitingHasLimits()
 {
     World world;
     world.call = world.object.call(world.message);
+    // However much comes, and without a timer that goes on.
+    world.bus->input.append(answer("71"));
+    connect(&world.bus->dispatcher(), &BusDispatcher::unhandled, this,
+            [&] { world.bus->input.append(answer("71")); });
+    const int timers = QAbstractEventDispatcher::instance()->children().size();
+    QElapsedTimer took;
+    took.start();
     QVERIFY(!world.call.waitForFinished(10));
+    QVERIFY2(took.elapsed() >= 10 && took.elapsed() < 30, qPrintable(QString::number(took.elapsed())));
+    QCOMPARE(QAbstractEventDispatcher::instance()->children().size(), timers);
+    world.bus->input.clear();
+    world.bus->dispatcher().disconnect(this);
     // The call outlives the handle that waits for it.
     auto handle = std::make_unique<BusPendingCall>(world.call);
     QTimer::singleShot(0, this, [&] { handle.reset(); });

@@ -2,7 +2,9 @@
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrmotorproxy.h"
 #include "support/columns.h"
+#include "support/ptyport.h"
 #include "support/udppair.h"
+#include "transport/voxmcastbus.h"
 
 /// Whatever is destroyed, detached or closed, and whenever: nobody is left with what is gone, and a call ends
 /// once.
@@ -13,6 +15,8 @@ class tst_Lifetimes : public QObject
 private Q_SLOTS:
     void anythingMayGo_data();
     void anythingMayGo();
+    void aBusMayGoWhileItsDeviceWorks_data();
+    void aBusMayGoWhileItsDeviceWorks();
 };
 
 namespace {
@@ -32,18 +36,36 @@ public:
     std::function<void()> react;
 };
 
+/// A host and a network with two nodes, over real ports or sockets.
 struct Scene
 {
-    std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
-    const QHostAddress here{QHostAddress::LocalHost};
-    std::unique_ptr<VOXBus> host = std::make_unique<VOXUdpBus>(here, ports.first, here, ports.second);
-    std::unique_ptr<VOXBus> network = std::make_unique<VOXUdpBus>(here, ports.second, here, ports.first);
-    std::unique_ptr<Node> node = std::make_unique<Node>(1u, network.get());
-    std::unique_ptr<Node> other = std::make_unique<Node>(1u, network.get());
-    std::unique_ptr<KVRMotorProxy> proxy = std::make_unique<KVRMotorProxy>(1u, host.get());
-    std::unique_ptr<BusPendingCallWatcher> watcher;
-    BusPendingCall call;
-    int ends = 0;
+    explicit Scene(const QByteArray &transport)
+    {
+        const std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
+        const QHostAddress here(QHostAddress::LocalHost), group("239.255.71.14");
+        if (transport == "UDP") {
+            host = new VOXUdpBus(here, ports.first, here, ports.second);
+            network = new VOXUdpBus(here, ports.second, here, ports.first);
+        } else if (transport == "multicast") {
+            host = new VOXMCastBus(group, ports.first);
+            network = new VOXMCastBus(group, ports.first);
+        } else {
+            auto *line = new PipeDevice;
+            pty = std::make_unique<PtyPort>(*line);
+            host = new VOXBus(line);
+            network = new VOXBus(pty->name);
+            host->open();
+            network->open();
+        }
+        node = std::make_unique<Node>(1u, network);
+        other = std::make_unique<Node>(1u, network);
+        proxy = std::make_unique<KVRMotorProxy>(1u, host);
+    }
+    ~Scene()
+    {
+        delete host;
+        delete network;
+    }
 
     void start()
     {
@@ -52,69 +74,132 @@ struct Scene
         QObject::connect(watcher.get(), &BusPendingCallWatcher::finished, watcher.get(), [this] { ++ends; });
         call.onFinished(QCoreApplication::instance(), [this] { ++ends; });
     }
+
+    std::unique_ptr<PtyPort> pty;
+    QPointer<VOXBus> host;
+    QPointer<VOXBus> network;
+    std::unique_ptr<Node> node;
+    std::unique_ptr<Node> other;
+    std::unique_ptr<KVRMotorProxy> proxy;
+    std::unique_ptr<BusPendingCallWatcher> watcher;
+    BusPendingCall call;
+    int ends = 0;
 };
 
 using Action = std::function<void(Scene &)>;
+
+/// Runs @p act in an event loop, and what it has left for later, too.
+void inALoop(const std::function<void()> &act)
+{
+    QEventLoop loop;
+    QTimer::singleShot(0, &loop, [&] {
+        act();
+        QTimer::singleShot(2, &loop, &QEventLoop::quit);
+    });
+    loop.exec();
+}
 }
 Q_DECLARE_METATYPE(Action)
 
 void tst_Lifetimes::anythingMayGo_data()
 {
-    const auto row = columns<QByteArray, Action>("moment", "action");
+    const auto row = columns<QByteArray, QByteArray, Action>("transport", "moment", "action");
     const std::pair<const char *, Action> actions[] = {
         {"the node goes", [](Scene &s) { s.node.reset(); }},
         {"the node detaches", [](Scene &s) { s.node->detach(); }},
-        {"the node attaches again", [](Scene &s) { s.node->attach(s.network.get()); }},
+        {"the node attaches again", [](Scene &s) { s.node->attach(s.network); }},
         {"the node moves to another address", [](Scene &s) { s.node->setAddr(2); }},
         {"the node joins a group", [](Scene &s) { s.node->setGroupAddr(0, 1); }},
         {"the other node goes", [](Scene &s) { s.other.reset(); }},
-        {"the node's bus goes", [](Scene &s) { s.network.reset(); }},
+        {"the node's bus goes", [](Scene &s) { delete s.network; }},
+        {"the node's bus goes later", [](Scene &s) { s.network->deleteLater(); }},
         {"the node's bus closes", [](Scene &s) { s.network->close(); }},
-        {"the host's bus goes", [](Scene &s) { s.host.reset(); }},
+        {"the host's bus goes", [](Scene &s) { delete s.host; }},
+        {"the host's bus goes later", [](Scene &s) { s.host->deleteLater(); }},
         {"the host's bus closes", [](Scene &s) { s.host->close(); }},
         {"the proxy goes", [](Scene &s) { s.proxy.reset(); }},
         {"a watcher goes", [](Scene &s) { s.watcher.reset(); }},
         {"both buses and all that is on them go",
          [](Scene &s) {
-             s.host.reset();
-             s.network.reset();
+             delete s.host;
+             delete s.network;
              s.proxy.reset();
              s.node.reset();
          }},
     };
-    for (const QByteArray moment :
-         {"before the call", "while it is pending", "in a delivery", "at its end"}) {
-        for (const auto &[name, action] : actions)
-            row(moment + ", " + name, moment, action);
+    for (const QByteArray transport : {"UDP", "multicast", "serial"}) {
+        for (const QByteArray moment :
+             {"before the call", "while it is pending", "in a delivery", "in a delivery's event loop",
+              "at its end", "in its end's event loop"}) {
+            // Where there is no loop, the transports do not differ.
+            if (transport != "UDP" && !moment.endsWith("loop"))
+                continue;
+            for (const auto &[name, action] : actions)
+                row(transport + ", " + moment + ", " + name, transport, moment, action);
+        }
     }
 }
 
 void tst_Lifetimes::anythingMayGo()
 {
+    QFETCH(QByteArray, transport);
     QFETCH(QByteArray, moment);
     QFETCH(Action, action);
-    Scene scene;
-    const auto act = [&] { action(scene); };
+    Scene scene(transport);
+    const auto now = [&] { action(scene); };
+    const std::function<void()> act =
+        moment.endsWith("loop") ? std::function<void()>([&] { inALoop(now); }) : now;
     if (moment == "before the call")
         act();
     if (!scene.proxy)
         return;
-    if (moment == "in a delivery")
+    if (moment.startsWith("in a delivery"))
         scene.node->react = act;
     scene.start();
     if (moment == "while it is pending")
         act();
-    if (moment == "at its end")
+    const bool isAtItsEnd = moment.contains("its end");
+    if (isAtItsEnd)
         connect(scene.watcher.get(), &BusPendingCallWatcher::finished, this, act);
     const bool hasWatcher = scene.watcher != nullptr;
     QVERIFY(scene.call.waitForFinished(5000));
     QTRY_VERIFY(scene.ends >= 1);
     QCoreApplication::processEvents();
-    QCOMPARE(scene.ends, scene.watcher || (hasWatcher && moment == "at its end") ? 2 : 1);
+    QCOMPARE(scene.ends, scene.watcher || (hasWatcher && isAtItsEnd) ? 2 : 1);
     // A handle outlives everything.
-    scene.host.reset();
+    delete scene.host;
     QVERIFY(scene.call.isFinished());
     scene.call.cancel();
+}
+
+void tst_Lifetimes::aBusMayGoWhileItsDeviceWorks_data()
+{
+    const auto row = columns<QByteArray, bool>("transport", "loops");
+    for (const QByteArray transport : {"UDP", "multicast", "serial"}) {
+        row(transport + ", at once", transport, false);
+        row(transport + ", in an event loop", transport, true);
+    }
+}
+
+void tst_Lifetimes::aBusMayGoWhileItsDeviceWorks()
+{
+    QFETCH(QByteArray, transport);
+    QFETCH(bool, loops);
+    Scene scene(transport);
+    scene.start();
+    BusPendingCall late;
+    const auto destroy = [&] { delete scene.host; };
+    connect(scene.host->device(), &QIODevice::aboutToClose, this, [&] {
+        QVERIFY(!scene.host->isOpen());
+        late = scene.proxy->ctrlStop();
+        loops ? inALoop(destroy) : destroy();
+    });
+    QSignalSpy changes(scene.host, &VOXBus::openChanged);
+    scene.host->close();
+    QVERIFY(!scene.host);
+    QCOMPARE(changes.size(), 0);
+    QCOMPARE(scene.call.error(), BusPendingCall::NotOpen);
+    QCOMPARE(late.error(), BusPendingCall::NotOpen);
 }
 
 QTEST_GUILESS_MAIN(tst_Lifetimes)

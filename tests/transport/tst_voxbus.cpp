@@ -2,6 +2,7 @@
 #include "proxies/kvrmotorproxy.h"
 #include "support/ptyport.h"
 #include "support/receivers.h"
+#include "support/watching.h"
 
 #include <QtTest>
 
@@ -61,6 +62,11 @@ void tst_VOXBus::serialPorts()
     QVERIFY(bus.open() && isAnswered());
     QVERIFY(bus.setBaudRate(VOXBus::BAUD_9600));
     bus.close();
+    {
+        const WarningLog log;
+        QCOMPARE(bus.write(first.data()), -2);
+        QCOMPARE(log.texts(), QStringList());
+    }
     QVERIFY(bus.open());
     QCOMPARE(bus.findChild<QSerialPort *>()->baudRate(), 4800);
     QVERIFY(isAnswered());

@@ -2,6 +2,8 @@
 #include "support/wire.h"
 #include "transport/voxbusdispatcher.h"
 
+#include <malloc.h>
+
 /// Which node gets which frame.
 class tst_VOXBusDispatcher : public QObject
 {
@@ -70,6 +72,20 @@ void tst_VOXBusDispatcher::registrationsAddUpAndGoAtOnce()
     // The watch for everyone stays when its last node goes.
     QCOMPARE(dispatcher.findChild<VOXBusWatch *>(), broadcast);
     dispatcher.attach(node);
+    QCOMPARE(heard(), (QList<int>{1, 1, 0}));
+    // What is destroyed without a word leaves nothing for long.
+    const auto inUse = [] { return static_cast<qint64>(::mallinfo2().uordblks); };
+    const auto comeAndGo = [&] {
+        for (unsigned int addr = 2; addr < 2000; ++addr) {
+            Station guest(addr, nullptr);
+            dispatcher.attach(guest);
+            dispatcher.groupAttach(guest, addr);
+        }
+    };
+    comeAndGo();
+    const qint64 before = inUse();
+    comeAndGo();
+    QVERIFY2(inUse() - before < 50000, qPrintable(QString::number(inUse() - before)));
     QCOMPARE(heard(), (QList<int>{1, 1, 0}));
 }
 
