@@ -40,11 +40,6 @@ QString Bus::errorString() const
     return m_device ? m_device->errorString() : QString();
 }
 
-bool Bus::hasInput() const
-{
-    return m_device && m_device->bytesAvailable() > 0;
-}
-
 void Bus::setIoDevice(QIODevice *device)
 {
     m_device = device;

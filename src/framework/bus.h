@@ -8,6 +8,9 @@
 #include <QObject>
 #include <QPointer>
 
+#include <functional>
+#include <utility>
+
 class BusDispatcher;
 
 /// A transport: turns messages into what a device carries, and back.
@@ -37,7 +40,7 @@ public:
     /// Whether calls and replies can be sent.
     virtual bool isOpen() const = 0;
     /// Whether the device holds input that processData() has not looked at.
-    virtual bool hasInput() const;
+    bool hasInput() const { return m_inputHook ? m_inputHook() : m_device && m_device->bytesAvailable() > 0; }
 
     /// Lives as long as the bus.
     BusDispatcher &dispatcher() const { return m_dispatcher; }
@@ -74,6 +77,8 @@ protected:
     /// Takes over @p device, which must be on this thread, and listens for its end. To be called once: a
     /// former device is neither deleted nor disconnected.
     void setIoDevice(QIODevice *device);
+    /// Lets @p hook answer hasInput() in place of the device's bytesAvailable().
+    void setInputHook(std::function<bool()> hook) { m_inputHook = std::move(hook); }
     /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus: false if it is gone.
     bool deliver(const QByteArray &frame);
     /// Whether the device is at work, also while a slot that it called waits in an event loop.
@@ -89,6 +94,7 @@ protected:
 private:
     BusDispatcher &m_dispatcher;
     QPointer<QIODevice> m_device;
+    std::function<bool()> m_inputHook;
     // The outermost one.
     DeviceUse *m_use = nullptr;
     bool m_shutDown = false;

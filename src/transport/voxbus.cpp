@@ -67,6 +67,7 @@ VOXBus::~VOXBus()
 void VOXBus::init()
 {
     m_buffer.reserve(VOXMessage::MaxLength);
+    setInputHook([this] { return hasUnseenInput(); });
     VOX::registerMetaTypes();
     connect(&dispatcher(), &BusDispatcher::unhandled, m_deviceDispatcher, &VOXBusDispatcher::dispatch);
     listenToEventLoop();
@@ -269,7 +270,7 @@ void VOXBus::announceOpen(bool wasOpen)
         Q_EMIT openChanged(!wasOpen);
 }
 
-bool VOXBus::hasInput() const
+bool VOXBus::hasUnseenInput() const
 {
     return isOpen() && ioDevice()->bytesAvailable() > m_incompleteBytes;
 }

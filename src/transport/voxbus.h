@@ -52,7 +52,6 @@ public:
     bool open() override;
     void close() override;
     bool isOpen() const override;
-    bool hasInput() const override;
 
     /// The length that a frame's control byte tells.
     virtual unsigned char getLen(unsigned char control) const;
@@ -109,6 +108,8 @@ public Q_SLOTS:
     void serialPortError();
 
 protected:
+    /// What hasInput() says. After the virtual functions of old, so that these keep their order.
+    virtual bool hasUnseenInput() const;
     /// For buses that bring a device of their own.
     VOXBus(BusDispatcher &dispatcher, QObject *parent);
     /// The pause in the bytes.

@@ -104,7 +104,7 @@ bool VOXMCastBus::isOpen() const
     return ioDevice() && !isClosing() && socket()->state() != QAbstractSocket::UnconnectedState;
 }
 
-bool VOXMCastBus::hasInput() const
+bool VOXMCastBus::hasUnseenInput() const
 {
     return isOpen() && socket()->hasPendingDatagrams();
 }

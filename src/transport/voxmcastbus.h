@@ -37,7 +37,6 @@ public:
     bool open() override;
     /// Whether it is bound.
     bool isOpen() const override;
-    bool hasInput() const override;
 
     /// Whether the group has ever been joined.
     bool isJoined() const { return m_joined; }
@@ -46,6 +45,9 @@ public Q_SLOTS:
     /// Takes one datagram. True if it has the length of a frame, even if its check value is wrong, and is not
     /// the echo of our own.
     bool processData() override;
+
+protected:
+    bool hasUnseenInput() const override;
 
 private:
     QUdpSocket *socket() const;

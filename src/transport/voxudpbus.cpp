@@ -125,7 +125,7 @@ bool VOXUdpBus::open()
     return true;
 }
 
-bool VOXUdpBus::hasInput() const
+bool VOXUdpBus::hasUnseenInput() const
 {
     return isOpen() && socket()->hasPendingDatagrams();
 }

@@ -49,7 +49,6 @@ public:
     int writeLine(const QByteArray &bytes) override;
     /// Binds again after close(). Always true; isOpen() tells whether it worked.
     bool open() override;
-    bool hasInput() const override;
 
 public Q_SLOTS:
     /// Takes one datagram, and of what its sender has sent so far at most one frame. True if there was one,
@@ -61,6 +60,7 @@ public Q_SLOTS:
 protected:
     struct Buffer;
 
+    bool hasUnseenInput() const override;
     /// The pauses in what the senders send.
     void timerEvent(QTimerEvent *event) override;
     /// The two as "address:port".

@@ -21,6 +21,7 @@ public:
               nullptr, nullptr)
     {
         setIoDevice(new QBuffer);
+        setInputHook([this] { return !input.isEmpty(); });
         dispatcher().setParent(this);
         dispatcher().init();
         RecordingBus::open();
@@ -49,7 +50,6 @@ public:
     bool open() override { return ioDevice()->open(QIODevice::ReadWrite); }
     void close() override { isOpen() ? ioDevice()->close() : void(); }
     bool isOpen() const override { return ioDevice() && ioDevice()->isOpen(); }
-    bool hasInput() const override { return !input.isEmpty(); }
 
     QIODevice *device() const { return ioDevice(); }
     SimpleBusDispatcher &simple() const { return static_cast<SimpleBusDispatcher &>(dispatcher()); }

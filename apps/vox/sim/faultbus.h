@@ -21,7 +21,7 @@ public:
     bool open() override { return m_line.open(); }
     void close() override { m_line.close(); }
     bool isOpen() const override { return m_line.isOpen(); }
-    bool hasInput() const override { return false; }
+    bool hasUnseenInput() const override { return false; }
 
 public Q_SLOTS:
     bool processData() override { return false; }
