@@ -40,17 +40,13 @@ QByteArray &BusMessage::data()
 
 void BusMessage::prepare()
 {
-    d->setPrepared(true);
-}
-
-void BusMessage::ensurePrepared() const
-{
-    if (!isPrepared())
-        const_cast<BusMessage *>(this)->prepare();
+    d->prepare();
 }
 
 BusPendingCallData *BusMessage::createPendingCall(Bus *bus) const
 {
-    ensurePrepared();
-    return new BusPendingCallData(d, bus);
+    QSharedDataPointer<BusMessageData> sent(d);
+    if (!isPrepared())
+        sent->prepare();
+    return sent.constData()->createPendingCall(sent, bus);
 }

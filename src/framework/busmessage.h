@@ -32,8 +32,7 @@ public:
     /// The bytes for reading. Does not detach.
     const QByteArray &data() const { return d.constData()->bytes(); }
 
-    /// Completes the message before it is sent. A subclass that fills in a check value does so before it
-    /// calls this one.
+    /// Completes the message before it is sent, as what it is: its data knows how.
     virtual void prepare();
     /// Whether prepare() has completed it, and nobody has asked for the bytes to write since.
     bool isPrepared() const { return d.constData()->isPrepared(); }
@@ -47,16 +46,12 @@ protected:
     /// Adopts @p data, which a subclass has created on the heap.
     explicit BusMessage(BusMessageData &data);
 
-    /// A new, unowned pending call for sending this message over @p bus, which may be null. The message is
-    /// prepared first if it has to be.
+    /// A new, unowned pending call for sending this message over @p bus, which may be null. What is sent is
+    /// prepared: of a message that is not, a copy.
     virtual BusPendingCallData *createPendingCall(Bus *bus) const;
 
-    /// Prepares a message that is not prepared. It is const because completing a message does not change what
-    /// it says.
-    void ensurePrepared() const;
-
-    /// What the copies share. Mutable for ensurePrepared() alone.
-    mutable QSharedDataPointer<BusMessageData> d;
+    /// What the copies share.
+    QSharedDataPointer<BusMessageData> d;
 
 private:
     friend class BusObject;

@@ -1,5 +1,7 @@
 #include "framework/busmessagedata.h"
 
+#include "framework/buspendingcalldata.h"
+
 namespace {
 constexpr unsigned int DefaultBusFreeDelay = 5;
 }
@@ -41,6 +43,17 @@ unsigned int BusMessageData::timeout() const
 BusMessageData *BusMessageData::clone() const
 {
     return new BusMessageData(*this);
+}
+
+void BusMessageData::prepare()
+{
+    setPrepared(true);
+}
+
+BusPendingCallData *BusMessageData::createPendingCall(const QSharedDataPointer<BusMessageData> &message,
+                                                      Bus *bus) const
+{
+    return new BusPendingCallData(message, bus);
 }
 
 template <>

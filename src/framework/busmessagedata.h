@@ -7,7 +7,9 @@
 #include <QSharedData>
 #include <QSharedDataPointer>
 
+class Bus;
 class BusMessage;
+class BusPendingCallData;
 
 /// What the copies of one message share: its bytes, and how the bus is to treat it.
 ///
@@ -36,6 +38,12 @@ public:
     virtual unsigned int timeout() const;
     /// A copy of the same class, on the heap. Every subclass overrides it.
     virtual BusMessageData *clone() const;
+    /// Completes the bytes before they are sent, and marks them so.
+    virtual void prepare();
+    /// A new, unowned pending call for sending @p message, which shares this data, over @p bus, which may be
+    /// null.
+    virtual BusPendingCallData *createPendingCall(const QSharedDataPointer<BusMessageData> &message,
+                                                  Bus *bus) const;
 
     ///@{
     /// The bytes themselves: a change here does not take back isPrepared(), as BusMessage::data() does.

@@ -1,7 +1,6 @@
 #include "messages/voxcall.h"
 
 #include "messages/voxcalldata.h"
-#include "messages/voxgrouppendingcalldata.h"
 
 VOXCall::VOXCall(const BusMessage &message, unsigned int timeout)
     : VOXMessage(*new VOXCallData(0, 0, timeout))
@@ -95,8 +94,5 @@ void VOXCall::setBusFreeDelay(unsigned char delay)
 
 BusPendingCallData *VOXCall::createPendingCall(Bus *bus) const
 {
-    if (addrType() == VOX::P2P)
-        return VOXMessage::createPendingCall(bus);
-    ensurePrepared();
-    return new VOXGroupPendingCallData(d, bus, replyCount());
+    return VOXMessage::createPendingCall(bus);
 }

@@ -1,6 +1,7 @@
 #include "messages/voxcalldata.h"
 
 #include "messages/kvr.h"
+#include "messages/voxgrouppendingcalldata.h"
 #include "messages/voxmessage.h"
 
 namespace {
@@ -20,7 +21,7 @@ unsigned int sourceOf(const QByteArray &frame)
 }
 
 VOXCallData::VOXCallData(unsigned int control, unsigned char reply, unsigned int timeout)
-    : BusMessageData(control)
+    : VOXMessageData(control)
     , m_timeout(timeout)
     , m_reply(reply)
 {
@@ -31,6 +32,14 @@ VOXCallData::VOXCallData(const VOXCallData &other) = default;
 VOXCallData *VOXCallData::clone() const
 {
     return new VOXCallData(*this);
+}
+
+BusPendingCallData *VOXCallData::createPendingCall(const QSharedDataPointer<BusMessageData> &message,
+                                                   Bus *bus) const
+{
+    if (VOXMessage::addrType(bytes()) == VOX::P2P)
+        return VOXMessageData::createPendingCall(message, bus);
+    return new VOXGroupPendingCallData(message, bus, m_replyCount);
 }
 
 bool VOXCallData::isAck() const

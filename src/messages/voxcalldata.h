@@ -1,8 +1,7 @@
 #ifndef VOXCALLDATA_H
 #define VOXCALLDATA_H
 
-#include "framework/busmessagedata.h"
-#include "messages/vox_export.h"
+#include "messages/voxmessagedata.h"
 
 class VOXMessage;
 
@@ -11,7 +10,7 @@ class VOXMessage;
 ///
 /// Owned by the messages that share it. Reentrant.
 /// @ingroup messages
-class VOX_EXPORT VOXCallData : public BusMessageData
+class VOX_EXPORT VOXCallData : public VOXMessageData
 {
 public:
     /// In milliseconds.
@@ -29,6 +28,9 @@ public:
     unsigned int busFreeDelay() const override { return m_busFreeDelay; }
     unsigned int timeout() const override { return m_timeout; }
     VOXCallData *clone() const override;
+    /// To one node an ordinary call, else one that collects replies.
+    BusPendingCallData *createPendingCall(const QSharedDataPointer<BusMessageData> &message,
+                                          Bus *bus) const override;
 
     ///@{
     /// As in VOXCall.

@@ -32,14 +32,10 @@ bool VOXGroupPendingCallData::collect(const BusMessage &reply)
     if (m_replies.isEmpty() && !reply.sharesDataWith(m_reply))
         m_reply = reply;
     m_replies.append(reply);
-    if (m_replyCount > 0 && m_replies.size() >= m_replyCount) {
-        m_timer.stop();
-        m_finished = true;
-        m_error = BusPendingCall::NoError;
-        return true;
-    }
-    startTimeout(m_sentDelay);
-    return false;
+    const bool isComplete = m_replyCount > 0 && m_replies.size() >= m_replyCount;
+    if (!isComplete)
+        startTimeout(m_sentDelay);
+    return isComplete;
 }
 
 QList<BusMessage> VOXGroupPendingCallData::replies() const

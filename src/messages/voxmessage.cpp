@@ -1,6 +1,6 @@
 #include "messages/voxmessage.h"
 
-#include "messages/voxcheckvalue.h"
+#include "messages/voxmessagedata.h"
 
 #include <algorithm>
 
@@ -12,10 +12,20 @@ constexpr unsigned char HighNibble = 0xf0;
 constexpr int NibbleBits = 4;
 constexpr unsigned int GroupDestination = 0x000000;
 constexpr unsigned int BroadcastDestination = 0xffffff;
+// Of a frame that is too short for one.
+constexpr unsigned int NoDestination = 1;
 
 VOX::NodeType nodeType(int nibble)
 {
     return static_cast<VOX::NodeType>(nibble & LowNibble);
+}
+
+unsigned int addrOf(const QByteArray &frame, int index)
+{
+    unsigned int addr = 0;
+    if (index + 3 <= frame.size())
+        VOX::voxtoh(reinterpret_cast<const unsigned char *>(frame.constData()) + index, addr);
+    return addr;
 }
 
 void resize(QByteArray &bytes, int size)
@@ -27,10 +37,13 @@ void resize(QByteArray &bytes, int size)
 }
 }
 
-VOXMessage::VOXMessage() = default;
+VOXMessage::VOXMessage()
+    : VOXMessage(*new VOXMessageData)
+{
+}
 
 VOXMessage::VOXMessage(unsigned char ctrl)
-    : VOXMessage(*new BusMessageData(ctrl))
+    : VOXMessage(*new VOXMessageData(ctrl))
 {
     setExtLen(ctrl);
 }
@@ -64,10 +77,7 @@ void VOXMessage::setFlag(unsigned char flag, bool on)
 
 unsigned int VOXMessage::addrAt(int index) const
 {
-    unsigned int addr = 0;
-    if (index + 3 <= data().size())
-        VOX::voxtoh(reinterpret_cast<const unsigned char *>(data().constData()) + index, addr);
-    return addr;
+    return addrOf(data(), index);
 }
 
 void VOXMessage::setAddrAt(int index, unsigned int addr)
@@ -191,11 +201,9 @@ void VOXMessage::setBcastAddr(unsigned int addr, VOX::NodeType type)
     setAddrAt(Destination, BroadcastDestination);
 }
 
-VOX::AddrType VOXMessage::addrType() const
+VOX::AddrType VOXMessage::addrType(const QByteArray &frame)
 {
-    if (data().size() < HeaderLength)
-        return VOX::P2P;
-    switch (addrAt(Destination)) {
+    switch (frame.size() < HeaderLength ? NoDestination : addrOf(frame, Destination)) {
     case GroupDestination:
         return VOX::GROUP;
     case BroadcastDestination:
@@ -213,14 +221,7 @@ bool VOXMessage::isValid() const
 
 void VOXMessage::prepare()
 {
-    if (std::as_const(*this).data().size() < MinLength)
-        return;
-    QByteArray &bytes = data();
-    const int covered = bytes.size() - CheckLength;
-    const auto size = static_cast<std::size_t>(covered);
-    const unsigned short check = isCRC() ? VOXCheckValue::crc(bytes.constData(), size)
-                                         : VOXCheckValue::checksum(bytes.constData(), size);
-    bytes[covered] = static_cast<char>(check >> 8);
-    bytes[covered + 1] = static_cast<char>(check);
-    BusMessage::prepare();
+    // Also of a frame that came as plain bytes, whose data does not know of check values.
+    if (std::as_const(*this).data().size() >= MinLength)
+        VOXMessageData::complete(*d);
 }

@@ -89,7 +89,9 @@ public:
     void setBcastAddr(unsigned int addr, VOX::NodeType type);
 
     /// Decided by the destination bytes alone: all 00 is a group frame, all FF a broadcast.
-    VOX::AddrType addrType() const;
+    VOX::AddrType addrType() const { return addrType(data()); }
+    /// The same of the bytes of a frame.
+    static VOX::AddrType addrType(const QByteArray &frame);
 
     /// Whether length and length field agree, are at least 11, and there is a command. Does not look at the
     /// check value.

@@ -1,12 +1,13 @@
 #include "messages/voxreply.h"
 
+#include "messages/voxmessagedata.h"
 #include "proxies/voxnode.h"
 
 namespace {
-class ReplyData : public BusMessageData
+class ReplyData : public VOXMessageData
 {
 public:
-    using BusMessageData::BusMessageData;
+    using VOXMessageData::VOXMessageData;
 
     unsigned int busFreeDelay() const override { return m_busFreeDelay; }
     ReplyData *clone() const override { return new ReplyData(*this); }

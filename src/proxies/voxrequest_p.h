@@ -35,6 +35,7 @@ BusPendingCall send(VOXNode &node, VOXCall &call, const Fields &...fields)
 {
     VOXDataWriter writer(call);
     (void)(writer << ... << fields);
+    call.prepare();
     return node.call(call);
 }
 
