@@ -1,6 +1,7 @@
 #ifndef BUSDISPATCHER_H
 #define BUSDISPATCHER_H
 
+#include "framework/buscallteller.h"
 #include "framework/buspendingcall.h"
 
 #include <QObject>
@@ -36,10 +37,19 @@ public:
     virtual void endAll(BusPendingCall::Error error) = 0;
     /// A call of this dispatcher has ended, for whatever reason.
     virtual void handleFinished(BusPendingCallData *call) = 0;
+    /// How many calls wait to be sent.
+    virtual int queueLength() const { return 0; }
 
 Q_SIGNALS:
     /// A frame that answers no call, as a message with bytes of its own.
     void unhandled(const BusMessage &message);
+
+protected:
+    /// For the watchers of the calls that have ended.
+    BusCallTeller &teller() { return m_teller; }
+
+private:
+    BusCallTeller m_teller;
 };
 
 #endif

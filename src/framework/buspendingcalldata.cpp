@@ -127,31 +127,27 @@ void BusPendingCallData::timeout()
 
 void BusPendingCallData::finished()
 {
-    if (m_notified)
+    if (m_finished)
         return;
     const BusPendingCallPointer self(this);
     m_timer.stop();
     m_finished = true;
-    m_notified = true;
     if (m_dispatcher)
         m_dispatcher->handleFinished(this);
-    if (!m_isHeld)
+    else
         announce();
+}
+
+BusPendingCallWatcher *BusPendingCallData::takeWatcher()
+{
+    BusPendingCallWatcher *const first = m_watchers.isEmpty() ? nullptr : m_watchers.first();
+    if (first)
+        m_watchers.erase(m_watchers.cbegin());
+    return first;
 }
 
 void BusPendingCallData::announce()
 {
-    for (BusPendingCallWatcher *watcher : qAsConst(m_watchers))
+    while (BusPendingCallWatcher *watcher = takeWatcher())
         watcher->announce();
-}
-
-void BusPendingCallData::releaseWatchers()
-{
-    m_isHeld = false;
-    if (!m_notified)
-        return;
-    if (m_watchers.size() == 1)
-        Q_EMIT m_watchers.first()->finished(m_watchers.first());
-    else
-        announce();
 }

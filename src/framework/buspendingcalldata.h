@@ -12,6 +12,7 @@
 #include <QSharedData>
 #include <QVarLengthArray>
 
+class BusCallQueue;
 class BusDispatcher;
 class BusPendingCallWatcher;
 
@@ -60,13 +61,11 @@ public:
     /// there is nothing to add one for.
     void addWatcher(BusPendingCallWatcher *watcher) { m_watchers.append(watcher); }
     void removeWatcher(BusPendingCallWatcher *watcher);
-    ///@}
-    ///@{
-    /// Between the two a call that ends tells nobody; then its watcher hears of it at once, without another
-    /// pass of the event loop. Several hear of it from the event loop, so that none waits for another's
-    /// slots.
-    void holdWatchers() { m_isHeld = true; }
-    void releaseWatchers();
+    bool hasWatchers() const { return !m_watchers.isEmpty(); }
+    /// The next one to be told, which is removed; null if there is none.
+    BusPendingCallWatcher *takeWatcher();
+    /// Lets the event loop tell all watchers.
+    void announce();
     ///@}
     /// Whether the call must be deleted later, because its own event is being handled.
     bool isInTimerEvent() const { return m_inTimerEvent; }
@@ -97,11 +96,18 @@ protected:
 
 private:
     friend class SimpleBusDispatcher;
+    friend class BusCallQueue;
 
-    void announce();
+    // Where the call stands in a queue, which holds a reference.
+    struct Link
+    {
+        const BusCallQueue *queue = nullptr;
+        BusPendingCallPointer self;
+        BusPendingCallData *previous = nullptr;
+        BusPendingCallData *next = nullptr;
+    };
 
-    bool m_notified = false;
-    bool m_isHeld = false;
+    Link m_link;
     bool m_inTimerEvent = false;
     // Until when a time-out that is due waits for what has been received already.
     QDeadlineTimer m_drainEnd;

@@ -8,9 +8,10 @@
 /// A pending call that tells by a signal when it has finished.
 ///
 /// The signal comes exactly once, also to a watcher made after the end; never to one that is destroyed
-/// before, and never from inside BusObject::call(), cancel() or close(). The only watcher of a reply hears of
-/// it at the end of Bus::processData(), all others in the next pass of the event loop. Lives on the bus's
-/// thread; keeps the call's results as long as it lives.
+/// before, and never from inside BusObject::call(), cancel() or close(). Watchers hear in the
+/// order in which their calls have ended: of a reply at the end of Bus::processData(), of any other end in
+/// the next pass of the event loop. One made late hears of it there, too, outside of that order. Lives on the
+/// bus's thread; keeps the call's results as long as it lives.
 /// @ingroup framework
 class BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
 {
@@ -30,6 +31,7 @@ protected:
     void customEvent(QEvent *event) override;
 
 private:
+    friend class BusCallTeller;
     friend class BusPendingCallData;
 
     // What it is a watcher of: as a BusPendingCall it may be given another value.

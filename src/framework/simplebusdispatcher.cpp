@@ -32,7 +32,6 @@ SimpleBusDispatcher::~SimpleBusDispatcher()
 
 void SimpleBusDispatcher::init()
 {
-    m_queue.reserve(16);
 }
 
 void SimpleBusDispatcher::enqueue(BusPendingCallData *call)
@@ -66,7 +65,11 @@ void SimpleBusDispatcher::pump()
 
 void SimpleBusDispatcher::scheduleIn(int delayMs)
 {
+    // To start a timer anew for each of many calls would take most of the time that it takes to cancel them.
+    if (delayMs == 0 && m_isTimerImmediate && m_timer.isActive())
+        return;
     m_timer.start(delayMs, Qt::PreciseTimer, this);
+    m_isTimerImmediate = delayMs == 0;
 }
 
 bool SimpleBusDispatcher::hasSendable() const
@@ -75,7 +78,7 @@ bool SimpleBusDispatcher::hasSendable() const
         return true;
     if (m_queue.isEmpty() || m_waiting)
         return false;
-    return m_collecting.isEmpty() || !m_queue.constFirst()->message().hasReply();
+    return m_collecting.isEmpty() || !m_queue.first()->message().hasReply();
 }
 
 bool SimpleBusDispatcher::scheduleNext()
@@ -170,27 +173,33 @@ void SimpleBusDispatcher::dispatch(const QByteArray &frame)
         return;
     }
     const bool wasBusy = std::exchange(m_busy, true);
-    const bool mayTell = !wasBusy && writesUnderWay == 0;
-    if (mayTell)
-        call->holdWatchers();
+    const bool tells = !wasBusy && writesUnderWay == 0;
+    m_willTell = m_willTell || tells;
     call->setReply(message);
     m_busy = wasBusy;
     pump();
-    // Last: a slot may destroy the bus.
-    if (mayTell)
-        call->releaseWatchers();
+    // A line in memory may have destroyed the bus in its write.
+    if (!self || !tells)
+        return;
+    m_willTell = false;
+    teller().tell();
 }
 
 void SimpleBusDispatcher::handleFinished(BusPendingCallData *call)
 {
     call->setDispatcher(nullptr);
     const BusPendingCallPointer ended(call);
-    if (m_waiting == ended)
+    if (m_queue.contains(call))
+        m_queue.take(call);
+    else if (m_waiting == ended)
         m_waiting = {};
-    else if (!m_collecting.removeOne(ended))
-        m_queue.removeOne(ended);
+    else
+        m_collecting.removeOne(ended);
     if (hasSendable())
         scheduleIn(0);
+    teller().add(ended);
+    if (!m_willTell || writesUnderWay > 0)
+        teller().tellLater();
 }
 
 void SimpleBusDispatcher::endAll(BusPendingCall::Error error)
@@ -201,7 +210,10 @@ void SimpleBusDispatcher::endAll(BusPendingCall::Error error)
     QVector<BusPendingCallPointer> ended = std::exchange(m_collecting, {});
     if (m_waiting)
         ended.append(std::exchange(m_waiting, {}));
-    ended += std::exchange(m_queue, {});
+    // A slot of none of them runs before all have ended.
+    ended.reserve(ended.size() + m_queue.size());
+    while (!m_queue.isEmpty())
+        ended.append(m_queue.takeFirst());
     for (const BusPendingCallPointer &call : qAsConst(ended))
         call->setError(error);
 }

@@ -31,6 +31,7 @@ public:
     void reply(const BusMessage &message) override;
     void endAll(BusPendingCall::Error error) override;
     void handleFinished(BusPendingCallData *call) override;
+    int queueLength() const override { return m_queue.size(); }
 
     /// Whether the next frame waits until the device has reported the last one written, at most that one's
     /// time-out, or its bus-free delay if it is an answer and has none. Off by default.
@@ -67,10 +68,11 @@ private:
 
     Bus &m_bus;
     QVector<BusMessage> m_replies;
-    QVector<BusPendingCallPointer> m_queue;
+    BusCallQueue m_queue;
     BusPendingCallPointer m_waiting;
     QVector<BusPendingCallPointer> m_collecting;
     QBasicTimer m_timer;
+    bool m_isTimerImmediate = false;
     QDeadlineTimer m_writtenDeadline;
     unsigned int m_latencyUs = 0;
     bool m_waitDeviceWritten = false;
@@ -78,6 +80,8 @@ private:
     // Set while a caller further up goes on to pump: nothing is sent from inside a write or the end of a
     // call.
     bool m_busy = false;
+    // Set while dispatch() goes on to tell.
+    bool m_willTell = false;
 };
 
 #endif

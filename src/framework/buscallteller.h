@@ -1,0 +1,37 @@
+#ifndef BUSCALLTELLER_H
+#define BUSCALLTELLER_H
+
+#include "framework/buscallqueue.h"
+
+#include <QObject>
+
+/// Tells the watchers of a bus's calls that these have ended, in the order in which they have.
+///
+/// Each watcher is told once. One whose slot waits in an event loop holds up none of the others. Part of a
+/// dispatcher, on its thread.
+/// @ingroup framework
+class BUS_EXPORT BusCallTeller : public QObject
+{
+    Q_OBJECT
+
+public:
+    BusCallTeller() = default;
+    /// Leaves what is still to be told to the event loop.
+    ~BusCallTeller() override;
+
+    /// Notes that @p call has ended.
+    void add(const BusPendingCallPointer &call);
+    /// Tells all that is to be told. Slots run in it, which may destroy this.
+    void tell();
+    /// Tells it in the next pass of the event loop.
+    void tellLater();
+
+protected:
+    void customEvent(QEvent *event) override;
+
+private:
+    BusCallQueue m_ended;
+    bool m_isPassPosted = false;
+};
+
+#endif
