@@ -1,6 +1,6 @@
 #include "support/fuzzing.h"
 
-#include "messages/voxcheckvalue.h"
+#include "transport/voxframecutter.h"
 
 #include <QCoreApplication>
 
@@ -66,33 +66,25 @@ bool isWellFormed(const QByteArray &frame)
 {
     if (frame.size() < VOXMessage::MinLength || lengthIn(frame) != frame.size())
         return false;
-    const int covered = frame.size() - VOXMessage::CheckLength;
-    const auto size = static_cast<std::size_t>(covered);
-    const auto byteAt = [&](int index) { return static_cast<unsigned char>(frame.at(index)); };
-    const unsigned int check = byteAt(covered) << 8 | byteAt(covered + 1);
-    const bool isCrc = (byteAt(1) & VOXMessage::CrcFlag) != 0;
-    return VOXCheckValue::checksum(frame.constData(), size) == check
-        || (isCrc && VOXCheckValue::crc(frame.constData(), size) == check);
+    return VOXFrameCutter::check(frame).verdict != VOXFrameCutter::Failed;
 }
 
 QByteArray turned(const QByteArray &frame)
 {
     QByteArray bytes = frame;
-    for (int i = 0; i < bytes.size() - VOXMessage::CheckLength; ++i)
-        bytes[i] = static_cast<char>(~bytes.at(i));
+    VOXFrameCutter::invertBody(bytes);
     return bytes;
 }
 
 QByteArrayList framesIn(const QByteArray &line)
 {
     QByteArrayList frames;
-    for (int at = 0; at + VOXMessage::MinLength <= line.size();) {
-        const int length = ~line.at(at + 1) & VOXMessage::LengthMask;
-        const QByteArray frame = turned(line.mid(at, length));
-        const bool isFrame = isWellFormed(frame);
-        if (isFrame)
-            frames.append(frame);
-        at += isFrame ? length : 1;
+    const VOXFrameCutter cutter(VOXMessage::MinLength);
+    for (int at = 0; at < line.size();) {
+        const VOXFrameCutter::Cut cut = cutter.cut(line.mid(at));
+        if (cut.isGood())
+            frames.append(cut.frame);
+        at += std::max(cut.dropped(), 1);
     }
     return frames;
 }

@@ -22,8 +22,9 @@ Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
 namespace {
 constexpr int FrameTimeoutMs = 100;
 constexpr unsigned char BitsPerByte = 11;
-constexpr int ControlOffset = 1;
-// So few bytes are left to the next arrival.
+// A frame is looked at from its control byte on.
+constexpr int MinBytes = 2;
+// As few bytes as this wait for the next arrival.
 constexpr int RestThatWaits = 2;
 
 QByteArray hex(unsigned int value)
@@ -31,10 +32,6 @@ QByteArray hex(unsigned int value)
     return QByteArray::number(value, 16).rightJustified(4, '0');
 }
 
-unsigned int byteAt(const QByteArray &bytes, int index)
-{
-    return static_cast<unsigned char>(bytes.at(index));
-}
 }
 
 VOXBus::VOXBus(const QString &portName, QObject *parent)
@@ -44,6 +41,7 @@ VOXBus::VOXBus(const QString &portName, QObject *parent)
 
 VOXBus::VOXBus(QIODevice *device, QObject *parent)
     : Bus(*new SerialDispatcher(*this, BAUD_4800, BitsPerByte, nullptr), device, parent)
+    , m_cutter(makeCutter(MinBytes))
     , m_deviceDispatcher(new VOXBusDispatcher(this))
 {
     dispatcher().setParent(this);
@@ -54,6 +52,7 @@ VOXBus::VOXBus(QIODevice *device, QObject *parent)
 
 VOXBus::VOXBus(BusDispatcher &dispatcher, QObject *parent)
     : Bus(dispatcher, nullptr, parent)
+    , m_cutter(makeCutter(MinBytes))
     , m_deviceDispatcher(new VOXBusDispatcher(this))
 {
     init();
@@ -129,32 +128,23 @@ const QByteArray &VOXBus::toLine(const QByteArray &frame)
 {
     m_buffer.resize(frame.size());
     std::copy(frame.cbegin(), frame.cend(), m_buffer.begin());
-    invertBody(m_buffer);
+    VOXFrameCutter::invertBody(m_buffer);
     return m_buffer;
 }
 
-void VOXBus::invertBody(QByteArray &frame)
+VOXFrameCutter VOXBus::makeCutter(int minBytes) const
 {
-    invert(frame.data(), static_cast<std::size_t>(frame.size() - VOXMessage::CheckLength));
+    return VOXFrameCutter(minBytes, [this](unsigned char control) { return getLen(control); });
 }
 
-bool VOXBus::isIntact(const QByteArray &frame)
+bool VOXBus::isTaken(const VOXFrameCutter::Check &check)
 {
-    const int covered = frame.size() - VOXMessage::CheckLength;
-    const auto size = static_cast<std::size_t>(covered);
-    const char *plain = frame.constData();
-    const unsigned int received = byteAt(frame, covered) << 8 | byteAt(frame, covered + 1);
-    if ((byteAt(frame, ControlOffset) & VOXMessage::CrcFlag) != 0) {
-        const unsigned int computed = VOXCheckValue::crc(plain, size);
-        if (computed == received)
-            return true;
-        qCWarning(lcVoxBus, "Wrong CRC: %s, trying CHKSUM", hex(computed).constData());
-    }
-    const unsigned int computed = VOXCheckValue::checksum(plain, size);
-    if (computed == received)
-        return true;
-    qCWarning(lcVoxBus, "Wrong CRC: %s != %s", hex(computed).constData(), hex(received).constData());
-    return false;
+    if (check.hasCrc && check.verdict != VOXFrameCutter::Intact)
+        qCWarning(lcVoxBus, "Wrong CRC: %s, trying CHKSUM", hex(check.crc).constData());
+    if (check.verdict == VOXFrameCutter::Failed)
+        qCWarning(lcVoxBus, "Wrong CRC: %s != %s", hex(check.checksum).constData(),
+                  hex(check.received).constData());
+    return check.verdict != VOXFrameCutter::Failed;
 }
 
 bool VOXBus::processData()
@@ -163,29 +153,26 @@ bool VOXBus::processData()
     if (!device || !device->isOpen())
         return false;
     m_buffer.resize(VOXMessage::MaxLength);
-    const qint64 available = device->peek(m_buffer.data(), m_buffer.size());
-    const unsigned char length = available > ControlOffset ? getLen(~m_buffer.at(ControlOffset)) : 0;
-    if (available <= ControlOffset || (length >= VOXMessage::MinLength && available < length)) {
+    m_buffer.resize(static_cast<int>(std::max<qint64>(device->peek(m_buffer.data(), m_buffer.size()), 0)));
+    const VOXFrameCutter::Cut cut = m_cutter.cut(m_buffer);
+    if (cut.kind == VOXFrameCutter::Cut::Wait) {
         m_incompleteBytes = device->bytesAvailable();
         m_frameTimer.start(FrameTimeoutMs, Qt::PreciseTimer, this);
         return false;
     }
     m_incompleteBytes = 0;
-    if (length < VOXMessage::MinLength) {
-        device->skip(1);
+    device->skip(cut.dropped());
+    if (cut.kind == VOXFrameCutter::Cut::Drop) {
         processLater();
         return false;
     }
     m_frameTimer.stop();
-    QByteArray frame = m_buffer.left(length);
-    invertBody(frame);
-    qCDebug(lcVoxBus, "[VOXBus]: Frame : %s", frame.toHex().toUpper().constData());
-    const bool accepted = isIntact(frame);
-    device->skip(accepted ? length : 1);
+    qCDebug(lcVoxBus, "[VOXBus]: Frame : %s", cut.frame.toHex().toUpper().constData());
+    const bool accepted = isTaken(cut.check);
     processRest();
     // Whoever gets the frame may use, close or destroy this bus, or wait for more in an event loop of its
     // own, where the device does not announce it.
-    if (accepted && deliver(frame))
+    if (accepted && deliver(cut.frame))
         processRest();
     return true;
 }

@@ -3,6 +3,7 @@
 
 #include "framework/bus.h"
 #include "messages/vox_export.h"
+#include "transport/voxframecutter.h"
 
 #include <QBasicTimer>
 #include <QSerialPort>
@@ -117,11 +118,10 @@ protected:
 
     /// The line form of @p frame in the working buffer, which the next use of the bus overwrites.
     const QByteArray &toLine(const QByteArray &frame);
-    /// Turns a frame between plain and line form, in place: complements all but its check value.
-    static void invertBody(QByteArray &frame);
-    /// Whether the check value of @p frame, in plain form, is right. A CRC frame may carry a checksum
-    /// instead. It must have 11 bytes or more.
-    static bool isIntact(const QByteArray &frame);
+    /// Whether a frame with this check is taken. Says what is wrong with it.
+    static bool isTaken(const VOXFrameCutter::Check &check);
+    /// With the length that getLen() tells. A frame is looked at from @p minBytes on.
+    VOXFrameCutter makeCutter(int minBytes) const;
     /// Queues another processData(), once.
     void processLater();
     /// How often an event loop of this thread has run: more than before if one did so meanwhile.
@@ -137,6 +137,7 @@ private:
 
     QBasicTimer m_frameTimer;
     QByteArray m_buffer;
+    VOXFrameCutter m_cutter;
     bool m_isPassQueued = false;
     bool m_isListeningToEventLoop = false;
     unsigned int m_eventLoopPasses = 0;

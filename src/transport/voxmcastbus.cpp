@@ -10,7 +10,6 @@
 namespace {
 constexpr int MaxSentFrames = 10;
 constexpr unsigned int LatencyUs = 1000;
-constexpr int ControlOffset = 1;
 
 QByteArray hex(const QByteArray &bytes)
 {
@@ -25,6 +24,7 @@ VOXMCastBus::VOXMCastBus(const QHostAddress &group, unsigned short port, const Q
     , m_bindAddress(bindAddress.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : bindAddress)
     , m_port(port)
     , m_alias(alias)
+    , m_cutter(makeCutter(VOXMessage::MinLength))
     , m_datagram(new VOXDatagram)
 {
     auto &simple = static_cast<SimpleBusDispatcher &>(dispatcher());
@@ -151,7 +151,7 @@ bool VOXMCastBus::takeFrame()
     const QByteArray &datagram = m_datagram->bytes();
     if (m_datagram->takeEcho())
         return false;
-    const int length = datagram.size() > ControlOffset ? getLen(~datagram.at(ControlOffset)) : 0;
+    const int length = m_cutter.lengthAt(datagram);
     if (length == datagram.size() && length < VOXMessage::MinLength) {
         qCWarning(lcVoxBus, "[VOXMCastBus]: datagram too short for a frame (len=%i)", length);
         return false;
@@ -161,12 +161,11 @@ bool VOXMCastBus::takeFrame()
                   static_cast<int>(datagram.size()));
         return false;
     }
-    QByteArray frame(datagram.constData(), length);
-    invertBody(frame);
+    const VOXFrameCutter::Cut cut = m_cutter.cut(datagram);
     qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (Read) : %s VOXMCastBus alias : %s sender : %s %i",
-            hex(frame).constData(), qPrintable(m_alias), qPrintable(m_datagram->sender().toString()),
+            hex(cut.frame).constData(), qPrintable(m_alias), qPrintable(m_datagram->sender().toString()),
             m_datagram->senderPort());
-    if (isIntact(frame))
-        deliver(frame);
+    if (isTaken(cut.check))
+        deliver(cut.frame);
     return true;
 }

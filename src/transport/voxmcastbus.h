@@ -60,6 +60,7 @@ private:
     unsigned short m_port;
     bool m_joined = false;
     QString m_alias;
+    VOXFrameCutter m_cutter;
     std::unique_ptr<VOXDatagram> m_datagram;
 };
 

@@ -13,8 +13,7 @@ constexpr int MaxSenders = 10;
 constexpr int MaxSentFrames = 256;
 constexpr int MaxBufferedBytes = 65536;
 constexpr int FrameTimeoutMs = 110;
-constexpr int ControlOffset = 1;
-// From so many bytes on another pass is worth its while.
+// With as many bytes left as this, another pass may find a frame.
 constexpr int MinRest = 2;
 }
 
@@ -72,6 +71,7 @@ VOXUdpBus::VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
     , m_destPort(destPort)
     , m_localAddress(localAddress.isNull() ? QHostAddress(QHostAddress::AnyIPv4) : localAddress)
     , m_localPort(localPort == 0 ? destPort : localPort)
+    , m_cutter(makeCutter(VOXMessage::MinLength))
     , m_buffers(MaxSenders)
     , m_datagram(new VOXDatagram)
 {
@@ -229,31 +229,26 @@ bool VOXUdpBus::processData(const QString &senderID)
 
 bool VOXUdpBus::processBuffer(Buffer &buffer)
 {
-    const int held = buffer.data.size();
-    const int length =
-        held < VOXMessage::MinLength ? VOXMessage::MaxLength : getLen(~buffer.data.at(ControlOffset));
-    if (length < VOXMessage::MinLength) {
-        buffer.data.remove(0, 1);
-        processLater(buffer.senderID);
-        return buffer.data.size() >= VOXMessage::MinLength;
-    }
-    if (length > held) {
-        if (held > 0)
+    const VOXFrameCutter::Cut cut = m_cutter.cut(buffer.data);
+    buffer.data.remove(0, cut.dropped());
+    if (cut.kind == VOXFrameCutter::Cut::Wait) {
+        if (!buffer.data.isEmpty())
             buffer.startTimer();
         return false;
     }
+    if (cut.kind == VOXFrameCutter::Cut::Drop) {
+        processLater(buffer.senderID);
+        return buffer.data.size() >= VOXMessage::MinLength;
+    }
     buffer.stopTimer();
-    QByteArray frame = buffer.data.left(length);
-    invertBody(frame);
-    const bool accepted = isIntact(frame);
-    buffer.data.remove(0, accepted ? length : 1);
+    const bool accepted = isTaken(cut.check);
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
     // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame. If an
     // event loop ran there, the socket may have announced something in vain, and only a read, even of
     // nothing, makes it announce again. To read always would cost system calls.
     const unsigned int passesBefore = eventLoopPasses();
-    if (accepted && deliver(frame) && eventLoopPasses() != passesBefore)
+    if (accepted && deliver(cut.frame) && eventLoopPasses() != passesBefore)
         VOXBus::processLater();
     return true;
 }

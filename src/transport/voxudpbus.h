@@ -81,6 +81,7 @@ private:
     unsigned short m_destPort;
     QHostAddress m_localAddress;
     unsigned short m_localPort;
+    VOXFrameCutter m_cutter;
     QMap<int, QString> m_timeoutSources;
     QCache<QString, Buffer> m_buffers;
 

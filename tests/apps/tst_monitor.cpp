@@ -1,8 +1,11 @@
 #include "support/columns.h"
 #include "support/frames.h"
+#include "support/ptyport.h"
 #include "transport/voxbus.h"
+#include "vox/busurl.h"
 #include "vox/line/framescanner.h"
 #include "vox/line/linestatistics.h"
+#include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
@@ -19,6 +22,7 @@ private Q_SLOTS:
     void scanning_data();
     void scanning();
     void noByteIsLost();
+    void cutsAsReceiversDo();
     void items();
     void statistics_data();
     void statistics();
@@ -74,6 +78,29 @@ void tst_Monitor::scanning()
         scanner.feed(chunk, 0);
     scanner.flush();
     QCOMPARE(actual.join(' '), found);
+}
+
+void tst_Monitor::cutsAsReceiversDo()
+{
+    PipeDevice wire;
+    PtyPort pty(wire);
+    wire.open(QIODevice::ReadWrite);
+    BusUrl url;
+    QString problem;
+    QVERIFY(BusUrl::read("serial://" + pty.name, &url, &problem));
+    QList<LineItem> items;
+    const auto tap = LineTap::open(
+        url, [&](const LineItem &item) { items.append(item); }, &problem);
+    QVERIFY2(tap, qPrintable(problem));
+    // A pause that is shorter than that for which a receiver gives up, and one that is longer.
+    for (const int pauseMs : {70, 250}) {
+        items.clear();
+        wire.write(line(stop).left(5));
+        QTimer::singleShot(pauseMs, Qt::PreciseTimer, &wire,
+                           [&] { wire.write(line(stop).mid(5) + line(query)); });
+        QTRY_VERIFY(!items.isEmpty() && items.constLast().frame.cmd() == 0x0E);
+        QCOMPARE(items.constFirst().isTaken(), pauseMs < 100);
+    }
 }
 
 void tst_Monitor::noByteIsLost()

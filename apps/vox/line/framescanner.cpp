@@ -1,31 +1,15 @@
 #include "vox/line/framescanner.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace {
-constexpr int ControlOffset = 1;
+constexpr int MinBytes = 2;
 constexpr int MaxGarbage = 64;
-
-/// The length that a frame at @p offset would have; 0 if there is none, -1 if that cannot be told yet.
-int lengthAt(const QByteArray &bytes, int offset)
-{
-    if (bytes.size() - offset <= ControlOffset)
-        return -1;
-    const int length = ~bytes.at(offset + ControlOffset) & VOXMessage::LengthMask;
-    return length < VOXMessage::MinLength ? 0 : length;
-}
-
-bool isIntactAt(const QByteArray &bytes, int offset)
-{
-    const int length = lengthAt(bytes, offset);
-    return length > 0 && offset + length <= bytes.size()
-        && LineItem::of(bytes.mid(offset, length), 0).isTaken();
-}
 }
 
 FrameScanner::FrameScanner(std::function<void(const LineItem &)> found)
     : m_found(std::move(found))
+    , m_cutter(MinBytes)
 {
 }
 
@@ -33,61 +17,70 @@ void FrameScanner::feed(const QByteArray &bytes, qint64 timeNs)
 {
     m_timeNs = timeNs;
     m_pending += bytes;
-    while (takeOne(false)) { }
+    cut();
+}
+
+void FrameScanner::pause()
+{
+    if (!m_pending.isEmpty())
+        dropByte();
+    cut();
+    if (m_pending.isEmpty())
+        showGarbage();
 }
 
 void FrameScanner::flush()
 {
-    while (!m_pending.isEmpty())
-        takeOne(true);
-    showGarbage();
+    while (hasPending())
+        pause();
 }
 
-bool FrameScanner::takeOne(bool isAtEnd)
+void FrameScanner::cut()
 {
-    if (m_pending.isEmpty())
-        return false;
-    const int length = lengthAt(m_pending, 0);
-    const bool isComplete = length > 0 && length <= m_pending.size();
-    if (isComplete && isIntactAt(m_pending, 0)) {
-        take(length);
-        return true;
+    for (;;) {
+        const VOXFrameCutter::Cut cut = m_cutter.cut(m_pending);
+        if (cut.kind == VOXFrameCutter::Cut::Wait)
+            return;
+        const int length = static_cast<int>(cut.frame.size());
+        if (cut.isGood()) {
+            showGarbage();
+            m_found(LineItem::of(m_pending.left(length), m_timeNs));
+            m_pending.remove(0, length);
+            continue;
+        }
+        if (cut.kind == VOXFrameCutter::Cut::Frame)
+            m_failed.insert(static_cast<int>(m_garbage.size()), length);
+        dropByte();
     }
-    // What a good frame begins in was none itself. Further on it makes no difference to this byte.
-    const int end = std::min(static_cast<int>(m_pending.size()), length + VOXMessage::MaxLength);
-    int good = 1;
-    while (good < end && !isIntactAt(m_pending, good))
-        ++good;
-    const bool isFollowed = good == length || (isAtEnd && length == m_pending.size());
-    if (isComplete && isFollowed && good >= length) {
-        take(length);
-        return true;
-    }
-    const bool mayGoOn = length < 0 || (length > 0 && m_pending.size() < length + VOXMessage::MaxLength);
-    if (!isAtEnd && mayGoOn && good >= m_pending.size())
-        return false;
-    dropByte();
-    return true;
-}
-
-void FrameScanner::take(int count)
-{
-    showGarbage();
-    const QByteArray bytes = m_pending.left(count);
-    m_pending.remove(0, count);
-    m_found(LineItem::of(bytes, m_timeNs));
 }
 
 void FrameScanner::dropByte()
 {
     m_garbage += m_pending.at(0);
     m_pending.remove(0, 1);
-    if (m_garbage.size() >= MaxGarbage)
+    // What may yet turn out to be a frame is kept together.
+    if (m_garbage.size() >= MaxGarbage + VOXMessage::MaxLength)
         showGarbage();
 }
 
 void FrameScanner::showGarbage()
 {
-    if (!m_garbage.isEmpty())
-        m_found({m_timeNs, std::exchange(m_garbage, QByteArray()), LineItem::Garbage, VOXMessage()});
+    const QByteArray garbage = std::exchange(m_garbage, QByteArray());
+    const QMap<int, int> failed = std::exchange(m_failed, {});
+    const int end = static_cast<int>(garbage.size());
+    int shown = 0;
+    const auto showUpTo = [&](int offset) {
+        for (; shown < offset; shown = std::min(offset, shown + MaxGarbage))
+            m_found({m_timeNs, garbage.mid(shown, std::min(offset - shown, MaxGarbage)), LineItem::Garbage,
+                     VOXMessage()});
+    };
+    for (auto frame = failed.cbegin(); frame != failed.cend(); ++frame) {
+        const int after = frame.key() + frame.value();
+        if (frame.key() < shown || (after != end && !failed.contains(after)))
+            continue;
+        showUpTo(frame.key());
+        m_found(LineItem::of(garbage.mid(shown, frame.value()), m_timeNs));
+        shown = after;
+    }
+    showUpTo(end);
 }

@@ -2,27 +2,24 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
-#include "messages/voxcheckvalue.h"
-#include "transport/voxbus.h"
+#include "transport/voxframecutter.h"
 #include "vox/line/commandfields.h"
 
 #include <QDateTime>
 
 namespace {
-constexpr int ControlOffset = 1;
 constexpr qint64 NsPerMs = 1000000;
 
-LineItem::Verdict verdictOf(const VOXMessage &frame)
+LineItem::Verdict verdictOf(const VOXFrameCutter::Check &check)
 {
-    const QByteArray &bytes = frame.data();
-    const int covered = bytes.size() - VOXMessage::CheckLength;
-    const auto at = [&](int index) { return static_cast<unsigned char>(bytes.at(index)); };
-    const unsigned int received = at(covered) << 8 | at(covered + 1);
-    const auto size = static_cast<std::size_t>(covered);
-    if (frame.isCRC() && VOXCheckValue::crc(bytes.constData(), size) == received)
+    switch (check.verdict) {
+    case VOXFrameCutter::Intact:
         return LineItem::Intact;
-    if (VOXCheckValue::checksum(bytes.constData(), size) == received)
-        return frame.isCRC() ? LineItem::ChecksumForCrc : LineItem::Intact;
+    case VOXFrameCutter::ChecksumForCrc:
+        return LineItem::ChecksumForCrc;
+    case VOXFrameCutter::Failed:
+        break;
+    }
     return LineItem::Failed;
 }
 
@@ -83,19 +80,18 @@ QString ends(const VOXMessage &frame)
 
 QByteArray inverted(QByteArray bytes)
 {
-    const int covered = std::max(static_cast<int>(bytes.size()) - VOXMessage::CheckLength, 0);
-    VOXBus::invert(bytes.data(), static_cast<std::size_t>(covered));
+    VOXFrameCutter::invertBody(bytes);
     return bytes;
 }
 
 LineItem LineItem::of(const QByteArray &bytes, qint64 timeNs)
 {
     LineItem item{timeNs, bytes, Garbage, VOXMessage()};
-    const int length = bytes.size() > ControlOffset ? ~bytes.at(ControlOffset) & VOXMessage::LengthMask : 0;
-    if (length != bytes.size() || length < VOXMessage::MinLength)
+    const VOXFrameCutter::Cut cut = VOXFrameCutter(VOXMessage::MinLength).cut(bytes);
+    if (cut.kind != VOXFrameCutter::Cut::Frame || cut.frame.size() != bytes.size())
         return item;
-    item.frame = VOXMessage(BusMessage(inverted(bytes)));
-    item.verdict = verdictOf(item.frame);
+    item.frame = VOXMessage(BusMessage(cut.frame));
+    item.verdict = verdictOf(cut.check);
     return item;
 }
 

@@ -14,8 +14,8 @@
 
 namespace {
 constexpr int BaudRate = 4800;
-// A frame of ours on the line never pauses this long, however late the system brings it.
-constexpr int PauseMs = 50;
+// As long as receivers wait for the rest of a frame.
+constexpr int PauseMs = 100;
 
 /// Without a route for multicast, on a loopback interface, as the buses do.
 bool join(QUdpSocket &socket, const QHostAddress &group)
@@ -117,6 +117,7 @@ void LineTap::timerEvent(QTimerEvent *event)
         QObject::timerEvent(event);
         return;
     }
-    m_pauseTimer.stop();
-    m_scanner.flush();
+    m_scanner.pause();
+    if (!m_scanner.hasPending())
+        m_pauseTimer.stop();
 }

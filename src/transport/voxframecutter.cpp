@@ -1,0 +1,71 @@
+#include "transport/voxframecutter.h"
+
+#include "messages/voxcheckvalue.h"
+#include "messages/voxmessage.h"
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+constexpr int ControlOffset = 1;
+
+unsigned char byteAt(const QByteArray &bytes, int index)
+{
+    return static_cast<unsigned char>(bytes.at(index));
+}
+}
+
+VOXFrameCutter::VOXFrameCutter(int minBytes, std::function<unsigned char(unsigned char)> lengthOf)
+    : m_minBytes(minBytes)
+    , m_lengthOf(std::move(lengthOf))
+{
+}
+
+int VOXFrameCutter::lengthAt(const QByteArray &line, int offset) const
+{
+    if (line.size() - offset <= ControlOffset)
+        return 0;
+    const auto control = static_cast<unsigned char>(~byteAt(line, offset + ControlOffset));
+    return m_lengthOf ? m_lengthOf(control) : control & VOXMessage::LengthMask;
+}
+
+VOXFrameCutter::Cut VOXFrameCutter::cut(const QByteArray &line) const
+{
+    if (line.size() < m_minBytes)
+        return {Cut::Wait, {}, {}};
+    const int length = lengthAt(line);
+    if (length < VOXMessage::MinLength)
+        return {Cut::Drop, {}, {}};
+    if (line.size() < length)
+        return {Cut::Wait, {}, {}};
+    // Never a share: a receiver's buffer may be large, and is used again.
+    QByteArray frame(line.constData(), length);
+    invertBody(frame);
+    const Check verdict = check(frame);
+    return {Cut::Frame, std::move(frame), verdict};
+}
+
+void VOXFrameCutter::invertBody(QByteArray &frame)
+{
+    const auto end = frame.end() - std::min<int>(frame.size(), VOXMessage::CheckLength);
+    std::transform(frame.begin(), end, frame.begin(), [](char byte) { return static_cast<char>(~byte); });
+}
+
+VOXFrameCutter::Check VOXFrameCutter::check(const QByteArray &frame)
+{
+    const int covered = frame.size() - VOXMessage::CheckLength;
+    const auto size = static_cast<std::size_t>(covered);
+    Check check;
+    check.hasCrc = (byteAt(frame, ControlOffset) & VOXMessage::CrcFlag) != 0;
+    check.received = static_cast<unsigned short>(byteAt(frame, covered) << 8 | byteAt(frame, covered + 1));
+    if (check.hasCrc)
+        check.crc = VOXCheckValue::crc(frame.constData(), size);
+    if (check.hasCrc && check.crc == check.received) {
+        check.verdict = Intact;
+        return check;
+    }
+    check.checksum = VOXCheckValue::checksum(frame.constData(), size);
+    if (check.checksum == check.received)
+        check.verdict = check.hasCrc ? ChecksumForCrc : Intact;
+    return check;
+}
