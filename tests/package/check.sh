@@ -28,7 +28,7 @@ meet() {
     echo "package: host and emulator built by $2 meet"
 }
 
-cmake -S "$here" -B "$work/cmake" -DEXAMPLES="$examples" -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+cmake -G Ninja -S "$here" -B "$work/cmake" -DEXAMPLES="$examples" -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
 cmake --build "$work/cmake" >/dev/null
 meet "$work/cmake" CMake
 
