@@ -13,6 +13,15 @@ file(RELATIVE_PATH VOX_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_
 configure_file(cmake/vox.pc.in ${PROJECT_BINARY_DIR}/vox.pc @ONLY)
 install(FILES ${PROJECT_BINARY_DIR}/vox.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig COMPONENT development)
 
+# What developers read, laid out as here, so that links hold.
+set(VOX_REFERENCE "" CACHE PATH "The folder of the API's reference that ./dev docs has made; installed unless empty")
+set(doc_dir ${CMAKE_INSTALL_DATADIR}/doc/libvox-dev)
+install(FILES README.md CHANGELOG.md CONTRIBUTING.md DESTINATION ${doc_dir} COMPONENT development)
+install(DIRECTORY docs examples DESTINATION ${doc_dir} COMPONENT development PATTERN "Doxyfile.in" EXCLUDE PATTERN "*.dox" EXCLUDE)
+if(VOX_REFERENCE)
+    install(DIRECTORY ${VOX_REFERENCE}/ DESTINATION ${doc_dir}/reference COMPONENT development)
+endif()
+
 # Debian packages, one a component.
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VOX developers <maintainers@vox-network.example>")
@@ -30,6 +39,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvox-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
     "libvox1 (= ${PROJECT_VERSION}), qtbase5-dev (>= 5.15), libqt5serialport5-dev (>= 5.15)")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS qtdeclarative5-dev)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "libvox1 (= ${PROJECT_VERSION})")
@@ -52,7 +62,8 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
     "Host programs move, set and query motorised window coverings over a
 serial line, UDP or UDP multicast; emulated nodes stand in for them.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
-    "Development files: headers, CMake package and pkg-config file of libvox.")
+    "Development files: headers, CMake package and pkg-config file of libvox,
+with guides, examples and the reference of the API.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "Tools: the program vox, for those who install, test and debug networks of
 motorised window coverings.")

@@ -49,7 +49,8 @@ private:
         m_motor->getMotorPosition().onFinished(this, [this](const BusPendingCall &call) {
             quint16 pulses = 0;
             quint8 percent = 0;
-            if (m_motor->getMotorPositionReply(call.reply(), &pulses, &percent, nullptr, nullptr))
+            if (m_motor->hasSent(call.reply())
+                && m_motor->getMotorPositionReply(call.reply(), &pulses, &percent, nullptr, nullptr))
                 qInfo("at %u pulses, %u %%", pulses, percent);
             meetProblems();
         });

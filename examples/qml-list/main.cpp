@@ -25,13 +25,11 @@ public:
     {
         getNodeLabel().onFinished(this, [this](const BusPendingCall &call) {
             QByteArray label;
-            if (getNodeLabelReply(call.reply(), label))
+            if (hasSent(call.reply()) && getNodeLabelReply(call.reply(), label))
                 m_label = QString::fromLatin1(label.constData());
             Q_EMIT changed();
         });
-        auto *timer = new QTimer(this);
-        connect(timer, &QTimer::timeout, this, &LiveMotor::readPosition);
-        timer->start(500);
+        readPosition();
     }
 
 Q_SIGNALS:
@@ -42,9 +40,12 @@ private:
     {
         getMotorPosition().onFinished(this, [this](const BusPendingCall &call) {
             quint8 percent = 0;
-            if (getMotorPositionReply(call.reply(), nullptr, &percent, nullptr, nullptr))
+            if (hasSent(call.reply())
+                && getMotorPositionReply(call.reply(), nullptr, &percent, nullptr, nullptr))
                 m_percent = percent;
             Q_EMIT changed();
+            // Not before this one has ended: while nodes are silent, calls would queue without end.
+            QTimer::singleShot(500, this, &LiveMotor::readPosition);
         });
     }
 

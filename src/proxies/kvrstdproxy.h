@@ -1,6 +1,7 @@
 #ifndef KVRSTDPROXY_H
 #define KVRSTDPROXY_H
 
+#include "messages/kvr.h"
 #include "messages/voxdatareader.h"
 #include "messages/voxdatawriter.h"
 #include "messages/voxsharedvalue.h"

@@ -15,6 +15,10 @@ class VOXNode;
 /// exceptions: one that another node replaces is deleted, and one whose parent is the model is deleted with
 /// its row, or with the model. All others outlive it. A node that is deleted elsewhere leaves its row empty.
 /// Used on one thread, that of its nodes.
+///
+/// Scripts may call data(), and the engine then owns a node that has no parent: it deletes the node once no
+/// script holds it any more, at the latest with itself. So give nodes a parent, or
+/// QQmlEngine::CppOwnership. A delegate that only reads display or edit changes no owner.
 /// @ingroup proxies
 class VOX_EXPORT VOXNodeListModel : public QAbstractListModel
 {

@@ -1,4 +1,7 @@
+#include "devices/tb60lvstub.h"
+#include "framework/busdispatcher.h"
 #include "support/files.h"
+#include "transport/voxudpbus.h"
 
 #include <QImage>
 #include <QProcess>
@@ -10,10 +13,12 @@ class tst_Examples : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void initTestCase();
     void readmeShowsTheExamples();
     void hostsMeetEmulators();
     void serialPort();
     void listOfNodes();
+    void silentNodesAreNotAskedOnAndOn();
 };
 
 namespace {
@@ -46,13 +51,19 @@ struct Background
 /// What an example says, if it ends well.
 QByteArray said(const QString &example, const QStringList &arguments = {})
 {
-    // Without the frames of a bus.
-    qputenv("QT_LOGGING_RULES", "vox.bus.debug=false");
     QProcess process;
     process.start(VOX_EXAMPLES_DIR "/example-" + example, arguments);
     const bool isDone = process.waitForFinished() && process.exitCode() == 0;
     return isDone ? process.readAllStandardError() : QByteArray();
 }
+}
+
+void tst_Examples::initTestCase()
+{
+    // Without the frames of a bus, and without a screen.
+    qputenv("QT_LOGGING_RULES", "vox.bus.debug=false");
+    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QUICK_BACKEND", "software");
 }
 
 void tst_Examples::readmeShowsTheExamples()
@@ -95,8 +106,6 @@ void tst_Examples::listOfNodes()
     QCOMPARE(simulation.readyWords().value(0), QString("ready"));
     const QTemporaryDir folder;
     const QString picture = folder.filePath("list.png");
-    qputenv("QT_QPA_PLATFORM", "offscreen");
-    qputenv("QT_QUICK_BACKEND", "software");
     said("qml-list", {picture});
     const QImage image(picture);
     QCOMPARE(image.size(), QSize(360, 220));
@@ -108,6 +117,23 @@ void tst_Examples::listOfNodes()
             width += image.pixelColor(x, row * 55 + 27) == QColor("#3b6ea5") ? 1 : 0;
         QVERIFY2(width >= expected[row].first && width <= expected[row].second, QByteArray::number(width));
     }
+}
+
+// What has waited while nobody answered goes out at once when somebody does: at most a call for each node.
+void tst_Examples::silentNodesAreNotAskedOnAndOn()
+{
+    VOXUdpBus network(QHostAddress::LocalHost, 4801, QHostAddress::LocalHost, 4800);
+    QSignalSpy frames(&network.dispatcher(), &BusDispatcher::unhandled);
+    const Background list(VOX_EXAMPLES_DIR "/example-qml-list");
+    QVERIFY(frames.wait(10000));
+    QTest::qWait(3000);
+    std::vector<std::unique_ptr<TB60LVStub>> motors;
+    for (const unsigned int addr : {0x000101u, 0x000102u, 0x000103u, 0x000201u})
+        motors.push_back(std::make_unique<TB60LVStub>(addr, &network));
+    frames.clear();
+    QVERIFY(frames.wait());
+    QTest::qWait(300);
+    QVERIFY2(frames.size() <= 4, QByteArray::number(frames.size()));
 }
 
 QTEST_GUILESS_MAIN(tst_Examples)

@@ -18,7 +18,8 @@ run(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 # What is installed has to work from anywhere.
 file(RENAME ${prefix} ${moved})
 
-run(COMMAND ${CMAKE_COMMAND} -S ${SOURCE} -B ${SCRATCH}/cmake -DCMAKE_PREFIX_PATH=${moved} -DCMAKE_CXX_COMPILER=${CXX}
+# With the generator of the build that is tested: its program is there.
+run(COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${SCRATCH}/cmake -DCMAKE_PREFIX_PATH=${moved} -DCMAKE_CXX_COMPILER=${CXX}
     "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
 run(COMMAND ${SCRATCH}/cmake/client OUTPUT "^800A1B2\n$")

@@ -1,5 +1,12 @@
-#include <BusPendingCallWatcher>
 #include <KVRMotorProxy>
+
+// That header alone is enough to tell a refusal.
+static bool isRefused(const BusPendingCall &call)
+{
+    return KVR::isNack(call.reply());
+}
+
+#include <BusPendingCallWatcher>
 #include <TB60LVStub>
 #include <VOXMessage>
 #include <VOXUdpBus>
@@ -14,5 +21,6 @@ int main(int argc, char *argv[])
     KVRMotorProxy proxy(0x00A1B2, nullptr);
     const TB60LVStub motor(proxy.addr(), nullptr);
     std::printf("%s\n", qPrintable(VOX::toString(motor.addr(true))));
-    return proxy.getMotorStatus().error() == BusPendingCall::NotOpen ? 0 : 1;
+    const BusPendingCall call = proxy.getMotorStatus();
+    return call.error() == BusPendingCall::NotOpen && !isRefused(call) ? 0 : 1;
 }
