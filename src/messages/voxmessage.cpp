@@ -38,8 +38,15 @@ void resize(QByteArray &bytes, int size)
 }
 
 VOXMessage::VOXMessage()
-    : VOXMessage(*new VOXMessageData)
+    : BusMessage(empty())
 {
+}
+
+const VOXMessage &VOXMessage::empty()
+{
+    // Never destroyed: messages may outlive every static object.
+    static const auto *message = new VOXMessage(*new VOXMessageData);
+    return *message;
 }
 
 VOXMessage::VOXMessage(unsigned char ctrl)

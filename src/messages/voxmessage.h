@@ -105,6 +105,7 @@ protected:
     explicit VOXMessage(BusMessageData &data);
 
 private:
+    static const VOXMessage &empty();
     unsigned char byteAt(int index) const;
     void setByteAt(int index, unsigned char value);
     void setFlag(unsigned char flag, bool on);

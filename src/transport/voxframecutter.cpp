@@ -3,7 +3,6 @@
 #include "messages/voxcheckvalue.h"
 #include "messages/voxmessage.h"
 
-#include <algorithm>
 #include <utility>
 
 namespace {
@@ -47,8 +46,9 @@ VOXFrameCutter::Cut VOXFrameCutter::cut(const QByteArray &line) const
 
 void VOXFrameCutter::invertBody(QByteArray &frame)
 {
-    const auto end = frame.end() - std::min<int>(frame.size(), VOXMessage::CheckLength);
-    std::transform(frame.begin(), end, frame.begin(), [](char byte) { return static_cast<char>(~byte); });
+    char *const bytes = frame.data();
+    for (int i = 0, end = frame.size() - VOXMessage::CheckLength; i < end; ++i)
+        bytes[i] = static_cast<char>(~bytes[i]);
 }
 
 VOXFrameCutter::Check VOXFrameCutter::check(const QByteArray &frame)
