@@ -78,16 +78,17 @@ void tst_Examples::readmeShowsTheExamples()
 // hello-host and hello-emulator; and those with a product of one's own.
 void tst_Examples::hostsMeetEmulators()
 {
-    const std::pair<QString, QByteArray> examples[] = {
-        {"hello-", "STATE_STOPPED\n"},
-        {"",
+    const std::tuple<QString, QString, QByteArray> examples[] = {
+        {"hello-emulator", "hello-host", "STATE_STOPPED\n"},
+        {"hello-emulator", "coroutine", "it stands at 0 pulses\n"},
+        {"emulator", "host",
          "found 000001\nat 1000 pulses, 50 %\n"
          "refused: IP_NOT_SET\nno answer: No reply within the time-out\n"}};
-    for (const auto &[prefix, expected] : examples) {
-        const Background background(VOX_EXAMPLES_DIR "/example-" + prefix + "emulator");
+    for (const auto &[emulator, host, expected] : examples) {
+        const Background background(VOX_EXAMPLES_DIR "/example-" + emulator);
         // The emulator says nothing when it is up, so the host asks until it is.
         QByteArray actual;
-        QTRY_VERIFY((actual = said(prefix + "host")) == expected);
+        QTRY_VERIFY((actual = said(host)) == expected);
         QCOMPARE(background.process.state(), QProcess::Running);
     }
 }
