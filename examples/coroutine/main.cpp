@@ -6,16 +6,15 @@
 #include <voxcoro.h>
 
 namespace {
-VOXTask showPosition(KVRMotorProxy &motor)
+VOXTask stopAndLook(KVRMotorProxy &motor)
 {
     const BusPendingCall stop = co_await motor.ctrlStop();
     if (stop.isError())
         qWarning("%s", qPrintable(stop.errorString()));
-    quint16 pulses = 0;
-    const BusPendingCall position = co_await motor.getMotorPosition();
-    if (motor.hasSent(position.reply())
-        && motor.getMotorPositionReply(position.reply(), &pulses, nullptr, nullptr, nullptr))
-        qInfo("it stands at %u pulses", pulses);
+    KVRMotor::Status status;
+    const BusPendingCall answer = co_await motor.getMotorStatus();
+    if (motor.hasSent(answer.reply()) && motor.getMotorStatusReply(answer.reply(), status))
+        qInfo("stopped, and now %s", KVRMotor::MotorStateEnum().valueToKey(int(status.state)));
     QCoreApplication::quit();
 }
 }
@@ -25,6 +24,6 @@ int main(int argc, char *argv[])
     QCoreApplication app(argc, argv);
     VOXUdpBus bus(QHostAddress::LocalHost, 4800, QHostAddress::LocalHost, 4801);
     KVRMotorProxy motor(0x000001, &bus);
-    const VOXTask task = showPosition(motor);
+    const VOXTask task = stopAndLook(motor);
     return QCoreApplication::exec();
 }

@@ -80,7 +80,7 @@ void tst_Examples::hostsMeetEmulators()
 {
     const std::tuple<QString, QString, QByteArray> examples[] = {
         {"hello-emulator", "hello-host", "STATE_STOPPED\n"},
-        {"hello-emulator", "coroutine", "it stands at 0 pulses\n"},
+        {"hello-emulator", "coroutine", "stopped, and now STATE_STOPPED\n"},
         {"emulator", "host",
          "found 000001\nat 1000 pulses, 50 %\n"
          "refused: IP_NOT_SET\nno answer: No reply within the time-out\n"}};
