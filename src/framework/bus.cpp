@@ -2,12 +2,21 @@
 
 #include "framework/busdispatcher.h"
 
+namespace {
+// Not by the first bus: QML looks the types of an operation up before it calls it, on a proxy without a bus,
+// too.
+void registerMetaTypes()
+{
+    qRegisterMetaType<BusMessage>();
+    qRegisterMetaType<BusPendingCall>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerMetaTypes)
+}
+
 Bus::Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent)
     : QObject(parent)
     , m_dispatcher(dispatcher)
 {
-    qRegisterMetaType<BusMessage>();
-    qRegisterMetaType<BusPendingCall>();
     setIoDevice(device);
 }
 
