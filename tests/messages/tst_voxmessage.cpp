@@ -142,18 +142,18 @@ void tst_VOXMessage::fieldsRoundTrip()
 {
     VOXMessage message(static_cast<unsigned char>(31));
     VOXDataWriter writer(message);
-    (writer << quint8(0xFE) << quint16(0x8001) << 0x0A123456u << true << false).writeUint32(0xFEDCBA98);
+    (writer << '\xFE' << quint16(0x8001) << 0x0A123456u << true << false).writeUint32(0xFEDCBA98);
     QCOMPARE(hex(message.data().mid(9, 12).toHex()), hex("FE 0180 563412 01 00 98BADCFE"));
-    unsigned char u8 = 0;
+    char c = 0;
     unsigned short u16 = 0;
     unsigned int addr = 0xFFFFFFFF;
     unsigned int u32 = 0;
     bool yes = false;
     bool no = true;
     VOXDataReader reader(message);
-    (reader >> u8 >> u16 >> &addr >> yes >> &no).readUint32(u32);
+    (reader >> c >> u16 >> &addr >> yes >> &no).readUint32(u32);
     QVERIFY(!reader.fail() && yes && !no);
-    QCOMPARE(int(u8), 0xFE);
+    QCOMPARE(c, '\xFE');
     QCOMPARE(int(u16), 0x8001);
     QCOMPARE(addr, 0x123456u);
     QCOMPARE(u32, 0xFEDCBA98u);
