@@ -7,6 +7,12 @@
 
 using Table = QHash<unsigned char, VOXCmdInfo>;
 
+/// Whether VOX::toString() takes it.
+template <typename T, typename = void>
+constexpr bool HasText = false;
+template <typename T>
+constexpr bool HasText<T, std::void_t<decltype(VOX::toString(std::declval<T>()))>> = true;
+
 /// The command tables and the names of what is in them.
 class tst_Commands : public QObject
 {
@@ -55,6 +61,8 @@ void tst_Commands::names()
     QCOMPARE(VOX::toString(VOX::NodeType(15)), QString("NODETYPE_MASTER"));
     QCOMPARE(VOX::toString(VOX::BCAST), QString("BCAST"));
     QVERIFY2(VOX::toString(VOX::LOCKED).isEmpty(), "lock states have no names");
+    QVERIFY(HasText<VOX::NodeType> && HasText<unsigned char> && HasText<int> && HasText<VOX::Addr>);
+    QVERIFY2(!HasText<KVR::Cmd> && !HasText<HRMv2::Cmd> && !HasText<KVR::NackStatus>, "not as an address");
     QCOMPARE(VOX::toString(0x1A) + ' ' + VOX::toString(0x0612AB34u), QString("00001A 612AB34"));
 }
 
