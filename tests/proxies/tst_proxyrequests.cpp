@@ -38,22 +38,18 @@ void tst_ProxyRequests::typesAreKnownFromTheStart()
 void tst_ProxyRequests::requests_data()
 {
     const auto row = columns<QByteArray, Operation>("bytes", "operation");
-    for (const auto &[bytes, query] : std::initializer_list<std::pair<const char *, Operation>>{
-             {"40 8B", &P::getNodeAddr},           {"45 8B", &P::getNodeLabel},
-             {"46 8B", &P::getNetworkConfig},      {"4C 8B", &P::getNodeSerialNumber},
-             {"4D 8B", &P::getNetworkErrorStat},   {"4E 8B", &P::getNetworkStat},
-             {"70 8B", &P::getNodeStackVersion},   {"74 8B", &P::getNodeAppVersion},
-             {"79 8B", &P::sendDataTest1},         {"0C 8B", &P::getMotorPosition},
-             {"0E 8B", &P::getMotorStatus},        {"20 8B", &P::getAppMode},
-             {"21 8B", &P::getMotorLimits},        {"22 8B", &P::getMotorDirection},
-             {"23 8B", &P::getMotorRollingSpeed},  {"24 8B", &P::getMotorTiltingSpeed},
-             {"26 8B", &P::getNetworkLock},        {"28 8B", &P::getTiltLimits},
-             {"29 8B", &P::getMotorSoftStartStop}, {"2A 8B", &P::getTorqueLimitation},
-             {"B0 8B", &P::diagGetTotalMoveCount}, {"B1 8B", &P::diagGetTotalRevCount},
-             {"B2 8B", &P::diagGetThermalCount},   {"B3 8B", &P::diagGetObstacleCount},
-             {"B4 8B", &P::diagGetPowerCount},     {"B5 8B", &P::diagGetResetCount},
-             {"B6 8B", &P::diagGetEncoderErrors},  {"05 8B", &P::ctrlWink}})
-        row(bytes, bytes, query);
+    const QByteArray all =
+        "40 getNodeAddr 45 getNodeLabel 46 getNetworkConfig 4C getNodeSerialNumber 4D getNetworkErrorStat "
+        "4E getNetworkStat 70 getNodeStackVersion 74 getNodeAppVersion 79 sendDataTest1 0C getMotorPosition "
+        "0E getMotorStatus 20 getAppMode 21 getMotorLimits 22 getMotorDirection 23 getMotorRollingSpeed "
+        "24 getMotorTiltingSpeed 26 getNetworkLock 28 getTiltLimits 29 getMotorSoftStartStop "
+        "2A getTorqueLimitation B0 diagGetTotalMoveCount B1 diagGetTotalRevCount B2 diagGetThermalCount "
+        "B3 diagGetObstacleCount B4 diagGetPowerCount B5 diagGetResetCount B6 diagGetEncoderErrors";
+    const QByteArrayList queries = all.split(' ');
+    // By name, as scripts do it.
+    for (int i = 0; i < queries.size(); i += 2)
+        row(queries.at(i + 1), queries.at(i) + "8B",
+            [name = queries.at(i + 1)](P &p) { QMetaObject::invokeMethod(&p, name); });
     row("a group", "41 8C 05", [](P &p) { p.getGroupAddr(5); });
     row("an intermediate position", "25 8C 03", [](P &p) { p.getMotorIP(3); });
     row("a DCT lock", "27 8C 02", [](P &p) { p.getDCTLock(2); });
@@ -83,6 +79,7 @@ void tst_ProxyRequests::requests_data()
     row("move to", "03 8F 03 3412 FF", [](P &p) { p.ctrlMoveTo(M::MOVETO_PULSES, 0x1234); });
     row("move to a tilt", "03 8F 02 0200 09", [](P &p) { p.ctrlMoveTo(M::MOVETO_IP, 2, 9); });
     row("move of", "04 8F 05 0201 FF", [](P &p) { p.ctrlMoveOf(M::MOVEOF_TIME_UP, 0x0102); });
+    row("wink", "05 8B", [](P &p) { p.ctrlWink(); });
     row("lock there", "06 8F 06 3412 05", [](P &p) { p.ctrlNetworkLock(M::LOCK_AT_PULSES, 0x1234, 5); });
     row("set mode", "10 8C 02", [](P &p) { p.setAppMode(M::CURTAIN); });
     row("set limit", "118F 04 01 0201",
