@@ -6,6 +6,17 @@
 
 #include <utility>
 
+namespace {
+// Not by the first bus: QML looks the types of an operation up before it calls it, on a proxy without a bus,
+// too.
+void registerMetaTypes()
+{
+    qRegisterMetaType<BusMessage>();
+    qRegisterMetaType<BusPendingCall>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerMetaTypes)
+}
+
 Bus::DeviceUse::DeviceUse(Bus &bus)
     : m_bus(&bus)
 {
@@ -25,8 +36,6 @@ Bus::Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent)
     : QObject(parent)
     , m_dispatcher(dispatcher)
 {
-    qRegisterMetaType<BusMessage>();
-    qRegisterMetaType<BusPendingCall>();
     setIoDevice(device);
 }
 

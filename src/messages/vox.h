@@ -7,6 +7,8 @@
 #include <QObject>
 #include <QString>
 
+#include <type_traits>
+
 /// The vocabulary of the network: node types, addressing, addresses and their text forms. No instances.
 ///
 /// From any thread.
@@ -83,6 +85,10 @@ public:
     static QString toString(unsigned int addr);
     static QString toString(int addr);
     ///@}
+    /// Other enumerations have no text here; unnoticed, their number would be taken for an address. A command
+    /// of an enumeration is passed as an unsigned char, or to KVR::toString().
+    template <typename Enum, typename = std::enable_if_t<std::is_enum_v<Enum>>>
+    static QString toString(Enum) = delete;
 
     ///@{
     /// The text that logs use: the name, or UNKNOWN with two hexadecimal digits.

@@ -52,6 +52,12 @@ VOXDataReader &VOXDataReader::readAddr(unsigned int &addr)
     return *this;
 }
 
+VOXDataReader &VOXDataReader::operator>>(char &value)
+{
+    read(&value, 1);
+    return *this;
+}
+
 VOXDataReader &VOXDataReader::operator>>(bool &value)
 {
     unsigned char byte = 0;

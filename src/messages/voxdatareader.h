@@ -25,9 +25,9 @@ public:
     /// Three bytes; bits 24 to 31 become 0.
     VOXDataReader &readAddr(unsigned int &addr);
 
-    using BusDataReader::operator>>;
     ///@{
     /// One, two or three bytes.
+    VOXDataReader &operator>>(char &value);
     VOXDataReader &operator>>(unsigned char &value) { return readUint8(value); }
     VOXDataReader &operator>>(unsigned short &value) { return readUint16(value); }
     VOXDataReader &operator>>(unsigned int &addr) { return readAddr(addr); }

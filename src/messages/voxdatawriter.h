@@ -26,9 +26,9 @@ public:
     /// Three bytes; a node type is lost.
     VOXDataWriter &writeAddr(unsigned int addr);
 
-    using BusDataWriter::operator<<;
     ///@{
     /// One, two or three bytes; a bool is one, 1 or 0.
+    VOXDataWriter &operator<<(char value) { return writeUint8(static_cast<unsigned char>(value)); }
     VOXDataWriter &operator<<(unsigned char value) { return writeUint8(value); }
     VOXDataWriter &operator<<(unsigned short value) { return writeUint16(value); }
     VOXDataWriter &operator<<(unsigned int addr) { return writeAddr(addr); }

@@ -27,9 +27,6 @@ bool isCommand(const VOXMessage &message, KVR::Cmd cmd, int payloadSize)
 KVRStdProxy::KVRStdProxy(unsigned int addr, Bus *bus, QObject *parent)
     : VOXNode(addr, bus, parent)
 {
-    // Their meta-types are known from here on, too.
-    AppVersionData::null();
-    NetworkConfigData::null();
 }
 
 bool KVRStdProxy::getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const

@@ -54,7 +54,7 @@ public:
     /// letter, number and profile.
     ///
     /// Invalid, with all fields 0, until it is set or decoded; see VOXSharedValue. A QVariant with a text
-    /// converts to it once a value or a proxy has been made.
+    /// converts to it.
     /// @ingroup proxies
     class VOX_EXPORT AppVersion : public VOXSharedValue<AppVersionData>
     {

@@ -16,24 +16,27 @@ void writeAll(VOXDataWriter &writer, const Fields &...fields)
 {
     (void)(writer << ... << fields);
 }
+
+// Not by the first value: what holds none yet asks, too, whether a text converts to one.
+void registerMetaTypes()
+{
+    qRegisterMetaType<KVRStdProxy::AppVersion>();
+    QMetaType::registerConverter<QString, KVRStdProxy::AppVersion>(
+        &KVRStdProxy::AppVersion::AppVersionFromString);
+    qRegisterMetaType<KVRStdProxy::NetworkConfig>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerMetaTypes)
 }
 
 KVRStdProxy::AppVersionData *KVRStdProxy::AppVersionData::null()
 {
-    static auto *block = [] {
-        qRegisterMetaType<AppVersion>();
-        QMetaType::registerConverter<QString, AppVersion>(&AppVersion::AppVersionFromString);
-        return makeNullBlock<AppVersionData>();
-    }();
+    static auto *block = makeNullBlock<AppVersionData>();
     return block;
 }
 
 KVRStdProxy::NetworkConfigData *KVRStdProxy::NetworkConfigData::null()
 {
-    static auto *block = [] {
-        qRegisterMetaType<NetworkConfig>();
-        return makeNullBlock<NetworkConfigData>();
-    }();
+    static auto *block = makeNullBlock<NetworkConfigData>();
     return block;
 }
 

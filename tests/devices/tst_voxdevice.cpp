@@ -1,16 +1,13 @@
-#include "support/recordingbus.h"
 #include "support/wire.h"
 
 #include <future>
 
-/// Nodes of both sides, the handles of a host and what is emulated: their addresses and their buses.
+/// Emulated nodes: their addresses and their buses.
 class tst_VOXDevice : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void handleAddresses();
-    void handlesAttach();
     void attaching();
     void addressChange();
 };
@@ -37,42 +34,6 @@ struct Node : Station
         return std::async(std::launch::async, tryToLock).get();
     }
 };
-}
-
-void tst_VOXDevice::handleAddresses()
-{
-    // What is set, what it is then, and whether that is announced.
-    const std::tuple<unsigned int, unsigned int, bool> cases[] = {
-        {0x000001, 0x0a000001, true}, // without a type, it keeps the node's
-        {0x06000001, 0x06000001, true}, // with one, it takes that
-        {0xf0000001, 0x0a000001, true}, // bits above the type are none
-        {0x0a123456, 0x0a123456, false}, // as it is
-        {0x123456, 0x0a123456, true}, // as it is without its type, which is announced
-    };
-    for (const auto &[set, after, isAnnounced] : cases) {
-        VOXNode node(0xf0123456, nullptr);
-        QCOMPARE(node.addr(true), 0xf0123456u);
-        QSignalSpy announced(&node, &VOXNode::addrChanged);
-        node.setType(VOX::NODETYPE_TB48LV);
-        QCOMPARE(announced.size(), 0);
-        node.setProperty("addr", set);
-        QCOMPARE(node.addr(true), after);
-        QCOMPARE(node.property("addr").toUInt(), after & 0xffffff);
-        QCOMPARE(announced.size(), isAnnounced ? 1 : 0);
-        QVERIFY(!isAnnounced || announced.constFirst().constFirst().toUInt() == after);
-    }
-}
-
-void tst_VOXDevice::handlesAttach()
-{
-    VOXBus bus{QString()};
-    RecordingBus foreign;
-    VOXNode node(1, nullptr);
-    QVERIFY(!node.attach(&foreign) && !node.bus());
-    QVERIFY(node.attach(static_cast<Bus *>(&bus)));
-    QVERIFY(!node.attach(&foreign) && !node.attach(static_cast<Bus *>(nullptr)));
-    QCOMPARE(node.bus(), &bus);
-    QVERIFY(node.attach(static_cast<VOXBus *>(nullptr)) && !node.bus());
 }
 
 void tst_VOXDevice::attaching()

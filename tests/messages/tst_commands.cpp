@@ -7,6 +7,12 @@
 
 using Table = QHash<unsigned char, VOXCmdInfo>;
 
+/// Whether VOX::toString() takes it.
+template <typename T, typename = void>
+constexpr bool HasText = false;
+template <typename T>
+constexpr bool HasText<T, std::void_t<decltype(VOX::toString(std::declval<T>()))>> = true;
+
 /// The command tables and the names of what is in them.
 class tst_Commands : public QObject
 {
@@ -19,7 +25,6 @@ private Q_SLOTS:
     void logTexts();
 };
 
-// Sizes, addressing and replies of the current set are in docs/commands.md, which tst_reference compares.
 void tst_Commands::tables()
 {
     const std::pair<Table, QMetaEnum> tables[] = {{KVR::cmds(), KVR::CmdMetaEnum()},
@@ -32,17 +37,36 @@ void tst_Commands::tables()
         QCOMPARE(ids.keyCount(), table.size());
     }
     // Id, size, addressing and reply of each, by id.
+    const QByteArray current =
+        "01:14/7/00 02:12/7/00 03:15/7/00 04:15/7/00 05:11/7/00 06:15/7/00 0C:11/1/0D 0D:16/1/00 0E:11/1/0F "
+        "0F:15/1/00 10:12/7/00 11:15/7/00 12:12/7/00 13:14/7/00 14:11/7/00 15:15/7/00 16:13/7/00 17:14/7/00 "
+        "18:11/7/00 19:14/7/00 1A:13/7/00 1F:12/7/00 20:11/1/30 21:11/1/31 22:11/1/32 23:11/1/33 24:11/1/34 "
+        "25:12/1/35 26:11/1/36 27:12/1/37 28:11/1/38 29:11/7/39 2A:11/7/3A 2F:12/7/3F 30:12/7/00 31:15/1/00 "
+        "32:12/1/00 33:14/1/00 34:11/1/00 35:12/1/00 36:16/1/00 37:16/1/00 38:11/1/00 39:15/1/00 3A:15/1/00 "
+        "3F:12/1/00 40:11/6/60 41:12/1/61 45:11/7/65 46:11/7/66 4C:11/7/6C 4D:11/7/6D 4E:11/1/6E 50:12/1/00 "
+        "51:15/7/00 55:27/7/00 56:18/7/00 5E:13/7/00 60:11/1/00 61:15/1/00 65:27/7/00 66:17/7/00 6C:23/7/00 "
+        "6D:29/7/00 6E:28/1/00 6F:12/1/00 70:11/7/71 71:17/7/00 74:11/7/75 75:17/7/00 79:11/7/7A 7A:11/7/00 "
+        "7B:21/1/7C 7C:21/1/00 7D:31/1/7E 7E:31/1/00 7F:11/7/00 B0:11/7/C0 B1:11/7/C1 B2:11/7/C2 B3:11/7/C3 "
+        "B4:11/7/C4 B5:11/7/C5 B6:11/7/C6 C0:15/7/00 C1:15/7/00 C2:15/7/00 C3:15/7/00 C4:13/7/00 C5:13/7/00 "
+        "C6:13/7/00";
     const QByteArray older =
         "40:11/4/60 41:12/1/61 42:11/1/62 43:12/1/63 44:11/1/64 45:11/1/65 46:11/1/66 47:11/1/67 48:11/1/68 "
         "49:11/1/69 4A:11/1/6A 4B:11/1/6B 51:15/1/00 52:16/3/00 53:14/3/00 54:14/3/00 55:43/3/00 56:19/4/00 "
         "59:12/3/00 5A:14/3/00 5B:14/3/00 5C:14/3/00 60:11/1/00 61:15/1/00 62:14/1/00 63:14/1/00 64:14/1/00 "
         "65:43/1/00 66:21/1/00 67:14/1/00 68:13/1/00 69:12/1/00 6A:14/1/00 6B:12/1/00 6F:12/7/00 70:11/7/71 "
         "71:16/7/00 7F:11/7/00";
-    QStringList seen;
-    for (const VOXCmdInfo &info : HRMv2::cmds())
-        seen += QString::asprintf("%02X:%d/%d/%02X", info.cmd(), info.size(), info.options(), info.reply());
-    seen.sort();
-    QCOMPARE(seen.join(' '), QString(older));
+    const auto text = [](const QList<VOXCmdInfo> &rows) {
+        QStringList seen;
+        for (const VOXCmdInfo &row : rows)
+            seen += QString::asprintf("%02X:%d/%d/%02X", row.cmd(), row.size(), row.options(), row.reply());
+        seen.sort();
+        return seen.join(' ').toLatin1();
+    };
+    QCOMPARE(text(KVR::cmds().values() + KVR::motorCmds().values() + KVR::diagCmds().values()), current);
+    QCOMPARE(text(HRMv2::cmds().values()), older);
+    const VOXCmdInfo infos[] = {{1, 11, 1, 2}, {3, 11, 1, 2}, {1, 12, 1, 2}, {1, 11, 3, 2}, {1, 11, 1, 4}};
+    for (const VOXCmdInfo &info : infos)
+        QCOMPARE(info == VOXCmdInfo(1, 11, 1, 2), &info == infos);
 }
 
 void tst_Commands::names()
@@ -55,6 +79,8 @@ void tst_Commands::names()
     QCOMPARE(VOX::toString(VOX::NodeType(15)), QString("NODETYPE_MASTER"));
     QCOMPARE(VOX::toString(VOX::BCAST), QString("BCAST"));
     QVERIFY2(VOX::toString(VOX::LOCKED).isEmpty(), "lock states have no names");
+    QVERIFY(HasText<VOX::NodeType> && HasText<unsigned char> && HasText<int> && HasText<VOX::Addr>);
+    QVERIFY2(!HasText<KVR::Cmd> && !HasText<HRMv2::Cmd> && !HasText<KVR::NackStatus>, "not as an address");
     QCOMPARE(VOX::toString(0x1A) + ' ' + VOX::toString(0x0612AB34u), QString("00001A 612AB34"));
 }
 
@@ -67,7 +93,7 @@ void tst_Commands::numbers()
     QCOMPARE(int(KVR::getNackReply(VOXMessage())), -1);
     QVERIFY(KVR::isNack(frame("6F FF", HostAddr)) && !KVR::isNack(frame("7F", HostAddr)));
     QVERIFY(KVR::isAck(frame("7F", HostAddr)) && !KVR::isAck(frame("6F FF", HostAddr)));
-    QCOMPARE(VOX::makeAddr(VOX::NODETYPE_QM75, 0x1234567), 0x07234567u);
+    QCOMPARE(VOX::makeAddr(VOX::NodeType(0x17), 0x1234567), 0x07234567u);
     QCOMPARE(int(VOX::getType(0xF0123456)), 0);
     unsigned char bytes[4] = {0, 0, 0, 0xEE};
     VOX::htovox(0x0A123456u, bytes);
@@ -86,8 +112,13 @@ void tst_Commands::logTexts()
     operator<<(debug, static_cast<unsigned char>(0x0B)) << ' ';
     operator<<(debug, KVR::GET_NODE_ADDR) << ' ';
     operator<<(debug, VOX::NodeType(11));
-    operator<<(debug.space(), 0x060A1B2Cu) << "now";
-    QCOMPARE(text, QString("NACK UNKNOWN(0b) GET_NODE_ADDR UNKNOWN(0b) NODETYPE_MARLO(0a1b2c)) now "));
+    operator<<(debug.space(), 0x060A1B2Cu) << QString("then");
+    operator<<(debug, 0x0B00000Cu);
+    operator<<(debug, KVR::Cmd(KVR::CTRL_STOP));
+    operator<<(debug, VOX::NODETYPE_TB20);
+    QCOMPARE(text,
+             QString("NACK UNKNOWN(0b) GET_NODE_ADDR UNKNOWN(0b) NODETYPE_MARLO(0a1b2c)) \"then\" (00000c)) "
+                     "CTRL_STOP NODETYPE_TB20 "));
 }
 
 QTEST_GUILESS_MAIN(tst_Commands)

@@ -1,5 +1,6 @@
 #include "framework/busobject.h"
 #include "framework/buspendingcalldata.h"
+#include "messages/hrmv2.h"
 #include "messages/kvrack.h"
 #include "messages/kvrnack.h"
 #include "messages/voxcall.h"
@@ -54,6 +55,9 @@ void tst_VOXCall::frames_data()
     row("a query has an ack", VOXCall(query, HostAddr, 0x08123456, 0), "408BF8 000001 563412", 200, 0x60);
     row("an order has none", VOXCall(order, HostAddr, 0x123456, 0), "050BF0 000001 563412", 200, 0);
     row("to a group, the default is longer", VOXCall(order, HostAddr, 0, 0), "050BF0 000001 000000", 255, 0);
+    row("to all, as well", VOXCall(order, HostAddr, 0xFFFFFF, 0), "050BF0 000001 FFFFFF", 255, 0);
+    row("to no kind of address", VOXCall(query, 0x08123456, VOX::AddrType(3), 7), "400B00 000000 000000", 7,
+        0x60);
     row("to a node, from nobody", VOXCall(query, 0x08123456, VOX::P2P, 0), "408B08 000000 563412", 0, 0x60);
     row("to a group", VOXCall(query, 0x06000123, VOX::GROUP, 0), "400BF6 230100 000000", 0, 0x60);
     row("to everyone", VOXCall(query, HostAddr, VOX::BCAST, 7), "400BF0 000001 FFFFFF", 7, 0x60);
@@ -78,6 +82,7 @@ void tst_VOXCall::matching_data()
     const VOXCall query(info(0x40), HostAddr, 0x123456, 0);
     const VOXCall order(info(0x05), HostAddr, 0x123456, 0);
     const VOXCall group(info(0x40), 0x06000123, VOX::GROUP, 0);
+    const VOXCall fromNode(info(0x40), 0x08000007, 0x123456, 0);
     row("the reply", query, frame("60", HostAddr), true);
     row("a NACK", query, frame("6F 01", HostAddr), true);
     row("an ACK, which was asked for", query, frame("7F", HostAddr), true);
@@ -85,6 +90,8 @@ void tst_VOXCall::matching_data()
     row("to the address without its type", query, frame("60", 0x010000), true);
     row("to the address with another type", query, frame("60", 0x02010000), false);
     row("to another address", query, frame("60", 0x0F010001), false);
+    row("to a caller that is no host", fromNode, frame("60", 0x08000007), true);
+    row("to a host in its place", fromNode, frame("60", 0x0F000007), false);
     row("ten bytes", query, BusMessage(answer("60").left(10)), false);
     row("no reply named: any command", order, frame("75 00", HostAddr), true);
     row("a group answers to its own number", group, frame("60", 0x0F000123), true);
@@ -106,13 +113,18 @@ void tst_VOXCall::settersCopyOnWrite()
     VOXCall second = first;
     second.setTimeout(9);
     second.setReply(0x60);
-    QCOMPARE(first.sharedData().timeout(), 200u);
-    QVERIFY(!first.sharedData().hasReply() && second.sharedData().hasReply());
+    second.setReplyCount(3);
+    second.setBusFreeDelay(7);
     // A frame that is changed through another class is still this call.
-    VOXMessage slice(first);
+    VOXMessage slice(second);
     slice.setAck(true);
-    QVERIFY(slice.sharedData().hasReply());
-    QCOMPARE(slice.sharedData().timeout(), 200u);
+    const auto fields = [](const BusMessage &call) {
+        const auto &data = dynamic_cast<const VOXCallData &>(call.sharedData());
+        return QList<int>{int(data.timeout()), data.reply(), data.replyCount(), int(data.busFreeDelay())};
+    };
+    QCOMPARE(fields(first), QList<int>({200, 0, -1, 10}));
+    QCOMPARE(fields(slice), QList<int>({9, 0x60, 3, 7}));
+    QVERIFY(!first.sharedData().hasReply() && second.sharedData().hasReply());
     // And a foreign frame in a call has none of its fields.
     VOXCall hollow(first);
     static_cast<BusMessage &>(hollow) = frame("02", 1);
@@ -129,19 +141,27 @@ void tst_VOXCall::replies()
     QCOMPARE(bytes(KVRAck(node, request)), hex("7F 0B 8F 563412 000001 0741"));
     QCOMPARE(bytes(KVRNack(node, crcRequest, KVR::NACK_BADMSG)), hex("6F 2C 8F 563412 000001 10 D059"));
     QCOMPARE(bytes(KVRNack(node, 0x02000007, KVR::NACK_BUSY)), hex("6F 0C 82 563412 070000 FF 0757"));
+    // A legacy label is a CRC frame, whoever asks.
+    const VOXCmdInfo label = HRMv2::findCmd(HRMv2::POST_MOTOR_LABEL);
+    for (const VOXReply &reply : {VOXReply(node, request, label), VOXReply(node, HostAddr, label)})
+        QCOMPARE(bytes(reply), hex("65 2B 8F 563412 000001 0000"));
     QCOMPARE(VOXReply(node, request, info(0x30)).sharedData().busFreeDelay(), 5u);
 }
 
 void tst_VOXCall::groupEndsWithItsCount()
 {
-    Line line;
-    const BusPendingCall call = line.callAll(5000, 2);
-    for (int i = 0; i < 3; ++i) {
-        QCOMPARE(call.isFinished(), i >= 2);
-        line.dispatcher().dispatch(answer("60"));
+    // Without a count, with its time only.
+    for (const auto &[count, collected] :
+         {std::pair(2, 2), std::pair(1, 1), std::pair(0, 3), std::pair(-1, 3)}) {
+        Line line;
+        const BusPendingCall call = line.callAll(5000, static_cast<short>(count));
+        for (int i = 0; i < 3; ++i) {
+            QCOMPARE(call.isFinished(), i >= collected);
+            line.dispatcher().dispatch(answer("60"));
+        }
+        QCOMPARE(call.replies().size(), collected);
+        QVERIFY(call.replies().constFirst().sharesDataWith(call.reply()) && !call.isError());
     }
-    QCOMPARE(call.replies().size(), 2);
-    QVERIFY(call.replies().constFirst().sharesDataWith(call.reply()) && !call.isError());
 }
 
 void tst_VOXCall::groupPeriodRunsFromTheLatestReply()

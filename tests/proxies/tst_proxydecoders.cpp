@@ -17,6 +17,7 @@ class tst_ProxyDecoders : public QObject
 private Q_SLOTS:
     void decoders_data();
     void decoders();
+    void dataTests();
     void partsOfAReply();
     void validity();
     void versionOrder();
@@ -26,56 +27,49 @@ private Q_SLOTS:
 };
 
 namespace {
-enum Strictness { Lenient = 0, ChecksCommand = 1, ChecksLength = 2, Strict = 3, WritesOnSuccess = 4 };
+enum Strictness { Lenient = 0, ChecksCommand = 1, ChecksLength = 2, Strict = 3 };
 }
 
+// What has been read when the last byte is missing; without it, nothing has, however much is missing.
 void tst_ProxyDecoders::decoders_data()
 {
-    const auto add =
-        columns<Decoder, QByteArray, QByteArray, int>("decode", "shortest", "outputs", "strictness");
+    const auto add = columns<Decoder, QByteArray, QByteArray, QByteArray, int>(
+        "decode", "shortest", "outputs", "cut", "strictness");
     const auto row = [&](const char *name, auto decode, const char *shortest, const char *outputs,
-                         int strictness = Lenient) {
-        add(name, decoder(decode), shortest, outputs, strictness);
+                         const char *cut = nullptr, int strictness = Lenient) {
+        add(name, decoder(decode), shortest, outputs, cut, strictness);
     };
-    row("group", &P::getGroupAddrReply, "61 05 563412", "5 123456");
-    row("statistics", &P::getNetworkStatReply, "6E 0102030405060708090A0B0C0D0E", "valid");
-    row("error statistics", &P::getNetworkErrorStatReply, "6D 0102030405060708090A0B0C0D0E0F101112", "valid");
-    row("configuration", &P::getNetworkConfigReply, "66 01 05 01 3412 01", "valid");
-    row("stack version", &P::getNodeStackVersionReply, "71 563412 41 03 01", "valid");
-    row("application version", &P::getNodeAppVersionReply, "75 563412 41 03 01", "valid",
-        Strict | WritesOnSuccess);
+    row("group", &P::getGroupAddrReply, "61 05 563412", "5 123456", "5 -");
+    row("statistics", &P::getNetworkStatReply, "6E 0102030405060708090A0B0C0D0E", "valid", "valid");
+    row("error statistics", &P::getNetworkErrorStatReply, "6D 0102030405060708090A0B0C0D0E0F101112", "valid",
+        "valid");
+    row("configuration", &P::getNetworkConfigReply, "66 01 05 01 3412 01", "valid", "valid");
+    row("stack version", &P::getNodeStackVersionReply, "71 563412 41 03 01", "valid", "valid");
+    row("application version", &P::getNodeAppVersionReply, "75 563412 41 03 01", "valid", nullptr, Strict);
     row("label, with its zero bytes", &P::getNodeLabelReply, "65 4B69746368656E000000000000000000",
-        "4B69746368656E000000000000000000", Strict | WritesOnSuccess);
+        "4B69746368656E000000000000000000", nullptr, Strict);
     row("serial number", &P::getNodeSerialNumberReply, "6C 313233343536373839303100",
-        "313233343536373839303100", ChecksLength | WritesOnSuccess);
-    row("first data test", &P::checkDataTest1Reply, "7A", "", ChecksCommand);
-    const auto second = [](const BusMessage &message) {
-        return Decoded(P(1, nullptr).checkDataTest2Reply(message, "0123456789"), {});
-    };
-    add("second data test", second, "7C 30313233343536373839", "", Strict);
-    const auto third = [](const BusMessage &message) {
-        return Decoded(P(1, nullptr).checkDataTest3Reply(message, "0123456789abcdefghij"), {});
-    };
-    add("third data test", third, "7E 30313233343536373839 6162636465666768696A", "", Strict);
+        "313233343536373839303100", nullptr, ChecksLength);
+    row("first data test", &P::checkDataTest1Reply, "7A", "", nullptr, ChecksCommand);
 
-    row("position", &P::getMotorPositionReply, "0D 3412 50 07 02", "1234 50 7 2");
-    row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1FF23", WritesOnSuccess);
-    row("application mode", &P::getAppModeReply, "30 02", "2", WritesOnSuccess);
-    row("limits, of which up comes first", &P::getMotorLimitsReply, "31 3412 7856", "5678 1234");
-    row("direction", &P::getMotorDirectionReply, "32 01", "1", WritesOnSuccess);
-    row("rolling speed", &P::getMotorRollingSpeedReply, "33 01 02 03", "1 2 3");
+    row("position", &P::getMotorPositionReply, "0D 3412 50 07 02", "1234 50 7 2", "1234 50 7 -");
+    row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1FF23");
+    row("application mode", &P::getAppModeReply, "30 02", "2");
+    row("limits, of which up comes first", &P::getMotorLimitsReply, "31 3412 7856", "5678 1234", "- 1234");
+    row("direction", &P::getMotorDirectionReply, "32 01", "1");
+    row("rolling speed", &P::getMotorRollingSpeedReply, "33 01 02 03", "1 2 3", "1 2 -");
     row("tilting speed", &P::getMotorTiltingSpeedReply, "34 09", "9");
-    row("intermediate position", &P::getMotorIPReply, "35 03 3412 50", "3 1234 50");
-    row("network lock", &P::getNetworkLockReply, "36 01 563412 05", "1 5 123456");
-    row("DCT lock", &P::getDCTLockReply, "37 80 563412 05", "1 5 123456");
-    row("tilt limits", &P::getTiltLimitsReply, "38 0102 0304 0506", "201 403 605");
-    row("soft start and stop", &P::getMotorSoftStartStopReply, "39 02 96 00 14", "1 96 0 14");
-    row("torque limitation", &P::getTorqueLimitationReply, "3A 01 02", "1 2");
-    row("factory default", &P::getFactoryDefaultReply, "3F 11 02", "1 11", WritesOnSuccess);
+    row("intermediate position", &P::getMotorIPReply, "35 03 3412 50", "3 1234 50", "3 1234 -");
+    row("network lock", &P::getNetworkLockReply, "36 01 563412 05", "1 5 123456", "1 - 123456");
+    row("DCT lock", &P::getDCTLockReply, "37 80 563412 05", "1 5 123456", "1 - 123456");
+    row("tilt limits", &P::getTiltLimitsReply, "38 0102 0304 0506", "201 403 605", "201 403 -");
+    row("soft start and stop", &P::getMotorSoftStartStopReply, "39 02 96 00 14", "1 96 0 14", "1 96 0 -");
+    row("torque limitation", &P::getTorqueLimitationReply, "3A 01 02", "1 2", "1 -");
+    row("factory default", &P::getFactoryDefaultReply, "3F 11 02", "1 11");
     row("move count of 24 bits", &P::diagGetTotalMoveCountReply, "C0 FFFFFF", "FFFFFF");
     row("revolution count of 24 bits", &P::diagGetTotalRevCountReply, "C1 010203", "30201");
-    row("thermal count", &P::diagGetThermalCountReply, "C2 0102 0304", "201 403");
-    row("obstacle count", &P::diagGetObstacleCountReply, "C3 0102 0304", "201 403");
+    row("thermal count", &P::diagGetThermalCountReply, "C2 0102 0304", "201 403", "201 -");
+    row("obstacle count", &P::diagGetObstacleCountReply, "C3 0102 0304", "201 403", "201 -");
     row("power count", &P::diagGetPowerCountReply, "C4 0102", "201");
     row("reset count", &P::diagGetResetCountReply, "C5 0102", "201");
     row("encoder errors", &P::diagGetEncoderErrorsReply, "C6 0102", "201");
@@ -86,16 +80,19 @@ void tst_ProxyDecoders::decoders()
     QFETCH(Decoder, decode);
     QFETCH(QByteArray, shortest);
     QFETCH(QByteArray, outputs);
+    QFETCH(QByteArray, cut);
     QFETCH(int, strictness);
     const VOXMessage whole = frameFrom(1, shortest);
     QCOMPARE(decode(whole), Decoded(true, outputs));
 
+    QByteArrayList untouched = outputs.split(' ');
+    std::fill(untouched.begin(), untouched.end(), outputs.isEmpty() ? "" : "-");
     const QByteArray bytes = QByteArray::fromHex(shortest);
-    for (int size = 1; size < bytes.size(); ++size) {
+    for (int size = bytes.size() - 1; size > 0; --size) {
         const Decoded shorter = decode(frameFrom(1, bytes.left(size).toHex()));
         QVERIFY2(!shorter.first, "a shorter frame will do");
-        if (strictness & WritesOnSuccess)
-            QCOMPARE(shorter.second, QByteArray("untouched"));
+        if (cut.isNull() || size == bytes.size() - 1)
+            QCOMPARE(shorter.second, cut.isNull() ? untouched.join(' ') : cut);
     }
     for (int size = 0; size < whole.data().size(); ++size)
         QVERIFY2(!decode(BusMessage(whole.data().left(size))).first, "a torn frame will do");
@@ -110,41 +107,71 @@ void tst_ProxyDecoders::decoders()
         QCOMPARE(decode(frameFrom(1, shortest + "00")).first, !(strictness & ChecksLength));
 }
 
+// All that was sent has to come back, in a frame of the right command and length.
+void tst_ProxyDecoders::dataTests()
+{
+    const P proxy(1, nullptr);
+    for (const QByteArray data : {"0123456789", "0123456789abcdefghij"}) {
+        const auto check = data.size() == 10 ? &P::checkDataTest2Reply : &P::checkDataTest3Reply;
+        const QByteArray cmd = data.size() == 10 ? "7C" : "7E",
+                         padded = data.left(3).leftJustified(data.size(), '\0');
+        QVERIFY((proxy.*check)(frameFrom(1, cmd + data.toHex()), data));
+        for (const QByteArray &other : {data.left(3), data.chopped(1) + 'x', 'x' + data.mid(1), data + 'x'})
+            QVERIFY(!(proxy.*check)(frameFrom(1, cmd + data.toHex()), other));
+        for (const QByteArray &other : {"7A" + data.toHex(), cmd + data.chopped(1).toHex()})
+            QVERIFY(!(proxy.*check)(frameFrom(1, other), data));
+        QVERIFY(!(proxy.*check)(frameFrom(1, cmd + padded.toHex()), data.left(3)));
+    }
+}
+
+// A null pointer skips its field, and no other.
 void tst_ProxyDecoders::partsOfAReply()
 {
-    const P proxy(0x08123456, nullptr);
-    const VOXMessage padded = frameFrom(1, "7C 616263 00000000000000");
-    QVERIFY(!proxy.checkDataTest2Reply(padded, "abc"));
-    QVERIFY(!proxy.checkDataTest2Reply(padded, "abcdefghij"));
-
-    quint8 up = 0;
-    quint8 down = 0xee;
-    QVERIFY(!proxy.getMotorRollingSpeedReply(frameFrom(1, "33 01"), up, down));
-    QVERIFY2(up == 1 && down == 0xee, "what comes before the end has been read");
-    QVERIFY2(proxy.getMotorRollingSpeedReply(frameFrom(1, "33 01 02"), up, down), "nobody wants the third");
-    QVERIFY(proxy.getMotorPositionReply(frameFrom(1, "0D 3412 50 07 02"), nullptr, &up, nullptr, nullptr));
-    QCOMPARE(up, quint8(0x50));
+    const P proxy(1, nullptr);
+    for (int nulls = 0; nulls < 16; ++nulls) {
+        quint16 pulses = 7;
+        quint8 a = 7, b = 7, c = 7;
+        const auto at = [&](int bit, auto &output) { return nulls & bit ? nullptr : &output; };
+        const auto read = [&](int bit, int value) { return nulls & bit ? 7 : value; };
+        const VOXMessage position = frameFrom(1, "0D 3412 50 08 02");
+        QVERIFY(proxy.getMotorPositionReply(position, at(1, pulses), at(2, a), at(4, b), at(8, c)));
+        QVERIFY(pulses == read(1, 0x1234) && a == read(2, 0x50) && b == read(4, 8) && c == read(8, 2));
+        QVERIFY(proxy.getMotorIPReply(frameFrom(1, "35 03 7856 51"), at(2, a), at(1, pulses), at(4, b)));
+        QVERIFY(a == read(2, 3) && pulses == read(1, 0x5678) && b == read(4, 0x51));
+    }
+    quint8 up = 0, down = 0;
+    bool isLocked = false;
+    quint16 limit = 0;
+    QVERIFY(proxy.getMotorRollingSpeedReply(frameFrom(1, "33 01 02"), up, down));
     QVERIFY(!proxy.getMotorPositionReply(frameFrom(1, "0D 34"), nullptr, &up, nullptr, nullptr));
     QVERIFY(!proxy.getMotorIPReply(BusMessage(), nullptr, nullptr, &up));
-    bool isLocked = false;
     QVERIFY(proxy.getNetworkLockReply(frameFrom(1, "36 01 563412 05"), isLocked, down, nullptr));
-    QCOMPARE(down, quint8(5));
+    QVERIFY(proxy.getDCTLockReply(frameFrom(1, "37 01 563412 06"), isLocked, up, nullptr));
+    QVERIFY(proxy.getMotorLimitsReply(frameFrom(1, "31 3412 7856"), limit));
+    QVERIFY(down == 5 && up == 6 && limit == 0x5678);
 }
 
 namespace {
+/// Whether writing, if only what was there already, makes a value valid, its copies not, and clearing undoes
+/// it.
 template <typename T>
-void checkValidity()
+bool becomesValid()
 {
-    T value;
-    T copy = value;
+    T value, copy = value;
     value.data();
-    QVERIFY(value.isValid() && !copy.isValid() && value == copy);
-    copy = value;
-    copy.clear();
-    QVERIFY(!copy.isValid() && value.isValid());
-    VOXDataReader tooShort(frame("66", 0));
-    tooShort >> copy;
-    QVERIFY(tooShort.fail() && copy.isValid());
+    T cleared = value;
+    cleared.clear();
+    return value.isValid() && !copy.isValid() && value == copy && !cleared.isValid();
+}
+
+/// What @p value is encoded to in a data area of @p size bytes.
+template <typename T>
+QByteArray encoded(const T &value, int size)
+{
+    VOXMessage to(static_cast<unsigned char>(VOXMessage::MinLength + size));
+    VOXDataWriter writer(to);
+    writer << value;
+    return text(to).mid(3);
 }
 
 /// Decodes @p bytes into @p value, and gives what that is encoded to.
@@ -154,19 +181,14 @@ QByteArray recoded(const QByteArray &bytes, T &value)
     const VOXMessage from = frame("66" + bytes, 0);
     VOXDataReader reader(from);
     reader >> value;
-    VOXMessage to(from.len());
-    VOXDataWriter writer(to);
-    writer << value;
-    return text(to).mid(3);
+    return encoded(value, from.len() - VOXMessage::MinLength);
 }
 }
 
 void tst_ProxyDecoders::validity()
 {
-    checkValidity<AppVersion>();
-    checkValidity<NetworkConfig>();
-    checkValidity<NetworkStat>();
-    checkValidity<NetworkErrorStat>();
+    QVERIFY(becomesValid<AppVersion>() && becomesValid<NetworkConfig>());
+    QVERIFY(becomesValid<NetworkStat>() && becomesValid<NetworkErrorStat>());
 }
 
 void tst_ProxyDecoders::versionOrder()
@@ -190,9 +212,12 @@ void tst_ProxyDecoders::versionText_data()
     row("numbers are cut to a byte", "1-A300-258", {1, 'A', 44, 2}, "1-A44-2");
     row("a digit is a letter", "12-7123-4", {12, '7', 123, 4}, "12-7123-4");
     row("Latin-1 has letters", "1-\u00e903-1", {1, '\xe9', 3, 1}, "1-\u00e903-1");
+    row("numbers are decimal", "010-A010-010", {10, 'A', 10, 10}, "10-A10-10");
+    row("a superscript is no letter", "1-\u00b203-1", {1, '\xb2', 3, 1}, "1-003-1");
     row("any letter is read but not printed", "1-_03-1", {1, '_', 3, 1}, "1-003-1");
-    for (const char *bad : {"16777216-A01-1", "4294967297-A01-1", "-1-A01-1", "-A01-1", "1-A-1", "1-AB-1",
-                            "1--1", "1-A01", "1-A01-1-1", "1-A01-", "1-A01-x", ""})
+    for (const char *bad :
+         {"16777216-A01-1", "4294967297-A01-1", "-1-A01-1", "-A01-1", "1-A-1", "1-AB-1", "1--1", "1-A01",
+          "1-A01-1-1", "1-A01-", "1-A01-x", "0x1-A01-1", "1-A0x1-1", "1-A01-0x1", ""})
         row(bad, bad, {}, "");
 }
 
@@ -219,7 +244,9 @@ void tst_ProxyDecoders::layouts()
     QCOMPARE(recoded("07 05 80 3412 00", config), hex("01 05 01 3412 00"));
     QVERIFY(config.bcastMode() == 1 && config.maxRand() == 5 && config.supervisionActive());
     QVERIFY(config.supervisionPeriod() == 0x34 && config.constData()->supervisionPeriod == 0x1234);
-    QVERIFY(!config.deafMode());
+    QVERIFY(!config.deafMode() && NetworkConfig().bcastMode() == 1);
+    config.data()->bcastMode = KVRStdProxy::BcastMode(7);
+    QCOMPARE(encoded(config, 1), hex("01"));
 
     NetworkStat stat;
     const QByteArray counts = hex("01 040302 070605 0A0908 0C0B 0D 0E");
@@ -227,6 +254,12 @@ void tst_ProxyDecoders::layouts()
     QVERIFY(stat.maxRetryCount() == 1 && stat.frameSent() == 0x020304 && stat.frameSeen() == 0x050607);
     QVERIFY(stat.frameReceived() == 0x08090a && stat.busyCount() == 0x0b0c && stat.maxSlot() == 0x0d);
     QVERIFY(stat.supervisionFailure() == 0x0e && stat != NetworkStat());
+    NetworkStat sameStat;
+    QVERIFY(sameStat.maxRetryCount() == 3);
+    sameStat.setMaxRetryCount(1), sameStat.setFrameSent(0x020304), sameStat.setFrameSeen(0x050607);
+    sameStat.setFrameReceived(0x08090a), sameStat.setBusyCount(0x0b0c), sameStat.setMaxSlot(0x0d);
+    sameStat.setSupervisionFailure(0x0e);
+    QVERIFY(sameStat == stat);
 
     NetworkErrorStat errors;
     const QByteArray bytes = hex("0100 0200 0300 0400 0500 0600 0700 0800 0109");
@@ -234,6 +267,11 @@ void tst_ProxyDecoders::layouts()
     QVERIFY(errors.txFailures() == 1 && errors.collisions() == 2 && errors.rxDataError() == 3);
     QVERIFY(errors.unknownMessage() == 4 && errors.msgLengthError() == 5 && errors.rxFifoFull() == 6);
     QVERIFY(errors.txFifoFull() == 7 && errors.crcError() == 8 && errors.bundleSizeError() == 0x0901);
+    NetworkErrorStat same;
+    same.setTxFailures(1), same.setCollisions(2), same.setRxDataError(3), same.setUnknownMessage(4);
+    same.setMsgLengthError(5), same.setRxFifoFull(6), same.setTxFifoFull(7), same.setCrcError(8);
+    same.setBundleSizeError(0x0901);
+    QVERIFY(same == errors);
 }
 
 QTEST_GUILESS_MAIN(tst_ProxyDecoders)

@@ -12,6 +12,7 @@ class tst_VOXNodeListModel : public QObject
 private Q_SLOTS:
     void keepsTheRulesOfModels();
     void storing();
+    void inserting();
     void removing();
 };
 
@@ -58,20 +59,42 @@ void tst_VOXNodeListModel::storing()
     // A pointer to the subclass is taken as it is.
     QVERIFY(model.setData(row, QVariant::fromValue(proxy)) && model.setData(row, variant(proxy)));
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
-    QVERIFY(first && model.data(row, Qt::DisplayRole).value<QObject *>() == proxy);
+    QVERIFY(first);
+    for (int role : {Qt::DisplayRole, Qt::EditRole})
+        QVERIFY(model.data(row, role).userType() == QMetaType::QObjectStar
+                && model.data(row, role) == variant(proxy));
     QVERIFY(!model.data(row, Qt::ToolTipRole).isValid());
     QVERIFY(!model.setData(row, variant(this)) && !model.setData(row, variant(nullptr)));
     QVERIFY(!model.setData(row, 7) && !model.setData(row, variant(proxy), Qt::UserRole));
     QVERIFY(!model.setData(QModelIndex(), variant(proxy)));
-    // What is replaced goes, whoever owns it; and what goes elsewhere leaves its row empty.
+    // What is replaced goes, whoever owns it, but not while others may be at it; and what goes elsewhere
+    // leaves its row empty.
     QObject owner;
     auto second = std::make_unique<VOXNode>(2, nullptr);
     proxy->setParent(&owner);
-    QVERIFY(model.setData(row, variant(second.get())));
+    QVERIFY(model.setData(row, variant(second.get()), Qt::DisplayRole) && first);
     QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
     QVERIFY(!first && changes.isEmpty());
     second.reset();
     QVERIFY(!model.data(row).value<QObject *>());
+}
+
+void tst_VOXNodeListModel::inserting()
+{
+    auto model = std::make_unique<VOXNodeListModel>();
+    VOXNode stranger(1, nullptr);
+    const QPointer<VOXNode> own = new VOXNode(2, nullptr, model.get());
+    QVERIFY(model->insertRows(0, 2) && model->setData(model->index(0), variant(&stranger)));
+    QVERIFY(model->setData(model->index(1), variant(own)));
+    QSignalSpy announced(model.get(), &QAbstractItemModel::rowsInserted);
+    // Under a row only in the place of row 0, which is then the list's.
+    QVERIFY(model->insertRows(1, 2) && !model->insertRows(1, 1, model->index(1)));
+    QVERIFY(model->insertRows(0, 1, model->index(1)));
+    QCOMPARE(announced, QList<QVariantList>({{QModelIndex(), 1, 2}, {QModelIndex(), 0, 0}}));
+    QVERIFY(model->index(1).data() == variant(&stranger) && model->index(4).data() == variant(own));
+    // Its own nodes go with it, and no others: a second time would be a crash.
+    model.reset();
+    QVERIFY(!own);
 }
 
 void tst_VOXNodeListModel::removing()
@@ -79,17 +102,19 @@ void tst_VOXNodeListModel::removing()
     const std::tuple<int, int, QString> cases[] = {{2, 2, "24"}, {3, 1, "234"}, {0, 3, "24"}, {0, 4, "24"}};
     for (const auto &[row, count, left] : cases) {
         VOXNodeListModel model;
-        model.insertRows(0, 4);
         VOXNode stranger(1, nullptr);
-        QVERIFY(model.setData(model.index(0), variant(&stranger)));
-        for (unsigned int i = 1; i < 4; ++i)
-            QVERIFY(model.setData(model.index(int(i)), variant(new VOXNode(i + 1, nullptr, &model))));
+        for (unsigned int i = 4; i > 0; --i) {
+            VOXNode *const node = i == 1 ? &stranger : new VOXNode(i, nullptr, &model);
+            QVERIFY(model.insertRows(0, 1) && model.setData(model.index(0), variant(node)));
+        }
+        QSignalSpy announced(&model, &QAbstractItemModel::rowsRemoved);
         QVERIFY(model.removeRows(row, count));
+        QCOMPARE(announced, QList<QVariantList>({{QModelIndex(), row, row + count - 1}}));
         QString addrs;
         for (int i = 0; i < model.rowCount(); ++i)
-            addrs +=
-                QString::number(model.data(model.index(i)).value<QObject *>()->property("addr").toUInt());
+            addrs += QString::number(model.index(i).data().value<QObject *>()->property("addr").toUInt());
         QCOMPARE(addrs, left);
+        QCOMPARE(model.findChildren<VOXNode *>().size(), 3);
         QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
         QCOMPARE(model.findChildren<VOXNode *>().size(), left.size());
     }

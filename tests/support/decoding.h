@@ -4,9 +4,9 @@
 #include "proxies/kvrmotorproxy.h"
 
 #include <functional>
-#include <tuple>
+#include <utility>
 
-/// Whether a decoder is content, and what stands in its outputs, in hexadecimal.
+/// Whether a decoder is content, and what it has written into its outputs, in hexadecimal.
 using Decoded = QPair<bool, QByteArray>;
 using Decoder = std::function<Decoded(const BusMessage &)>;
 Q_DECLARE_METATYPE(Decoder)
@@ -15,6 +15,18 @@ Q_DECLARE_METATYPE(Decoder)
 template <typename T>
 struct Output
 {
+    /// Filled with 0, or with another value than that.
+    explicit Output(bool isZero)
+    {
+        if constexpr (std::is_same_v<T, QByteArray>)
+            value = isZero ? "" : "?";
+        else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+            value = static_cast<T>(isZero ? 0 : ~0);
+        else if constexpr (std::is_same_v<T, KVRMotor::Status>)
+            value.cause = isZero ? KVRMotor::CAUSE_NONE : KVRMotor::CAUSE_WINK;
+        else
+            isZero ? value.clear() : void(value.data());
+    }
     operator T &() { return value; }
     operator T *() { return &value; }
     T value{};
@@ -33,19 +45,25 @@ QByteArray shown(const T &value)
         return value.isValid() ? "valid" : "invalid";
 }
 
-/// One of a proxy.
+/// One of a proxy. An output that it has not written is a "-".
 template <typename Class, typename... Outputs>
 Decoder decoder(bool (Class::*decode)(const BusMessage &, Outputs...) const)
 {
     return [decode](const BusMessage &message) {
-        std::tuple<Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>...> outputs;
-        const auto run = [&](auto &...output) {
-            const QByteArrayList before{shown(output.value)...};
+        const auto run = [&](auto... output) {
             const bool isOk = (KVRMotorProxy(1, nullptr).*decode)(message, output...);
-            const QByteArrayList after{shown(output.value)...};
-            return Decoded(isOk, isOk || after != before ? after.join(' ') : "untouched");
+            return std::pair<bool, QByteArrayList>(isOk, {shown(output.value)...});
         };
-        return std::apply(run, outputs);
+        const auto runFrom = [&]([[maybe_unused]] bool isZero) {
+            return run(Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>(isZero)...);
+        };
+        auto [isOk, outputs] = runFrom(true);
+        const auto others = runFrom(false);
+        for (int i = 0; i < outputs.size(); ++i) {
+            if (outputs.at(i) != others.second.at(i))
+                outputs[i] = "-";
+        }
+        return Decoded(isOk && others.first, outputs.join(' '));
     };
 }
 
