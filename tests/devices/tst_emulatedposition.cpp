@@ -2,6 +2,7 @@
 #include "support/columns.h"
 
 #include <QAbstractEventDispatcher>
+#include <QThread>
 #include <QtTest>
 
 class tst_EmulatedPosition : public QObject
@@ -13,6 +14,7 @@ private Q_SLOTS:
     void arrivesOnce();
     void inMotion();
     void putAside();
+    void onAnotherThread();
     void remainingTime_data();
     void remainingTime();
 };
@@ -26,10 +28,20 @@ struct Shaft : EmulatedPosition
         setSpeed(pulsesPerMinute);
     }
 
-    /// The interval of its timer; 0 if there is none.
+    /// The interval of its timer, which has to be a precise one; 0 if there is none.
     int timer()
     {
-        return QAbstractEventDispatcher::instance()->registeredTimers(this).value(0, {0, 0, {}}).interval;
+        const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(this);
+        return timers.size() == 1 && timers[0].timerType == Qt::PreciseTimer ? timers[0].interval : 0;
+    }
+
+    /// Lets a move of a few milliseconds come to its end without anyone who looks.
+    void passTime(int ms = 3)
+    {
+        QElapsedTimer clock;
+        clock.start();
+        while (clock.elapsed() < ms)
+            continue;
     }
 
     QSignalSpy reached{this, &EmulatedPosition::positionReached};
@@ -38,8 +50,8 @@ struct Shaft : EmulatedPosition
 
 void tst_EmulatedPosition::moves()
 {
-    // Down, up, and over the whole scale.
-    for (const auto &[from, to] : {std::pair(0, 1000), {1000, 0}, {0, 65535}}) {
+    // Down, up, over the whole scale, and pulse by pulse.
+    for (const auto &[from, to] : {std::pair(0, 1000), {1000, 0}, {0, 65535}, {0, 7}}) {
         const int distance = qAbs(to - from);
         Shaft shaft(static_cast<unsigned int>(distance) * 600, from); // for 100 ms
         // The move begins between these two.
@@ -52,8 +64,9 @@ void tst_EmulatedPosition::moves()
         while (shaft.reached.isEmpty()) {
             const qint64 least = qMin<qint64>(latest.elapsed() * distance / 100, distance);
             const int travelled = qAbs(shaft.currentPosition() - from);
-            QVERIFY(travelled >= least && travelled <= (earliest.elapsed() + 1) * distance / 100);
+            QVERIFY(travelled >= least && travelled <= earliest.elapsed() * distance / 100);
             QVERIFY(to > from ? !shaft.isMovingUp() : !shaft.isMovingDown());
+            QVERIFY(travelled == 0 || shaft.isMoving() || !shaft.reached.isEmpty());
             QCoreApplication::processEvents();
         }
         QVERIFY(earliest.elapsed() >= 99);
@@ -76,6 +89,28 @@ void tst_EmulatedPosition::arrivesOnce()
     shaft.setTargetPosition(200);
     QVERIFY2(shaft.reached.size() == 3 && shaft.timer() == 0, "it is there already");
     QVERIFY(shaft.direction() == KVRMotor::DIRECTION_NONE && shaft.remainingTime() == 0);
+    shaft.setCurrentPosition(200);
+    QCOMPARE(shaft.reached.size(), 4);
+
+    // A timer that comes early goes on.
+    shaft.setTargetPosition(60000);
+    QTimerEvent early(QAbstractEventDispatcher::instance()->registeredTimers(&shaft).constFirst().timerId);
+    QCoreApplication::sendEvent(&shaft, &early);
+    QVERIFY(shaft.timer() > 5000 && shaft.reached.size() == 4);
+
+    // So many pulses a millisecond that the lower half of their number is 0.
+    Shaft fast(65536 * 60000u);
+    fast.setTargetPosition(100);
+    fast.passTime();
+    QVERIFY(fast.currentPosition() == 100 && fast.reached.size() == 1);
+    // An arrival that nobody has seen is not told of by what comes next.
+    fast.setTargetPosition(50);
+    fast.passTime();
+    fast.setTargetPosition(20);
+    QVERIFY(fast.startPos() == 50 && fast.reached.size() == 1);
+    fast.passTime();
+    fast.stopMoving();
+    QVERIFY(fast.startPos() == 20 && fast.reached.size() == 1);
 }
 
 void tst_EmulatedPosition::inMotion()
@@ -84,8 +119,12 @@ void tst_EmulatedPosition::inMotion()
     shaft.setTargetPosition(60000);
     QTRY_VERIFY(shaft.currentPosition() > 20);
     const int before = shaft.currentPosition();
+    QElapsedTimer clock;
+    clock.start();
     shaft.setTargetPosition(10);
-    QVERIFY(shaft.startPos() >= before && shaft.remainingTime() <= shaft.startPos() - 10);
+    const qint64 remaining = shaft.remainingTime();
+    QVERIFY(shaft.startPos() >= before && remaining <= shaft.startPos() - 10);
+    QVERIFY(remaining >= shaft.startPos() - 10 - clock.elapsed());
     QCOMPARE(shaft.direction(), KVRMotor::DIRECTION_UP);
     shaft.setCurrentPosition(60000);
     QTRY_VERIFY(shaft.isMovingUp());
@@ -103,9 +142,29 @@ void tst_EmulatedPosition::putAside()
     QVERIFY2(shaft.reached.wait(), "the shaft carries on to its old target");
     shaft.setTargetPosition(1000);
     shaft.setCurrentPosition(1000);
-    QTRY_VERIFY(shaft.timer() == 0);
+    QVERIFY2(shaft.timer() == 0 && shaft.reached.size() == 2, "it is there already");
     QCOMPARE(shaft.startPos(), shaft.targetPos());
-    QCOMPARE(shaft.reached.size(), 1);
+}
+
+void tst_EmulatedPosition::onAnotherThread()
+{
+    QThread thread;
+    thread.start();
+    Shaft shaft(60000);
+    shaft.setTargetPosition(60000);
+    shaft.passTime(50);
+    QThread *const here = shaft.thread();
+    shaft.moveToThread(&thread);
+    qint64 left = 0;
+    const auto lookAndReturn = [&] {
+        left = shaft.timer();
+        shaft.moveToThread(here);
+    };
+    QMetaObject::invokeMethod(&shaft, lookAndReturn, Qt::BlockingQueuedConnection);
+    QVERIFY2(left > 0 && left <= 59950, "the arrival is put off");
+    QTRY_VERIFY(shaft.timer() != 0 && shaft.timer() <= left);
+    thread.quit();
+    thread.wait();
 }
 
 void tst_EmulatedPosition::remainingTime_data()
