@@ -1,5 +1,4 @@
 #include "devices/emulatedposition.h"
-#include "support/columns.h"
 
 #include <QAbstractEventDispatcher>
 #include <QThread>
@@ -15,7 +14,6 @@ private Q_SLOTS:
     void inMotion();
     void putAside();
     void onAnotherThread();
-    void remainingTime_data();
     void remainingTime();
 };
 
@@ -167,27 +165,20 @@ void tst_EmulatedPosition::onAnotherThread()
     thread.wait();
 }
 
-void tst_EmulatedPosition::remainingTime_data()
-{
-    const auto row = columns<int, unsigned int, qint64>("target", "speed", "remaining");
-    row("is rounded up", 1, 7, 8572);
-    row("goes up to six weeks", 65535, 1, 3932100000);
-    row("is computed in 32 bits", 65535, 400000000, 0);
-    row("stays at 65535 without speed", 100, 0, 65535);
-}
-
 void tst_EmulatedPosition::remainingTime()
 {
-    QFETCH(int, target);
-    QFETCH(unsigned int, speed);
-    QFETCH(qint64, remaining);
-    Shaft shaft(speed);
-    QElapsedTimer clock;
-    clock.start();
-    shaft.setTargetPosition(static_cast<unsigned short>(target));
-    const qint64 actual = shaft.remainingTime();
-    QVERIFY2(actual <= remaining && actual >= remaining - clock.elapsed(), QByteArray::number(actual));
-    QVERIFY2(speed > 8 || !shaft.isMoving(), "the first pulse is not over");
+    // Rounded up, for up to six weeks, in 32 bits; and what is said without a speed.
+    const std::tuple<int, unsigned int, qint64> cases[] = {
+        {1, 7, 8572}, {65535, 1, 3932100000}, {65535, 400000000, 0}, {100, 0, 65535}};
+    for (const auto &[target, speed, remaining] : cases) {
+        Shaft shaft(speed);
+        QElapsedTimer clock;
+        clock.start();
+        shaft.setTargetPosition(static_cast<unsigned short>(target));
+        const qint64 actual = shaft.remainingTime();
+        QVERIFY2(actual <= remaining && actual >= remaining - clock.elapsed(), QByteArray::number(actual));
+        QVERIFY2(speed > 8 || !shaft.isMoving(), "the first pulse is not over");
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_EmulatedPosition)

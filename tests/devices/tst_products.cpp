@@ -4,11 +4,9 @@
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
 #include "messages/hrmv2.h"
-#include "proxies/kvrmotorproxy.h"
 #include "support/columns.h"
 #include "support/watching.h"
 #include "support/wire.h"
-#include "vox/host/operation.h"
 #include "vox/sim/nodesettings.h"
 
 /// What each product refuses, what it answers in its own way, and the settings that all motors share.
@@ -26,21 +24,18 @@ private Q_SLOTS:
     void legacyTargets();
     void counters();
     void mirroring();
-    void hostsReachEveryCommand();
     void badInput_data();
     void badInput();
 };
 
 namespace {
 constexpr unsigned int Addr = 0x123456;
-const QMap<QByteArray, unsigned int> Types = {
-    {"TB20", 0x02000000}, {"QM75", 0x07000000}, {"MARLO", 0x06000000}, {"TB60LV", 0x08000000}};
 
 /// A motor with more of everything than the products have.
 struct Motor : KVRMotorDevice
 {
-    explicit Motor(VOXBus *bus)
-        : KVRMotorDevice(Addr, bus)
+    Motor(unsigned int addr, VOXBus *bus)
+        : KVRMotorDevice(addr, bus)
     {
         const Ranges ranges = {{10, 60, 10}, {10, 60, 10}, {1, 65534, UnsetPosition}, 2, 2, appModes()};
         setRanges(ranges);
@@ -49,32 +44,47 @@ struct Motor : KVRMotorDevice
     unsigned char findMotorIP(unsigned short) const override { return None; }
 };
 
-KVRDevice *makeNode(const QByteArray &product, VOXBus *bus)
+/// A legacy motor that answers at once.
+struct Legacy : HRMv2Stub
 {
-    if (product == "TB20")
-        return new TB20Stub(Addr, bus);
-    if (product == "QM75")
-        return new QM75Stub(Addr, bus);
-    if (product == "MARLO")
-        return new MarloStub(Addr, bus);
-    if (product == "TB60LV")
-        return new TB60LVStub(Addr, bus);
-    if (product == "MOTOR")
-        return new Motor(bus);
-    if (product == "NODE")
-        return new KVRDevice(Addr, bus);
-    auto *legacy = new HRMv2Stub(Addr, bus);
-    legacy->setStubOptions({});
-    return legacy;
+    Legacy(unsigned int addr, VOXBus *bus)
+        : HRMv2Stub(addr, bus)
+    {
+        setStubOptions({});
+    }
+};
+
+template <typename Node>
+KVRDevice *make(VOXBus *bus)
+{
+    return new Node(Addr, bus);
 }
+
+/// What there is: how it is made, its node type, what it is made with, and what it lacks.
+struct Product
+{
+    KVRDevice *(*make)(VOXBus *bus);
+    unsigned int type;
+    const char *sheet;
+    QByteArray missing;
+};
+const QMap<QByteArray, Product> Products = {
+    {"TB20", {make<TB20Stub>, 2, "324: 28 28 16, 324 64767, 16 1 0", "06 10 14 16 18 20 24 26 28"}},
+    {"QM75", {make<QM75Stub>, 7, "128: 40 40 40, 32 64767, 16 0 0", "06 13 14 17 18 23 24 27 28 B1 B2"}},
+    {"MARLO", {make<MarloStub>, 6, "128: 105 105 105, 64 64767, 16 1 2", "14 18 24 28"}},
+    {"TB60LV", {make<TB60LVStub>, 8, "1686: 25 25 15, 1686 64767, 16 1 0", "14 18 24 28 B6"}},
+    {"MOTOR", {make<Motor>, 0, "100: 10 10 10, 1 65534, 2 2 0", "14 18 24 28"}},
+    {"NODE", {make<KVRDevice>, 0, nullptr, {}}},
+    {"HRMV2", {make<Legacy>, 0, nullptr, {}}},
+};
 
 struct Net : Wire
 {
     std::unique_ptr<KVRDevice> node;
     const unsigned int addr;
     explicit Net(const QByteArray &product)
-        : node(makeNode(product, &network))
-        , addr(Addr | Types[product])
+        : node(Products[product].make(&network))
+        , addr(VOX::makeAddr(static_cast<VOX::NodeType>(Products[product].type), Addr))
     {
     }
     KVRMotorDevice &motor() { return static_cast<KVRMotorDevice &>(*node); }
@@ -89,48 +99,25 @@ struct Net : Wire
     }
 };
 
-/// Calls an operation of the proxy: its name, and its arguments.
-BusPendingCall finished(QStringList line, KVRMotorProxy &proxy)
-{
-    const QString name = line.takeFirst();
-    Operation operation;
-    QString problem;
-    if (!Operation::find(name, line.size(), &operation, &problem) || !operation.setArguments(line, &problem))
-        qFatal("%s", qPrintable(problem));
-    BusPendingCall call = operation.call(proxy);
-    call.waitForFinished(5000);
-    return call;
-}
-
 const QByteArray Limits("11 02 00 1027 > 7F, 11 02 01 0000 > 7F,");
-const QByteArrayList Products = {"TB20", "QM75", "MARLO", "TB60LV"};
 }
 
 // What a product is made with; what it lacks is refused, and only that.
 void tst_Products::refusals()
 {
-    const QMap<QByteArray, QByteArray> sheets = {{"TB20", "324: 28 28 16, 324 64767, 16 1 0"},
-                                                 {"QM75", "128: 40 40 40, 32 64767, 16 0 0"},
-                                                 {"MARLO", "128: 105 105 105, 64 64767, 16 1 2"},
-                                                 {"TB60LV", "1686: 25 25 15, 1686 64767, 16 1 0"}};
-    const QMap<QByteArray, QByteArray> all = {{"TB20", "06 10 14 16 18 20 24 26 28"},
-                                              {"QM75", "06 13 14 17 18 23 24 27 28 B1 B2"},
-                                              {"MARLO", "14 18 24 28"},
-                                              {"TB60LV", "14 18 24 28 B6"}};
-    for (const QByteArray &product : Products) {
+    for (const QByteArray &product : Products.keys()) {
+        const Product expected = Products[product];
+        if (!expected.sheet)
+            continue;
         Net net(product);
         const KVRMotorDevice &m = net.motor();
         const auto sheet = QString("%1: %2 %3 %4, %5 %6, %7 %8 %9")
-                               .arg(m.pulsesPerRound())
-                               .arg(m.upSpeed())
-                               .arg(m.downSpeed())
-                               .arg(m.slowSpeed())
-                               .arg(m.minDownLimit())
-                               .arg(m.maxDownLimit())
-                               .arg(m.motorIPCount())
-                               .arg(m.motorDCTCount())
-                               .arg(m.appMode());
-        QCOMPARE(sheet.toLatin1(), sheets[product]);
+                               .arg(QString::number(m.pulsesPerRound()), QString::number(m.upSpeed()),
+                                    QString::number(m.downSpeed()), QString::number(m.slowSpeed()),
+                                    QString::number(m.minDownLimit()), QString::number(m.maxDownLimit()),
+                                    QString::number(m.motorIPCount()), QString::number(m.motorDCTCount()),
+                                    QString::number(m.appMode()));
+        QCOMPARE(sheet, QString(expected.sheet));
         for (const VOXCmdInfo &info : KVR::motorCmds().values() + KVR::diagCmds().values()) {
             const bool isReply = info.cmd() > 0xBF || (info.cmd() >= 0x30 && info.cmd() <= 0x3F)
                 || info.cmd() == KVR::POST_MOTOR_POSITION || info.cmd() == KVR::POST_MOTOR_STATUS;
@@ -139,7 +126,7 @@ void tst_Products::refusals()
                 continue;
             const QByteArray cmd = QByteArray::number(0x100 + info.cmd(), 16).mid(1).toUpper();
             const QByteArray request = cmd + QByteArray("01").repeated(info.size() - VOXMessage::MinLength);
-            const bool isMissing = all[product].split(' ').contains(cmd);
+            const bool isMissing = expected.missing.split(' ').contains(cmd);
             QVERIFY2((net.say(request) == hex("6F 25")) == isMissing, product + ' ' + cmd);
             QVERIFY2(!isMissing || net.say(request, 0).isEmpty(), product + ' ' + cmd);
             QVERIFY2(net.ask(frame(request, Addr | 0x01000000, VOXMessage::AckFlag)).isEmpty(),
@@ -313,16 +300,16 @@ void tst_Products::slotsMayDestroy()
     QFETCH(QByteArray, product);
     QFETCH(QByteArray, before);
     QFETCH(QByteArray, conversation);
-    using Deed = std::function<void(KVRDevice &, const QByteArray &)>;
-    const auto answerTo = [&](const QByteArray &request, const Deed &act) {
+    using M = KVRMotorDevice;
+    const auto answerAfter = [&](const std::function<void(M &)> &act) {
         CatchingBus bus;
-        const QPointer<KVRDevice> node = makeNode(product, &bus);
+        const QPointer<KVRDevice> node = Products[product].make(&bus);
         auto *motor = qobject_cast<KVRMotorDevice *>(node);
         if (motor) {
             motor->setLimits(0, 10000);
             motor->setTimeScale(10000);
         }
-        node->dispatch(frame(before, node->addr(true)));
+        node->dispatch(frame(before, Addr));
         QTest::qSleep(3);
         bus.frames.clear();
         const auto destroy = [&node] { delete node; };
@@ -331,27 +318,22 @@ void tst_Products::slotsMayDestroy()
         connect(node, &KVRDevice::uploadRequest, destroy);
         if (motor)
             connect(motor, &KVRMotorDevice::statusChanged, destroy);
-        act(*node, request);
+        act(static_cast<M &>(*node));
         const bool isLeft = node;
         delete node;
-        return isLeft ? "it was left" : text(BusMessage(bus.frames.value(0))).left(2);
-    };
-    const auto handle = [](KVRDevice &node, const QByteArray &request) {
-        node.dispatch(frame(request, node.addr(true), VOXMessage::AckFlag));
+        return isLeft ? QByteArray("it was left") : text(BusMessage(bus.frames.value(0))).left(2);
     };
     for (const QByteArray &exchange : conversation.split(',')) {
-        const QByteArrayList sides = exchange.split('>');
-        QVERIFY2(answerTo(sides[0], handle) == sides[1].trimmed(), exchange);
+        const VOXMessage request = frame(exchange.split('>')[0], Addr, VOXMessage::AckFlag);
+        const QByteArray answer = answerAfter([&](M &m) { m.dispatch(request); });
+        QVERIFY2(exchange.endsWith("> " + answer), exchange + ", but: " + answer);
     }
-    if (!before.startsWith("03"))
-        return;
-    using M = KVRMotorDevice;
-    for (void (*look)(M &) :
-         {+[](M &m) { m.position(); }, +[](M &m) { m.angle(); }, +[](M &m) { m.isMoving(); },
-          +[](M &m) { m.isMovingUp(); }, +[](M &m) { m.isMovingDown(); }, +[](M &m) { m.restAt(7); },
-          +[](M &m) { m.setPositionPulses(10); }})
-        QCOMPARE(answerTo("", [look](KVRDevice &node, const QByteArray &) { look(static_cast<M &>(node)); }),
-                 "");
+    const std::function<void(M &)> looks[] = {
+        [](M &m) { m.position(); },           [](M &m) { m.angle(); },        [](M &m) { m.isMoving(); },
+        [](M &m) { m.isMovingUp(); },         [](M &m) { m.isMovingDown(); }, [](M &m) { m.restAt(7); },
+        [](M &m) { m.setPositionPulses(10); }};
+    for (const auto &look : looks)
+        QCOMPARE(before.startsWith("03") ? answerAfter(look) : QByteArray(), QByteArray());
 }
 
 void tst_Products::legacyTargets()
@@ -423,58 +405,13 @@ void tst_Products::mirroring()
     QCOMPARE(curtain.holds("11 04 00 6400 > 6F 26"), QByteArray());
 }
 
-// Each operation of the proxies ends with its own reply, an acknowledgement or a refusal. To what the last
-// four ask, with zeros, no product has an answer.
-void tst_Products::hostsReachEveryCommand()
-{
-    QMap<QString, bool> isAnswered;
-    for (const QByteArray &product : Products + QByteArrayList{"HRMV2"}) {
-        Net net(product);
-        KVRMotorProxy proxy(net.node->addr(true), &net.host);
-        for (const QString &name : Operation::names()) {
-            QStringList line = {name};
-            Operation operation;
-            QString problem;
-            while (!Operation::find(name, line.size() - 1, &operation, &problem))
-                line += "0";
-            const BusPendingCall call = finished(line, proxy);
-            QVERIFY2(call.isFinished() && !call.isError(), qPrintable(name));
-            const QString answer = VOX::toString(VOXMessage(call.reply()).cmd()).remove('_');
-            const QString own = QString(name).replace(QRegularExpression("^(diag)?([gG]et|send)"), "\\1post");
-            QVERIFY2(answer == own.toUpper() || answer == "NACK" || (own == name && answer == "ACK")
-                         || name == "setNodeDiscovery",
-                     qPrintable(product + ": " + name + " got " + answer));
-            if (own != name)
-                isAnswered[name] = isAnswered[name] || answer != "NACK";
-        }
-    }
-    QCOMPARE(isAnswered.keys(false),
-             QList<QString>({"getDCTLock", "getMotorIP", "getMotorTiltingSpeed", "getTiltLimits"}));
-}
-
-namespace {
-/// Where a motor stands and what it is doing, besides its settings.
-QJsonObject stateOf(KVRDevice &node)
-{
-    QJsonObject state = settingsOf(node);
-    if (auto *motor = qobject_cast<KVRMotorDevice *>(&node)) {
-        const KVRMotor::Status &status = motor->status();
-        state["motion"] = motor->targetPos();
-        // A refusal because of a lock shows in the status.
-        if (status.state != KVRMotor::STATE_LOCKED)
-            state["status"] = QString("%1 %2 %3").arg(status.state).arg(status.source).arg(status.cause);
-    }
-    return state;
-}
-}
-
 void tst_Products::badInput_data()
 {
     const auto row = columns<QByteArray, QByteArray>("product", "setUp");
     row("HRMV2", "HRMV2", "40");
     const QByteArray locked(
         "11 02 00 1027,11 02 01 0000,15 02 01 6400,12 01,16 01 05,5B 00 00 05,17 01 01 05");
-    for (const QByteArray &product : Products) {
+    for (const QByteArray product : {"TB20", "QM75", "MARLO", "TB60LV"}) {
         row(product, product, "40");
         row(product + ", set up and locked", product, locked);
     }
@@ -488,13 +425,13 @@ void tst_Products::badInput()
     QFETCH(QByteArray, setUp);
     const WarningLog quiet;
     CatchingBus bus;
-    const std::unique_ptr<KVRDevice> node(makeNode(product, &bus));
+    const std::unique_ptr<KVRDevice> node(Products[product].make(&bus));
     node->dispatch(VOXMessage());
     node->dispatch(BusMessage(frame("40", node->addr(true), VOXMessage::AckFlag).data().left(10)));
     QCOMPARE(bus.frames, QByteArrayList());
     for (const QByteArray &request : setUp.split(','))
         node->dispatch(frame(request, node->addr(true), VOXMessage::AckFlag));
-    QJsonObject state = stateOf(*node);
+    QJsonObject state = settingsOf(*node);
     unsigned char sequence = 0;
     const auto feed = [&](int cmd, int size, int first, int second) {
         VOXMessage request(static_cast<unsigned char>(size | (++sequence % 4 ? VOXMessage::AckFlag : 0)));
@@ -521,7 +458,7 @@ void tst_Products::badInput()
         if (motor && isDone)
             motor->restAt(2000);
         const bool mayChange = isDone || KVR::toString(KVR::Cmd(cmd)).startsWith("SET") || cmd <= 6;
-        const QJsonObject now = mayChange ? stateOf(*node) : state;
+        const QJsonObject now = mayChange ? settingsOf(*node) : state;
         const bool isSame = now == state;
         state = now;
         return isSame || isDone ? QByteArray() : "changed by a refusal: " + request.data().toHex();
