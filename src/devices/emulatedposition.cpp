@@ -59,21 +59,24 @@ void EmulatedPosition::startTimer()
 
 void EmulatedPosition::setTargetPosition(unsigned short target)
 {
-    ++m_commandCount;
     m_start = _currentPosition(false);
     m_target = target;
-    if (isAtRest()) {
-        m_timer.stop();
-        Q_EMIT positionReached();
-        return;
-    }
-    m_clock.restart();
-    startTimer();
+    setOut();
 }
 
 void EmulatedPosition::setCurrentPosition(unsigned short position)
 {
     m_start = position;
+    setOut();
+}
+
+void EmulatedPosition::setOut()
+{
+    if (isAtRest()) {
+        m_timer.stop();
+        Q_EMIT positionReached();
+        return;
+    }
     m_clock.restart();
     startTimer();
 }
@@ -85,7 +88,6 @@ void EmulatedPosition::stopMoving()
 
 void EmulatedPosition::restAt(unsigned short position)
 {
-    ++m_commandCount;
     m_start = m_target = position;
     m_timer.stop();
 }
@@ -105,6 +107,20 @@ qint64 EmulatedPosition::remainingTime() const
     // In 32 bits, and up to a whole millisecond.
     const quint32 total = (distance() * MsPerMinute - 1 + m_speed) / m_speed;
     return std::max<qint64>(total - m_clock.elapsed(), 0);
+}
+
+bool EmulatedPosition::event(QEvent *event)
+{
+    // A timer that goes along would wait there for the whole of its time again.
+    if (event->type() == QEvent::ThreadChange && m_timer.isActive()) {
+        m_timer.stop();
+        const auto goOn = [this] {
+            if (!isAtRest() && !m_timer.isActive())
+                startTimer();
+        };
+        QMetaObject::invokeMethod(this, goOn, Qt::QueuedConnection);
+    }
+    return QObject::event(event);
 }
 
 void EmulatedPosition::timerEvent(QTimerEvent *event)
@@ -128,20 +144,26 @@ KVRMotor::Direction EmulatedPosition::direction(unsigned short position) const
     return m_start > position ? KVRMotor::DIRECTION_UP : KVRMotor::DIRECTION_DOWN;
 }
 
+// How far the move has come, down being positive; 0 if it has ended. The end may be that of the shaft.
+int EmulatedPosition::progress()
+{
+    const int start = m_start;
+    const int target = m_target;
+    const int position = currentPosition();
+    return position == target ? 0 : position - start;
+}
+
 bool EmulatedPosition::isMoving()
 {
-    const unsigned short position = currentPosition();
-    return position != m_start;
+    return progress() != 0;
 }
 
 bool EmulatedPosition::isMovingUp()
 {
-    const unsigned short position = currentPosition();
-    return position != 0 && position < m_start;
+    return progress() < 0;
 }
 
 bool EmulatedPosition::isMovingDown()
 {
-    const unsigned short position = currentPosition();
-    return position != 0 && position > m_start;
+    return progress() > 0;
 }

@@ -38,7 +38,7 @@ public:
     /// Starts toward @p target from the position reached so far; a move in progress ends without a signal. A
     /// target that is the position is reached at once.
     void setTargetPosition(unsigned short target);
-    /// Jumps to @p position and goes on toward the old target.
+    /// Jumps to @p position and goes on toward the old target, which is reached at once if it is there.
     void setCurrentPosition(unsigned short position);
     /// Stays where it is, without a signal.
     void stopMoving();
@@ -46,8 +46,6 @@ public:
     void restAt(unsigned short position);
     /// Moves the scale under the shaft by @p pulses; a move in progress goes on. Ends at 0 and 65535.
     void shift(int pulses);
-    /// How often the shaft has been told where to go or to stay.
-    unsigned int commandCount() const { return m_commandCount; }
 
     /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
     qint64 remainingTime() const;
@@ -67,11 +65,13 @@ public:
     ///@}
 
 Q_SIGNALS:
-    /// The shaft rests at the target. Comes from the timer, from a query, or from within setTargetPosition().
-    /// A slot may start the next move.
+    /// The shaft rests at the target. Comes from the timer, from a query, or from within setTargetPosition()
+    /// or setCurrentPosition(). A slot may start the next move, or destroy the shaft.
     void positionReached();
 
 protected:
+    /// Keeps the time of the arrival on the way to another thread.
+    bool event(QEvent *event) override;
     /// Finds the arrival, or waits on if it came early.
     void timerEvent(QTimerEvent *event) override;
     /// currentPosition(), which without @p mayEmit ends the move in silence.
@@ -80,6 +80,8 @@ protected:
 private:
     bool isAtRest() const { return m_start == m_target; }
     unsigned int distance() const;
+    int progress();
+    void setOut();
     void startTimer();
 
     QBasicTimer m_timer;
@@ -87,7 +89,6 @@ private:
     unsigned short m_start;
     unsigned short m_target;
     unsigned int m_speed;
-    unsigned int m_commandCount = 0;
 };
 
 #endif

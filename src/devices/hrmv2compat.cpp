@@ -4,8 +4,6 @@
 #include "devices/voxanswer_p.h"
 #include "messages/hrmv2.h"
 
-#include <QPointer>
-
 #include <algorithm>
 #include <iterator>
 
@@ -50,10 +48,8 @@ bool HRMv2Compat::dispatch(const VOXMessage &request)
                                            [&](const Handler &h) { return h.cmd == request.cmd(); });
     if (found == std::end(handlers))
         return false;
-    const QPointer<KVRMotorDevice> motor(&m_motor);
-    const VOXReply answer = (this->*found->reply)(request);
-    if (motor)
-        motor->replyTo(request, answer);
+    const KVRMotorDevice::TellLater untilAnswered(m_motor);
+    m_motor.replyTo(request, (this->*found->reply)(request));
     return true;
 }
 
@@ -105,11 +101,9 @@ VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
         return m_motor.go(request, m_motor.upLimit());
     case ToDownLimit:
         return m_motor.go(request, m_motor.downLimit());
-    case Stop: {
-        VOXReply done = m_motor.acknowledgement(request);
+    case Stop:
         m_motor.stopMoving();
-        return done;
-    }
+        return m_motor.acknowledgement(request);
     case ToIP: {
         // Not cut to a byte first: 256 is no position, and 65535 none before the first.
         const bool isSlot = value < m_motor.motorIPCount();

@@ -55,17 +55,22 @@ void HRMv2Stub::dispatch(const VOXMessage &msg)
 {
     if (!msg.isValid())
         return;
-    if (m_replyTimer.isActive())
-        replyTo(msg, KVRNack(*this, msg, KVR::NACK_BUSY), 0);
-    else if (msg.cmd() == HRMv2::GET_GROUP_ADDR || msg.cmd() == HRMv2::SET_GROUP_ADDR)
-        KVRDevice::dispatch(msg);
-    else
-        replyTo(msg, answerTo(msg), m_options.testFlag(DELAY_REPLY) ? replyDelay(msg) : 0);
+    const int delay = m_options.testFlag(DELAY_REPLY) ? replyDelay(msg) : 0;
+    if (m_replyTimer.isActive()) {
+        if (msg.isAck())
+            reply(KVRNack(*this, msg, KVR::NACK_BUSY));
+    } else if (msg.cmd() == HRMv2::GET_GROUP_ADDR || msg.cmd() == HRMv2::SET_GROUP_ADDR) {
+        send(standardAnswer(msg), delay);
+    } else {
+        const VOXReply answer = answerTo(msg);
+        if (isWanted(msg, answer))
+            send(answer, delay);
+    }
 }
 
-void HRMv2Stub::replyTo(const VOXMessage &request, const VOXReply &answer, int delay)
+void HRMv2Stub::send(const VOXMessage &answer, int delay)
 {
-    if (!isWanted(request, answer))
+    if (!answer.isValid())
         return;
     if (delay == 0) {
         reply(answer);
@@ -73,6 +78,25 @@ void HRMv2Stub::replyTo(const VOXMessage &request, const VOXReply &answer, int d
         m_pendingReply = answer;
         m_replyTimer.start(delay, Qt::PreciseTimer, this);
     }
+}
+
+void HRMv2Stub::forgetReply()
+{
+    m_replyTimer.stop();
+    m_pendingReply = VOXMessage();
+}
+
+void HRMv2Stub::detach()
+{
+    forgetReply();
+    KVRDevice::detach();
+}
+
+void HRMv2Stub::setAddr(unsigned int addr)
+{
+    if (addr != this->addr(true))
+        forgetReply();
+    KVRDevice::setAddr(addr);
 }
 
 void HRMv2Stub::timerEvent(QTimerEvent *event)

@@ -20,8 +20,7 @@ class VOX_EXPORT HRMv2Stub : public KVRDevice
 public:
     /// How the stub answers.
     enum StubOption {
-        /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy. Group addresses are
-        /// answered at once.
+        /// An answer waits replyDelay(), and whatever comes meanwhile is refused as busy.
         DELAY_REPLY = 1
     };
     Q_DECLARE_FLAGS(StubOptions, StubOption)
@@ -53,7 +52,12 @@ public:
     /// Finds none, ever: 255.
     unsigned char findMotorIP(unsigned short position) const;
 
+    /// An answer that waits is not sent any more, unless @p addr is the one that the stub has.
+    void setAddr(unsigned int addr) override;
+
 public Q_SLOTS:
+    /// Neither is it when the stub is detached, or attached elsewhere.
+    void detach() override;
     void dispatch(const VOXMessage &msg) override;
 
 protected:
@@ -64,7 +68,8 @@ private:
     VOXReply answerTo(const VOXMessage &request);
     VOXReply getMotorIPReply(const VOXMessage &request) const;
     VOXReply setIPReply(const VOXMessage &request);
-    void replyTo(const VOXMessage &request, const VOXReply &answer, int delay);
+    void send(const VOXMessage &answer, int delay);
+    void forgetReply();
 
     QVector<unsigned short> m_intermediatePositions;
     QBasicTimer m_replyTimer;

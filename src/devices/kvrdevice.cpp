@@ -6,11 +6,11 @@
 #include "transport/voxbus.h"
 
 #include <QDate>
-#include <QPointer>
 #include <QTimerEvent>
 
 #include <algorithm>
 #include <iterator>
+#include <utility>
 
 using namespace VOXAnswer;
 
@@ -101,7 +101,7 @@ void KVRDevice::setNodeLabel(const QByteArray &label)
     if (!store(m_nodeLabel, label))
         return;
     m_nodeLabel.truncate(KVR::LabelLength);
-    Q_EMIT nodeLabelChanged(m_nodeLabel);
+    tell([this, changed = m_nodeLabel] { Q_EMIT nodeLabelChanged(changed); });
 }
 
 void KVRDevice::setSerialNumber(const QByteArray &serial)
@@ -125,19 +125,19 @@ void KVRDevice::setSerialNumber(const QByteArray &serial)
 void KVRDevice::setAppVersion(const KVRStdProxy::AppVersion &version)
 {
     if (store(m_appVersion, version))
-        Q_EMIT appVersionChanged(m_appVersion);
+        tell([this, version] { Q_EMIT appVersionChanged(version); });
 }
 
 void KVRDevice::setStackVersion(const KVRStdProxy::AppVersion &version)
 {
     if (store(m_stackVersion, version))
-        Q_EMIT stackVersionChanged(m_stackVersion);
+        tell([this, version] { Q_EMIT stackVersionChanged(version); });
 }
 
 void KVRDevice::setNetworkConfig(const KVRStdProxy::NetworkConfig &config)
 {
     if (store(m_networkConfig, config))
-        Q_EMIT networkConfigChanged(m_networkConfig);
+        tell([this, config] { Q_EMIT networkConfigChanged(config); });
 }
 
 bool KVRDevice::setGroupAddr(unsigned char index, unsigned int addr)
@@ -148,8 +148,10 @@ bool KVRDevice::setGroupAddr(unsigned char index, unsigned int addr)
     const unsigned int old = m_groups.at(index);
     m_groups[index] = addr;
     VOXBus *bus = voxBus();
-    if (bus && old != 0 && !m_groups.contains(old))
+    if (bus && old != 0 && !m_groups.contains(old)) {
         bus->groupDetach(*this, old);
+        m_registeredGroups.remove(old);
+    }
     if (bus && addr != 0)
         registerGroup(*bus, addr);
     return true;
@@ -160,6 +162,7 @@ void KVRDevice::registerGroup(VOXBus &bus, unsigned int group)
 {
     bus.groupDetach(*this, group);
     bus.groupAttach(*this, group);
+    m_registeredGroups.insert(group);
 }
 
 bool KVRDevice::groupAddr(unsigned char index, unsigned int &addr) const
@@ -208,10 +211,11 @@ void KVRDevice::detach()
     {
         const QMutexLocker locker(&m_mutex);
         VOXBus *bus = voxBus();
-        for (const unsigned int group : qAsConst(m_groups)) {
-            if (bus && group != 0)
+        for (const unsigned int group : qAsConst(m_registeredGroups)) {
+            if (bus)
                 bus->groupDetach(*this, group);
         }
+        m_registeredGroups.clear();
     }
     VOXDevice::detach();
 }
@@ -243,28 +247,55 @@ bool KVRDevice::isWanted(const VOXMessage &request, const VOXReply &answer)
     return answer.isValid() && (!isVerdict || request.isAck());
 }
 
+void KVRDevice::tell(std::function<void()> news)
+{
+    m_news.append(std::move(news));
+    if (m_tellLaterCount == 0)
+        tellNews();
+}
+
+void KVRDevice::tellNews()
+{
+    // A slot may destroy the node, or wait in an event loop for what comes next, which is then told from
+    // there.
+    const QPointer<KVRDevice> self(this);
+    while (self && !m_news.isEmpty())
+        m_news.takeFirst()();
+}
+
+KVRDevice::TellLater::TellLater(KVRDevice &device)
+    : m_device(&device)
+{
+    ++device.m_tellLaterCount;
+}
+
+KVRDevice::TellLater::~TellLater()
+{
+    if (m_device && --m_device->m_tellLaterCount == 0)
+        m_device->tellNews();
+}
+
 void KVRDevice::dispatch(const VOXMessage &msg)
 {
+    const TellLater untilAnswered(*this);
+    reply(standardAnswer(msg));
+}
+
+VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)
+{
     if (isDeafTo(msg))
-        return;
+        return VOXMessage();
     const auto custom = m_customReplies.constFind(msg.cmd());
-    if (custom != m_customReplies.constEnd()) {
-        reply(*custom);
-        return;
-    }
+    if (custom != m_customReplies.constEnd())
+        return *custom;
     const Handler *handler = findHandler(msg.cmd());
     if (!handler) {
         qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
-        reply(KVRNack(*this, msg, KVR::NACK_BADMSG));
-    } else if (handler->length == Handler::WholeLength && !isComplete(msg)) {
-        reply(KVRNack(*this, msg, KVR::NACK_MSGSIZE));
-    } else {
-        // A slot of a signal that the handler emits may destroy this node.
-        const QPointer<KVRDevice> self(this);
-        const VOXReply answer = handler->reply(*this, msg);
-        if (self)
-            reply(answer);
+        return KVRNack(*this, msg, KVR::NACK_BADMSG);
     }
+    if (handler->length == Handler::WholeLength && !isComplete(msg))
+        return KVRNack(*this, msg, KVR::NACK_MSGSIZE);
+    return handler->reply(*this, msg);
 }
 
 VOXReply KVRDevice::nodeAddrReply(const VOXMessage &request)
@@ -351,16 +382,16 @@ VOXReply KVRDevice::setGroupAddrReply(const VOXMessage &request)
 
 VOXReply KVRDevice::setNodeLabelReply(const VOXMessage &request)
 {
-    // All 16 bytes, also the zero bytes at the end. The answer is made before anyone can hear of the change.
-    VOXReply done = acknowledgement(request);
+    // All 16 bytes, also the zero bytes at the end.
     setNodeLabel(request.data().mid(VOXMessage::HeaderLength, KVR::LabelLength));
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
 {
     if (!isComplete(request))
         return KVRNack(*this, request, KVR::NACK_MSGSIZE);
+    const TellLater untilDone(*this);
     unsigned char bcastMode = Unchanged;
     unsigned char maxRand = 0;
     unsigned char supervision = Unchanged;
@@ -382,12 +413,10 @@ VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
     if (deafMode != Unchanged)
         config.data()->deafMode = isOn(deafMode);
 
-    VOXReply done = acknowledgement(request);
-    const QPointer<KVRDevice> self(this);
     setNetworkConfig(config);
-    if (self && isOn(upload))
-        Q_EMIT uploadRequest();
-    return done;
+    if (isOn(upload))
+        tell([this] { Q_EMIT uploadRequest(); });
+    return acknowledgement(request);
 }
 
 VOXReply KVRDevice::setNetworkStatReply(const VOXMessage &request)

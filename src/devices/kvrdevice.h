@@ -7,13 +7,18 @@
 #include "proxies/kvrstdproxy.h"
 
 #include <QHash>
+#include <QPointer>
+#include <QSet>
 #include <QVector>
+
+#include <functional>
 
 /// An emulated node that answers the commands which every node knows.
 ///
 /// Refuses with a NACK, asked for or not; acknowledges only if asked to. The handlers, whose names end in
-/// Reply, return an answer to the sender of their request; dispatch() sends it. Used on the thread that it
-/// lives on.
+/// Reply, return an answer to the sender of their request; dispatch() sends it, and only then tells what has
+/// changed. A slot of any signal may destroy the node, unless it was called by a handler that somebody else
+/// than dispatch() has called. Used on the thread that it lives on.
 /// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {
@@ -60,8 +65,8 @@ public:
     /// Puts the group of a slot into @p addr, 0 if it is free. False, with @p addr left alone, if there is no
     /// such slot.
     virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
-    /// New slots are free. The groups of slots that go stay registered with the bus; they are heard as long
-    /// as the node lives.
+    /// New slots are free. The groups of slots that go stay registered with the bus; they are heard until the
+    /// node is detached.
     ///@{
     int groupCount() const { return m_groups.size(); }
     void setGroupCount(int count);
@@ -127,8 +132,26 @@ protected:
     static bool isComplete(const VOXMessage &request);
     /// An ACK, or no answer if none was asked for.
     VOXReply acknowledgement(const VOXMessage &request) const;
+    /// What dispatch() answers to @p msg, having done what it asks for; invalid if that is nothing.
+    VOXMessage standardAnswer(const VOXMessage &msg);
     /// The motors' rule: ACK and NACK only for those who ask, data for everyone.
     static bool isWanted(const VOXMessage &request, const VOXReply &answer);
+
+    /// Calls @p news, which emits a signal and does no more: at once, or when the last TellLater is gone. In
+    /// the order of the calls.
+    void tell(std::function<void()> news);
+    /// Keeps the node's signals back as long as it lives, so that no slot runs in the midst of a change or
+    /// before the answer. The node may be destroyed meanwhile.
+    class VOX_EXPORT TellLater
+    {
+    public:
+        explicit TellLater(KVRDevice &device);
+        ~TellLater();
+        Q_DISABLE_COPY_MOVE(TellLater)
+
+    private:
+        const QPointer<KVRDevice> m_device;
+    };
 
 private:
     struct Handler;
@@ -141,6 +164,7 @@ private:
     VOXReply setNodeLabelReply(const VOXMessage &request);
     bool isDeafTo(const VOXMessage &msg) const;
     void registerGroup(VOXBus &bus, unsigned int group);
+    void tellNews();
 
     QByteArray m_nodeLabel;
     QByteArray m_serialNumber;
@@ -151,7 +175,11 @@ private:
     KVRStdProxy::NetworkErrorStat m_networkErrorStat;
     QHash<int, VOXMessage> m_customReplies;
     QVector<unsigned int> m_groups;
+    /// With the bus; those of slots that went, too.
+    QSet<unsigned int> m_registeredGroups;
     int m_discoveryTimerId = 0;
+    QVector<std::function<void()>> m_news;
+    int m_tellLaterCount = 0;
 };
 
 #endif

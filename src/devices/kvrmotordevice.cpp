@@ -3,8 +3,6 @@
 #include "messages/kvrack.h"
 #include "messages/kvrnack.h"
 
-#include <QPointer>
-
 #include <algorithm>
 #include <iterator>
 
@@ -97,8 +95,15 @@ void KVRMotorDevice::restAt(unsigned short position)
         motorPositionReached();
 }
 
+unsigned char KVRMotorDevice::position()
+{
+    const TellLater untilDone(*this);
+    return toPct(positionPulses());
+}
+
 unsigned char KVRMotorDevice::angle()
 {
+    const TellLater untilDone(*this);
     return isMoving() || m_appMode == KVRMotor::ROLLER ? None : m_angle;
 }
 
@@ -163,10 +168,8 @@ void KVRMotorDevice::dispatch(const VOXMessage &msg)
         KVRDevice::dispatch(msg);
         return;
     }
-    const QPointer<KVRMotorDevice> self(this);
-    const VOXReply answer = (this->*handler->reply)(msg);
-    if (self)
-        replyTo(msg, answer);
+    const TellLater untilAnswered(*this);
+    replyTo(msg, (this->*handler->reply)(msg));
 }
 
 void KVRMotorDevice::replyTo(const VOXMessage &request, const VOXReply &answer)
@@ -208,7 +211,7 @@ void KVRMotorDevice::setStatus(KVRMotor::State state, KVRMotor::Source source, K
     if (m_status == status)
         return;
     m_status = status;
-    Q_EMIT statusChanged(status);
+    tell([this, status] { Q_EMIT statusChanged(status); });
 }
 
 KVRMotor::State KVRMotorDevice::restState() const
@@ -223,14 +226,10 @@ void KVRMotorDevice::goToPosition(unsigned short target, KVRMotor::Source source
     const KVRMotor::Direction direction = m_position.direction(target);
     if (speed == 0)
         speed = direction == KVRMotor::DIRECTION_UP ? upSpeed() : downSpeed();
-    // The way so far was made at the old speed; and a slot that asks must not meet the old move's arrival.
+    // The way so far was made at the old speed.
     m_position.stopMoving();
-    const QPointer<KVRMotorDevice> self(this);
-    const unsigned int commandCount = m_position.commandCount();
+    const TellLater untilDone(*this);
     setStatus(KVRMotor::STATE_RUNNING, source, cause, direction);
-    // A slot may have stopped the motor or sent it elsewhere.
-    if (!self || m_position.commandCount() != commandCount)
-        return;
     m_position.setSpeed(pulsesPerRound() * unsigned{speed} * m_timeScale);
     m_position.setTargetPosition(target);
 }

@@ -18,7 +18,7 @@
 /// minute. Refuses and acknowledges motor commands only if asked to; data replies are always sent. All else
 /// is up to KVRDevice, which also refuses without being asked. Abstract: a product adds its resolution and
 /// how it looks up intermediate positions. Queries of the position may find that a move has ended, and then
-/// emit statusChanged(). Whoever wants to destroy the motor in a slot of that uses deleteLater().
+/// emit statusChanged().
 ///
 /// The handlers, whose names end in Reply, do what their request asks for and return the answer, ACK, NACK or
 /// data; dispatch() sends it by the rule above. A request shorter than its command's frame is refused with
@@ -47,7 +47,7 @@ public:
     /// As last reported by statusChanged(): does not find that a move has ended.
     const KVRMotor::Status &status() const { return m_status; }
     /// Percent of the way down; 255 without limits. Beyond the down limit as toPct().
-    unsigned char position() { return toPct(positionPulses()); }
+    unsigned char position();
     /// The pulse that the shaft has reached by now.
     unsigned short positionPulses() { return m_position.currentPosition(); }
     /// Puts the shaft elsewhere; after a move it then drives on toward the old target.
@@ -235,7 +235,8 @@ public Q_SLOTS:
     void motorPositionReached();
 
 Q_SIGNALS:
-    /// Once a change, after all of it is stored.
+    /// Once a change, after all of it is stored. What is emitted for a request comes after the answer, and
+    /// status() may have gone on by then: a move to where the motor stands tells first that it runs.
     void statusChanged(const KVRMotor::Status &status);
 
 protected:

@@ -2,8 +2,6 @@
 
 #include "devices/voxanswer_p.h"
 
-#include <QPointer>
-
 using namespace VOXAnswer;
 
 namespace {
@@ -33,10 +31,8 @@ unsigned short KVRMotorDevice::nearestLimit()
 
 VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, unsigned char speed)
 {
-    // Made first: a slot of statusChanged() may destroy this motor.
-    VOXReply done = acknowledgement(request);
     goToPosition(target, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, speed);
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::ctrlMoveUnlessLocked(const VOXMessage &request)
@@ -74,9 +70,8 @@ VOXReply KVRMotorDevice::ctrlStopReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, AnyState))
         return nack(request, refused);
-    VOXReply done = acknowledgement(request);
     stopMoving();
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::ctrlMoveToReply(const VOXMessage &request)
@@ -144,20 +139,18 @@ VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction dire
     const bool fits = isUp ? pulses <= position : position + pulses <= downLimit();
     if (fits)
         return go(request, static_cast<unsigned short>(isUp ? position - pulses : position + pulses));
-    VOXReply done = acknowledgement(request);
     goToPosition(isUp ? 0 : downLimit(), KVRMotor::SOURCE_INTERNAL, KVRMotor::CAUSE_NETWORK, slowSpeed());
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::ctrlWinkReply(const VOXMessage &request)
 {
     if (const KVR::NackStatus refused = refusal(request, NotLocked))
         return nack(request, refused);
-    VOXReply done = acknowledgement(request);
     // Nothing ends it but the next command or arrival.
     setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
               KVRMotor::DIRECTION_NONE);
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getMotorPositionReply(const VOXMessage &request)

@@ -52,10 +52,8 @@ VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
     const bool isUp = limit == KVRMotor::LIMIT_UP;
     if (isShift(function) && !(isUp ? isUpLimit() : isDownLimit()))
         return nack(request, KVR::NACK_END_LIMITS_NOT_SET);
-    // Made first: a move may end, and a slot of statusChanged() may destroy this motor.
-    VOXReply done = acknowledgement(request);
     const KVR::NackStatus status = isUp ? changeUpLimit(function, value) : changeDownLimit(function, value);
-    return status == KVR::NACK_ACK ? done : nack(request, status);
+    return status == KVR::NACK_ACK ? acknowledgement(request) : nack(request, status);
 }
 
 KVR::NackStatus KVRMotorDevice::changeDownLimit(int function, int value)

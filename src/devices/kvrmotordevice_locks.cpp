@@ -34,10 +34,9 @@ VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int functi
         lockNetwork(request, priority);
         return go(request, target);
     };
-    VOXReply done = acknowledgement(request);
     const auto show = [&](KVRMotor::State state) {
         setStatus(state, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_NETWORK, m_status.direction);
-        return done;
+        return acknowledgement(request);
     };
     switch (function) {
     case KVRMotor::LOCK_HERE:
@@ -50,14 +49,16 @@ VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int functi
         return lockAt(downLimit());
     case KVRMotor::LOCK_AFTER_MOVE:
         lockNetwork(request, priority);
-        return m_status.state == KVRMotor::STATE_RUNNING ? done : show(KVRMotor::STATE_LOCKED);
+        return m_status.state == KVRMotor::STATE_RUNNING ? acknowledgement(request)
+                                                         : show(KVRMotor::STATE_LOCKED);
     case KVRMotor::LOCK_AT_IP: {
         const unsigned short target = motorIP(static_cast<unsigned char>(value));
         return target == UnsetPosition ? nack(request, KVR::NACK_IP_NOT_SET) : lockAt(target);
     }
     case KVRMotor::LOCK_RELEASE:
         m_networkLock.apply(false, priority, request.srcAddr(false));
-        return m_status.state == KVRMotor::STATE_LOCKED ? show(KVRMotor::STATE_STOPPED) : done;
+        return m_status.state == KVRMotor::STATE_LOCKED ? show(KVRMotor::STATE_STOPPED)
+                                                        : acknowledgement(request);
     case KVRMotor::LOCK_AT_PULSES:
         return lockAt(value);
     case KVRMotor::LOCK_AT_PERCENT:

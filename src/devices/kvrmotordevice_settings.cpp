@@ -2,8 +2,6 @@
 
 #include "devices/voxanswer_p.h"
 
-#include <QPointer>
-
 #include <algorithm>
 
 using namespace VOXAnswer;
@@ -47,9 +45,8 @@ VOXReply KVRMotorDevice::setMotorDirectionReply(const VOXMessage &request)
         return nack(request, refused);
     unsigned char direction = 0;
     read(request, direction);
-    VOXReply done = acknowledgement(request);
     setMotorDirection(static_cast<KVRMotor::TurnDirection>(direction));
-    return done;
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getMotorDirectionReply(const VOXMessage &request)
@@ -213,13 +210,10 @@ VOXReply KVRMotorDevice::setFactoryDefaultReply(const VOXMessage &request)
     QVector<FactorySetting> settings;
     if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
         return nack(request, refused);
-    VOXReply done = acknowledgement(request);
-    const QPointer<KVRMotorDevice> self(this);
-    for (const FactorySetting &setting : qAsConst(settings)) {
-        if (self)
-            setting.reset();
-    }
-    return done;
+    const TellLater untilDone(*this);
+    for (const FactorySetting &setting : qAsConst(settings))
+        setting.reset();
+    return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getFactoryDefaultReply(const VOXMessage &request)

@@ -1,7 +1,5 @@
 #include "devices/productstub.h"
 
-#include <QPointer>
-
 #include <cstdlib>
 
 namespace {
@@ -34,13 +32,13 @@ void ProductStub::dispatch(const VOXMessage &msg)
 {
     if (!checkRequest(msg))
         return;
+    const TellLater untilAnswered(*this);
     VOXReply answer;
-    const QPointer<ProductStub> self(this);
     if (m_sheet.missingCommands.contains(msg.cmd()))
         replyTo(msg, nack(msg, KVR::NACK_FEATURE_NOT_SUPPORTED));
     else if (!answerOwn(msg, &answer))
         KVRMotorDevice::dispatch(msg);
-    else if (self)
+    else if (answer.isValid())
         replyTo(msg, answer);
 }
 

@@ -121,6 +121,7 @@ void tst_KVRDevice::discoverySilence()
     QCOMPARE(timers().size(), 0);
     QCOMPARE(net.say("40"), hex("60"));
     net.say("50 01");
+    QCOMPARE(net.say("40"), QByteArray());
     net.say("50 00");
     QCOMPARE(timers().size(), 0);
     QCOMPARE(net.say("40"), hex("60"));
@@ -153,6 +154,22 @@ void tst_KVRDevice::groups()
     net.node.attach(&net.network);
     QCOMPARE(answers("41"), 1);
     QCOMPARE(text(asker.heard.constFirst()), hex("6F 11"));
+
+    // On another bus it hears nothing of the old one, also not for slots that have gone.
+    net.node.setGroupAddr(15, 0x1236);
+    for (const int count : {8, 20}) {
+        net.node.setGroupCount(count);
+        QCOMPARE(answers("79"), 1);
+    }
+    QCOMPARE(net.mismatch("41 0F > 61 0F 000000, 41 13 > 61 13 000000, 41 14 > 6F 01", net.node.addr(true),
+                          VOXMessage::AckFlag, {}),
+             QByteArray());
+    CatchingBus other;
+    net.node.attach(&other);
+    for (const unsigned int group : {0x1234, 0x1236})
+        net.ask(groupFrame("79", group));
+    net.ask(frame("79", net.node.addr(true)));
+    QCOMPARE(other.frames, QByteArrayList());
 }
 
 void tst_KVRDevice::serialNumber()
@@ -182,17 +199,29 @@ void tst_KVRDevice::changes()
     net.node.setProperty("nodeLabel", QByteArray("0123456789abcdefghij"));
     net.node.setNodeLabel("0123456789abcdef");
     QCOMPARE(labels, QList<QVariantList>{{QByteArray("0123456789abcdef")}});
+    // What a host sets keeps its zero bytes, and is compared without the check value.
+    for (int time = 0; time < 2; ++time)
+        net.say("55 41424300000000000000000000000000");
+    QCOMPARE(labels.size(), 2);
+    QCOMPARE(labels.constLast().constFirst().toByteArray().size(), 16);
+    QSignalSpy apps(&net.node, &KVRDevice::appVersionChanged);
     QSignalSpy stacks(&net.node, &KVRDevice::stackVersionChanged);
     QSignalSpy configs(&net.node, &KVRDevice::networkConfigChanged);
     QSignalSpy uploads(&net.node, &KVRDevice::uploadRequest);
     for (const char *request : {"56 00 00 FF 0000 FF 00", "56 00 01 FF 0000 FF FF", "56 FF 00 FF 0000 FF 01",
                                 "56 FF 00 FF 0000 FF FE"}) {
         net.node.setStackVersion({1, 'A', 1, 1});
+        net.node.setAppVersion({1, 'A', 1, 1});
         net.say(request);
     }
     QCOMPARE(stacks.size(), 1);
+    QCOMPARE(apps.size(), 1);
     QCOMPARE(configs.size(), 1);
     QCOMPARE(uploads.size(), 2);
+    // The upload is asked for when the rest is set.
+    connect(&net.node, &KVRDevice::uploadRequest, this, [&] { QCOMPARE(configs.size(), 2); });
+    net.say("56 01 01 FF 0000 FF 01");
+    QCOMPARE(uploads.size(), 3);
 }
 
 QTEST_GUILESS_MAIN(tst_KVRDevice)

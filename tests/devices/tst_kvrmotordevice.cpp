@@ -2,8 +2,6 @@
 #include "support/columns.h"
 #include "support/wire.h"
 
-#include <QAbstractEventDispatcher>
-
 class tst_KVRMotorDevice : public QObject
 {
     Q_OBJECT
@@ -13,8 +11,6 @@ private Q_SLOTS:
     void conversations();
     void effects_data();
     void effects();
-    void speeds_data();
-    void speeds();
     void inMotion();
     void othersFrames();
     void intermediatePositions();
@@ -25,6 +21,7 @@ const QByteArray Limits("11 02 00 1027|11 02 01 0000"); // 10000 pulses of trave
 const QByteArray Near("11 02 00 9606|11 02 01 0000"); // as few as possible
 const QByteArray Locked = Limits + "|06 00 0000 05";
 const QByteArray LockedAtEnd = Limits + "|06 02 0000 05"; // which it has reached by itself
+const QByteArray Speeds = Limits + "|13 0C 18 0F"; // up, down and slow
 const QByteArray Moving = Limits + "|03 00 0000 FF";
 
 struct Net : Wire
@@ -102,6 +99,7 @@ void tst_KVRMotorDevice::conversations_data()
         "21 > 31 0000 FFFC, 11 00 00 0000 > 7F, 11 00 00 0000 > 7F, 21 > 31 0000 FFFF");
     row("a position past the limit is not kept", 65000, Limits,
         "15 01 01 0000 > 6F 24, 15 02 01 1127 > 6F 21");
+    row("a position at the limit is kept", 10000, Limits, "15 01 01 0000 > 7F, 25 01 > 35 01 1027 64");
     row("settings need no answer", 0, "",
         "13 0A 0B 0C > 7F, 12 01 > 7F, 22 > 32 01, 16 01 05 > 7F, 26 > 36 01 000001 05, 14 > 6F 25");
     row("the position is told with limits only", 2000, "11 02 00 1027", "0C > 0D FFFF FF FF FF");
@@ -135,8 +133,6 @@ void tst_KVRMotorDevice::effects_data()
 {
     const auto row =
         columns<int, QByteArray, QByteArray, QByteArray>("position", "before", "request", "after");
-    row("a second down at the down speed", 1000, "", "01 00 64 01", "@ 1702");
-    row("a second down at the slow speed", 1000, "", "01 00 64 02", "@ 1421");
     row("a second up", 1000, "", "01 01 64 00", "1 1 1 1|0 1 0 0 @ 298");
     row("up past 0 wraps", 100, Limits, "01 01 64 00", "1 0 1 1|0 0 0 0 @ 64934");
     row("down past 65535 wraps", 65000, "", "01 00 64 00", "@ 166");
@@ -149,12 +145,23 @@ void tst_KVRMotorDevice::effects_data()
     row("a wink does not end", 5000, Limits, "05", "1 255 1 2 @ 5000");
     row("a stop ends a wink", 5000, Limits + "|05", "02 FF", "0 255 1 1 @ 5000");
 
+    // At how many rounds per minute it goes there.
+    row("a move-to down", 900, Speeds, "03 00 0000 FF", "# 24 @ 10000");
+    row("a move-to up", 900, Speeds, "03 01 0000 FF", "# 12 @ 0");
+    row("a move-to nowhere", 900, Speeds, "03 03 8403 FF", "# 24 @ 900");
+    row("a second up at the down speed", 900, Speeds, "01 01 64 01", "# 24 @ 226");
+    row("a second down at the up speed", 900, Speeds, "01 00 64 00", "# 12 @ 1237");
+    row("a second down at the slow speed", 900, Speeds, "01 00 64 02", "# 15 @ 1321");
+    row("a timed jog is as long as a slow one", 900, Speeds, "04 04 C800 FF", "# 24 @ 1743");
+    row("a jog past the end is slow", 900, Speeds, "04 03 E803 FF", "# 15 @ 0");
+
     row("to the down limit", 5000, Limits, "03 00 0000 FF", "1 0 1 1|0 0 0 0 @ 10000");
     row("to the up limit", 5000, Limits, "03 01 0000 FF", "1 1 1 1|0 1 0 0 @ 0");
     row("to where it stands", 5000, Limits, "03 03 8813 FF", "1 255 1 1|0 255 0 0 @ 5000");
     row("to a set position, by the low byte", 5000, Limits, "03 02 0201 FF", "@ 8000");
     row("to pulses past the limit", 5000, Limits, "03 03 60EA FF", "@ 60000");
     row("to a percentage, rounded down", 0, Near, "03 04 1F00 FF", "@ 522");
+    row("to a percentage of two bytes", 0, Near, "03 04 2C01 FF", "@ 5058");
     row("to the next position down", 2000, Limits, "04 00 0000 FF", "@ 8000");
     row("to the next position up", 8001, Limits, "04 01 0000 FF", "@ 8000");
     row("a jog down to the limit", 9000, Limits, "04 02 E803 FF", "1 0 1 1|0 0 0 0 @ 10000");
@@ -174,6 +181,8 @@ void tst_KVRMotorDevice::effects_data()
     row("a release of nothing", 5000, Limits, "06 05 0000 05", " @ 5000");
 
     row("the down limit here", 5000, "", "11 01 00 0000", " @ 5000 65535 5000 2000 8000");
+    row("the up limit here, of none before", 3000, "11 02 00 1027", "11 01 01 0000",
+        " @ 0 0 7000 65535 5000");
     row("the down limit down", 5000, Limits, "11 04 00 6400", " @ 5000 0 10100 2000 8000");
     row("the down limit up, too near", 1500, Near, "11 05 00 0A00", " @ 1500 0 1686 2000 8000");
     row("the up limit here is the new 0", 3000, Limits, "11 01 01 0000", " @ 0 0 7000 65535 5000");
@@ -193,39 +202,18 @@ void tst_KVRMotorDevice::effects()
     Net net(before, position, 1000);
     net.say(request);
     net.settle();
-    QByteArray actual = net.statuses.join('|') + " @ ";
+    const auto *shaft = net.motor.findChild<EmulatedPosition *>();
+    QByteArray actual =
+        net.statuses.join('|') + "# " + QByteArray::number(shaft->speed() / 1686 / 1000) + " @ ";
     for (const int value : {net.motor.positionPulses(), net.motor.upLimit(), net.motor.downLimit(),
                             net.motor.motorIP(1), net.motor.motorIP(2)})
         actual += QByteArray::number(value) + ' ';
-    if (after.startsWith('@'))
-        actual.remove(0, actual.indexOf('@'));
+    if (after.startsWith('@') || after.startsWith('#'))
+        actual.remove(0, actual.indexOf(after[0]));
+    else
+        actual.remove(actual.indexOf('#'), actual.indexOf('@') - actual.indexOf('#') - 1);
     QVERIFY2(actual.startsWith(after + ' '), actual);
     QVERIFY2(net.motor.motorIP(3) == 65535, "an unset position has moved");
-}
-
-void tst_KVRMotorDevice::speeds_data()
-{
-    const auto row = columns<QByteArray, unsigned int, int>("request", "timeScale", "ms");
-    row("a move-to down", "03 00 0000 FF", 1, 13494);
-    row("a move-to down in less time", "03 00 0000 FF", 2, 6747);
-    row("a move-to up", "03 01 0000 FF", 1, 2670);
-    row("a slow move", "01 00 FF 02", 1, 2549);
-    row("a timed jog runs at the default speed", "04 04 C800 FF", 1, 1250);
-    row("a jog past the end is slow", "04 03 E803 FF", 1, 2136);
-}
-
-// At 12 rounds per minute up, 24 down and 15 slow: when the motor means to arrive.
-void tst_KVRMotorDevice::speeds()
-{
-    QFETCH(QByteArray, request);
-    QFETCH(unsigned int, timeScale);
-    QFETCH(int, ms);
-    Net net(Limits + "|13 0C 18 0F", 900, timeScale);
-    net.say(request);
-    auto *position = net.motor.findChild<EmulatedPosition *>();
-    const auto timers = QAbstractEventDispatcher::instance()->registeredTimers(position);
-    const int actual = timers.value(0, {0, 0, {}}).interval;
-    QVERIFY2(actual <= ms && actual > ms - 50, QByteArray::number(actual));
 }
 
 void tst_KVRMotorDevice::inMotion()
@@ -240,10 +228,20 @@ void tst_KVRMotorDevice::inMotion()
     }
 
     Net locked(Moving);
-    QCOMPARE(locked.say("06 03 0000 05"), hex("7F"));
+    for (const char *request : {"06 03 0000 05", "06 05 0000 05", "06 03 0000 05"})
+        QCOMPARE(locked.say(request), hex("7F"));
     QCOMPARE(locked.statuses, QByteArrayList());
     locked.motor.setPositionPulses(9990);
     QTRY_COMPARE(locked.statuses, QByteArrayList{"3 0 0 0"});
+
+    Net put(Moving);
+    put.say("05");
+    QVERIFY2(put.motor.isMoving() && put.motor.targetPos() == 10000, "a wink stops nothing");
+    put.motor.setPositionPulses(10000);
+    put.say("03 01 0000 FF");
+    put.motor.restAt(77);
+    QCOMPARE(put.statuses, (QByteArrayList{"1 255 1 2", "0 255 0 0", "1 1 1 1", "0 1 0 0"}));
+    QCOMPARE(put.motor.positionPulses(), quint16(77));
 
     // The direction is told from where the move began.
     Net returned(Moving);
@@ -284,7 +282,6 @@ void tst_KVRMotorDevice::othersFrames()
 {
     Net net("");
     QCOMPARE(net.ask(frame("0E", 0x123456)), hex("0F 00 00 00 00"));
-    QCOMPARE(net.ask(frame("0E", 0x06123456)) + net.ask(frame("79", 0x06123456)), QByteArray());
     net.motor.setGroupAddr(3, 0x00a001);
     net.ask(groupFrame("05", 0x0200a001));
     QCOMPARE(net.statuses.size(), 0);
@@ -308,7 +305,10 @@ void tst_KVRMotorDevice::intermediatePositions()
     QVERIFY2(motor.findMotorIP(0xfffc) == 2, "unset slots take part");
     QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 3);
     QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
-    QVERIFY(motor.setMotorIP(1, 65535) && motor.setMotorIP(3, 65535) && motor.setMotorIP(16, 0));
+    QVERIFY(motor.setMotorIP(2, 2003));
+    QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 2);
+    QVERIFY(motor.setMotorIP(2, 65535) && motor.setMotorIP(1, 65535) && motor.setMotorIP(3, 65535)
+            && motor.setMotorIP(16, 0));
     QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
     QVERIFY(motor.toPct(5000) == 255 && motor.toPulses(50) == 65535);
 }

@@ -5,10 +5,8 @@
 #include "devices/tb60lvstub.h"
 #include "messages/hrmv2.h"
 #include "support/columns.h"
-#include "support/decoding.h"
 #include "support/watching.h"
 #include "support/wire.h"
-#include "vox/host/operation.h"
 #include "vox/sim/nodesettings.h"
 
 /// What each product refuses, what it answers in its own way, and the settings that all motors share.
@@ -20,13 +18,12 @@ private Q_SLOTS:
     void refusals();
     void conversations_data();
     void conversations();
-    void aLegacyAnswerIsDelayed();
+    void legacyAnswersAreDelayed();
+    void slotsMayDestroy_data();
+    void slotsMayDestroy();
     void legacyTargets();
     void counters();
     void mirroring();
-    void hostsReachEveryCommand();
-    void whatIsSetIsRead_data();
-    void whatIsSetIsRead();
     void badInput_data();
     void badInput();
 };
@@ -34,66 +31,93 @@ private Q_SLOTS:
 namespace {
 constexpr unsigned int Addr = 0x123456;
 
-KVRDevice *makeNode(const QByteArray &product, VOXBus *bus)
+/// A motor with more of everything than the products have.
+struct Motor : KVRMotorDevice
 {
-    if (product == "TB20")
-        return new TB20Stub(Addr, bus);
-    if (product == "QM75")
-        return new QM75Stub(Addr, bus);
-    if (product == "MARLO")
-        return new MarloStub(Addr, bus);
-    if (product == "TB60LV")
-        return new TB60LVStub(Addr, bus);
-    auto *legacy = new HRMv2Stub(Addr, bus);
-    legacy->setStubOptions({});
-    return legacy;
+    Motor(unsigned int addr, VOXBus *bus)
+        : KVRMotorDevice(addr, bus)
+    {
+        const Ranges ranges = {{10, 60, 10}, {10, 60, 10}, {1, 65534, UnsetPosition}, 2, 2, appModes()};
+        setRanges(ranges);
+    }
+    unsigned short pulsesPerRound() const override { return 100; }
+    unsigned char findMotorIP(unsigned short) const override { return None; }
+};
+
+/// A legacy motor that answers at once.
+struct Legacy : HRMv2Stub
+{
+    Legacy(unsigned int addr, VOXBus *bus)
+        : HRMv2Stub(addr, bus)
+    {
+        setStubOptions({});
+    }
+};
+
+template <typename Node>
+KVRDevice *make(VOXBus *bus)
+{
+    return new Node(Addr, bus);
 }
+
+/// What there is: how it is made, its node type, what it is made with, and what it lacks.
+struct Product
+{
+    KVRDevice *(*make)(VOXBus *bus);
+    unsigned int type;
+    const char *sheet;
+    QByteArray missing;
+};
+const QMap<QByteArray, Product> Products = {
+    {"TB20", {make<TB20Stub>, 2, "324: 28 28 16, 324 64767, 16 1 0", "06 10 14 16 18 20 24 26 28"}},
+    {"QM75", {make<QM75Stub>, 7, "128: 40 40 40, 32 64767, 16 0 0", "06 13 14 17 18 23 24 27 28 B1 B2"}},
+    {"MARLO", {make<MarloStub>, 6, "128: 105 105 105, 64 64767, 16 1 2", "14 18 24 28"}},
+    {"TB60LV", {make<TB60LVStub>, 8, "1686: 25 25 15, 1686 64767, 16 1 0", "14 18 24 28 B6"}},
+    {"MOTOR", {make<Motor>, 0, "100: 10 10 10, 1 65534, 2 2 0", "14 18 24 28"}},
+    {"NODE", {make<KVRDevice>, 0, nullptr, {}}},
+    {"HRMV2", {make<Legacy>, 0, nullptr, {}}},
+};
 
 struct Net : Wire
 {
     std::unique_ptr<KVRDevice> node;
+    const unsigned int addr;
     explicit Net(const QByteArray &product)
-        : node(makeNode(product, &network))
+        : node(Products[product].make(&network))
+        , addr(VOX::makeAddr(static_cast<VOX::NodeType>(Products[product].type), Addr))
     {
     }
     KVRMotorDevice &motor() { return static_cast<KVRMotorDevice &>(*node); }
     QByteArray say(const QByteArray &request, unsigned char flags = VOXMessage::AckFlag)
     {
-        return ask(frame(request, node->addr(true), flags));
+        return ask(frame(request, addr, flags));
     }
     /// Where a conversation went wrong; empty if it did not.
     QByteArray holds(const QByteArray &conversation)
     {
-        return mismatch(conversation, node->addr(true), VOXMessage::AckFlag, {});
+        return mismatch(conversation, addr, VOXMessage::AckFlag, {});
     }
 };
 
-/// Calls an operation of the proxy: its name, and its arguments.
-BusPendingCall finished(QStringList line, KVRMotorProxy &proxy)
-{
-    const QString name = line.takeFirst();
-    Operation operation;
-    QString problem;
-    if (!Operation::find(name, line.size(), &operation, &problem) || !operation.setArguments(line, &problem))
-        qFatal("%s", qPrintable(problem));
-    BusPendingCall call = operation.call(proxy);
-    call.waitForFinished(5000);
-    return call;
-}
-
 const QByteArray Limits("11 02 00 1027 > 7F, 11 02 01 0000 > 7F,");
-const QByteArrayList Products = {"TB20", "QM75", "MARLO", "TB60LV"};
 }
 
-// What a product lacks is refused, and only that.
+// What a product is made with; what it lacks is refused, and only that.
 void tst_Products::refusals()
 {
-    const QMap<QByteArray, QByteArray> all = {{"TB20", "06 10 14 16 18 20 24 26 28"},
-                                              {"QM75", "06 13 14 17 18 23 24 27 28 B1 B2"},
-                                              {"MARLO", "14 18 24 28"},
-                                              {"TB60LV", "14 18 24 28 B6"}};
-    for (const QByteArray &product : Products) {
+    for (const QByteArray &product : Products.keys()) {
+        const Product expected = Products[product];
+        if (!expected.sheet)
+            continue;
         Net net(product);
+        const KVRMotorDevice &m = net.motor();
+        const auto sheet = QString("%1: %2 %3 %4, %5 %6, %7 %8 %9")
+                               .arg(QString::number(m.pulsesPerRound()), QString::number(m.upSpeed()),
+                                    QString::number(m.downSpeed()), QString::number(m.slowSpeed()),
+                                    QString::number(m.minDownLimit()), QString::number(m.maxDownLimit()),
+                                    QString::number(m.motorIPCount()), QString::number(m.motorDCTCount()),
+                                    QString::number(m.appMode()));
+        QCOMPARE(sheet, QString(expected.sheet));
         for (const VOXCmdInfo &info : KVR::motorCmds().values() + KVR::diagCmds().values()) {
             const bool isReply = info.cmd() > 0xBF || (info.cmd() >= 0x30 && info.cmd() <= 0x3F)
                 || info.cmd() == KVR::POST_MOTOR_POSITION || info.cmd() == KVR::POST_MOTOR_STATUS;
@@ -102,9 +126,11 @@ void tst_Products::refusals()
                 continue;
             const QByteArray cmd = QByteArray::number(0x100 + info.cmd(), 16).mid(1).toUpper();
             const QByteArray request = cmd + QByteArray("01").repeated(info.size() - VOXMessage::MinLength);
-            const bool isMissing = all[product].split(' ').contains(cmd);
+            const bool isMissing = expected.missing.split(' ').contains(cmd);
             QVERIFY2((net.say(request) == hex("6F 25")) == isMissing, product + ' ' + cmd);
             QVERIFY2(!isMissing || net.say(request, 0).isEmpty(), product + ' ' + cmd);
+            QVERIFY2(net.ask(frame(request, Addr | 0x01000000, VOXMessage::AckFlag)).isEmpty(),
+                     "not for this product");
         }
     }
 }
@@ -113,10 +139,16 @@ void tst_Products::conversations_data()
 {
     const auto row = columns<QByteArray, QByteArray>("product", "conversation");
     row("rolling speeds are taken together or not at all", "TB60LV",
-        "13 0A 1A 0A > 6F 10, 23 > 33 19 19 0F, 13 0A 0B 0C > 7F, 23 > 33 0A 0B 0C, 13 0A 0B > 6F 11");
+        "13 0A 1A 0A > 6F 10, 13 1A 0A 0A > 6F 10, 13 0A 0A 1A > 6F 10, 13 09 0A 0A > 6F 10, 13 0A 09 0A > "
+        "6F 10,"
+        "13 0A 0A 09 > 6F 10, 23 > 33 19 19 0F, 13 0A 19 0C > 7F, 23 > 33 0A 19 0C, 13 0A 0B > 6F 11,"
+        "13 19 0A 19 > 7F, 13 0A 0A 0A > 7F");
     row("TB20 has one speed up and down", "TB20",
-        "13 06 FF 07 > 7F, 23 > 33 06 06 07, 13 05 06 07 > 6F 10, 13 06 06 1D > 6F 10");
-    row("MARLO has four speeds", "MARLO", "13 64 00 00 > 6F 10, 13 7A 00 00 > 7F, 23 > 33 7A 7A 7A");
+        "13 06 FF 07 > 7F, 23 > 33 06 06 07, 13 05 06 07 > 6F 10, 13 1D 06 07 > 6F 10,"
+        "13 06 06 1D > 6F 10, 13 06 06 05 > 6F 10, 13 1C 00 1C > 7F, 23 > 33 1C 1C 1C");
+    row("MARLO has four speeds", "MARLO",
+        "13 64 00 00 > 6F 10, 13 7A 00 00 > 7F, 23 > 33 7A 7A 7A, 13 57 00 00 > 7F, 13 8C 00 00 > 7F,"
+        "13 8D 00 00 > 6F 10, 13 69 00 00 > 7F, 23 > 33 69 69 69");
     row("MARLO has one lock for local inputs", "MARLO", "27 02 > 6F 10");
     row("MARLO moves for 720 ms at least", "MARLO",
         "01 00 47 00 > 6F 10, 01 00 00 00 > 6F 10, 01 00 48 00 > 7F, 01 00 47 > 6F 11");
@@ -131,29 +163,45 @@ void tst_Products::conversations_data()
         "19 03 00 00 > 6F 10, 19 00 03 00 > 6F 10, 19 00 00 > 6F 11, 39 > 6F 10");
     row("torque: 0 is on and 1 is off", "TB60LV",
         "2A > 3A 01 00, 1A 01 00 > 7F, 2A > 3A 00 00, 1A 00 00 > 7F, 1A 02 01 > 7F, 2A > 3A 01 01,"
-        "1A 02 02 > 6F 10, 1A 03 FF > 7F, 1A 04 00 > 6F 10");
+        "1A 02 02 > 6F 10, 2F 1A > 3F 1A 00, 1F 1A > 7F, 2F 1A > 3F 1A 01, 1A 03 FF > 7F, 2F 1A > 3F 1A 00, "
+        "1A 04 00 > 6F 10");
 
     row("app modes of a curtain", "MARLO", "10 02 > 7F, 10 00 > 6F 25, 10 82 > 6F 25, 20 > 30 02");
+    row("an app mode is for those who ask for an answer", "MOTOR",
+        "-10 02 >, 20 > 30 00, 10 02 > 7F, 20 > 30 02, 10 03 > 6F 25, 10 > 6F 11, 1F 10 > 7F, 20 > 30 00");
+    row("a tilt needs no limits, its steps do", "MARLO",
+        "0C > 0D FFFF FF 00 FF, 04 06 0000 FF > 6F 22," + Limits
+            + "04 06 0000 FF > 7F, 04 07 0000 FF > 7F, 0E > 0F 00 00 00 00, 0C > 0D 0000 00 00 FF");
     row("a direction of 2 changes nothing", "QM75", "12 02 > 7F, 22 > 32 00, 12 01 > 7F, 22 > 32 01");
     row("intermediate positions", "QM75",
         "15 02 01 6400 > 6F 22," + Limits
             + "25 01 > 35 01 FFFF FF, 15 02 01 6400 > 7F, 25 01 > 35 01 6400 01, 15 03 10 3200 > 7F,"
-              "25 10 > 35 10 8813 32, 15 02 01 1127 > 6F 21, 15 03 01 6500 > 6F 21, 15 02 00 0000 > 6F 10,"
+              "25 10 > 35 10 8813 32, 15 02 01 1127 > 6F 21, 15 02 01 1027 > 7F, 15 03 01 6400 > 7F,"
+              "25 01 > 35 01 1027 64, 15 03 01 6500 > 6F 21, 15 02 00 0000 > 6F 10,"
               "15 02 11 0000 > 6F 10, 15 04 01 0000 > 6F 10, 15 01 02 0000 > 7F, 25 02 > 35 02 0000 00,"
               "15 00 01 0000 > 7F, 25 01 > 35 01 FFFF FF, 25 00 > 6F 10, 25 11 > 6F 10, 25 > 6F 11");
     row("the network lock without limits", "QM75",
-        "16 01 05 > 7F, 26 > 36 01 000001 05, 16 01 04 > 6F 2A, 16 00 04 > 6F 2A, 16 02 05 > 6F 10,"
+        "16 01 05 > 7F, 26 > 36 01 000001 05, 16 01 04 > 6F 2A, 16 00 04 > 6F 2A, 16 02 05 > 6F 10, 16 02 04 "
+        "> 6F 2A,"
         "16 00 05 > 7F, 26 > 36 00 000001 00, 16 01 00 > 7F, 0E > 0F 00 00 00 00, 02 FF > 7F,"
         "0E > 0F 03 00 01 01");
     row("a lock for local inputs", "TB20",
         "17 01 01 05 > 7F, 27 01 > 37 01 000001 05, 17 00 01 04 > 6F 2A, 17 00 00 04 > 6F 2A,"
         "17 00 00 06 > 7F, 27 01 > 37 00 000001 00, 17 02 01 09 > 6F 10, 17 01 02 09 > 6F 10, 27 00 > 6F 10,"
         "27 > 6F 11");
+    row("all locks for local inputs, or none", "MOTOR",
+        "17 01 02 05 > 7F, 17 01 00 04 > 6F 2A, 27 01 > 37 00 000000 00, 17 01 00 06 > 7F, 27 01 > 37 01 "
+        "000001 06,"
+        "27 02 > 37 01 000001 06, 17 02 01 04 > 6F 10, 27 03 > 6F 10");
     row("all of no locks is fine", "QM75", "1F 17 > 7F, 1F 16 > 7F");
     row("a factory default opens the lock", "MARLO",
         Limits
             + "06 00 0000 05 > 7F, 01 00 48 00 > 6F 20, 05 > 6F 20, 1F 16 > 7F, 0E > 0F 00 00 01 01,"
               "26 > 36 00 000001 05, 16 01 04 > 6F 2A");
+    row("any lock is no default, and leaves its priority when it goes", "MARLO",
+        "2F 16 > 3F 16 01, 16 01 05 > 7F, 2F 17 > 3F 17 00, 1F 17 > 7F, 2F 17 > 3F 17 01, 17 01 01 07 > 7F,"
+        "2F 16 > 3F 16 00, 1F 16 > 7F, 27 01 > 37 00 000001 07");
+    row("a release names who released", "MARLO", Limits + "06 05 0000 00 > 7F, 26 > 36 00 000001 00");
     row("factory default by function", "TB60LV",
         Limits
             + "13 0A 0A 0A > 7F, 15 02 01 6400 > 7F, 2F 13 > 3F 13 00, 1F 13 > 7F, 23 > 33 19 19 0F,"
@@ -164,7 +212,8 @@ void tst_Products::conversations_data()
 
     row("legacy requests to a TB20", "TB20",
         Limits
-            + "42 > 62 00 1027, 15 02 01 D007 > 7F, 43 00 > 63 00 D007, 43 10 > 6F 10, 43 > 6F 11,"
+            + "42 > 62 00 1027, 12 01 > 7F, 42 > 62 01 1027, 12 00 > 7F, 5B 06 00 09 > 6F 10, 5B 07 00 09 > "
+              "6F 10, 15 02 01 D007 > 7F, 43 00 > 63 00 D007, 43 10 > 6F 10, 43 > 6F 11,"
               "4B > 6B 00, 53 01 B80B > 7F, 25 02 > 35 02 B80B 1E, 53 10 0000 > 6F 10, 54 04 0500 > 6F 23,"
               "54 04 FFFF > 6F 23, 54 00 0000 > 6F 10, 54 80 0000 > 6F 10, 54 03 0000 > 7F,"
               "5B 03 00 09 > 6F 10, 5B 04 03 09 > 6F 23, 5B 00 00 03 > 7F, 4B > 6B 01, 54 01 0000 > 6F 20,"
@@ -176,7 +225,8 @@ void tst_Products::conversations_data()
         "42 > 62 00 0010, 44 > 64 000000, 46 > 66 0D00 00 02 0C 05 06 20 00 00, 48 > 68 0000, 4B > 6B 00,"
         "5B 02 > 7F, 4B > 6B 02, 5B > 6F 11, 40 > 6F 10, 02 FF > 6F 10, B0 > 6F 10, 55 > 6F 10,"
         "43 00 > 6F 10, 43 01 > 63 01 0000, 53 FF 01 34 > 7F, 53 FF 02 3412 > 7F, 43 02 > 63 02 3412,"
-        "53 FF 00 0000 > 6F 01, 53 FF 11 0000 > 6F 01, 51 03 341200 > 7F, 41 03 > 61 03 341200");
+        "53 FF 00 0000 > 6F 01, 53 FF 11 0000 > 6F 01, 51 03 341200 > 7F, 41 03 > 61 03 341200,"
+        "51 0F 351200 > 7F, 41 0F > 61 0F 351200, -41 10 > 6F 01, -40 >, -43 00 >, -5B 04 >, 4B > 6B 04");
 }
 
 void tst_Products::conversations()
@@ -187,18 +237,103 @@ void tst_Products::conversations()
     QCOMPARE(net.holds(conversation), QByteArray());
 }
 
-void tst_Products::aLegacyAnswerIsDelayed()
+void tst_Products::legacyAnswersAreDelayed()
 {
-    Net net("HRMV2");
-    static_cast<HRMv2Stub &>(*net.node).setStubOptions(HRMv2Stub::DELAY_REPLY);
-    QElapsedTimer clock;
-    clock.start();
-    for (const char *request : {"4B", "42"})
-        net.console.reply(frame(request, Addr, VOXMessage::AckFlag));
-    QTRY_COMPARE(net.console.heard.size(), 2);
-    QCOMPARE(text(net.console.heard.at(0)), hex("6F FF"));
-    QCOMPARE(text(net.console.heard.at(1)), hex("6B 00"));
-    QVERIFY(clock.elapsed() >= 49);
+    CatchingBus bus;
+    HRMv2Stub stub(Addr, &bus);
+    QVERIFY(stub.stubOptions() == HRMv2Stub::DELAY_REPLY && stub.replyDelay(VOXMessage()) == 0);
+    const auto timers = [&] { return QAbstractEventDispatcher::instance()->registeredTimers(&stub); };
+    for (const auto &[request, answer] :
+         {std::pair("4B", "6B 00"), {"4B", "6B 00"}, {"41 03", "61 03 000000"}}) {
+        for (const unsigned char flags : {0x80, 0x80, 0})
+            stub.dispatch(frame(request, Addr, flags));
+        QVERIFY2(bus.frames.size() == 1 && text(BusMessage(bus.frames.takeFirst())) == hex("6F FF"), request);
+        QCOMPARE(timers().value(0, {0, 0, {}}).interval, 50);
+        QTRY_COMPARE(bus.frames.size(), 1);
+        QCOMPARE(text(BusMessage(bus.frames.takeFirst())), hex(answer));
+    }
+    // It dies with the place that it is an answer from.
+    CatchingBus other;
+    const std::function<void()> changes[] = {[&] { stub.setAddr(1); }, [&] { stub.attach(&other); },
+                                             [&] { stub.detach(); }};
+    for (const auto &change : changes) {
+        stub.dispatch(frame("4B", Addr));
+        QCOMPARE(timers().size(), 1);
+        change();
+        QCOMPARE(timers().size(), 0);
+    }
+    stub.attach(&bus);
+    stub.setStubOptions({});
+    stub.dispatch(frame("4B", Addr));
+    QCOMPARE(bus.frames.size(), 1);
+    QCOMPARE(other.frames, QByteArrayList());
+}
+
+void tst_Products::slotsMayDestroy_data()
+{
+    const auto row = columns<QByteArray, QByteArray, QByteArray>("product", "before", "conversation");
+    // The first is a move that ends before anyone looks.
+    const QByteArray moved("03 03 0A00 FF");
+    row("by an arrival", "TB60LV", moved,
+        "0C > 0D, 01 00 64 00 > 7F, 01 02 64 00 > 7F, 04 00 0000 FF > 6F, 04 02 6400 FF > 7F,"
+        "04 05 6400 FF > 7F, 11 01 00 0000 > 6F, 11 01 01 0000 > 7F, 11 02 00 1027 > 7F, 12 01 > 7F,"
+        "15 01 01 0000 > 7F, 1F 00 > 7F, 02 FF > 7F, 05 > 7F, 06 00 0000 00 > 7F");
+    row("by an arrival, in a product's answer", "MARLO", moved,
+        "11 02 00 1027 > 7F, 01 00 48 00 > 7F, 04 02 6400 FF > 7F");
+    row("by an arrival, in a legacy answer", "TB20", moved, "54 03 0000 > 7F, 5B 00 00 00 > 7F");
+    row("by a status", "TB60LV", "05",
+        "03 00 0000 FF > 7F, 03 01 0000 FF > 7F, 04 02 6400 FF > 7F, 04 03 6400 FF > 7F, 01 01 64 00 > 7F,"
+        "02 FF > 7F, 06 00 0000 05 > 7F");
+    row("by a refusal", "TB60LV", "16 01 05", "03 00 0000 FF > 6F, 04 02 6400 FF > 6F, 05 > 6F");
+    row("by a product's refusal", "MARLO", "16 01 05", "01 00 48 00 > 6F, 04 02 6400 FF > 6F");
+    row("by a release", "MARLO", "06 00 0000 05", "06 05 0000 05 > 7F, 1F 00 > 7F, 1F 17 > 7F");
+    row("by a legacy refusal, or lock", "TB20", "5B 02 00 05", "54 01 0000 > 6F, 5B 00 00 05 > 7F");
+    row("by what all nodes tell", "NODE", "40",
+        "55 41414141414141414141414141414141 > 7F, 56 01 05 FF 0000 FF FF > 7F, 56 FF 05 FF 0000 FF 01 > 7F,"
+        "56 01 05 FF 0000 FF 01 > 7F");
+}
+
+// Whoever hears of a change may destroy the node, which has answered by then. So may whoever asks the motor
+// itself.
+void tst_Products::slotsMayDestroy()
+{
+    QFETCH(QByteArray, product);
+    QFETCH(QByteArray, before);
+    QFETCH(QByteArray, conversation);
+    using M = KVRMotorDevice;
+    const auto answerAfter = [&](const std::function<void(M &)> &act) {
+        CatchingBus bus;
+        const QPointer<KVRDevice> node = Products[product].make(&bus);
+        auto *motor = qobject_cast<KVRMotorDevice *>(node);
+        if (motor) {
+            motor->setLimits(0, 10000);
+            motor->setTimeScale(10000);
+        }
+        node->dispatch(frame(before, Addr));
+        QTest::qSleep(3);
+        bus.frames.clear();
+        const auto destroy = [&node] { delete node; };
+        connect(node, &KVRDevice::nodeLabelChanged, destroy);
+        connect(node, &KVRDevice::networkConfigChanged, destroy);
+        connect(node, &KVRDevice::uploadRequest, destroy);
+        if (motor)
+            connect(motor, &KVRMotorDevice::statusChanged, destroy);
+        act(static_cast<M &>(*node));
+        const bool isLeft = node;
+        delete node;
+        return isLeft ? QByteArray("it was left") : text(BusMessage(bus.frames.value(0))).left(2);
+    };
+    for (const QByteArray &exchange : conversation.split(',')) {
+        const VOXMessage request = frame(exchange.split('>')[0], Addr, VOXMessage::AckFlag);
+        const QByteArray answer = answerAfter([&](M &m) { m.dispatch(request); });
+        QVERIFY2(exchange.endsWith("> " + answer), exchange + ", but: " + answer);
+    }
+    const std::function<void(M &)> looks[] = {
+        [](M &m) { m.position(); },           [](M &m) { m.angle(); },        [](M &m) { m.isMoving(); },
+        [](M &m) { m.isMovingUp(); },         [](M &m) { m.isMovingDown(); }, [](M &m) { m.restAt(7); },
+        [](M &m) { m.setPositionPulses(10); }};
+    for (const auto &look : looks)
+        QCOMPARE(before.startsWith("03") ? answerAfter(look) : QByteArray(), QByteArray());
 }
 
 void tst_Products::legacyTargets()
@@ -211,6 +346,11 @@ void tst_Products::legacyTargets()
         targets += QByteArray::number(net.motor().targetPos());
     }
     QCOMPARE(targets.join(' '), QByteArray("10000 0 700 8961 5019"));
+    net.say("54 03 0000");
+    QCOMPARE(net.motor().startPos(), net.motor().targetPos());
+    // Here alone the index counts from 1.
+    net.say("5B 04 03 00");
+    QCOMPARE(int(net.motor().targetPos()), 700);
 }
 
 void tst_Products::counters()
@@ -218,11 +358,25 @@ void tst_Products::counters()
     Net net("TB60LV");
     MotorDiagnostic counters;
     counters.setTotalMoveCount(0x01234567);
-    counters.setThermalCount(1);
-    counters.setPostThermalMove(2);
+    counters.setTotalRevCount(0x89abcdef);
+    counters.setThermalCount(0x0102);
+    counters.setPostThermalMove(3);
+    counters.setObstacleCount(4);
+    counters.setPostObstacleMove(5);
+    counters.setPowerCount(6);
+    counters.setResetCount(0x0708);
+    MotorDiagnostic same = counters;
+    same.setResetCount(0x0708);
     net.motor().setMotorDiagnostic(counters);
-    QCOMPARE(net.holds("B0 > C0 674523 00, B2 > C2 0100 0200, B3 > C3 0000 0000, B4 > C4 0000"),
+    net.motor().setMotorDiagnostic(same);
+    QCOMPARE(net.motor().getMotorDiagnostic().constData(), counters.constData());
+    QCOMPARE(net.holds("B0 > C0 674523 00, B1 > C1 EFCDAB 00, B2 > C2 0201 0300, B3 > C3 0400 0500, B4 > C4 "
+                       "0600, B5 > C5 0807"),
              QByteArray());
+    Net other("MARLO");
+    counters.setEncoderErrCount(9);
+    other.motor().setMotorDiagnostic(counters);
+    QCOMPARE(other.holds("B6 > C6 0900"), QByteArray());
 }
 
 void tst_Products::mirroring()
@@ -239,115 +393,16 @@ void tst_Products::mirroring()
     QVERIFY(!net.motor().isMoving() && net.motor().status().state == KVRMotor::STATE_STOPPED);
     // Without a change, the factory's direction does not even show in the status.
     QCOMPARE(net.holds("12 00 > 7F, 02 FF > 7F, 1F 12 > 7F, 0E > 0F 00 00 01 01"), QByteArray());
-}
+    // All goes back: the direction first, about limits that are still there.
+    net.motor().restAt(100);
+    QCOMPARE(net.holds("12 01 > 7F, 1F 00 > 7F, 21 > 31 FFFF FFFF"), QByteArray());
+    QCOMPARE(int(net.motor().positionPulses()), 100);
 
-// Each operation of the proxies ends with its own reply, an acknowledgement or a refusal. To what the last
-// four ask, with zeros, no product has an answer.
-void tst_Products::hostsReachEveryCommand()
-{
-    QMap<QString, bool> isAnswered;
-    for (const QByteArray &product : Products + QByteArrayList{"HRMV2"}) {
-        Net net(product);
-        KVRMotorProxy proxy(net.node->addr(true), &net.host);
-        for (const QString &name : Operation::names()) {
-            QStringList line = {name};
-            Operation operation;
-            QString problem;
-            while (!Operation::find(name, line.size() - 1, &operation, &problem))
-                line += "0";
-            const BusPendingCall call = finished(line, proxy);
-            QVERIFY2(call.isFinished() && !call.isError(), qPrintable(name));
-            const QString answer = VOX::toString(VOXMessage(call.reply()).cmd()).remove('_');
-            const QString own = QString(name).replace(QRegularExpression("^(diag)?([gG]et|send)"), "\\1post");
-            QVERIFY2(answer == own.toUpper() || answer == "NACK" || (own == name && answer == "ACK")
-                         || name == "setNodeDiscovery",
-                     qPrintable(product + ": " + name + " got " + answer));
-            if (own != name)
-                isAnswered[name] = isAnswered[name] || answer != "NACK";
-        }
-    }
-    QCOMPARE(isAnswered.keys(false),
-             QList<QString>({"getDCTLock", "getMotorIP", "getMotorTiltingSpeed", "getTiltLimits"}));
-}
-
-void tst_Products::whatIsSetIsRead_data()
-{
-    using P = KVRMotorProxy;
-    const auto row = columns<QString, Decoder, QByteArray>("get", "decode", "answers");
-    // For TB20, QM75, MARLO, TB60LV: whether it is set, and then what is read.
-    row("setAppMode CURTAIN", "getAppMode", decoder(&P::getAppModeReply), "--|-0|+2|-0");
-    row("setMotorLimits LIMIT_PULSES LIMIT_DOWN 8000", "getMotorLimits", decoder(&P::getMotorLimitsReply),
-        "+1F40 0|+1F40 0|+1F40 0|+1F40 0");
-    row("setMotorLimits LIMIT_SHIFT_UP LIMIT_UP 500", "getMotorLimits", decoder(&P::getMotorLimitsReply),
-        "+2904 0|+2904 0|-2710 0|+2904 0");
-    row("setMotorDirection TURN_REVERSED", "getMotorDirection", decoder(&P::getMotorDirectionReply),
-        "+1|+1|+1|+1");
-    row("setMotorRollingSpeed 24 25 12", "getMotorRollingSpeed", decoder(&P::getMotorRollingSpeedReply),
-        "+18 18 C|--|-69 69 69|+18 19 C");
-    row("setMotorRollingSpeed 122 0 0", "getMotorRollingSpeed", decoder(&P::getMotorRollingSpeedReply),
-        "-1C 1C 10|--|+7A 7A 7A|-19 19 F");
-    row("setMotorIP IP_PERCENT 16 75", "getMotorIP 16", decoder(&P::getMotorIPReply),
-        "+10 1D4C 4B|+10 1D4C 4B|+10 1D4C 4B|+10 1D4C 4B");
-    row("setNetworkLock true 9", "getNetworkLock", decoder(&P::getNetworkLockReply),
-        "--|+1 9 10000|+1 9 10000|+1 9 10000");
-    row("ctrlNetworkLock LOCK_HERE 0 7", "getNetworkLock", decoder(&P::getNetworkLockReply),
-        "--|-0 0 0|+1 7 10000|+1 7 10000");
-    row("setDCTLock true 1 8", "getDCTLock 1", decoder(&P::getDCTLockReply),
-        "+1 8 10000|--|+1 8 10000|+1 8 10000");
-    row("setMotorSoftStartStop SOFT_STOP RAMP_VALUE 9", "getMotorSoftStartStop",
-        decoder(&P::getMotorSoftStartStopReply), "--|--|--|+0 96 0 9");
-    row("setTorqueLimitation TORQUE_LEVEL 1", "getTorqueLimitation", decoder(&P::getTorqueLimitationReply),
-        "--|--|--|+1 1");
-    row("setFactoryDefault FACTORY_ALL", "getFactoryDefault FACTORY_ALL", decoder(&P::getFactoryDefaultReply),
-        "+1 0|+1 0|+1 0|+1 0");
-    row("ctrlMoveTo MOVETO_PERCENT 0", "getMotorPosition", decoder(&P::getMotorPositionReply),
-        "+0 0 FF FF|+0 0 FF FF|+0 0 0 FF|+0 0 FF FF");
-}
-
-void tst_Products::whatIsSetIsRead()
-{
-    QFETCH(QString, get);
-    QFETCH(Decoder, decode);
-    QFETCH(QByteArray, answers);
-    const QString set = QTest::currentDataTag();
-    QByteArrayList actual;
-    for (const QByteArray &product : Products) {
-        Net net(product);
-        QVERIFY(net.motor().setLimits(0, 10000));
-        KVRMotorProxy proxy(net.node->addr(true), &net.host);
-        const QByteArray result = text(finished(set.split(' '), proxy).reply()) == "7F" ? "+" : "-";
-        const BusMessage reply = finished(get.split(' '), proxy).reply();
-        actual += result + (text(reply).startsWith("6F") ? QByteArray("-") : decode(reply).second);
-    }
-    QCOMPARE(actual.join('|'), answers);
-}
-
-namespace {
-/// A bus that keeps what a node answers.
-struct CatchingBus : VOXUdpBus
-{
-    using VOXUdpBus::VOXUdpBus;
-    int write(const QByteArray &frame) override
-    {
-        frames.append(frame);
-        return 0;
-    }
-    QByteArrayList frames;
-};
-
-/// Where a motor stands and what it is doing, besides its settings.
-QJsonObject stateOf(KVRDevice &node)
-{
-    QJsonObject state = settingsOf(node);
-    if (auto *motor = qobject_cast<KVRMotorDevice *>(&node)) {
-        const KVRMotor::Status &status = motor->status();
-        state["motion"] = motor->targetPos();
-        // A refusal because of a lock shows in the status.
-        if (status.state != KVRMotor::STATE_LOCKED)
-            state["status"] = QString("%1 %2 %3").arg(status.state).arg(status.source).arg(status.cause);
-    }
-    return state;
-}
+    Net curtain("MARLO");
+    QCOMPARE(curtain.holds(Limits + "03 00 0000 FF > 7F"), QByteArray());
+    QTRY_VERIFY(curtain.motor().isMoving());
+    QVERIFY2(curtain.motor().angle() == 255 && curtain.say("0C").mid(12, 2) == "FF", "no tilt in motion");
+    QCOMPARE(curtain.holds("11 04 00 6400 > 6F 26"), QByteArray());
 }
 
 void tst_Products::badInput_data()
@@ -356,7 +411,7 @@ void tst_Products::badInput_data()
     row("HRMV2", "HRMV2", "40");
     const QByteArray locked(
         "11 02 00 1027,11 02 01 0000,15 02 01 6400,12 01,16 01 05,5B 00 00 05,17 01 01 05");
-    for (const QByteArray &product : Products) {
+    for (const QByteArray product : {"TB20", "QM75", "MARLO", "TB60LV"}) {
         row(product, product, "40");
         row(product + ", set up and locked", product, locked);
     }
@@ -369,12 +424,14 @@ void tst_Products::badInput()
     QFETCH(QByteArray, product);
     QFETCH(QByteArray, setUp);
     const WarningLog quiet;
-    CatchingBus bus(QHostAddress::LocalHost, 0);
-    const std::unique_ptr<KVRDevice> node(makeNode(product, &bus));
+    CatchingBus bus;
+    const std::unique_ptr<KVRDevice> node(Products[product].make(&bus));
     node->dispatch(VOXMessage());
+    node->dispatch(BusMessage(frame("40", node->addr(true), VOXMessage::AckFlag).data().left(10)));
+    QCOMPARE(bus.frames, QByteArrayList());
     for (const QByteArray &request : setUp.split(','))
         node->dispatch(frame(request, node->addr(true), VOXMessage::AckFlag));
-    QJsonObject state = stateOf(*node);
+    QJsonObject state = settingsOf(*node);
     unsigned char sequence = 0;
     const auto feed = [&](int cmd, int size, int first, int second) {
         VOXMessage request(static_cast<unsigned char>(size | (++sequence % 4 ? VOXMessage::AckFlag : 0)));
@@ -401,13 +458,13 @@ void tst_Products::badInput()
         if (motor && isDone)
             motor->restAt(2000);
         const bool mayChange = isDone || KVR::toString(KVR::Cmd(cmd)).startsWith("SET") || cmd <= 6;
-        const QJsonObject now = mayChange ? stateOf(*node) : state;
+        const QJsonObject now = mayChange ? settingsOf(*node) : state;
         const bool isSame = now == state;
         state = now;
         return isSame || isDone ? QByteArray() : "changed by a refusal: " + request.data().toHex();
     };
     for (int cmd = 1; cmd <= 0xFF; ++cmd) {
-        for (int size = 11; size <= 31; ++size) {
+        for (const int size : {11, 12, 13, 14, 15, 16, 17, 18, 26, 27, 31}) {
             for (const int value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 127, 128, 254, 255})
                 QCOMPARE(feed(cmd, size, value, value & 1), QByteArray());
         }
