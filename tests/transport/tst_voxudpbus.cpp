@@ -1,7 +1,7 @@
+#include "support/columns.h"
 #include "support/receivers.h"
+#include "support/timers.h"
 #include "support/watching.h"
-
-#include <QtTest>
 
 /// Frames over datagrams, put together per sender.
 class tst_VOXUdpBus : public QObject
@@ -9,9 +9,12 @@ class tst_VOXUdpBus : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void theLocalSide();
+    void onlyThePeerIsHeard_data();
     void onlyThePeerIsHeard();
     void sendersAreKeptApart();
     void echoesAreIgnoredOnce();
+    void echoesAreForgotten();
     void aFloodIsBounded();
     void socketErrors();
 };
@@ -21,19 +24,54 @@ const QHostAddress Loopback(QHostAddress::LocalHost);
 const QHostAddress Everyone(QHostAddress::Broadcast);
 }
 
+void tst_VOXUdpBus::theLocalSide()
+{
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 0, QUdpSocket::DontShareAddress));
+    const unsigned short port = other.localPort();
+    const WarningLog log;
+    VOXUdpBus bus(Loopback, port);
+    QSignalSpy changes(&bus, &VOXBus::openChanged);
+    QVERIFY(!bus.isOpen() && bus.open() && !bus.isOpen() && changes.isEmpty());
+    const QString text("[VOXUdpBus]: failed to bind socket The bound address is already in use");
+    QCOMPARE(log.texts(), (QStringList{text, text}));
+    other.close();
+    QVERIFY(bus.open() && bus.isOpen() && changes.size() == 1);
+    const VOXUdpBus another(Loopback, 1, Loopback, port);
+    QVERIFY2(another.isOpen(), "the port is not shared");
+    const auto &socket = static_cast<const QUdpSocket &>(*bus.device());
+    QVERIFY(socket.localAddress() == QHostAddress(QHostAddress::AnyIPv4) && socket.localPort() == port);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    QVERIFY(QMetaType::type("QHostAddress") != QMetaType::UnknownType);
+#endif
+}
+
+void tst_VOXUdpBus::onlyThePeerIsHeard_data()
+{
+    const auto row = columns<QString, bool>("address", "hasPortOfPeer");
+    row("on another port", "127.0.0.1", false);
+    row("at another address", "127.0.0.2", true);
+}
+
 void tst_VOXUdpBus::onlyThePeerIsHeard()
 {
+    QFETCH(QString, address);
+    QFETCH(bool, hasPortOfPeer);
     Receiver receiver = udpReceiver();
+    auto &bus = static_cast<VOXUdpBus &>(*receiver.bus);
     QUdpSocket stranger;
-    stranger.bind(Loopback, 0);
-    const auto send = [&] { stranger.writeDatagram(line(first), Loopback, portOf(*receiver.bus)); };
+    QVERIFY(stranger.bind(QHostAddress(address), hasPortOfPeer ? bus.destPort() : 0));
+    const auto send = [&] { stranger.writeDatagram(line(first), Loopback, portOf(bus)); };
+    const WarningLog log(QtDebugMsg);
     send();
     receiver.feed(line(second));
     QTRY_COMPARE(receiver.frames, QByteArrayList{second.data()});
-    static_cast<VOXUdpBus &>(*receiver.bus).setDest(Loopback, stranger.localPort());
+    bus.setDest(QHostAddress(address), stranger.localPort());
     receiver.feed(line(second));
     send();
     QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+    const QString text("[VOXUdpBus]: frame is not for us (%1!=%2)");
+    QCOMPARE(log.texts(), (QStringList{text.arg(address, "127.0.0.1"), text.arg("127.0.0.1", address)}));
 }
 
 void tst_VOXUdpBus::sendersAreKeptApart()
@@ -54,6 +92,7 @@ void tst_VOXUdpBus::sendersAreKeptApart()
     send(0, 11, line(first).left(5));
     send(1, 11, line(first).mid(5));
     QTRY_COMPARE(receiver.frames.size(), 20);
+    QVERIFY2(timersOf(*receiver.bus).isEmpty(), "who has been forgotten has left a timer");
     send(0, 1, line(first).mid(5));
     send(1, 2, line(second));
     QTRY_COMPARE(receiver.frames.size(), 21);
@@ -63,12 +102,29 @@ void tst_VOXUdpBus::sendersAreKeptApart()
 void tst_VOXUdpBus::echoesAreIgnoredOnce()
 {
     Receiver receiver = udpReceiver(Everyone);
-    QVERIFY2(receiver.bus->write(first.data()) == 0, "nobody may send to the broadcast address here");
+    for (int sent = 0; sent < 2; ++sent)
+        QVERIFY2(receiver.bus->write(first.data()) == 0, "nobody may send to the broadcast address here");
+    for (const VOXMessage &message : {first, first, second, first})
+        receiver.feed(line(message));
+    QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+}
+
+// By 256 newer ones, and by close(); and what could not be sent has none.
+void tst_VOXUdpBus::echoesAreForgotten()
+{
+    Receiver receiver = udpReceiver(Everyone);
+    receiver.bus->write(first.data());
+    for (int sent = 0; sent < 256; ++sent)
+        receiver.bus->write(second.data());
+    receiver.feed(line(first) + line(first));
+    QTRY_COMPARE(receiver.frames, (QByteArrayList{first.data(), first.data()}));
+    receiver.bus->close();
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[VOXUdpBus\\]: socket error: "));
+    QCOMPARE(receiver.bus->write(first.data()), -2);
+    QVERIFY(receiver.bus->open());
     receiver.feed(line(first));
     receiver.feed(line(second));
-    QTRY_COMPARE(receiver.frames, QByteArrayList{second.data()});
-    receiver.feed(line(first));
-    QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+    QTRY_COMPARE(receiver.frames.mid(2), (QByteArrayList{first.data(), second.data()}));
 }
 
 void tst_VOXUdpBus::aFloodIsBounded()
@@ -81,7 +137,8 @@ void tst_VOXUdpBus::aFloodIsBounded()
         while (receiver.bus->hasInput())
             receiver.bus->processData();
     }
-    QCOMPARE(log.texts().filter("overflowing").size(), 1);
+    const QString sender = "127.0.0.1:" + QString::number(static_cast<VOXUdpBus &>(*receiver.bus).destPort());
+    QCOMPARE(log.texts(), QStringList("[VOXUdpBus]: buffer of " + sender + " overflowing"));
     receiver.bus->close();
     QVERIFY(receiver.bus->open());
     receiver.feed(line(first));
