@@ -15,7 +15,6 @@ class tst_VOXBus : public QObject
 
 private Q_SLOTS:
     void opening();
-    void framesAreLogged();
     void portSettings();
     void serialPorts();
 };
@@ -31,6 +30,9 @@ void tst_VOXBus::opening()
     device->refusesToOpen = false;
     QVERIFY(bus.open() && bus.property("isOpen").toBool());
     QCOMPARE(changes, QList<QVariantList>{{true}});
+    const WarningLog log(QtDebugMsg);
+    device->feed(line(first));
+    QCOMPARE(log.texts(), QStringList("[VOXBus]: Frame : 020CF0000001563412FF075C"));
     device->refusesToWrite = true;
     QCOMPARE(bus.write(first.data()), -2);
     QVERIFY(!bus.setBaudRate(VOXBus::BAUD_9600));
@@ -39,14 +41,6 @@ void tst_VOXBus::opening()
     VOXBus nothing(static_cast<QIODevice *>(nullptr));
     QVERIFY(!nothing.open() && !nothing.isOpen() && !nothing.processData());
     QCOMPARE(nothing.write(first.data()), -2);
-}
-
-void tst_VOXBus::framesAreLogged()
-{
-    const WarningLog log(QtDebugMsg);
-    const Receiver receiver = serialReceiver();
-    receiver.feed(line(first));
-    QCOMPARE(log.texts(), QStringList("[VOXBus]: Frame : 020CF0000001563412FF075C"));
 }
 
 void tst_VOXBus::portSettings()
@@ -92,11 +86,8 @@ void tst_VOXBus::serialPorts()
         return call.waitForFinished() && text(call.reply()) == hex("0F 00 00 00 00");
     };
     QVERIFY(bus.open() && isAnswered());
-    QVERIFY(bus.setBaudRate(VOXBus::BAUD_9600));
     bus.close();
-    QVERIFY(bus.open());
-    QCOMPARE(bus.findChild<QSerialPort *>()->baudRate(), 4800);
-    QVERIFY(isAnswered());
+    QVERIFY(bus.open() && isAnswered());
 
     // While nothing is written, and while something is.
     QSignalSpy changes(&bus, &VOXBus::openChanged);
