@@ -74,6 +74,9 @@ void tst_VOXUdpBus::sendersAreKeptApart()
     QUdpSocket senders[11];
     for (QUdpSocket &sender : senders)
         sender.bind(Loopback, 0);
+    // One differs by its address alone.
+    senders[9].close();
+    QVERIFY(senders[9].bind(QHostAddress("127.0.0.2"), senders[8].localPort()));
     const auto send = [&](int from, int to, const QByteArray &bytes) {
         for (int i = from; i < to; ++i)
             senders[i].writeDatagram(bytes, Loopback, portOf(*receiver.bus));
