@@ -3,6 +3,7 @@
 #include "framework/buspendingcallwatcher.h"
 #include "support/columns.h"
 #include "support/recordingbus.h"
+#include "support/timers.h"
 
 #include <QAbstractEventDispatcher>
 #include <QThread>
@@ -33,6 +34,7 @@ private Q_SLOTS:
     void waitingHasLimits();
     void waitingInsideADeliveryGetsInput();
     void waitingInsideAWrite();
+    void inputWhenTheTimeIsOver();
     void repliesComeFromAnyThread();
     void lastHandleMayGoOnAnotherThread();
 };
@@ -328,6 +330,7 @@ void tst_BusPendingCall::waitingHasLimits()
 {
     World world;
     world.call = world.object.call(world.message);
+    QVERIFY(!world.call.waitForFinished(0));
     // However much comes, and without a timer that goes on.
     world.bus->input.append(answer("71"));
     connect(&world.bus->dispatcher(), &BusDispatcher::unhandled, this,
@@ -379,6 +382,35 @@ void tst_BusPendingCall::waitingInsideAWrite()
     QCOMPARE(world.call.error(), Call::Canceled);
 }
 
+void tst_BusPendingCall::inputWhenTheTimeIsOver()
+{
+    // What the bus has read, and looks at in a pass that it has queued, still counts.
+    World queued;
+    queued.call = queued.object.call(queued.message);
+    QMetaObject::invokeMethod(
+        queued.bus.get(), [&] { queued.hear("60"); }, Qt::QueuedConnection);
+    expire(dataOf(queued.call));
+    QCOMPARE(text(queued.call.reply()), hex("60"));
+
+    // Who hears of a frame then may wait for this call; and noise may never end.
+    World world;
+    QElapsedTimer clock;
+    clock.start();
+    connect(&world.bus->dispatcher(), &BusDispatcher::unhandled, this, [&](const BusMessage &message) {
+        if (message.data().at(0) == 0x72)
+            QVERIFY(world.call.waitForFinished(4000));
+        else if (!clock.hasExpired(4000))
+            world.bus->input.append(message.data());
+    });
+    for (const char *frame : {"71", "72"}) {
+        world.call = world.object.call(world.message);
+        world.bus->input = {answer(frame)};
+        expire(dataOf(world.call));
+        QCOMPARE(world.call.error(), Call::Timeout);
+    }
+    QVERIFY2(!clock.hasExpired(4000), "the noise had to end first");
+}
+
 void tst_BusPendingCall::repliesComeFromAnyThread()
 {
     World world;
@@ -397,17 +429,11 @@ void tst_BusPendingCall::repliesComeFromAnyThread()
 
 void tst_BusPendingCall::lastHandleMayGoOnAnotherThread()
 {
-    struct Handle : BusPendingCall
-    {
-        using BusPendingCall::operator=;
-        QObject *data() const { return d.get(); }
-    };
     World world;
-    auto handle = std::make_unique<Handle>();
-    *handle = world.object.call(world.message);
+    auto handle = std::make_unique<BusPendingCall>(world.object.call(world.message));
     QThread *destroyer = nullptr;
     const auto keep = [&] { destroyer = QThread::currentThread(); };
-    connect(handle->data(), &QObject::destroyed, this, keep, Qt::DirectConnection);
+    connect(&dataOf(*handle), &QObject::destroyed, this, keep, Qt::DirectConnection);
     world.hear("60");
     QCoreApplication::processEvents();
     QVERIFY(!destroyer);

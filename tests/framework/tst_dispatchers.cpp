@@ -1,19 +1,19 @@
 #include "framework/busobject.h"
 #include "support/columns.h"
 #include "support/recordingbus.h"
+#include "support/timers.h"
 #include "support/watching.h"
 
 #include <map>
 #include <memory>
-#include <QAbstractEventDispatcher>
 
 /// What goes out when, told as small plays.
 ///
 /// A play is a row of steps. With a command in hexadecimal: q a query, o an order that expects no answer, b
 /// an order to all, B a query to all, r an answer of a node on this side, < a frame that comes, x a canceled
 /// call. Without: w the device has written, W it has to, W! it does so at once, f the next write fails, A
-/// queries are answered from inside the write, ~ the collecting calls have ended. With a decimal number: T
-/// time-out, D bus-free delay, L latency in microseconds, R line rate.
+/// queries are answered from inside the write, ~ the collecting calls have ended, C the bus closes, O it
+/// opens. With a decimal number: T time-out, D bus-free delay, L latency in microseconds, R line rate.
 class tst_Dispatchers : public QObject
 {
     Q_OBJECT
@@ -58,6 +58,8 @@ public:
             {'f', [&] { fails = true; }},
             {'A', [&] { answers = true; }},
             {'~', [&] { QVERIFY(waitFor([this] { return collecting == 0; })); }},
+            {'C', [&] { bus->close(); }},
+            {'O', [&] { bus->open(); }},
             {'T', [&] { timeout = number; }},
             {'D', [&] { delay = static_cast<unsigned char>(number); }},
             {'L', [&] { bus->simple().setNetworkLatency(number); }},
@@ -76,9 +78,14 @@ public:
         return taken.isEmpty() ? "-" : taken;
     }
 
-    auto timers() const { return QAbstractEventDispatcher::instance()->registeredTimers(&bus->dispatcher()); }
+    void playAll(const QByteArray &steps)
+    {
+        for (const QByteArray &step : steps.split(' '))
+            play(step);
+    }
 
     std::unique_ptr<RecordingBus> bus;
+    std::map<int, BusPendingCall> calls;
     std::map<QByteArray, double> times;
     int deepest = 0;
 
@@ -129,7 +136,6 @@ private:
     }
 
     BusObject object;
-    std::map<int, BusPendingCall> calls;
     QByteArrayList writes, others;
     QElapsedTimer clock;
     unsigned int timeout = 5000;
@@ -170,6 +176,9 @@ void tst_Dispatchers::order_data()
     row("an early report of writing does not count", "W w o50 o51 w w", "-, -, 50 50=0, -, 51 51=0, -");
     row("a report from inside the write counts", "W! o50 o51 q40 <60", "-, 50 50=0, 51 51=0, 40, 40=1");
     row("nobody waits for what was not written", "W f o50 o51 w", "-, -, 50!3, 51 51=0, -");
+    row("closing drops answers that wait", "W r71 r72 C O r73 w", "-, 71, -, -, -, 73, -");
+    row("closing ends calls that wait", "q40 q41 C O q42 <62", "40, -, 40!1 41!1, -, 42, 42=1");
+    row("an answer on a closed bus is dropped", "C r71 O o50", "-, -, -, 50 50=0");
 }
 
 void tst_Dispatchers::order()
@@ -180,11 +189,11 @@ void tst_Dispatchers::order()
     for (const QByteArray &step : steps.split(' ')) {
         stage.play(step);
         seen.append(stage.takeNotes());
-        QVERIFY2(stage.timers().size() <= 1, "more than one timer");
+        QVERIFY2(timersOf(stage.bus->dispatcher()).size() <= 1, "more than one timer");
     }
     QTEST(seen.join(", "), "events");
     QVERIFY2(stage.deepest < 2, "one write inside the other");
-    QVERIFY2(stage.timers().isEmpty(), "an idle bus has a timer");
+    QVERIFY2(timersOf(stage.bus->dispatcher()).isEmpty(), "an idle bus has a timer");
 }
 
 void tst_Dispatchers::pace_data()
@@ -201,8 +210,13 @@ void tst_Dispatchers::pace_data()
     row("frames of others keep the line for 5", 4800, "<71 o50", "<71 50", 5, 5);
     row("frames of others do not free the line", 4800, "o50 o51 <71", "50 51", 36, 36);
     row("what was not written does not hold the line", 4800, "f o50 o51", "50!3 51", -10, 10);
-    row("a time-out starts after frame and latency", 4800, "L1500 T20 q40", "40 40!2", 48, 48);
-    row("the latency is rounded up", 0, "L1001 T20 q40", "40 40!2", 22, 22);
+    // These are read from its timer, to the millisecond.
+    row("a time-out starts after the frame", 4800, "q40", "timeout", 5026, 5026);
+    row("at the rate that was set", 4800, "R1200 q40", "timeout", 5101, 5101);
+    row("at once without pacing", 4800, "R0 q40", "timeout", 5000, 5000);
+    row("after the latency, which is rounded up", 0, "L1001 q40", "timeout", 5002, 5002);
+    row("after a whole millisecond of it", 0, "L1000 q40", "timeout", 5001, 5001);
+    row("after both", 4800, "L1500 B40", "timeout", 68, 68);
     row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41 41!2", 20, 20);
     row("nobody waits longer than the call for the device", 0, "W T40 q40 <60 o50", "40 50", 2, 40);
 }
@@ -214,12 +228,16 @@ void tst_Dispatchers::pace()
     QFETCH(QByteArray, span);
     QFETCH(int, least);
     QFETCH(int, most);
+    if (span == "timeout") {
+        Stage stage(rate);
+        stage.playAll(steps);
+        QCOMPARE(intervalsOf(dataOf(stage.calls.at(0x40))), QList<int>{least});
+        return;
+    }
     const auto run = [&] {
         Stage stage(rate);
-        for (const QByteArray &step : steps.split(' '))
-            stage.play(step);
-        for (const auto &timer : stage.timers())
-            [&] { QCOMPARE(timer.timerType, Qt::PreciseTimer); }();
+        stage.playAll(steps);
+        [&] { QVERIFY2(!intervalsOf(stage.bus->dispatcher()).contains(-1), "a coarse timer"); }();
         const QByteArray from = span.split(' ').at(0);
         const QByteArray to = span.split(' ').at(1);
         return waitFor([&] { return stage.times.count(to) > 0; }) ? stage.times[to] - stage.times[from] : 1e6;

@@ -6,30 +6,36 @@
 
 #include <functional>
 
-/// Keeps the warnings of its scope, which are not printed meanwhile. One at a time.
+/// Keeps the warnings of its scope, or the messages of another kind; nothing is printed meanwhile. One at a
+/// time.
 class WarningLog
 {
 public:
-    WarningLog() { s_warnings.clear(); }
+    explicit WarningLog(QtMsgType kind = QtWarningMsg)
+    {
+        s_kind = kind;
+        s_texts.clear();
+    }
     ~WarningLog() { qInstallMessageHandler(m_previous); }
     Q_DISABLE_COPY_MOVE(WarningLog)
 
     QStringList texts() const
     {
         const QMutexLocker locker(&s_mutex);
-        return s_warnings;
+        return s_texts;
     }
 
 private:
     static void keep(QtMsgType type, const QMessageLogContext &, const QString &text)
     {
         const QMutexLocker locker(&s_mutex);
-        if (type == QtWarningMsg)
-            s_warnings.append(text);
+        if (type == s_kind)
+            s_texts.append(text);
     }
 
     static inline QMutex s_mutex;
-    static inline QStringList s_warnings;
+    static inline QtMsgType s_kind = QtWarningMsg;
+    static inline QStringList s_texts;
     const QtMessageHandler m_previous = qInstallMessageHandler(keep);
 };
 

@@ -17,12 +17,15 @@ public:
     void dispatch(const VOXMessage &msg) override
     {
         heard.append(msg);
+        source = sender();
         // It may be the end of this station.
         if (const std::function<void()> reaction = react)
             reaction();
     }
 
     QList<VOXMessage> heard;
+    /// What has brought the last one.
+    QPointer<QObject> source;
     std::function<void()> react;
 };
 

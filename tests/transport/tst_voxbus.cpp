@@ -2,6 +2,8 @@
 #include "proxies/kvrmotorproxy.h"
 #include "support/ptyport.h"
 #include "support/receivers.h"
+#include "support/recordingbus.h"
+#include "support/timers.h"
 #include "support/watching.h"
 
 #include <QtTest>
@@ -13,7 +15,7 @@ class tst_VOXBus : public QObject
 
 private Q_SLOTS:
     void opening();
-    void aStallThatGoesOn();
+    void portSettings();
     void serialPorts();
 };
 
@@ -28,6 +30,9 @@ void tst_VOXBus::opening()
     device->refusesToOpen = false;
     QVERIFY(bus.open() && bus.property("isOpen").toBool());
     QCOMPARE(changes, QList<QVariantList>{{true}});
+    const WarningLog log(QtDebugMsg);
+    device->feed(line(first));
+    QCOMPARE(log.texts(), QStringList("[VOXBus]: Frame : 020CF0000001563412FF075C"));
     device->refusesToWrite = true;
     QCOMPARE(bus.write(first.data()), -2);
     QVERIFY(!bus.setBaudRate(VOXBus::BAUD_9600));
@@ -38,12 +43,33 @@ void tst_VOXBus::opening()
     QCOMPARE(nothing.write(first.data()), -2);
 }
 
-void tst_VOXBus::aStallThatGoesOn()
+void tst_VOXBus::portSettings()
 {
-    auto *device = new PipeDevice;
-    const Receiver receiver = serialReceiver(device);
-    device->feed(line(first).left(10));
-    QTRY_COMPARE(device->bytesAvailable(), 9);
+    PipeDevice wire;
+    const PtyPort pty(wire);
+    QVERIFY2(!pty.name.isEmpty(), "no pseudo-terminals on this machine");
+    VOXBus bus(QString("/nowhere"));
+    auto *port = bus.findChild<QSerialPort *>();
+    QSignalSpy changes(&bus, &VOXBus::openChanged);
+    const auto settings = [port] {
+        return QList<int>{port->baudRate(), port->dataBits(), port->parity(), port->stopBits(),
+                          port->flowControl()};
+    };
+    const QList<int> expected = {4800, 8, QSerialPort::OddParity, 1, QSerialPort::NoFlowControl};
+    QVERIFY(!bus.open());
+    QCOMPARE(settings(), expected);
+    QVERIFY(bus.setBaudRate(VOXBus::BAUD_1200));
+    QCOMPARE(port->baudRate(), 1200);
+    port->setPortName(pty.name);
+    QVERIFY(bus.open());
+    QCOMPARE(settings(), expected);
+    QVERIFY(!bus.open() && bus.isOpen());
+    QCOMPARE(changes, (QList<QVariantList>{{true}, {false}}));
+    // The pacing is still at 1200, where 11 bytes of 11 bits take 100.8 ms.
+    BusObject host(&bus, nullptr);
+    const BusPendingCall call = host.call(query(0x40));
+    QCOMPARE(intervalsOf(dataOf(call)), QList<int>{5101});
+    QVERIFY2(port->bytesToWrite() == 0, "it has been written, but not been sent");
 }
 
 void tst_VOXBus::serialPorts()
@@ -60,16 +86,13 @@ void tst_VOXBus::serialPorts()
         return call.waitForFinished() && text(call.reply()) == hex("0F 00 00 00 00");
     };
     QVERIFY(bus.open() && isAnswered());
-    QVERIFY(bus.setBaudRate(VOXBus::BAUD_9600));
     bus.close();
     {
         const WarningLog log;
         QCOMPARE(bus.write(first.data()), -2);
         QCOMPARE(log.texts(), QStringList());
     }
-    QVERIFY(bus.open());
-    QCOMPARE(bus.findChild<QSerialPort *>()->baudRate(), 4800);
-    QVERIFY(isAnswered());
+    QVERIFY(bus.open() && isAnswered());
 
     // While nothing is written, and while something is.
     QSignalSpy changes(&bus, &VOXBus::openChanged);

@@ -13,6 +13,7 @@ private Q_SLOTS:
     void routing_data();
     void routing();
     void registrationsAddUpAndGoAtOnce();
+    void aDeliveryGoesOnWithoutItsDispatcher();
 };
 
 void tst_VOXBusDispatcher::routing_data()
@@ -64,12 +65,17 @@ void tst_VOXBusDispatcher::registrationsAddUpAndGoAtOnce()
         dispatcher.attach(*station);
     QCOMPARE(broadcast->receivers(), 4);
     QCOMPARE(heard(), (QList<int>{2, 2, 1}));
-    dispatcher.detach(last);
     dispatcher.detach(node);
     QCOMPARE(heard(), (QList<int>{0, 0, 1}));
-    dispatcher.groupDetach(node, 7);
+    // With its last node a watch goes, but not before a delivery is over, and never the one for everyone.
+    node.react = [&] {
+        dispatcher.groupDetach(node, 7);
+        QVERIFY(node.source);
+    };
+    QCOMPARE(heard(), (QList<int>{0, 0, 1}));
+    QVERIFY(!node.source);
     dispatcher.groupDetach(node, 8);
-    // The watch for everyone stays when its last node goes.
+    dispatcher.detach(last);
     QCOMPARE(dispatcher.findChild<VOXBusWatch *>(), broadcast);
     dispatcher.attach(node);
     QCOMPARE(heard(), (QList<int>{1, 1, 0}));
@@ -87,6 +93,21 @@ void tst_VOXBusDispatcher::registrationsAddUpAndGoAtOnce()
     comeAndGo();
     QVERIFY2(inUse() - before < 50000, qPrintable(QString::number(inUse() - before)));
     QCOMPARE(heard(), (QList<int>{1, 1, 0}));
+}
+
+void tst_VOXBusDispatcher::aDeliveryGoesOnWithoutItsDispatcher()
+{
+    for (const VOXMessage &message : {frame("05", 1), frame("05", 0xFFFFFF), groupFrame("05", 7)}) {
+        auto dispatcher = std::make_unique<VOXBusDispatcher>();
+        Station one(1, nullptr), two(1, nullptr);
+        for (Station *station : {&one, &two}) {
+            dispatcher->attach(*station);
+            dispatcher->groupAttach(*station, 7);
+        }
+        one.react = [&] { dispatcher.reset(); };
+        dispatcher->dispatch(message);
+        QCOMPARE(two.heard.size(), 1);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_VOXBusDispatcher)

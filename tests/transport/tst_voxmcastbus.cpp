@@ -1,6 +1,8 @@
 #include "framework/busobject.h"
 #include "support/columns.h"
 #include "support/receivers.h"
+#include "support/recordingbus.h"
+#include "support/timers.h"
 #include "support/watching.h"
 #include "transport/voxmcastbus.h"
 
@@ -22,7 +24,9 @@ private Q_SLOTS:
     void badDatagrams();
     void fullListOfSentFrames();
     void aLoopInsideADelivery();
+    void framesAreLogged();
     void closingAndOpening();
+    void anOpenThatFails();
     void withoutARoute();
 };
 
@@ -44,12 +48,13 @@ struct Line
     QByteArray mismatch()
     {
         BusObject(&one.bus, nullptr).reply(first);
+        BusObject(&one.bus, nullptr).reply(first);
         BusObject(&two.bus, nullptr).reply(second);
-        const QByteArrayList both = {first.data(), second.data()};
-        if (!waitFor([&] { return three.frames.size() >= 2; }) || three.frames != both)
+        const QByteArrayList ofOne = {first.data(), first.data()}, ofTwo = {second.data()};
+        if (!waitFor([&] { return three.frames.size() >= 3; }) || three.frames != ofOne + ofTwo)
             return "the third hears " + three.frames.join(' ').toHex();
         // What anybody hears of itself has come by now.
-        if (one.frames != QByteArrayList{second.data()} || two.frames != QByteArrayList{first.data()})
+        if (one.frames != ofTwo || two.frames != ofOne)
             return "the first hears " + one.frames.join(' ').toHex();
         return QByteArray();
     }
@@ -64,19 +69,23 @@ void tst_VOXMCastBus::membersHearEachOther()
     const WarningLog log;
     QCOMPARE(line.one.bus.write(QByteArray(10, 'x')) + line.one.bus.write(QByteArray(32, 'x')), -2);
     QCOMPARE(log.texts().value(0), QString("[VOXBus]: not sending corrupted message (len=10)"));
+    // Its calls wait for nothing, and have a millisecond more.
+    BusObject host(&line.one.bus, nullptr);
+    QVERIFY(host.call(order(0x50)).isFinished() && host.call(order(0x51)).isFinished());
+    QCOMPARE(intervalsOf(dataOf(host.call(query(0x40)))), QList<int>{5001});
 }
 
 void tst_VOXMCastBus::badDatagrams_data()
 {
-    const auto row = columns<QByteArray, QString>("datagram", "warning");
+    const auto row = columns<QByteArray, QString, bool>("datagram", "warning", "isTaken");
     const QString wrongSize("[VOXMCastBus]: wrong datagram size %1 != %2");
     const QString tooShort("[VOXMCastBus]: datagram too short for a frame (len=%1)");
-    row("empty", "", tooShort.arg(0));
-    row("a byte", "\xf4", wrongSize.arg(0).arg(1));
-    row("two frames", line(first) + line(second), wrongSize.arg(12).arg(27));
-    row("a cut frame", line(first).chopped(1), wrongSize.arg(12).arg(11));
-    row("a length below 11", "\xff\xf7xxxxxx", tooShort.arg(8));
-    row("a wrong check value", line(first).chopped(1) + '\0', "Wrong CRC: ");
+    row("empty", "", tooShort.arg(0), false);
+    row("a byte", "\xf4", wrongSize.arg(0).arg(1), false);
+    row("two frames", line(first) + line(second), wrongSize.arg(12).arg(27), false);
+    row("a cut frame", line(first).chopped(1), wrongSize.arg(12).arg(11), false);
+    row("a length below 11", "\xff\xf7xxxxxx", tooShort.arg(8), false);
+    row("a wrong check value", line(first).chopped(1) + '\0', "Wrong CRC: ", true);
 }
 
 void tst_VOXMCastBus::badDatagrams()
@@ -87,6 +96,11 @@ void tst_VOXMCastBus::badDatagrams()
     Member member;
     QUdpSocket stranger;
     stranger.writeDatagram(datagram, Group, member.port);
+    {
+        const QSignalBlocker blocker(member.bus.findChild<QIODevice *>());
+        QTRY_VERIFY(member.bus.hasInput());
+        QTEST(member.bus.processData(), "isTaken");
+    }
     stranger.writeDatagram(line(first), Group, member.port);
     QTRY_COMPARE(member.frames, QByteArrayList{first.data()});
     QVERIFY2(log.texts().value(0).startsWith(warning), qPrintable(log.texts().value(0)));
@@ -121,6 +135,26 @@ void tst_VOXMCastBus::aLoopInsideADelivery()
     }
 }
 
+void tst_VOXMCastBus::framesAreLogged()
+{
+    const unsigned short port = freeUdpPorts().first;
+    VOXMCastBus one(Group, port, "one", Group), two(Group, port, "two", Group);
+    const Heard frames(two);
+    const WarningLog log(QtDebugMsg);
+    one.write(first.data());
+    QTRY_COMPARE(frames.size(), 1);
+    QVERIFY(!two.processData());
+    const QStringList texts = log.texts();
+    const QString form("[VOXMCastBus]: Frame (%1) : %2 VOXMCastBus alias %3");
+    QCOMPARE(texts.value(0), form.arg("write", "FDF30FFFFFFEA9CBED00075C", "one"));
+    const QString heard = texts.filter("alias : two").value(0);
+    QVERIFY2(heard.startsWith(form.arg("Read", "020CF0000001563412FF075C", ": two sender : "))
+                 && heard.endsWith(QString(" %1").arg(port)),
+             qPrintable(heard));
+    QCOMPARE(texts.constLast(),
+             "-----VOXMCastBus::processData, No Pending datagrams on  \"two\" sender : QObject(0x0)");
+}
+
 void tst_VOXMCastBus::closingAndOpening()
 {
     Line line;
@@ -141,6 +175,28 @@ void tst_VOXMCastBus::closingAndOpening()
     for (Member *member : {&line.one, &line.two, &line.three})
         member->frames.clear();
     QCOMPARE(line.mismatch(), QByteArray());
+    // What could not be sent has no echo.
+    line.two.bus.write(first.data());
+    QTRY_COMPARE(line.one.frames, (QByteArrayList{second.data(), first.data()}));
+}
+
+void tst_VOXMCastBus::anOpenThatFails()
+{
+    VOXMCastBus bus(Group, freeUdpPorts().first, QString(), Group);
+    const auto &socket = static_cast<const QUdpSocket &>(*bus.device());
+    QVERIFY(socket.localAddress() == Group);
+    const unsigned short port = socket.localPort();
+    bus.close();
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), port, QUdpSocket::DontShareAddress));
+    const WarningLog log;
+    QVERIFY(!bus.open() && !bus.isOpen() && bus.isJoined());
+    // It tries to join all the same, and has been a member.
+    const QString used("The bound address is already in use"),
+        join("[VOXMCastBus]: failed to join MCast group");
+    QCOMPARE(log.texts().filter("[VOXMCastBus]: "),
+             (QStringList{"[VOXMCastBus]: failed to bind socket " + used,
+                          join + ", joining on loopback device: " + used, join + " on loopback device"}));
 }
 
 void tst_VOXMCastBus::withoutARoute()

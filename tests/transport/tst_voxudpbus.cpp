@@ -1,4 +1,5 @@
 #include "support/receivers.h"
+#include "support/timers.h"
 #include "support/watching.h"
 
 #include <QtTest>
@@ -9,11 +10,11 @@ class tst_VOXUdpBus : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
+    void theLocalSide();
     void onlyThePeerIsHeard();
     void sendersAreKeptApart();
     void echoesAreIgnoredOnce();
     void aFloodIsBounded();
-    void socketErrors();
 };
 
 namespace {
@@ -21,19 +22,49 @@ const QHostAddress Loopback(QHostAddress::LocalHost);
 const QHostAddress Everyone(QHostAddress::Broadcast);
 }
 
+void tst_VOXUdpBus::theLocalSide()
+{
+    QUdpSocket other;
+    QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), 0, QUdpSocket::DontShareAddress));
+    const unsigned short port = other.localPort();
+    const WarningLog log;
+    VOXUdpBus bus(Loopback, port);
+    QSignalSpy changes(&bus, &VOXBus::openChanged);
+    QVERIFY(!bus.isOpen() && bus.open() && !bus.isOpen() && changes.isEmpty());
+    const QString text("[VOXUdpBus]: failed to bind socket The bound address is already in use");
+    QCOMPARE(log.texts(), (QStringList{text, text}));
+    other.close();
+    QVERIFY(bus.open() && bus.isOpen() && changes.size() == 1);
+    const VOXUdpBus another(Loopback, 1, Loopback, port);
+    QVERIFY2(another.isOpen(), "the port is not shared");
+    const auto &socket = static_cast<const QUdpSocket &>(*bus.device());
+    QVERIFY(socket.localAddress() == QHostAddress(QHostAddress::AnyIPv4) && socket.localPort() == port);
+#if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
+    QVERIFY(QMetaType::type("QHostAddress") != QMetaType::UnknownType);
+#endif
+}
+
 void tst_VOXUdpBus::onlyThePeerIsHeard()
 {
-    Receiver receiver = udpReceiver();
-    QUdpSocket stranger;
-    stranger.bind(Loopback, 0);
-    const auto send = [&] { stranger.writeDatagram(line(first), Loopback, portOf(*receiver.bus)); };
-    send();
-    receiver.feed(line(second));
-    QTRY_COMPARE(receiver.frames, QByteArrayList{second.data()});
-    static_cast<VOXUdpBus &>(*receiver.bus).setDest(Loopback, stranger.localPort());
-    receiver.feed(line(second));
-    send();
-    QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+    // One on another port, and one on the same at another address.
+    for (const char *host : {"127.0.0.1", "127.0.0.2"}) {
+        Receiver receiver = udpReceiver();
+        auto &bus = static_cast<VOXUdpBus &>(*receiver.bus);
+        const QHostAddress address{QString(host)};
+        QUdpSocket stranger;
+        QVERIFY(stranger.bind(address, address == Loopback ? 0 : bus.destPort()));
+        const auto send = [&] { stranger.writeDatagram(line(first), Loopback, portOf(bus)); };
+        const WarningLog log(QtDebugMsg);
+        send();
+        receiver.feed(line(second));
+        QTRY_COMPARE(receiver.frames, QByteArrayList{second.data()});
+        bus.setDest(address, stranger.localPort());
+        receiver.feed(line(second));
+        send();
+        QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+        const QString text("[VOXUdpBus]: frame is not for us (%1!=%2)");
+        QCOMPARE(log.texts(), (QStringList{text.arg(host, "127.0.0.1"), text.arg("127.0.0.1", host)}));
+    }
 }
 
 void tst_VOXUdpBus::sendersAreKeptApart()
@@ -43,6 +74,9 @@ void tst_VOXUdpBus::sendersAreKeptApart()
     QUdpSocket senders[11];
     for (QUdpSocket &sender : senders)
         sender.bind(Loopback, 0);
+    // One differs by its address alone.
+    senders[9].close();
+    QVERIFY(senders[9].bind(QHostAddress("127.0.0.2"), senders[8].localPort()));
     const auto send = [&](int from, int to, const QByteArray &bytes) {
         for (int i = from; i < to; ++i)
             senders[i].writeDatagram(bytes, Loopback, portOf(*receiver.bus));
@@ -54,6 +88,7 @@ void tst_VOXUdpBus::sendersAreKeptApart()
     send(0, 11, line(first).left(5));
     send(1, 11, line(first).mid(5));
     QTRY_COMPARE(receiver.frames.size(), 20);
+    QVERIFY2(timersOf(*receiver.bus).isEmpty(), "who has been forgotten has left a timer");
     send(0, 1, line(first).mid(5));
     send(1, 2, line(second));
     QTRY_COMPARE(receiver.frames.size(), 21);
@@ -63,36 +98,49 @@ void tst_VOXUdpBus::sendersAreKeptApart()
 void tst_VOXUdpBus::echoesAreIgnoredOnce()
 {
     Receiver receiver = udpReceiver(Everyone);
-    QVERIFY2(receiver.bus->write(first.data()) == 0, "nobody may send to the broadcast address here");
+    auto &bus = static_cast<VOXUdpBus &>(*receiver.bus);
+    for (int sent = 0; sent < 2; ++sent)
+        QVERIFY2(bus.write(first.data()) == 0, "nobody may send to the broadcast address here");
+    for (const VOXMessage &message : {first, first, second, first})
+        receiver.feed(line(message));
+    QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+    // What could not be sent has none, and a bus that has been closed waits for none.
+    bus.write(second.data());
+    bus.close();
+    QVERIFY(bus.open());
+    bus.setDest(Everyone, 0);
+    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[VOXUdpBus\\]: socket error: "));
+    QCOMPARE(bus.write(first.data()), -2);
     receiver.feed(line(first));
     receiver.feed(line(second));
-    QTRY_COMPARE(receiver.frames, QByteArrayList{second.data()});
-    receiver.feed(line(first));
-    QTRY_COMPARE(receiver.frames, (QByteArrayList{second.data(), first.data()}));
+    QTRY_COMPARE(receiver.frames.mid(2), (QByteArrayList{first.data(), second.data()}));
 }
 
 void tst_VOXUdpBus::aFloodIsBounded()
 {
     const WarningLog log;
     Receiver receiver = udpReceiver();
-    // Nothing in it is a frame, and each byte is looked at on its own.
-    for (int i = 0; i < 12; ++i) {
-        receiver.feed(QByteArray(9000, '\xff'));
-        while (receiver.bus->hasInput())
-            receiver.bus->processData();
-    }
-    QCOMPARE(log.texts().filter("overflowing").size(), 1);
+    const auto flood = [&](int count) {
+        for (int i = 0; i < count; ++i) {
+            receiver.feed(line(first).repeated(750));
+            while (receiver.bus->hasInput())
+                receiver.bus->processData();
+        }
+    };
+    const auto isHeard = [&] { return receiver.frames.contains(second.data()); };
+    flood(12);
+    const QString sender = "127.0.0.1:" + QString::number(static_cast<VOXUdpBus &>(*receiver.bus).destPort());
+    QCOMPARE(log.texts().filter("buffer"), QStringList("[VOXUdpBus]: buffer of " + sender + " overflowing"));
+    // The newest bytes are kept, until the bus is closed.
+    receiver.feed(line(second));
+    QVERIFY(waitFor(isHeard));
+    flood(1);
+    receiver.frames.clear();
     receiver.bus->close();
     QVERIFY(receiver.bus->open());
-    receiver.feed(line(first));
-    QTRY_COMPARE(receiver.frames, QByteArrayList{first.data()});
-}
-
-void tst_VOXUdpBus::socketErrors()
-{
-    VOXUdpBus bus(QHostAddress("192.0.2.1"), 0);
-    QTest::ignoreMessage(QtWarningMsg, QRegularExpression("^\\[VOXUdpBus\\]: socket error: "));
-    QCOMPARE(bus.write(first.data()), -2);
+    receiver.feed(line(second));
+    QVERIFY(waitFor(isHeard));
+    QVERIFY(receiver.frames.size() == 1);
 }
 
 QTEST_GUILESS_MAIN(tst_VOXUdpBus)
