@@ -53,7 +53,7 @@ void tst_ProxyDecoders::decoders_data()
     row("first data test", &P::checkDataTest1Reply, "7A", "", nullptr, ChecksCommand);
 
     row("position", &P::getMotorPositionReply, "0D 3412 50 07 02", "1234 50 7 2", "1234 50 7 -");
-    row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1FF23");
+    row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1 FF 2 3");
     row("application mode", &P::getAppModeReply, "30 02", "2");
     row("limits, of which up comes first", &P::getMotorLimitsReply, "31 3412 7856", "5678 1234", "- 1234");
     row("direction", &P::getMotorDirectionReply, "32 01", "1");

@@ -23,7 +23,8 @@ struct Output
         else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
             value = static_cast<T>(isZero ? 0 : ~0);
         else if constexpr (std::is_same_v<T, KVRMotor::Status>)
-            value.cause = isZero ? KVRMotor::CAUSE_NONE : KVRMotor::CAUSE_WINK;
+            value = {Output<KVRMotor::State>(isZero).value, Output<KVRMotor::Direction>(isZero).value,
+                     Output<KVRMotor::Source>(isZero).value, Output<KVRMotor::Cause>(isZero).value};
         else
             isZero ? value.clear() : void(value.data());
     }
@@ -40,7 +41,8 @@ QByteArray shown(const T &value)
     else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
         return QByteArray::number(static_cast<unsigned int>(value), 16).toUpper();
     else if constexpr (std::is_same_v<T, KVRMotor::Status>)
-        return shown(value.state) + shown(value.direction) + shown(value.source) + shown(value.cause);
+        return shown(value.state) + ' ' + shown(value.direction) + ' ' + shown(value.source) + ' '
+            + shown(value.cause);
     else
         return value.isValid() ? "valid" : "invalid";
 }
@@ -52,7 +54,7 @@ Decoder decoder(bool (Class::*decode)(const BusMessage &, Outputs...) const)
     return [decode](const BusMessage &message) {
         const auto run = [&](auto... output) {
             const bool isOk = (KVRMotorProxy(1, nullptr).*decode)(message, output...);
-            return std::pair<bool, QByteArrayList>(isOk, {shown(output.value)...});
+            return std::pair(isOk, QByteArrayList({shown(output.value)...}).join(' ').split(' '));
         };
         const auto runFrom = [&]([[maybe_unused]] bool isZero) {
             return run(Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>(isZero)...);
