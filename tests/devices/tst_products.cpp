@@ -266,6 +266,11 @@ void tst_Products::legacyAnswersAreDelayed()
     stub.dispatch(frame("4B", Addr));
     QCOMPARE(bus.frames.size(), 1);
     QCOMPARE(other.frames, QByteArrayList());
+    // The timers of its base are not served.
+    stub.KVRDevice::dispatch(frame("50 01", Addr));
+    QTimerEvent silenceEnds(timers().value(0, {0, 0, {}}).timerId);
+    QCoreApplication::sendEvent(&stub, &silenceEnds);
+    QCOMPARE(timers().size(), 1);
 }
 
 void tst_Products::slotsMayDestroy_data()
