@@ -17,8 +17,8 @@
 ///
 /// Refuses with a NACK, asked for or not; acknowledges only if asked to. The handlers, whose names end in
 /// Reply, return an answer to the sender of their request; dispatch() sends it, and only then tells what has
-/// changed. A slot of any signal may destroy the node, unless it was called by a handler that somebody else
-/// than dispatch() has called. Used on the thread that it lives on.
+/// changed. A slot of any signal may then destroy the node. A handler that a host calls itself tells at once,
+/// and no slot may destroy the node meanwhile. Used on the thread that it lives on.
 /// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {

@@ -161,8 +161,8 @@ void tst_KVRDevice::groups()
         net.node.setGroupCount(count);
         QCOMPARE(answers("79"), 1);
     }
-    QCOMPARE(net.mismatch("41 0F > 61 0F 000000, 41 13 > 61 13 000000, 41 14 > 6F 01", net.node.addr(true),
-                          VOXMessage::AckFlag, {}),
+    QCOMPARE(net.mismatch("41 07 > 61 07 341200, 41 0F > 61 0F 000000, 41 13 > 61 13 000000, 41 14 > 6F 01",
+                          net.node.addr(true), VOXMessage::AckFlag, {}),
              QByteArray());
     CatchingBus other;
     net.node.attach(&other);

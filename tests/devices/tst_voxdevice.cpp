@@ -41,6 +41,8 @@ void tst_VOXDevice::attaching()
     Wire wire;
     UdpPair otherNet;
     Node node(0x06000001, &wire.network);
+    // It registers anew, whatever it was.
+    wire.network.detach(node);
     QVERIFY(node.attach(&wire.network));
     QCOMPARE(node.hears(wire, 1), 1);
     QCOMPARE(node.hears(wire, 0xffffff), 1);
