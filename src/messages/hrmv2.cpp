@@ -1,8 +1,10 @@
 #include "messages/hrmv2.h"
 
-#include "messages/hrmv2table_p.h"
+#include "messages/hrmv2schema_p.h"
 
 using namespace VOXCmdTable;
+
+static_assert(VOXSchema::checkLayouts<HRMv2::Cmd>());
 
 const QHash<unsigned char, VOXCmdInfo> &HRMv2::cmds()
 {
