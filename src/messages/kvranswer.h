@@ -31,43 +31,50 @@ public:
 
     KVRAnswer() = delete;
 
-    /// The group in a slot; 0 is none.
-    struct GroupAddr
+    /// What all of them are.
+    template <auto Post>
+    struct Reply
     {
-        static constexpr auto Command = KVR::POST_GROUP_ADDR;
-        quint8 index = 0;
-        VOX::Addr group = 0;
+        static constexpr auto Command = Post; ///< What the reply is sent as.
     };
 
-    /// Latin-1, up to the first zero byte.
-    struct NodeLabel
+    /// The group in one of a node's slots.
+    struct GroupAddr : Reply<KVR::POST_GROUP_ADDR>
     {
-        static constexpr auto Command = KVR::POST_NODE_LABEL;
-        QByteArray label;
+        quint8 index = 0; ///< The slot, from 0.
+        VOX::Addr group = 0; ///< 0 is none.
     };
 
-    /// How a node behaves on its network. Delay and period are in the node's own units.
-    struct NetworkConfig
+    /// What people call a node.
+    struct NodeLabel : Reply<KVR::POST_NODE_LABEL>
     {
-        static constexpr auto Command = KVR::POST_NETWORK_CONFIG;
+        QByteArray label; ///< Latin-1, up to the first zero byte.
+    };
+
+    /// How a node behaves on its network.
+    struct NetworkConfig : Reply<KVR::POST_NETWORK_CONFIG>
+    {
+        ///@{
+        /// As in KVRStdProxy::NetworkConfig.
         KVR::BcastMode bcastMode = KVR::BCAST_ON;
         quint8 maxRand = 0;
         bool supervision = false;
         quint16 supervisionPeriod = 0;
         bool deafMode = false;
+        ///@}
     };
 
-    /// Latin-1, up to the first zero byte.
-    struct NodeSerialNumber
+    /// The serial number of a node.
+    struct NodeSerialNumber : Reply<KVR::POST_NODE_SERIAL_NUMBER>
     {
-        static constexpr auto Command = KVR::POST_NODE_SERIAL_NUMBER;
-        QByteArray serial;
+        QByteArray serial; ///< Latin-1, up to the first zero byte.
     };
 
     /// The faults that a node has counted on its network.
-    struct NetworkErrorStat
+    struct NetworkErrorStat : Reply<KVR::POST_NETWORK_ERROR_STAT>
     {
-        static constexpr auto Command = KVR::POST_NETWORK_ERROR_STAT;
+        ///@{
+        /// As in KVRStdProxy::NetworkErrorStat.
         quint16 txFailures = 0;
         quint16 collisions = 0;
         quint16 rxDataError = 0;
@@ -77,12 +84,14 @@ public:
         quint16 txFifoFull = 0;
         quint16 crcError = 0;
         quint16 bundleSizeError = 0;
+        ///@}
     };
 
-    /// What a node has counted on its network. The three counters of frames have 24 bits.
-    struct NetworkStat
+    /// What a node has counted on its network.
+    struct NetworkStat : Reply<KVR::POST_NETWORK_STAT>
     {
-        static constexpr auto Command = KVR::POST_NETWORK_STAT;
+        ///@{
+        /// As in KVRStdProxy::NetworkStat.
         quint8 maxRetryCount = 0;
         quint32 frameSent = 0;
         quint32 frameSeen = 0;
@@ -90,191 +99,197 @@ public:
         quint16 busyCount = 0;
         quint8 maxSlot = 0;
         quint8 supervisionFailure = 0;
+        ///@}
     };
 
-    /// A reference of 24 bits, a Latin-1 letter, a number and a profile.
+    /// A version of a node's software.
     struct Version
     {
+        ///@{
+        /// As in KVRStdProxy::AppVersion.
         quint32 reference = 0;
         quint8 letter = 0;
         quint8 number = 0;
         quint8 profile = 0;
+        ///@}
     };
-    struct NodeStackVersion : Version
+    /// Of the protocol stack.
+    struct NodeStackVersion : Reply<KVR::POST_NODE_STACK_VERSION>, Version
     {
-        static constexpr auto Command = KVR::POST_NODE_STACK_VERSION;
     };
-    struct NodeAppVersion : Version
+    /// Of the application.
+    struct NodeAppVersion : Reply<KVR::POST_NODE_APP_VERSION>, Version
     {
-        static constexpr auto Command = KVR::POST_NODE_APP_VERSION;
-    };
-
-    ///@{
-    /// What came back of the 10 or 20 bytes that were sent.
-    struct DataTest2
-    {
-        static constexpr auto Command = KVR::POST_DATA_TEST2;
-        QByteArray data;
-    };
-    struct DataTest3
-    {
-        static constexpr auto Command = KVR::POST_DATA_TEST3;
-        QByteArray data;
-    };
-    ///@}
-
-    /// In pulses and in percent of the way down. The intermediate position is there if the motor stands at
-    /// one.
-    struct MotorPosition
-    {
-        static constexpr auto Command = KVR::POST_MOTOR_POSITION;
-        std::optional<quint16> position;
-        std::optional<quint8> percent;
-        std::optional<quint8> tilt;
-        std::optional<quint8> ip;
     };
 
-    /// State, direction, source and cause.
-    struct MotorStatus : KVRMotor::Status
+    /// The echo of sendDataTest2().
+    struct DataTest2 : Reply<KVR::POST_DATA_TEST2>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_STATUS;
+        QByteArray data; ///< All 10 bytes.
+    };
+    /// The echo of sendDataTest3().
+    struct DataTest3 : Reply<KVR::POST_DATA_TEST3>
+    {
+        QByteArray data; ///< All 20 bytes.
     };
 
-    struct AppMode
+    /// Where a motor is.
+    struct MotorPosition : Reply<KVR::POST_MOTOR_POSITION>
     {
-        static constexpr auto Command = KVR::POST_APP_MODE;
-        KVRMotor::AppMode mode = KVRMotor::ROLLER;
+        std::optional<quint16> position; ///< In pulses.
+        std::optional<quint8> percent; ///< Of the way from the up limit to the down limit.
+        std::optional<quint8> tilt; ///< As given to ctrlMoveTo().
+        std::optional<quint8> ip; ///< The intermediate position at which it is, from 1.
     };
 
-    /// In pulses.
-    struct MotorLimits
+    /// What a motor does, and why.
+    struct MotorStatus : Reply<KVR::POST_MOTOR_STATUS>, KVRMotor::Status
     {
-        static constexpr auto Command = KVR::POST_MOTOR_LIMITS;
-        std::optional<quint16> upLimit;
-        std::optional<quint16> downLimit;
     };
 
-    struct MotorDirection
+    /// What a motor moves.
+    struct AppMode : Reply<KVR::POST_APP_MODE>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_DIRECTION;
-        KVRMotor::TurnDirection direction = KVRMotor::TURN_NORMAL;
+        KVRMotor::AppMode mode = KVRMotor::ROLLER; ///< A roller as delivered.
     };
 
-    /// In turns per minute.
-    struct MotorRollingSpeed
+    /// The ends of a motor's way.
+    struct MotorLimits : Reply<KVR::POST_MOTOR_LIMITS>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_ROLLING_SPEED;
+        std::optional<quint16> upLimit; ///< In pulses; 0 if it is set.
+        std::optional<quint16> downLimit; ///< In pulses.
+    };
+
+    /// Which way a motor's shaft turns.
+    struct MotorDirection : Reply<KVR::POST_MOTOR_DIRECTION>
+    {
+        KVRMotor::TurnDirection direction = KVRMotor::TURN_NORMAL; ///< Normal as delivered.
+    };
+
+    /// The three speeds of a motor.
+    struct MotorRollingSpeed : Reply<KVR::POST_MOTOR_ROLLING_SPEED>
+    {
+        ///@{
+        /// In turns per minute.
         quint8 up = 0;
         quint8 down = 0;
         quint8 slow = 0;
+        ///@}
     };
 
-    struct MotorTiltingSpeed
+    /// How fast a motor tilts.
+    struct MotorTiltingSpeed : Reply<KVR::POST_MOTOR_TILTING_SPEED>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_TILTING_SPEED;
-        quint8 speed = 0;
+        quint8 speed = 0; ///< In the motor's own unit.
     };
 
-    /// An intermediate position, in pulses and percent.
-    struct MotorIP
+    /// An intermediate position.
+    struct MotorIP : Reply<KVR::POST_MOTOR_IP>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_IP;
-        quint8 index = 0;
-        std::optional<quint16> position;
-        std::optional<quint8> percent;
+        quint8 index = 0; ///< From 1.
+        std::optional<quint16> position; ///< In pulses.
+        std::optional<quint8> percent; ///< Of the way from the up limit to the down limit.
     };
 
-    /// Whether it is locked, by whom, and with which priority.
+    /// A lock of a motor.
     struct Lock
     {
-        bool locked = false;
-        VOX::Addr source = 0;
-        quint8 priority = 0;
+        bool locked = false; ///< Whether it is.
+        VOX::Addr source = 0; ///< Who has set or opened it last.
+        quint8 priority = 0; ///< That a change takes at least.
     };
-    struct NetworkLock : Lock
+    /// Against commands of the network.
+    struct NetworkLock : Reply<KVR::POST_NETWORK_LOCK>, Lock
     {
-        static constexpr auto Command = KVR::POST_NETWORK_LOCK;
     };
-    struct DCTLock : Lock
+    /// Of a local input.
+    struct DCTLock : Reply<KVR::POST_DCT_LOCK>, Lock
     {
-        static constexpr auto Command = KVR::POST_DCT_LOCK;
     };
 
-    struct TiltLimits
+    /// How far a motor tilts.
+    struct TiltLimits : Reply<KVR::POST_TILT_LIMITS>
     {
-        static constexpr auto Command = KVR::POST_TILT_LIMITS;
+        ///@{
+        /// In the motor's own unit.
         quint16 minTilt = 0;
         quint16 maxTilt = 0;
         quint16 defaultTilt = 0;
+        ///@}
     };
 
-    /// Whether either ramp is on, and its value.
-    struct MotorSoftStartStop
+    /// The ramps at the beginning and the end of a move.
+    struct MotorSoftStartStop : Reply<KVR::POST_MOTOR_SOFT_START_STOP>
     {
-        static constexpr auto Command = KVR::POST_MOTOR_SOFT_START_STOP;
+        ///@{
+        /// Whether a ramp is on, and its value.
         bool start = false;
         quint8 startValue = 0;
         bool stop = false;
         quint8 stopValue = 0;
+        ///@}
     };
 
-    /// Status 1 is on, unlike in the request.
-    struct TorqueLimitation
+    /// How a motor limits its torque.
+    struct TorqueLimitation : Reply<KVR::POST_TORQUE_LIMITATION>
     {
-        static constexpr auto Command = KVR::POST_TORQUE_LIMITATION;
-        quint8 status = 0;
-        quint8 level = 0;
+        quint8 status = 0; ///< 1 is on, unlike in the request.
+        quint8 level = 0; ///< 0 or 1.
     };
 
-    /// Whether the setting has its default.
-    struct FactoryDefault
+    /// Whether a setting is as delivered.
+    struct FactoryDefault : Reply<KVR::POST_FACTORY_DEFAULT>
     {
-        static constexpr auto Command = KVR::POST_FACTORY_DEFAULT;
-        KVRMotor::FactoryDefFunction function = KVRMotor::FACTORY_ALL;
-        bool isDefault = false;
+        KVRMotor::FactoryDefFunction function = KVRMotor::FACTORY_ALL; ///< Which.
+        bool isDefault = false; ///< Whether it is.
     };
 
-    ///@{
-    /// Counters of a motor; the first two have 24 bits.
-    struct TotalMoveCount
+    /// A counter of 24 bits.
+    struct Total
     {
-        static constexpr auto Command = KVR::DIAG_POST_TOTAL_MOVE_COUNT;
-        quint32 count = 0;
+        quint32 count = 0; ///< How often so far.
     };
-    struct TotalRevCount
+    /// Moves.
+    struct TotalMoveCount : Reply<KVR::DIAG_POST_TOTAL_MOVE_COUNT>, Total
     {
-        static constexpr auto Command = KVR::DIAG_POST_TOTAL_REV_COUNT;
-        quint32 count = 0;
     };
-    /// Also how often it was moved after that.
-    struct ThermalCount
+    /// Turns of the shaft.
+    struct TotalRevCount : Reply<KVR::DIAG_POST_TOTAL_REV_COUNT>, Total
     {
-        static constexpr auto Command = KVR::DIAG_POST_THERMAL_COUNT;
-        quint16 count = 0;
-        quint16 movesAfter = 0;
     };
-    struct ObstacleCount
+
+    /// A counter of 16 bits.
+    struct Counter
     {
-        static constexpr auto Command = KVR::DIAG_POST_OBSTACLE_COUNT;
-        quint16 count = 0;
-        quint16 movesAfter = 0;
+        quint16 count = 0; ///< How often so far.
     };
-    struct PowerCount
+    /// Power-ups.
+    struct PowerCount : Reply<KVR::DIAG_POST_POWER_COUNT>, Counter
     {
-        static constexpr auto Command = KVR::DIAG_POST_POWER_COUNT;
-        quint16 count = 0;
     };
-    struct ResetCount
+    /// Resets.
+    struct ResetCount : Reply<KVR::DIAG_POST_RESET_COUNT>, Counter
     {
-        static constexpr auto Command = KVR::DIAG_POST_RESET_COUNT;
-        quint16 count = 0;
     };
-    struct EncoderErrors
+    /// Faults of the encoder.
+    struct EncoderErrors : Reply<KVR::DIAG_POST_ENCODER_ERRORS>, Counter
     {
-        static constexpr auto Command = KVR::DIAG_POST_ENCODER_ERRORS;
-        quint16 count = 0;
     };
-    ///@}
+
+    /// A counter of 16 bits, and the moves after it.
+    struct CounterWithMoves
+    {
+        quint16 count = 0; ///< How often so far.
+        quint16 movesAfter = 0; ///< Moves since the last of them.
+    };
+    /// How often the thermal protection has stepped in.
+    struct ThermalCount : Reply<KVR::DIAG_POST_THERMAL_COUNT>, CounterWithMoves
+    {
+    };
+    /// Obstacles that the motor has met.
+    struct ObstacleCount : Reply<KVR::DIAG_POST_OBSTACLE_COUNT>, CounterWithMoves
+    {
+    };
 };
 
 #endif

@@ -2,6 +2,8 @@
 
 #include "messages/kvrschema_p.h"
 
+#include <QJsonObject>
+
 #include <utility>
 
 using namespace VOXSchema;

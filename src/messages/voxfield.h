@@ -3,11 +3,12 @@
 
 #include "messages/vox_export.h"
 
-#include <QJsonObject>
 #include <QMetaEnum>
 #include <QVariant>
 #include <QVector>
 
+class QJsonObject;
+class QJsonValue;
 class VOXMessage;
 
 /// One field of a command's data: what it is called, what it holds and how it is shown.

@@ -4,6 +4,8 @@
 #include "support/columns.h"
 #include "support/frames.h"
 
+#include <QJsonObject>
+
 #include <functional>
 
 using namespace VOXSchema;
@@ -218,15 +220,16 @@ void tst_Schema::answers_data()
         members(&A::TorqueLimitation::status, &A::TorqueLimitation::level), "1 2");
     row("POST_FACTORY_DEFAULT", "3F 15 01",
         members(&A::FactoryDefault::function, &A::FactoryDefault::isDefault), "15 1");
-    row("DIAG_POST_TOTAL_MOVE_COUNT", "C0 563412", members(&A::TotalMoveCount::count), "123456");
-    row("DIAG_POST_TOTAL_REV_COUNT", "C1 563412", members(&A::TotalRevCount::count), "123456");
-    row("DIAG_POST_THERMAL_COUNT", "C2 0201 0403",
-        members(&A::ThermalCount::count, &A::ThermalCount::movesAfter), "102 304");
-    row("DIAG_POST_OBSTACLE_COUNT", "C3 0201 0403",
-        members(&A::ObstacleCount::count, &A::ObstacleCount::movesAfter), "102 304");
-    row("DIAG_POST_POWER_COUNT", "C4 0201", members(&A::PowerCount::count), "102");
-    row("DIAG_POST_RESET_COUNT", "C5 0201", members(&A::ResetCount::count), "102");
-    row("DIAG_POST_ENCODER_ERRORS", "C6 0201", members(&A::EncoderErrors::count), "102");
+    using C = A::CounterWithMoves;
+    row("DIAG_POST_TOTAL_MOVE_COUNT", "C0 563412", membersOf<A::TotalMoveCount>(&A::Total::count), "123456");
+    row("DIAG_POST_TOTAL_REV_COUNT", "C1 563412", membersOf<A::TotalRevCount>(&A::Total::count), "123456");
+    row("DIAG_POST_THERMAL_COUNT", "C2 0201 0403", membersOf<A::ThermalCount>(&C::count, &C::movesAfter),
+        "102 304");
+    row("DIAG_POST_OBSTACLE_COUNT", "C3 0201 0403", membersOf<A::ObstacleCount>(&C::count, &C::movesAfter),
+        "102 304");
+    row("DIAG_POST_POWER_COUNT", "C4 0201", membersOf<A::PowerCount>(&A::Counter::count), "102");
+    row("DIAG_POST_RESET_COUNT", "C5 0201", membersOf<A::ResetCount>(&A::Counter::count), "102");
+    row("DIAG_POST_ENCODER_ERRORS", "C6 0201", membersOf<A::EncoderErrors>(&A::Counter::count), "102");
 }
 
 void tst_Schema::answers()
