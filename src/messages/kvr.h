@@ -158,6 +158,10 @@ public:
     };
     Q_ENUM(MotorNackStatus)
 
+    /// Whether a node hears broadcasts; on as delivered.
+    enum BcastMode : int { BCAST_OFF = 0, BCAST_ON = 1 };
+    Q_ENUM(BcastMode)
+
     KVR() = delete;
 
     ///@{

@@ -10,6 +10,7 @@
 namespace VOXCmdTable {
 
 enum Options : unsigned char {
+    Nobody = 0,
     Node = VOX::P2P,
     Everyone = VOX::BCAST,
     NodeGroup = VOX::P2P | VOX::GROUP,
@@ -26,6 +27,21 @@ struct Row
     Options options;
     int reply;
 };
+
+/// The commands of the enumeration @p Commands, which its set writes down in a header of its own.
+template <typename Commands>
+inline constexpr Row rowsOf[1] = {};
+
+/// All 0 if the set does not have the command.
+template <auto Command>
+constexpr Row findRow()
+{
+    for (const Row &row : rowsOf<decltype(Command)>) {
+        if (row.cmd == Command)
+            return row;
+    }
+    return {0, 0, Nobody, None};
+}
 
 using Table = QHash<unsigned char, VOXCmdInfo>;
 

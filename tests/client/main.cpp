@@ -7,7 +7,9 @@ static bool isRefused(const BusPendingCall &call)
 }
 
 #include <BusPendingCallWatcher>
+#include <KVRAnswer>
 #include <TB60LVStub>
+#include <VOXField>
 #include <VOXMessage>
 #include <VOXUdpBus>
 
@@ -21,6 +23,8 @@ int main(int argc, char *argv[])
     KVRMotorProxy proxy(0x00A1B2, nullptr);
     const TB60LVStub motor(proxy.addr(), nullptr);
     std::printf("%s\n", qPrintable(VOX::toString(motor.addr(true))));
+    if (KVRAnswer::from<KVRAnswer::MotorStatus>(VOXMessage()) || VOXField::of(KVR::CTRL_MOVETO).size() != 3)
+        return 1;
     const BusPendingCall call = proxy.getMotorStatus();
     return call.error() == BusPendingCall::NotOpen && !isRefused(call) ? 0 : 1;
 }

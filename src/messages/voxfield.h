@@ -1,0 +1,118 @@
+#ifndef VOX_MESSAGES_VOXFIELD_H
+#define VOX_MESSAGES_VOXFIELD_H
+
+#include "messages/vox_export.h"
+
+#include <QMetaEnum>
+#include <QVariant>
+#include <QVector>
+
+class QJsonObject;
+class QJsonValue;
+class VOXMessage;
+
+/// One field of a command's data: what it is called, what it holds and how it is shown.
+///
+/// Fields are known of all commands of the KVR set, requests and replies. They live as long as the library.
+/// From any thread.
+/// @ingroup messages
+struct VOX_EXPORT VOXField
+{
+    /// What the bytes mean.
+    enum Kind {
+        Number, ///< Little-endian, without a sign.
+        Flag, ///< Any byte but 0 is true.
+        Address, ///< Of a node or group, without a node type.
+        Text, ///< Latin-1, up to the first zero byte.
+        Letter, ///< One Latin-1 character.
+        Bytes
+    };
+
+    class Range;
+    struct Value;
+
+    ///@{
+    /// In order: the name; the kind; the width in bytes; of a number, its unit, or an empty text; the number
+    /// that says that there is no value, or -1 if every number is one.
+    const char *name;
+    Kind kind;
+    int width;
+    const char *unit = "";
+    int none = -1;
+    ///@}
+    ///@{
+    /// Of a number whose values have names: the class that holds the enumeration, and its name there. Else
+    /// null and an empty text.
+    const QMetaObject *scope = nullptr;
+    const char *enumName = "";
+    ///@}
+
+    /// Invalid if the values have no names.
+    QMetaEnum enumeration() const;
+    /// The name of @p value; empty if it has none. The status of a NACK is named as by KVR::toString().
+    QString key(int value) const;
+
+    /// Whether @p cmd belongs to the KVR set; its data may have no fields.
+    static bool isKnown(unsigned char cmd);
+    /// In the order of their bytes, those that the command's frame has room for.
+    static Range of(unsigned char cmd);
+
+    /// The fields of @p frame in the order of their bytes, as far as its data goes.
+    static QVector<Value> valuesOf(const VOXMessage &frame);
+    ///@{
+    /// The same by name. What Value::toVariant() and Value::toJson() give.
+    static QVariantMap toVariantMap(const VOXMessage &frame);
+    static QJsonObject toJson(const VOXMessage &frame);
+    ///@}
+};
+
+/// Fields one after the other, for a loop.
+class VOXField::Range
+{
+public:
+    /// No fields.
+    Range() = default;
+    /// @p count fields from @p first on, which are not copied.
+    Range(const VOXField *first, int count)
+        : m_first(first)
+        , m_count(count)
+    {
+    }
+
+    ///@{
+    /// As of any container.
+    const VOXField *begin() const { return m_first; }
+    const VOXField *end() const { return m_first + m_count; }
+    int size() const { return m_count; }
+    bool isEmpty() const { return m_count == 0; }
+    const VOXField &at(int index) const { return m_first[index]; }
+    ///@}
+
+private:
+    const VOXField *m_first = nullptr;
+    int m_count = 0;
+};
+
+/// A field and what a frame holds in it.
+struct VOX_EXPORT VOXField::Value
+{
+    /// Never null.
+    const VOXField *field = nullptr;
+    /// An int for a number, or the name that the number has; a bool for a flag; else a text: VOX::toString()
+    /// of an address, bytes in hexadecimal with spaces.
+    QVariant value;
+
+    /// Whether the number says that there is no value.
+    bool isNone() const;
+    ///@{
+    /// The value; null if there is none.
+    QVariant toVariant() const;
+    QJsonValue toJson() const;
+    ///@}
+    /// For people, with the unit. What a terminal would not show, or would obey, is a question mark.
+    QString toString() const;
+};
+
+Q_DECLARE_TYPEINFO(VOXField::Value, Q_MOVABLE_TYPE);
+
+#endif
