@@ -120,21 +120,21 @@ void tst_VOXUdpBus::aFloodIsBounded()
 {
     const WarningLog log;
     Receiver receiver = udpReceiver();
-    const auto flood = [&](int count) {
-        for (int i = 0; i < count; ++i) {
-            receiver.feed(line(first).repeated(750));
-            while (receiver.bus->hasInput())
-                receiver.bus->processData();
-        }
+    const auto take = [&](const QByteArray &bytes) {
+        receiver.feed(bytes);
+        while (receiver.bus->hasInput())
+            receiver.bus->processData();
     };
+    const QByteArray flood = line(first).repeated(750);
     const auto isHeard = [&] { return receiver.frames.contains(second.data()); };
-    flood(12);
+    for (int i = 0; i < 12; ++i)
+        take(flood);
     const QString sender = "127.0.0.1:" + QString::number(static_cast<VOXUdpBus &>(*receiver.bus).destPort());
     QCOMPARE(log.texts().filter("buffer"), QStringList("[VOXUdpBus]: buffer of " + sender + " overflowing"));
     // The newest bytes are kept, until the bus is closed.
-    receiver.feed(line(second));
+    take(line(second));
     QVERIFY(waitFor(isHeard));
-    flood(1);
+    take(flood);
     receiver.frames.clear();
     receiver.bus->close();
     QVERIFY(receiver.bus->open());
