@@ -44,7 +44,7 @@ int run(const QStringList &arguments)
 {
     const QString name = arguments.value(0);
     if (name == QLatin1String("help") && findCommand(arguments.value(1)))
-        return run({arguments.at(1), QStringLiteral("--help")});
+        return run(arguments.mid(1) + QStringList{QStringLiteral("--help")});
     if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
         printUsage();
         return Success;

@@ -3,6 +3,7 @@
 #include "support/files.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
+#include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -24,6 +25,8 @@ private Q_SLOTS:
     void scanFindsAllNodes();
     void aMoveIsFollowed();
     void aLineIsWatchedAndReplayed();
+    void replayKeepsTime_data();
+    void replayKeepsTime();
     void aSimulationObeysLines();
     void everyCommandHasHelp();
     void bashCompletes_data();
@@ -137,6 +140,9 @@ void tst_Vox::commandLines_data()
     row("call 000001 fly", "unknown operation 'fly'; one of getNodeAddr");
     row("call 000001 ctrlMoveTo 0", "ctrlMoveTo FUN POSITION TILT or ctrlMoveTo FUN POSITION");
     row("call 000001 ctrlMoveTo HOME 0", "fun: 'HOME' is not a number from 0 to 255 or one of MOVETO_DOWN");
+    row("call 000001 setNodeLabel 日本", "str: '日本' is not text of up to 16 characters of Latin-1");
+    row("call 000001 sendDataTest2 eleven-long", "data: 'eleven-long' is not text of up to 10 characters");
+    row("call 000001 ctrlStop", "all arguments of ctrlStop are left out: --defaults lets it act so");
     row("call 000001 getGroupAddr 256", "idx: '256' is not a number from 0 to 255");
     row("move 000101 left", "vox move: 'left' is neither up nor down");
     row("move 000101 up --time 2600", "vox move: --time is to be a number from 10 to 2550");
@@ -148,6 +154,8 @@ void tst_Vox::commandLines_data()
 
     // What reaches a node: the exit code, and how the answer begins.
     row("call 000101 setMotorLimits LIMIT_PULSES LIMIT_DOWN 0xbb8", "0 ACK\n");
+    row("call 000101 getMotorIP 010", "0 POST_MOTOR_IP\n  index: 10\n");
+    row("call 000101 ctrlStop --defaults", "0 ACK\n");
     row("call 000401 setGroupAddr 3 abcd", "0 ACK\n");
     row("call 000401 sendDataTest2 hex:00ff", "0 POST_DATA_TEST2\n  data: 00 FF 00 00 00 00 00 00 00 00\n");
     row("call 000401 setNetworkConfig 255 0 255 0 255 1", "0 sent; no answer was asked for\n");
@@ -312,6 +320,47 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QVERIFY(run("replay " + capture, url).contains("is cut off after 2 records"));
 }
 
+void tst_Vox::replayKeepsTime_data()
+{
+    const auto row = columns<double, QVector<int>>("speed", "timesMs");
+    row("as it was", 1, {0, 400, 401, 900, 1200, 1203, 1210});
+    row("slower", 0.5, {0, 200, 202, 450, 600});
+    row("faster", 10, {0, 4000, 4020, 9000, 12000, 12500, 12750});
+}
+
+void tst_Vox::replayKeepsTime()
+{
+    QFETCH(double, speed);
+    QFETCH(QVector<int>, timesMs);
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("line.pcap");
+    {
+        PcapWriter writer;
+        QString problem;
+        QVERIFY(writer.open(capture, &problem));
+        for (const int ms : timesMs)
+            QVERIFY(writer.write(LineItem::of(QByteArray::number(ms), (1000000 + ms) * qint64(1000000))));
+    }
+    QUdpSocket peer;
+    QVERIFY(peer.bind(QHostAddress(QHostAddress::LocalHost), 0));
+    QProcess replay;
+    start(replay, QString("replay --speed %1 %2").arg(speed).arg(capture),
+          QString("udp://127.0.0.1:%1?local=%2").arg(peer.localPort()).arg(freeUdpPorts().first));
+    QVector<double> lateMs;
+    QElapsedTimer clock;
+    for (const int ms : timesMs) {
+        QVERIFY(peer.hasPendingDatagrams() || peer.waitForReadyRead(5000));
+        clock.isValid() ? void() : clock.start();
+        lateMs += std::abs(clock.nsecsElapsed() / 1e6 - ms / speed);
+        char bytes[8];
+        QCOMPARE(QByteArray(bytes, int(peer.readDatagram(bytes, sizeof bytes))), QByteArray::number(ms));
+    }
+    // A busy machine may delay one or two.
+    std::sort(lateMs.begin(), lateMs.end());
+    QVERIFY2(lateMs.at(lateMs.size() / 2) < 2, qPrintable(QString::number(lateMs.last())));
+    QCOMPARE(exitCode(replay), 0);
+}
+
 // On a serial port, which each command opens, sets up and closes.
 void tst_Vox::aSimulationObeysLines()
 {
@@ -361,6 +410,8 @@ void tst_Vox::everyCommandHasHelp()
     const QByteArray manual = run("man");
     QVERIFY(manual.startsWith("0 .TH VOX 1 ") && manual.contains("\n\\fB\\-\\-state\\fR \\fIFILE\\fR\n"));
     QVERIFY2(manual.contains("50% \\-\\-wait\n"), "an example's hyphens");
+    QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
+             QByteArray("  TILT: a number from 0 to 255; 255 without it"));
     for (const QByteArray command : {"demo", "sim", "scan", "call", "monitor", "replay", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY(help.startsWith("0 Usage: vox " + command) && help.contains("\nExample: vox "));
