@@ -217,12 +217,13 @@ void tst_Vox::theExampleNetworkKeepsItsState()
         QVERIFY(simulation.run("label 000101").contains("label: Foyer\n"));
         QVERIFY(simulation.run("position 000101").contains("position: 12000 pulses\n"));
     }
-    // Damaged behind the first node, it is not taken at all.
-    setContents(state, contents(state).replace("3240", "-240"));
+    // A damaged entry is left out, and the others are taken.
+    setContents(state, contents(state).replace("\"position\":12000", "\"position\":-1"));
     Simulation simulation(options);
     QVERIFY(simulation.run("label 000101").contains("label: Lobby\n"));
-    QVERIFY(simulation.process.readAllStandardError().contains("; set aside as " + state.toLocal8Bit()
-                                                               + ".damaged\n"));
+    QVERIFY(simulation.run("position 000101").contains("percent: 25 %\n"));
+    QVERIFY(simulation.process.readAllStandardError().contains("; left out, and set aside as "
+                                                               + state.toLocal8Bit() + ".damaged\n"));
 }
 
 void tst_Vox::scanFindsAllNodes()
