@@ -1,9 +1,11 @@
 #include "messages/vox.h"
 #include "support/columns.h"
 #include "support/files.h"
+#include "support/frames.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 #include "vox/line/pcapfile.h"
+#include "vox/outputqueue.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -11,6 +13,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <unistd.h>
 
 /// The program as people run it.
 class tst_Vox : public QObject
@@ -24,6 +27,9 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void aMoveIsFollowed();
+    void outputThatCannotBeWritten_data();
+    void outputThatCannotBeWritten();
+    void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
     void replayKeepsTime_data();
     void replayKeepsTime();
@@ -61,14 +67,30 @@ QString multicastUrl()
     return QString("mcast://239.255.71.15:%1").arg(freeUdpPorts().first);
 }
 
-/// What a command line makes of a bus: exit code, output and, behind a '!', what is printed as an error.
+/// What a process says: exit code, output and, behind a '!', what is printed as an error.
+QByteArray result(QProcess &process)
+{
+    const QByteArray code = QByteArray::number(exitCode(process));
+    const QByteArray error = process.readAllStandardError();
+    return code + ' ' + process.readAllStandardOutput() + (error.isEmpty() ? error : "! " + error);
+}
+
 QByteArray run(const QString &line, const QString &bus = QString())
 {
     QProcess process;
     start(process, line, bus);
-    const QByteArray code = QByteArray::number(exitCode(process));
-    const QByteArray error = process.readAllStandardError();
-    return code + ' ' + process.readAllStandardOutput() + (error.isEmpty() ? error : "! " + error);
+    return result(process);
+}
+
+/// The same of a script, which ends with the code of what has failed in a pipeline.
+QByteArray shell(const QString &script, const QString &bus)
+{
+    QProcess process;
+    process.start("bash",
+                  {"-c",
+                   QString("set -o pipefail; export VOX_BUS='%1'; vox() { '%2' \"$@\"; }; %3")
+                       .arg(bus, Program, script)});
+    return result(process);
 }
 
 /// A simulation on ports that the system chose, or on another bus, ready to be called.
@@ -255,16 +277,86 @@ void tst_Vox::aMoveIsFollowed()
     QVERIFY(arrived.startsWith("0 "));
     const QJsonObject last = QJsonDocument::fromJson(arrived.mid(arrived.lastIndexOf('{'))).object();
     QVERIFY(last["position"] == 3200 && last["state"] == "STATE_STOPPED");
-    // Ctrl-C stops the motor first.
-    QProcess process;
-    start(process, "goto 000101 down --wait", simulation.bus);
-    QByteArray shown;
-    while (!shown.contains("STATE_RUNNING") && process.waitForReadyRead(5000))
-        shown += process.readAllStandardOutput();
-    QCOMPARE(exitCode(process, SIGINT), 1);
-    QCOMPARE(simulation.run("status 000101"),
-             QByteArray("0 POST_MOTOR_STATUS\n  state: STATE_STOPPED\n  direction: DIRECTION_DOWN\n"
-                        "  source: SOURCE_NETWORK\n  cause: CAUSE_NETWORK\n"));
+    // Stopped, or sent elsewhere meanwhile, it has not come to where it was to go.
+    const auto interrupted = [&](const std::function<int(QProcess &)> &interrupt, const QString &place) {
+        QProcess process;
+        start(process, "goto 000101 --wait " + place, simulation.bus);
+        QByteArray shown;
+        while (!shown.contains("STATE_RUNNING") && process.waitForReadyRead(5000))
+            shown += process.readAllStandardOutput();
+        const QByteArray code = QByteArray::number(interrupt(process));
+        shown = process.readAllStandardOutput().trimmed();
+        const QByteArray position = simulation.run("call 000101 getMotorPosition").split('\n').value(1);
+        const QByteArray rest = position.mid(int(qstrlen("  position: "))) + "  STATE_STOPPED";
+        return code + (shown.endsWith(rest) ? " shown " : " ") + process.readAllStandardError();
+    };
+    const auto by = [&](const QString &line) {
+        return [&, line](QProcess &process) { return simulation.run(line), exitCode(process); };
+    };
+    QVERIFY(interrupted(by("goto 000101 3500"), "down").startsWith("1 shown vox goto: was to go to 12000 "));
+    QVERIFY(interrupted(by("stop 000101"), "0%").startsWith("1 shown vox goto: was to go to 0 pulses and "));
+    QVERIFY(interrupted([](QProcess &process) { return exitCode(process, SIGINT); }, "down")
+                .startsWith("1 shown vox goto: stopped on the way"));
+    QVERIFY(
+        simulation.run("status 000101").contains("DOWN\n  source: SOURCE_NETWORK\n  cause: CAUSE_NETWORK"));
+}
+
+void tst_Vox::outputThatCannotBeWritten_data()
+{
+    const auto row = columns<QByteArray>("said");
+    const QByteArray full = "1 ! vox: the output cannot be written: No space left on device\n";
+    const QByteArray stopped = "vox goto: stopped, because the output cannot be written\n";
+    row("vox --help >/dev/full", full);
+    row("vox status 000101 --json >/dev/full", full);
+    row("vox man >&-", "1 ! vox: the output cannot be written: Bad file descriptor\n");
+    row("vox goto 000101 down --wait >/dev/full", full + stopped);
+    row("vox goto 000101 up --wait | head -n 2 >/dev/null", "1 ! " + stopped);
+}
+
+void tst_Vox::outputThatCannotBeWritten()
+{
+    QFETCH(QByteArray, said);
+    const Simulation simulation(Floor);
+    QCOMPARE(shell(QTest::currentDataTag(), simulation.bus), said);
+    QVERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
+}
+
+// Of what nobody reads so much is kept as there is room for, and the rest is counted.
+void tst_Vox::aSimulationWaitsForNoReader()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("damaged.pcap"), errors = folder.filePath("errors");
+    {
+        PcapWriter writer;
+        QString problem;
+        QVERIFY(writer.open(capture, &problem));
+        for (int i = 0; i < 1000; ++i)
+            QVERIFY(writer.write(LineItem::of(line(frame("0E", 1)).chopped(1) + '?', i * qint64(1000000))));
+    }
+    const auto ports = freeUdpPorts();
+    const QString udp("udp://127.0.0.1:%1?local=%2");
+    const QByteArray said =
+        shell(QString("{ for i in {1..40}; do echo status json; done; sleep 3; echo quit; } |"
+                      "vox sim %1 --bus '%2' 2>%3 |"
+                      "{ read; sleep 0.3; vox replay %4; sleep 1; vox position 000101; }")
+                  .arg(Floor, udp.arg(ports.second).arg(ports.first), errors, capture),
+              udp.arg(ports.first).arg(ports.second));
+    QVERIFY2(said.contains("1000 of 1000 records sent\nPOST_MOTOR_POSITION\n"), said);
+    const QByteArrayList told = contents(errors).trimmed().split('\n');
+    QVERIFY2(told.size() <= 4 && told[0] == "vox sim: frames came damaged: 1 failed check", told.join('\n'));
+
+    int pipe[2];
+    QVERIFY(::pipe(pipe) == 0);
+    OutputQueue queue(pipe[1], [](int) {});
+    const QByteArray text(OutputQueue::MaxBytes / 4, '?');
+    for (int i = 0; i < 6; ++i)
+        queue.push(text);
+    QCOMPARE(queue.takeDropped(), 0);
+    QByteArray part(1 << 20, '\0');
+    for (qint64 left = 4 * text.size(); left > 0;)
+        left -= ::read(pipe[0], part.data(), size_t(part.size()));
+    int dropped = 0;
+    QTRY_COMPARE(dropped += queue.takeDropped(), 2);
 }
 
 // All on one multicast line: a simulation, a monitor, and what hosts send.
@@ -383,6 +475,9 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(simulation.run("status 000001").startsWith("1 "));
     obey("clear");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
+    obey("corrupt 000001 count 1");
+    QCOMPARE(simulation.run("status 000001"),
+             QByteArray("1 ! vox status: No reply within the time-out\nvox status: 1 answer came damaged\n"));
     obey("from 000002 000001 count 2");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
     obey("from 000002 000001");

@@ -12,6 +12,7 @@
 #include "vox/sim/simconsole.h"
 #include "vox/sim/simulation.h"
 #include "vox/sim/statefile.h"
+#include "vox/warnings.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -123,6 +124,8 @@ int run(const CommandLine &line, const Options &options)
     simulation.setTimeScale(options.speed);
     simulation.attach(network);
 
+    queueOutput();
+    tellWarningsSoon();
     const SignalWatcher signalWatcher;
     const SimConsole console(simulation, faults);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
