@@ -50,6 +50,11 @@ void tellDropped()
 }
 }
 
+QString exitCodesText()
+{
+    return QStringLiteral("0 done; 1 refused, no answer, or output that cannot be written; 2 wrong use.");
+}
+
 QString counted(qint64 number, const char *noun)
 {
     const QString text = QStringLiteral("%1 %2").arg(number).arg(QLatin1String(noun));

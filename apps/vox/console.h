@@ -12,6 +12,9 @@ enum ExitCode : int {
     WrongUse = 2
 };
 
+/// What the codes mean, for people.
+QString exitCodesText();
+
 /// "1 frame", "2 frames".
 QString counted(qint64 number, const char *noun);
 
