@@ -444,13 +444,16 @@ void tst_Vox::replayKeepsTime()
     for (const int ms : timesMs) {
         QVERIFY(peer.hasPendingDatagrams() || peer.waitForReadyRead(5000));
         clock.isValid() ? void() : clock.start();
-        lateMs += std::abs(clock.nsecsElapsed() / 1e6 - ms / speed);
+        lateMs += clock.nsecsElapsed() / 1e6 - ms / speed;
         char bytes[8];
         QCOMPARE(QByteArray(bytes, int(peer.readDatagram(bytes, sizeof bytes))), QByteArray::number(ms));
     }
-    // A busy machine may delay one or two.
+    // A busy machine may delay some, the first of them included: the others are 2 ms off at most.
     std::sort(lateMs.begin(), lateMs.end());
-    QVERIFY2(lateMs.at(lateMs.size() / 2) < 2, qPrintable(QString::number(lateMs.last())));
+    double spreadMs = lateMs.last() - lateMs.first();
+    for (int i = 0, half = lateMs.size() / 2; i + half < lateMs.size(); ++i)
+        spreadMs = std::min(spreadMs, lateMs.at(i + half) - lateMs.at(i));
+    QVERIFY2(spreadMs < 4, qPrintable(QString::number(spreadMs)));
     QCOMPARE(exitCode(replay), 0);
 }
 
