@@ -63,9 +63,8 @@ bool CommandLine::parse(const QStringList &arguments)
         QString text = m_parser.helpText();
         const int end = text.indexOf(QLatin1String(" [options]"));
         text.replace(0, end, QStringLiteral("Usage: vox ") + m_description.name);
-        printLine(
-            QStringLiteral("%1\n\nExit codes: 0 done, 1 refused or no answer, 2 wrong use.\nExample: %2")
-                .arg(text.trimmed(), m_description.example));
+        printLine(QStringLiteral("%1\n\nExit codes: %2\nExample: %3")
+                      .arg(text.trimmed(), exitCodesText(), m_description.example));
         m_exitCode = Success;
         return false;
     }

@@ -1,7 +1,59 @@
 #include "vox/console.h"
 
+#include "vox/outputqueue.h"
+
+#include <array>
+#include <atomic>
+#include <cerrno>
+#include <csignal>
 #include <cstdio>
+#include <cstring>
+#include <memory>
 #include <unistd.h>
+
+namespace {
+/// The system's first error with standard output; 0 without one.
+std::atomic<int> outputError{0};
+std::unique_ptr<OutputQueue> outputQueue;
+std::unique_ptr<OutputQueue> errorQueue;
+
+void put(FILE *stream, const QString &text);
+
+void noteFailure(int error)
+{
+    int none = 0;
+    // Who closes a pipe knows.
+    if (outputError.compare_exchange_strong(none, error) && error != EPIPE)
+        put(stderr,
+            QStringLiteral("vox: the output cannot be written: %1\n")
+                .arg(QString::fromLocal8Bit(std::strerror(error))));
+}
+
+void put(FILE *stream, const QString &text)
+{
+    const QByteArray bytes = text.toLocal8Bit();
+    if (OutputQueue *queue = stream == stdout ? outputQueue.get() : errorQueue.get())
+        queue->push(bytes);
+    else if ((std::fputs(bytes.constData(), stream) < 0 || std::fflush(stream) != 0) && stream == stdout)
+        noteFailure(errno);
+}
+
+/// As soon as somebody reads again.
+void tellDropped()
+{
+    if (!outputQueue)
+        return;
+    const int dropped = outputQueue->takeDropped() + errorQueue->takeDropped();
+    if (dropped > 0)
+        put(stderr,
+            QStringLiteral("vox: nobody has read the output: %1 left out\n").arg(counted(dropped, "line")));
+}
+}
+
+QString exitCodesText()
+{
+    return QStringLiteral("0 done; 1 refused, no answer, or output that cannot be written; 2 wrong use.");
+}
 
 QString counted(qint64 number, const char *noun)
 {
@@ -11,23 +63,54 @@ QString counted(qint64 number, const char *noun)
 
 void printLine(const QString &line)
 {
-    std::fprintf(stdout, "%s\n", line.toLocal8Bit().constData());
-    std::fflush(stdout);
+    tellDropped();
+    put(stdout, line + QLatin1Char('\n'));
 }
 
 void printError(const QString &command, const QString &problem)
 {
     const QString name = command.isEmpty() ? QStringLiteral("vox") : QStringLiteral("vox ") + command;
-    std::fprintf(stderr, "%s: %s\n", name.toLocal8Bit().constData(), problem.toLocal8Bit().constData());
+    printRaw(QStringLiteral("%1: %2").arg(name, problem));
+}
+
+void printRaw(const QString &line)
+{
+    tellDropped();
+    put(stderr, line + QLatin1Char('\n'));
 }
 
 void printProgress(const QString &line)
 {
     if (isatty(STDERR_FILENO) == 1)
-        std::fprintf(stderr, "\r\x1b[K%s", line.toLocal8Bit().constData());
+        put(stderr, QStringLiteral("\r\x1b[K%1").arg(line));
 }
 
 bool isTerminal()
 {
     return isatty(STDOUT_FILENO) == 1;
+}
+
+void outliveReader()
+{
+    std::signal(SIGPIPE, SIG_IGN);
+}
+
+void queueOutput()
+{
+    outliveReader();
+    outputQueue = std::make_unique<OutputQueue>(STDOUT_FILENO, noteFailure);
+    errorQueue = std::make_unique<OutputQueue>(STDERR_FILENO, [](int) {});
+}
+
+bool hasOutputFailed()
+{
+    return outputError != 0;
+}
+
+int finishOutput(int exitCode)
+{
+    tellDropped();
+    outputQueue.reset();
+    errorQueue.reset();
+    return exitCode == Success && hasOutputFailed() ? int{Failure} : exitCode;
 }

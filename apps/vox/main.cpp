@@ -1,5 +1,6 @@
 #include "vox/commands.h"
 #include "vox/console.h"
+#include "vox/warnings.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -21,30 +22,21 @@ void printUsage()
     printLine(QStringLiteral("Usage: vox COMMAND [options]\n\nCommands:"));
     for (const Command &command : commands())
         printLine(QStringLiteral("  %1 %2").arg(command.name, -9).arg(command.summary));
-    printLine(QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version. Exit codes: 0 "
-                             "done, 1 refused or no answer, 2 wrong use.\n"
-                             "Buses, for --bus or in the environment's VOX_BUS:\n"
-                             "  serial:///dev/ttyUSB0\n"
-                             "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
-                             "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
-                             "  pty:, a new pseudo-terminal that others open as their serial port"));
-}
-
-QtMessageHandler previousHandler = nullptr;
-
-/// Says what the libraries say, but not that a multicast bus has sent more than it has heard back yet: when
-/// many nodes answer at once that is so, and nothing is lost.
-void logMessage(QtMsgType type, const QMessageLogContext &context, const QString &text)
-{
-    if (text != QLatin1String("[VOXBus]: sent messages list overflowing"))
-        previousHandler(type, context, text);
+    printLine(
+        QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
+                       "Buses, for --bus or in the environment's VOX_BUS:\n"
+                       "  serial:///dev/ttyUSB0\n"
+                       "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
+                       "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
+                       "  pty:, a new pseudo-terminal that others open as their serial port")
+            .arg(exitCodesText()));
 }
 
 int run(const QStringList &arguments)
 {
     const QString name = arguments.value(0);
     if (name == QLatin1String("help") && findCommand(arguments.value(1)))
-        return run({arguments.at(1), QStringLiteral("--help")});
+        return run(arguments.mid(1) + QStringList{QStringLiteral("--help")});
     if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
         printUsage();
         return Success;
@@ -64,16 +56,20 @@ int run(const QStringList &arguments)
 
 int main(int argc, char *argv[])
 {
-    // What is opened later must not take the place of a standard stream that was closed.
+    // What is opened later must not take the place of a standard stream that was closed. What is written
+    // there still fails.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0)
-            ::open("/dev/null", O_RDWR);
+            ::open("/dev/null", stream == STDIN_FILENO ? O_RDWR : O_RDONLY);
     }
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VOX_VERSION));
     // Every frame of a bus, unless the environment's QT_LOGGING_RULES ask for them.
     QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
-    previousHandler = qInstallMessageHandler(logMessage);
-    return run(QCoreApplication::arguments().mid(1));
+    const QStringList arguments = QCoreApplication::arguments().mid(1);
+    catchWarnings(arguments.value(0));
+    const int exitCode = run(arguments);
+    tellWarnings();
+    return finishOutput(exitCode);
 }

@@ -3,6 +3,7 @@
 #include "messages/kvr.h"
 #include "vox/console.h"
 #include "vox/line/commandfields.h"
+#include "vox/warnings.h"
 
 #include <QJsonDocument>
 
@@ -80,8 +81,11 @@ Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall
 {
     const int most = asking == Asking::Again ? MaxAsked : 1;
     for (int asked = 1;; ++asked) {
+        const int checks = failedChecks();
         const BusPendingCall pending = call();
         pending.waitForFinished();
+        if (pending.isError())
+            foldFailedChecks(checks);
         Outcome outcome(pending, addr);
         if (!outcome.isForeign() || asked == most)
             return outcome;

@@ -10,6 +10,9 @@
 #include <QJsonDocument>
 #include <QtTest>
 
+#include <csignal>
+#include <sys/resource.h>
+
 /// The files that a simulation is made from and kept in.
 class tst_NetworkFile : public QObject
 {
@@ -195,37 +198,62 @@ void tst_NetworkFile::stateIsKept()
     QVERIFY(QDir(folder.path()).entryList(QDir::Files).size() == 1);
     QVERIFY(!StateFile(folder.filePath("no/such/folder"), next).save(&problem));
     QVERIFY(problem.contains("no/such/folder"));
+    // On a disk that is full, which a limit stands for.
+    const QByteArray before = contents(name);
+    const rlimit full = {100, RLIM_INFINITY};
+    const rlimit free = {RLIM_INFINITY, RLIM_INFINITY};
+    std::signal(SIGXFSZ, SIG_IGN);
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &full) == 0);
+    const bool isSaved = state.save(&problem);
+    QVERIFY(::setrlimit(RLIMIT_FSIZE, &free) == 0);
+    QVERIFY2(!isSaved && problem.contains("cannot write " + name + ": "), qPrintable(problem));
+    QCOMPARE(contents(name), before);
     QVERIFY(StateFile(folder.path(), next).load(&problem) == StateFile::Unusable);
 }
 
 void tst_NetworkFile::damagedStates_data()
 {
-    const auto row = columns<QByteArray>("text");
-    row("unterminated string in line 2", "{'nodes': {\n'000001': {'label");
-    row("is to hold a JSON object", "[]");
-    row("nodes: is to be an object", "{}");
-    row("nodes.0000AA: is to be an object", "{'nodes': {'0000AA': 7}}");
-    row("nodes.000001.limits.down: is to be",
-        "{'nodes': {'000001': {'model': 'TB20', 'limits': {'down': 1}}}}");
+    const auto row = columns<QByteArray, QByteArray>("text", "aside");
+    const QByteArray good = "'000002':{'model':'TB20','label':'kept'}";
+    const auto entry = [&](const char *mistake, const QByteArray &damaged) {
+        row(mistake, "{'nodes': {" + good + "," + damaged + "}}", "{'nodes': {\n" + damaged + "\n}}\n");
+    };
+    for (const auto &[mistake, text] :
+         {std::pair("unterminated string in line 2", "{'nodes': {\n'000001': {'lab"),
+          {"is to hold a JSON object", "[]"},
+          {"nodes: is to be an object", "{}"}})
+        row(mistake, text, text);
+    entry("nodes.0000AA: is to be an object", "'0000AA': 7");
+    entry("nodes.AA: is no address", "'AA': {}");
+    entry("nodes.000001.limits.down: is to be",
+          "'000001': {'label':'lost','limits':{'down':1},'model':'TB20'}");
 }
 
 void tst_NetworkFile::damagedStates()
 {
     QFETCH(QByteArray, text);
+    QFETCH(QByteArray, aside);
     text.replace('\'', '"');
+    aside.replace('\'', '"');
     const QTemporaryDir folder;
     const QString name = folder.filePath("state.json");
     setContents(name, text);
     Simulation simulation;
-    fill(&simulation, "[{'model': 'TB20', 'address': '000001'}]");
+    const QByteArray network = "[{'model': 'TB20', 'address': '000001-000002', 'label': 'as made'}]";
+    fill(&simulation, network);
     QString problem;
     StateFile state(name, simulation);
     QVERIFY(state.load(&problem) == StateFile::Damaged);
     QVERIFY2(problem.startsWith(name + ": " + QTest::currentDataTag()), qPrintable(problem));
-    QCOMPARE(state.setAside(), name + ".damaged");
-    QVERIFY(contents(name).isEmpty() && QFile(name + ".damaged").size() == text.size());
-    setContents(name, text);
+    setContents(name + ".damaged", "another");
     QCOMPARE(state.setAside(), name + ".damaged2");
+    QCOMPARE(contents(name + ".damaged2"), aside);
+    // The others are as they were.
+    simulation.clear();
+    fill(&simulation, network);
+    QVERIFY(state.load(&problem) == StateFile::Taken && state.save(&problem));
+    QCOMPARE(simulation.find(1)->device->nodeLabel(), QByteArray("as made"));
+    QCOMPARE(simulation.find(2)->device->nodeLabel(), QByteArray(aside == text ? "as made" : "kept"));
 }
 
 QTEST_GUILESS_MAIN(tst_NetworkFile)

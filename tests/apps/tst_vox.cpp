@@ -1,8 +1,11 @@
 #include "messages/vox.h"
 #include "support/columns.h"
 #include "support/files.h"
+#include "support/frames.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
+#include "vox/line/pcapfile.h"
+#include "vox/outputqueue.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -10,6 +13,7 @@
 #include <QtTest>
 
 #include <csignal>
+#include <unistd.h>
 
 /// The program as people run it.
 class tst_Vox : public QObject
@@ -23,7 +27,12 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void aMoveIsFollowed();
+    void outputThatCannotBeWritten_data();
+    void outputThatCannotBeWritten();
+    void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
+    void replayKeepsTime_data();
+    void replayKeepsTime();
     void aSimulationObeysLines();
     void everyCommandHasHelp();
     void bashCompletes_data();
@@ -58,14 +67,30 @@ QString multicastUrl()
     return QString("mcast://239.255.71.15:%1").arg(freeUdpPorts().first);
 }
 
-/// What a command line makes of a bus: exit code, output and, behind a '!', what is printed as an error.
+/// What a process says: exit code, output and, behind a '!', what is printed as an error.
+QByteArray result(QProcess &process)
+{
+    const QByteArray code = QByteArray::number(exitCode(process));
+    const QByteArray error = process.readAllStandardError();
+    return code + ' ' + process.readAllStandardOutput() + (error.isEmpty() ? error : "! " + error);
+}
+
 QByteArray run(const QString &line, const QString &bus = QString())
 {
     QProcess process;
     start(process, line, bus);
-    const QByteArray code = QByteArray::number(exitCode(process));
-    const QByteArray error = process.readAllStandardError();
-    return code + ' ' + process.readAllStandardOutput() + (error.isEmpty() ? error : "! " + error);
+    return result(process);
+}
+
+/// The same of a script, which ends with the code of what has failed in a pipeline.
+QByteArray shell(const QString &script, const QString &bus)
+{
+    QProcess process;
+    process.start("bash",
+                  {"-c",
+                   QString("set -o pipefail; export VOX_BUS='%1'; vox() { '%2' \"$@\"; }; %3")
+                       .arg(bus, Program, script)});
+    return result(process);
 }
 
 /// A simulation on ports that the system chose, or on another bus, ready to be called.
@@ -137,6 +162,9 @@ void tst_Vox::commandLines_data()
     row("call 000001 fly", "unknown operation 'fly'; one of getNodeAddr");
     row("call 000001 ctrlMoveTo 0", "ctrlMoveTo FUN POSITION TILT or ctrlMoveTo FUN POSITION");
     row("call 000001 ctrlMoveTo HOME 0", "fun: 'HOME' is not a number from 0 to 255 or one of MOVETO_DOWN");
+    row("call 000001 setNodeLabel 日本", "str: '日本' is not text of up to 16 characters of Latin-1");
+    row("call 000001 sendDataTest2 eleven-long", "data: 'eleven-long' is not text of up to 10 characters");
+    row("call 000001 ctrlStop", "all arguments of ctrlStop are left out: --defaults lets it act so");
     row("call 000001 getGroupAddr 256", "idx: '256' is not a number from 0 to 255");
     row("move 000101 left", "vox move: 'left' is neither up nor down");
     row("move 000101 up --time 2600", "vox move: --time is to be a number from 10 to 2550");
@@ -148,6 +176,8 @@ void tst_Vox::commandLines_data()
 
     // What reaches a node: the exit code, and how the answer begins.
     row("call 000101 setMotorLimits LIMIT_PULSES LIMIT_DOWN 0xbb8", "0 ACK\n");
+    row("call 000101 getMotorIP 010", "0 POST_MOTOR_IP\n  index: 10\n");
+    row("call 000101 ctrlStop --defaults", "0 ACK\n");
     row("call 000401 setGroupAddr 3 abcd", "0 ACK\n");
     row("call 000401 sendDataTest2 hex:00ff", "0 POST_DATA_TEST2\n  data: 00 FF 00 00 00 00 00 00 00 00\n");
     row("call 000401 setNetworkConfig 255 0 255 0 255 1", "0 sent; no answer was asked for\n");
@@ -209,12 +239,13 @@ void tst_Vox::theExampleNetworkKeepsItsState()
         QVERIFY(simulation.run("label 000101").contains("label: Foyer\n"));
         QVERIFY(simulation.run("position 000101").contains("position: 12000 pulses\n"));
     }
-    // Damaged behind the first node, it is not taken at all.
-    setContents(state, contents(state).replace("3240", "-240"));
+    // A damaged entry is left out, and the others are taken.
+    setContents(state, contents(state).replace("\"position\":12000", "\"position\":-1"));
     Simulation simulation(options);
     QVERIFY(simulation.run("label 000101").contains("label: Lobby\n"));
-    QVERIFY(simulation.process.readAllStandardError().contains("; set aside as " + state.toLocal8Bit()
-                                                               + ".damaged\n"));
+    QVERIFY(simulation.run("position 000101").contains("percent: 25 %\n"));
+    QVERIFY(simulation.process.readAllStandardError().contains("; left out, and set aside as "
+                                                               + state.toLocal8Bit() + ".damaged\n"));
 }
 
 void tst_Vox::scanFindsAllNodes()
@@ -246,16 +277,86 @@ void tst_Vox::aMoveIsFollowed()
     QVERIFY(arrived.startsWith("0 "));
     const QJsonObject last = QJsonDocument::fromJson(arrived.mid(arrived.lastIndexOf('{'))).object();
     QVERIFY(last["position"] == 3200 && last["state"] == "STATE_STOPPED");
-    // Ctrl-C stops the motor first.
-    QProcess process;
-    start(process, "goto 000101 down --wait", simulation.bus);
-    QByteArray shown;
-    while (!shown.contains("STATE_RUNNING") && process.waitForReadyRead(5000))
-        shown += process.readAllStandardOutput();
-    QCOMPARE(exitCode(process, SIGINT), 1);
-    QCOMPARE(simulation.run("status 000101"),
-             QByteArray("0 POST_MOTOR_STATUS\n  state: STATE_STOPPED\n  direction: DIRECTION_DOWN\n"
-                        "  source: SOURCE_NETWORK\n  cause: CAUSE_NETWORK\n"));
+    // Stopped, or sent elsewhere meanwhile, it has not come to where it was to go.
+    const auto interrupted = [&](const std::function<int(QProcess &)> &interrupt, const QString &place) {
+        QProcess process;
+        start(process, "goto 000101 --wait " + place, simulation.bus);
+        QByteArray shown;
+        while (!shown.contains("STATE_RUNNING") && process.waitForReadyRead(5000))
+            shown += process.readAllStandardOutput();
+        const QByteArray code = QByteArray::number(interrupt(process));
+        shown = process.readAllStandardOutput().trimmed();
+        const QByteArray position = simulation.run("call 000101 getMotorPosition").split('\n').value(1);
+        const QByteArray rest = position.mid(int(qstrlen("  position: "))) + "  STATE_STOPPED";
+        return code + (shown.endsWith(rest) ? " shown " : " ") + process.readAllStandardError();
+    };
+    const auto by = [&](const QString &line) {
+        return [&, line](QProcess &process) { return simulation.run(line), exitCode(process); };
+    };
+    QVERIFY(interrupted(by("goto 000101 3500"), "down").startsWith("1 shown vox goto: was to go to 12000 "));
+    QVERIFY(interrupted(by("stop 000101"), "0%").startsWith("1 shown vox goto: was to go to 0 pulses and "));
+    QVERIFY(interrupted([](QProcess &process) { return exitCode(process, SIGINT); }, "down")
+                .startsWith("1 shown vox goto: stopped on the way"));
+    QVERIFY(
+        simulation.run("status 000101").contains("DOWN\n  source: SOURCE_NETWORK\n  cause: CAUSE_NETWORK"));
+}
+
+void tst_Vox::outputThatCannotBeWritten_data()
+{
+    const auto row = columns<QByteArray>("said");
+    const QByteArray full = "1 ! vox: the output cannot be written: No space left on device\n";
+    const QByteArray stopped = "vox goto: stopped, because the output cannot be written\n";
+    row("vox --help >/dev/full", full);
+    row("vox status 000101 --json >/dev/full", full);
+    row("vox man >&-", "1 ! vox: the output cannot be written: Bad file descriptor\n");
+    row("vox goto 000101 down --wait >/dev/full", full + stopped);
+    row("vox goto 000101 up --wait | head -n 2 >/dev/null", "1 ! " + stopped);
+}
+
+void tst_Vox::outputThatCannotBeWritten()
+{
+    QFETCH(QByteArray, said);
+    const Simulation simulation(Floor);
+    QCOMPARE(shell(QTest::currentDataTag(), simulation.bus), said);
+    QVERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
+}
+
+// Of what nobody reads so much is kept as there is room for, and the rest is counted.
+void tst_Vox::aSimulationWaitsForNoReader()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("damaged.pcap"), errors = folder.filePath("errors");
+    {
+        PcapWriter writer;
+        QString problem;
+        QVERIFY(writer.open(capture, &problem));
+        for (int i = 0; i < 1000; ++i)
+            QVERIFY(writer.write(LineItem::of(line(frame("0E", 1)).chopped(1) + '?', i * qint64(1000000))));
+    }
+    const auto ports = freeUdpPorts();
+    const QString udp("udp://127.0.0.1:%1?local=%2");
+    const QByteArray said =
+        shell(QString("{ for i in {1..40}; do echo status json; done; sleep 3; echo quit; } |"
+                      "vox sim %1 --bus '%2' 2>%3 |"
+                      "{ read; sleep 0.3; vox replay %4; sleep 1; vox position 000101; }")
+                  .arg(Floor, udp.arg(ports.second).arg(ports.first), errors, capture),
+              udp.arg(ports.first).arg(ports.second));
+    QVERIFY2(said.contains("1000 of 1000 records sent\nPOST_MOTOR_POSITION\n"), said);
+    const QByteArrayList told = contents(errors).trimmed().split('\n');
+    QVERIFY2(told.size() <= 4 && told[0] == "vox sim: frames came damaged: 1 failed check", told.join('\n'));
+
+    int pipe[2];
+    QVERIFY(::pipe(pipe) == 0);
+    OutputQueue queue(pipe[1], [](int) {});
+    const QByteArray text(OutputQueue::MaxBytes / 4, '?');
+    for (int i = 0; i < 6; ++i)
+        queue.push(text);
+    QCOMPARE(queue.takeDropped(), 0);
+    QByteArray part(1 << 20, '\0');
+    for (qint64 left = 4 * text.size(); left > 0;)
+        left -= ::read(pipe[0], part.data(), size_t(part.size()));
+    int dropped = 0;
+    QTRY_COMPARE(dropped += queue.takeDropped(), 2);
 }
 
 // All on one multicast line: a simulation, a monitor, and what hosts send.
@@ -312,6 +413,50 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QVERIFY(run("replay " + capture, url).contains("is cut off after 2 records"));
 }
 
+void tst_Vox::replayKeepsTime_data()
+{
+    const auto row = columns<double, QVector<int>>("speed", "timesMs");
+    row("as it was", 1, {0, 400, 401, 900, 1200, 1203, 1210});
+    row("slower", 0.5, {0, 200, 202, 450, 600});
+    row("faster", 10, {0, 4000, 4020, 9000, 12000, 12500, 12750});
+}
+
+void tst_Vox::replayKeepsTime()
+{
+    QFETCH(double, speed);
+    QFETCH(QVector<int>, timesMs);
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("line.pcap");
+    {
+        PcapWriter writer;
+        QString problem;
+        QVERIFY(writer.open(capture, &problem));
+        for (const int ms : timesMs)
+            QVERIFY(writer.write(LineItem::of(QByteArray::number(ms), (1000000 + ms) * qint64(1000000))));
+    }
+    QUdpSocket peer;
+    QVERIFY(peer.bind(QHostAddress(QHostAddress::LocalHost), 0));
+    QProcess replay;
+    start(replay, QString("replay --speed %1 %2").arg(speed).arg(capture),
+          QString("udp://127.0.0.1:%1?local=%2").arg(peer.localPort()).arg(freeUdpPorts().first));
+    QVector<double> lateMs;
+    QElapsedTimer clock;
+    for (const int ms : timesMs) {
+        QVERIFY(peer.hasPendingDatagrams() || peer.waitForReadyRead(5000));
+        clock.isValid() ? void() : clock.start();
+        lateMs += clock.nsecsElapsed() / 1e6 - ms / speed;
+        char bytes[8];
+        QCOMPARE(QByteArray(bytes, int(peer.readDatagram(bytes, sizeof bytes))), QByteArray::number(ms));
+    }
+    // A busy machine may delay some, the first of them included: the others are 2 ms off at most.
+    std::sort(lateMs.begin(), lateMs.end());
+    double spreadMs = lateMs.last() - lateMs.first();
+    for (int i = 0, half = lateMs.size() / 2; i + half < lateMs.size(); ++i)
+        spreadMs = std::min(spreadMs, lateMs.at(i + half) - lateMs.at(i));
+    QVERIFY2(spreadMs < 4, qPrintable(QString::number(spreadMs)));
+    QCOMPARE(exitCode(replay), 0);
+}
+
 // On a serial port, which each command opens, sets up and closes.
 void tst_Vox::aSimulationObeysLines()
 {
@@ -333,6 +478,9 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(simulation.run("status 000001").startsWith("1 "));
     obey("clear");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
+    obey("corrupt 000001 count 1");
+    QCOMPARE(simulation.run("status 000001"),
+             QByteArray("1 ! vox status: No reply within the time-out\nvox status: 1 answer came damaged\n"));
     obey("from 000002 000001 count 2");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
     obey("from 000002 000001");
@@ -361,6 +509,8 @@ void tst_Vox::everyCommandHasHelp()
     const QByteArray manual = run("man");
     QVERIFY(manual.startsWith("0 .TH VOX 1 ") && manual.contains("\n\\fB\\-\\-state\\fR \\fIFILE\\fR\n"));
     QVERIFY2(manual.contains("50% \\-\\-wait\n"), "an example's hyphens");
+    QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
+             QByteArray("  TILT: a number from 0 to 255; 255 without it"));
     for (const QByteArray command : {"demo", "sim", "scan", "call", "monitor", "replay", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY(help.startsWith("0 Usage: vox " + command) && help.contains("\nExample: vox "));

@@ -4,15 +4,35 @@
 #include "transport/voxbus.h"
 #include "vox/address.h"
 #include "vox/command.h"
+#include "vox/console.h"
 #include "vox/host/operation.h"
 #include "vox/outcome.h"
+
+namespace {
+/// Prints the help of an operation, if @p arguments ask for that.
+bool printedHelp(const QStringList &arguments)
+{
+    if (!arguments.contains(QStringLiteral("--help")) && !arguments.contains(QStringLiteral("-h")))
+        return false;
+    const QStringList names = Operation::names();
+    for (const QString &argument : arguments) {
+        if (names.contains(argument)) {
+            printLine(Operation::help(argument));
+            return true;
+        }
+    }
+    return false;
+}
+}
 
 int runCall(const QStringList &arguments)
 {
     const QString operations = Operation::names().join(QLatin1String(", "));
     CommandLine line(QStringLiteral("call"),
-                     QStringLiteral("Calls one operation of a node and prints its reply. Arguments of an "
-                                    "enumeration are its key names or numbers.\n\nOperations: %1")
+                     QStringLiteral("Calls one operation of a node and prints its reply. 'vox call OPERATION "
+                                    "--help' tells what it takes. Numbers are decimal, or hexadecimal with "
+                                    "0x; arguments of an enumeration are its key names or numbers.\n\n"
+                                    "Operations: %1")
                          .arg(operations),
                      QStringLiteral("vox call 000101 getMotorStatus"),
                      CommandLine::BusOption | CommandLine::JsonOption);
@@ -21,6 +41,12 @@ int runCall(const QStringList &arguments)
     line.addArgument(QStringLiteral("operation"), QStringLiteral("Its name."), QStringLiteral("OPERATION"));
     line.addArgument(QStringLiteral("argument"), QStringLiteral("As the operation takes them."),
                      QStringLiteral("[ARGUMENT...]"));
+    const QCommandLineOption defaults(
+        QStringLiteral("defaults"),
+        QStringLiteral("Let an operation act though all of its arguments are left out."));
+    line.addOptions({defaults});
+    if (printedHelp(arguments))
+        return Success;
     if (!line.parse(arguments))
         return line.exitCode();
     const QStringList words = line.words();
@@ -36,6 +62,10 @@ int runCall(const QStringList &arguments)
         || !Operation::find(words.at(1), operands.size(), &operation, &problem)
         || !operation.setArguments(operands, &problem))
         return line.fail(problem);
+    if (operation.isAllDefaults() && !line.parser().isSet(defaults))
+        return line.fail(QStringLiteral("all arguments of %1 are left out: --defaults lets it act so, and "
+                                        "'vox call %1 --help' tells how")
+                             .arg(words.at(1)));
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)
         return line.exitCode();

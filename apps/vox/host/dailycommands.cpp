@@ -185,10 +185,11 @@ bool readPlace(const QString &text, KVRMotor::MoveToFunction *function, int *val
 
 int runGoto(const QStringList &arguments)
 {
-    Daily daily("goto",
-                "Moves to a position, and with --wait shows the way until the motor has arrived; Ctrl-C "
-                "then stops the motor first.",
-                "vox goto 000101 50% --wait", true);
+    Daily daily(
+        "goto",
+        "Moves to a position. With --wait it shows the way, and ends with 0 only if the motor has come "
+        "to rest there; Ctrl-C, and the end of whoever reads the output, stops the motor.",
+        "vox goto 000101 50% --wait", true);
     daily.line.addArgument(
         QStringLiteral("position"),
         QStringLiteral("up, down, percent (50%), pulses (1200) or an intermediate position "
@@ -215,7 +216,7 @@ int runGoto(const QStringList &arguments)
     if (!isWaiting || sent != Success)
         return sent;
     KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
-    return follower->follow(proxy);
+    return follower->follow(proxy, function, static_cast<quint16>(value));
 }
 
 int runLockCommand(const QStringList &arguments, const char *name, const char *description,

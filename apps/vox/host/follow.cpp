@@ -7,13 +7,20 @@
 
 #include <QEventLoop>
 #include <QMetaEnum>
+#include <QThread>
 #include <QTimer>
+
+#include <cstdlib>
 
 namespace {
 constexpr int IntervalMs = 200;
 constexpr int PercentPerMark = 5;
 constexpr int BarWidth = 20;
 constexpr int MaxFailures = 5;
+/// So often a motor may be found at rest before it has begun to run.
+constexpr int MaxIdle = 5;
+/// What is nearer than the shortest way that a motor can be sent is there.
+constexpr int ShortestWay = 10;
 
 struct Reading
 {
@@ -27,25 +34,57 @@ QString stateOf(const Reading &reading)
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(reading.status.state)));
 }
 
-/// Where a motor has come to rest that has not arrived, and why, as far as it tells.
-QString endOf(const Reading &reading)
+/// Where a motor has come to rest that was sent elsewhere, and why, as far as it tells.
+QString endOf(const Reading &reading, int target)
 {
     const auto source = QMetaEnum::fromType<KVRMotor::Source>().valueToKey(reading.status.source);
     const auto cause = QMetaEnum::fromType<KVRMotor::Cause>().valueToKey(reading.status.cause);
-    return QStringLiteral("ended at %1 %: %2, %3, %4")
+    return QStringLiteral("was to go to %1 pulses and ended at %2, %3 %: %4, %5, %6")
+        .arg(target)
+        .arg(reading.pulses)
         .arg(reading.percent)
         .arg(stateOf(reading), QLatin1String(source), QLatin1String(cause));
 }
 
+/// The status first: if that is one of rest, the motor does not leave the position that is read then.
 bool read(KVRMotorProxy &proxy, Reading *reading, QString *error)
 {
     const unsigned int addr = proxy.addr(false);
-    const Outcome position = ask(addr, Asking::Again, [&] { return proxy.getMotorPosition(); });
     const Outcome status = ask(addr, Asking::Again, [&] { return proxy.getMotorStatus(); });
-    *error = position.error().isEmpty() ? status.error() : position.error();
-    return proxy.getMotorPositionReply(position.reply(), &reading->pulses, &reading->percent, nullptr,
-                                       nullptr)
-        && proxy.getMotorStatusReply(status.reply(), reading->status);
+    const Outcome position = ask(addr, Asking::Again, [&] { return proxy.getMotorPosition(); });
+    *error = status.error().isEmpty() ? position.error() : status.error();
+    return proxy.getMotorStatusReply(status.reply(), reading->status)
+        && proxy.getMotorPositionReply(position.reply(), &reading->pulses, &reading->percent, nullptr,
+                                       nullptr);
+}
+
+/// In pulses; -1 if the motor does not tell what it takes to know.
+int readTarget(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position, QString *error)
+{
+    constexpr int Whole = 100;
+    if (function == KVRMotor::MOVETO_PULSES)
+        return position;
+    const bool isIp = function == KVRMotor::MOVETO_IP;
+    const Outcome outcome = ask(proxy.addr(false), Asking::Again, [&] {
+        return isIp ? proxy.getMotorIP(static_cast<quint8>(position)) : proxy.getMotorLimits();
+    });
+    *error = outcome.error();
+    quint16 pulses = 0;
+    quint16 up = 0;
+    quint16 down = 0;
+    if (isIp)
+        return proxy.getMotorIPReply(outcome.reply(), nullptr, &pulses, nullptr) ? pulses : -1;
+    if (!proxy.getMotorLimitsReply(outcome.reply(), down, &up))
+        return -1;
+    const int percent = function == KVRMotor::MOVETO_PERCENT ? position
+        : function == KVRMotor::MOVETO_DOWN_LIMIT            ? Whole
+                                                             : 0;
+    return up + (down - up) * percent / Whole;
+}
+
+bool isAt(const Reading &reading, int target)
+{
+    return std::abs(reading.pulses - target) < ShortestWay && reading.status.state != KVRMotor::STATE_BLOCKED;
 }
 
 void show(const Reading &reading, bool isJson)
@@ -72,6 +111,7 @@ void show(const Reading &reading, bool isJson)
 MotorFollower::MotorFollower(bool isJson)
     : m_isJson(isJson)
 {
+    outliveReader();
     QObject::connect(&m_signalWatcher, &SignalWatcher::interrupted, &m_signalWatcher,
                      [this] { m_isInterrupted = true; });
 }
@@ -85,12 +125,16 @@ void MotorFollower::pause()
         loop.exec();
 }
 
-int MotorFollower::follow(KVRMotorProxy &proxy)
+int MotorFollower::follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position)
 {
     Reading reading;
     QString error;
-    for (int failures = 0; !m_isInterrupted; pause()) {
-        if (!read(proxy, &reading, &error)) {
+    int target = -1;
+    int failures = 0;
+    for (int idle = 0; !m_isInterrupted && !hasOutputFailed(); pause()) {
+        if (target < 0)
+            target = readTarget(proxy, function, position, &error);
+        if (target < 0 || !read(proxy, &reading, &error)) {
             if (m_isInterrupted || ++failures < MaxFailures)
                 continue;
             printError(QStringLiteral("goto"),
@@ -99,13 +143,18 @@ int MotorFollower::follow(KVRMotorProxy &proxy)
             return Failure;
         }
         failures = 0;
-        show(reading, m_isJson);
-        if (reading.status.state == KVRMotor::STATE_RUNNING)
+        const bool isRunning = reading.status.state == KVRMotor::STATE_RUNNING;
+        // What it did before says nothing of this move.
+        const bool hasBegun = isRunning || isAt(reading, target) || ++idle > MaxIdle;
+        if (!hasBegun)
             continue;
-        if (reading.status.source == KVRMotor::SOURCE_INTERNAL
-            && reading.status.state != KVRMotor::STATE_BLOCKED)
+        idle = MaxIdle;
+        show(reading, m_isJson);
+        if (isRunning || hasOutputFailed())
+            continue;
+        if (isAt(reading, target))
             return Success;
-        printError(QStringLiteral("goto"), endOf(reading));
+        printError(QStringLiteral("goto"), endOf(reading, target));
         return Failure;
     }
     return stop(proxy);
@@ -118,12 +167,25 @@ int MotorFollower::stop(KVRMotorProxy &proxy) const
         const Outcome outcome = ask(proxy.addr(false), Asking::Once, [&] { return proxy.ctrlStop(); });
         isStopped = outcome.reply().cmd() == KVR::ACK;
     }
-    Reading reading;
-    QString error;
-    if (!isStopped)
+    if (!isStopped) {
         printError(QStringLiteral("goto"),
                    QStringLiteral("the motor has not acknowledged the stop, and may still run"));
-    else if (read(proxy, &reading, &error))
+        return Failure;
+    }
+    Reading reading;
+    QString error;
+    bool isRead = false;
+    // It may take a while to come to rest.
+    for (int attempt = 0; attempt < MaxFailures; ++attempt) {
+        isRead = read(proxy, &reading, &error);
+        if (isRead && reading.status.state != KVRMotor::STATE_RUNNING)
+            break;
+        QThread::msleep(IntervalMs);
+    }
+    if (isRead)
         show(reading, m_isJson);
+    printError(QStringLiteral("goto"),
+               hasOutputFailed() ? QStringLiteral("stopped, because the output cannot be written")
+                                 : QStringLiteral("stopped on the way"));
     return Failure;
 }

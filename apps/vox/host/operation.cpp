@@ -1,7 +1,12 @@
 #include "vox/host/operation.h"
 
 #include "proxies/kvrmotorproxy.h"
+#include "transport/voxbus.h"
+#include "vox/console.h"
+#include "vox/line/commandfields.h"
+#include "vox/line/lineitem.h"
 
+#include <QBuffer>
 #include <QMetaEnum>
 
 #include <limits>
@@ -30,12 +35,21 @@ QMetaEnum enumerationOf(const QByteArray &type)
     return meta.enumerator(meta.indexOfEnumerator(name.constData()));
 }
 
+/// Decimal, or hexadecimal with 0x. A leading 0 alone means nothing.
+uint toNumber(const QString &text, bool *isNumber)
+{
+    constexpr int Decimal = 10;
+    constexpr int Hexadecimal = 16;
+    return text.toUInt(isNumber,
+                       text.startsWith(QLatin1String("0x"), Qt::CaseInsensitive) ? Hexadecimal : Decimal);
+}
+
 template <typename T>
 bool readNumber(const QString &text, QVariant *value, QString *expected)
 {
     constexpr uint Max = std::numeric_limits<T>::max();
     bool isNumber = false;
-    const uint number = text.toUInt(&isNumber, 0);
+    const uint number = toNumber(text, &isNumber);
     *value = QVariant::fromValue(static_cast<T>(number));
     *expected = QStringLiteral("a number from 0 to %1").arg(Max);
     return isNumber && number <= Max;
@@ -60,28 +74,41 @@ bool readAddr(const QString &text, QVariant *value, QString *expected)
     return isNumber && addr <= MaxAddr;
 }
 
-bool readBytes(const QString &text, QVariant *value, QString *expected)
+bool readBytes(const QString &text, int most, QVariant *value, QString *expected)
 {
     const QByteArray digits = text.mid(HexPrefix.size()).toLatin1().toLower();
-    const QByteArray bytes = QByteArray::fromHex(digits);
     const bool isHex = text.startsWith(HexPrefix);
-    *value = isHex ? bytes : text.toLatin1();
-    *expected = QStringLiteral("text, or %1 and pairs of hexadecimal digits").arg(HexPrefix);
-    return !isHex || bytes.toHex() == digits;
+    const QByteArray bytes = isHex ? QByteArray::fromHex(digits) : text.toLatin1();
+    *value = bytes;
+    *expected = QStringLiteral("text of up to %1 characters of Latin-1, or %2 and as many pairs of "
+                               "hexadecimal digits")
+                    .arg(most)
+                    .arg(HexPrefix);
+    return bytes.size() <= most && (isHex ? bytes.toHex() == digits : QString::fromLatin1(bytes) == text);
 }
 
 bool readKey(const QMetaEnum &keys, const QString &text, QVariant *value, QString *expected)
 {
     bool isKnown = false;
-    int number = keys.keyToValue(text.toLatin1().constData(), &isKnown);
+    uint number = static_cast<uint>(keys.keyToValue(text.toLatin1().constData(), &isKnown));
     if (!isKnown)
-        number = text.toUShort(&isKnown, 0);
+        number = toNumber(text, &isKnown);
     QStringList names;
     for (int i = 0; i < keys.keyCount(); ++i)
         names += QString::fromLatin1(keys.key(i));
-    *value = number;
+    *value = static_cast<int>(number);
     *expected = QStringLiteral("a number from 0 to 255 or one of %1").arg(names.join(QLatin1String(", ")));
     return isKnown && number <= std::numeric_limits<quint8>::max();
+}
+
+/// The command that @p method sends: ctrlMoveTo sends CTRL_MOVETO.
+unsigned char commandOf(const QMetaMethod &method)
+{
+    const QString name = QString::fromLatin1(method.name()).toUpper();
+    unsigned char cmd = 0;
+    while (cmd < 0xff && VOX::toString(cmd).remove(QLatin1Char('_')) != name)
+        ++cmd;
+    return cmd;
 }
 
 bool readArgument(const QMetaMethod &method, int index, const QString &text, QVariant *value,
@@ -97,7 +124,7 @@ bool readArgument(const QMetaMethod &method, int index, const QString &text, QVa
     case QMetaType::UInt:
         return readAddr(text, value, expected);
     case QMetaType::QByteArray:
-        return readBytes(text, value, expected);
+        return readBytes(text, commandFields(commandOf(method)).value(index).width, value, expected);
     default:
         return readKey(enumerationOf(method.parameterTypes().at(index)), text, value, expected);
     }
@@ -143,10 +170,50 @@ bool Operation::find(const QString &name, int argumentCount, Operation *operatio
     }
     *problem = forms.isEmpty()
         ? QStringLiteral("unknown operation '%1'; one of %2").arg(name, names().join(QLatin1String(", ")))
-        : QStringLiteral("%1 arguments given; what it takes is: %2")
-              .arg(argumentCount)
-              .arg(forms.join(QLatin1String(" or ")));
+        : QStringLiteral("%1 given; what it takes is: %2; 'vox call %3 --help' tells more")
+              .arg(counted(argumentCount, "argument"), forms.join(QLatin1String(" or ")), name);
     return false;
+}
+
+QString Operation::help(const QString &name)
+{
+    // The form with all arguments comes first.
+    Operation whole;
+    QVector<Operation> shorter;
+    const QVector<QMetaMethod> methods = operations();
+    for (const QMetaMethod &method : methods) {
+        if (QLatin1String(method.name()) != name)
+            continue;
+        Operation form;
+        form.m_method = method;
+        if (whole.m_method.isValid())
+            shorter += form;
+        else
+            whole = form;
+    }
+    const int least = whole.m_method.parameterCount() - shorter.size();
+    const QVector<FieldValue> defaults =
+        shorter.isEmpty() ? QVector<FieldValue>() : decodeFields(shorter.last().sample());
+    QString text = QStringLiteral("Usage: vox call [options] ADDRESS %1").arg(whole.usage());
+    for (int i = 0; i < whole.m_method.parameterCount(); ++i) {
+        QVariant value;
+        QString expected;
+        readArgument(whole.m_method, i, QString(), &value, &expected);
+        text += QStringLiteral("\n  %1: %2")
+                    .arg(QString::fromLatin1(whole.m_method.parameterNames().at(i)).toUpper(), expected);
+        if (i >= least)
+            text += QStringLiteral("; %1 without it").arg(defaults.value(i).value.toVariant().toString());
+    }
+    if (whole.m_method.parameterCount() == 0)
+        text += QStringLiteral("\nIt takes no arguments.");
+    if (least == 0 && !shorter.isEmpty())
+        text += QStringLiteral("\nWithout any of them it acts only with --defaults.");
+    return text;
+}
+
+bool Operation::isAllDefaults() const
+{
+    return m_method.parameterCount() == 0 && (m_method.attributes() & QMetaMethod::Cloned) != 0;
 }
 
 QString Operation::usage() const
@@ -173,6 +240,21 @@ bool Operation::setArguments(const QStringList &arguments, QString *problem)
         m_arguments.append(value);
     }
     return true;
+}
+
+/// What it sends with zeros as arguments.
+VOXMessage Operation::sample() const
+{
+    Operation filled = *this;
+    filled.m_arguments.clear();
+    for (int i = 0; i < m_method.parameterCount(); ++i)
+        filled.m_arguments += QVariant(m_method.parameterType(i), nullptr);
+    auto *line = new QBuffer;
+    VOXBus bus(line);
+    bus.open();
+    KVRMotorProxy proxy(1, &bus);
+    filled.call(proxy);
+    return LineItem::of(line->data(), 0).frame;
 }
 
 BusPendingCall Operation::call(KVRMotorProxy &proxy) const

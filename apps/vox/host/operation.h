@@ -9,6 +9,7 @@
 #include <QVector>
 
 class KVRMotorProxy;
+class VOXMessage;
 
 /// An operation of the motor proxy, or of the standard proxy that it derives from, found by its name.
 class Operation
@@ -17,6 +18,8 @@ public:
     static QStringList names();
     /// What the argument at @p index of the operation @p name may be, if that is one of an enumeration.
     static QStringList keys(const QString &name, int index);
+    /// What the operation @p name takes, argument by argument, for people.
+    static QString help(const QString &name);
     /// The form of @p name that takes @p argumentCount arguments. If there is none, false, and @p problem
     /// says what is accepted.
     static bool find(const QString &name, int argumentCount, Operation *operation, QString *problem);
@@ -25,10 +28,14 @@ public:
     bool setArguments(const QStringList &arguments, QString *problem);
     BusPendingCall call(KVRMotorProxy &proxy) const;
 
+    /// Whether it has arguments, and all of them are left out.
+    bool isAllDefaults() const;
     /// Name and parameters, for people.
     QString usage() const;
 
 private:
+    VOXMessage sample() const;
+
     QMetaMethod m_method;
     QVector<QVariant> m_arguments;
 };

@@ -93,6 +93,9 @@ struct Monitor
         }
         if (filter.admits(item))
             show(item);
+        // Nobody sees anything any more.
+        if (hasOutputFailed())
+            QCoreApplication::exit(Failure);
     }
 
     void show(const LineItem &item) const

@@ -17,7 +17,13 @@
 namespace {
 constexpr double NsPerMs = 1e6;
 constexpr double MsPerByte = 11 * 1000.0 / 4800;
+constexpr double MinPauseMs = 0.5;
 constexpr double MaxPauseMs = 1000;
+
+double elapsedMs(const QElapsedTimer &clock)
+{
+    return static_cast<double>(clock.nsecsElapsed()) / NsPerMs;
+}
 
 struct Replay
 {
@@ -37,8 +43,9 @@ struct Replay
         for (const LineItem &item : items) {
             const double dueMs =
                 std::max(static_cast<double>(item.timeNs - items.front().timeNs) / NsPerMs / speed, freeMs);
-            for (double left = dueMs; left > 0 && !isInterrupted;
-                 left = dueMs - static_cast<double>(clock.elapsed()))
+            // Timers count whole milliseconds: less than half of one is not waited for.
+            for (double left = dueMs - elapsedMs(clock); left > MinPauseMs && !isInterrupted;
+                 left = dueMs - elapsedMs(clock))
                 pause(signalWatcher, left);
             if (isInterrupted)
                 return false;
@@ -49,8 +56,7 @@ struct Replay
             }
             // However fast it is wanted, a line takes its time.
             if (isSerial)
-                freeMs =
-                    std::max(dueMs, static_cast<double>(clock.elapsed())) + item.bytes.size() * MsPerByte;
+                freeMs = std::max(dueMs, elapsedMs(clock)) + item.bytes.size() * MsPerByte;
             ++sent;
         }
         return true;
@@ -64,8 +70,7 @@ private:
             isInterrupted = true;
             loop.quit();
         });
-        QTimer::singleShot(static_cast<int>(std::min(ms, MaxPauseMs)), Qt::PreciseTimer, &loop,
-                           &QEventLoop::quit);
+        QTimer::singleShot(qRound(std::min(ms, MaxPauseMs)), Qt::PreciseTimer, &loop, &QEventLoop::quit);
         loop.exec();
     }
 };

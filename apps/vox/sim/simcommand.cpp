@@ -12,6 +12,7 @@
 #include "vox/sim/simconsole.h"
 #include "vox/sim/simulation.h"
 #include "vox/sim/statefile.h"
+#include "vox/warnings.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -67,7 +68,7 @@ bool fill(Simulation *simulation, const Options &options, QString *problem)
     return problem->isEmpty();
 }
 
-/// Takes the nodes' state over, or starts with a fresh one if there is none or it is damaged.
+/// Takes the nodes' state over. What is damaged of it is set aside, and its nodes start without.
 bool restore(StateFile *state, Simulation *simulation, const Options &options, QString *problem)
 {
     const StateFile::Result loaded = state->load(problem);
@@ -76,11 +77,14 @@ bool restore(StateFile *state, Simulation *simulation, const Options &options, Q
     if (loaded == StateFile::Damaged) {
         const QString other = state->setAside();
         if (other.isEmpty()) {
-            *problem += QStringLiteral("; and it cannot be renamed");
+            *problem += QStringLiteral("; and it cannot be set aside");
             return false;
         }
-        printError(QStringLiteral("sim"), QStringLiteral("%1; set aside as %2").arg(*problem, other));
-        if (!fill(simulation, options, problem))
+        const QStringList mistakes = problem->split(QLatin1Char('\n'));
+        for (const QString &mistake : mistakes)
+            printError(QStringLiteral("sim"),
+                       QStringLiteral("%1; left out, and set aside as %2").arg(mistake, other));
+        if (!fill(simulation, options, problem) || state->load(problem) != StateFile::Taken)
             return false;
     }
     return state->save(problem);
@@ -120,6 +124,8 @@ int run(const CommandLine &line, const Options &options)
     simulation.setTimeScale(options.speed);
     simulation.attach(network);
 
+    queueOutput();
+    tellWarningsSoon();
     const SignalWatcher signalWatcher;
     const SimConsole console(simulation, faults);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);

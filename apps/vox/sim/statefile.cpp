@@ -8,14 +8,43 @@
 #include "vox/sim/simulation.h"
 
 #include <QFileInfo>
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QTimerEvent>
+
+#include <unistd.h>
 
 namespace {
 constexpr int SaveDelayMs = 1000;
 const QString NodesKey = QStringLiteral("nodes");
 const QString ModelKey = QStringLiteral("model");
+
+/// Of any value: a document is an object or an array.
+QByteArray toJson(const QJsonValue &value)
+{
+    return QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact).mid(1).chopped(1);
+}
+
+/// One JSON object, a line a node. False if it cannot be written to the last byte, and then a file that was
+/// there is as it was.
+bool writeEntries(const QString &name, const QMap<QString, QByteArray> &entries, QString *problem)
+{
+    QByteArray text = "{\"nodes\": {";
+    const char *before = "\n";
+    for (auto entry = entries.constBegin(); entry != entries.constEnd(); ++entry) {
+        text += before + toJson(entry.key()) + ": " + entry.value();
+        before = ",\n";
+    }
+    text += "\n}}\n";
+    QSaveFile file(name);
+    // commit() does not tell that the last bytes, or those that the system still holds, could not be written.
+    if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush()
+        && ::fsync(file.handle()) == 0 && file.commit())
+        return true;
+    *problem = QStringLiteral("cannot write %1: %2").arg(name, file.errorString());
+    return false;
+}
 }
 
 StateFile::StateFile(const QString &name, Simulation &simulation)
@@ -40,13 +69,23 @@ StateFile::Result StateFile::load(QString *problem)
     const JsonPlace root(state, QString(), problem);
     if (root.isObjectOf({NodesKey}) && !state.value(NodesKey).isObject())
         root[NodesKey].fail(QStringLiteral("is to be an object"));
+    if (!root.ok()) {
+        *problem = QStringLiteral("%1: %2").arg(m_name, *problem);
+        return Damaged;
+    }
+    QStringList mistakes;
     const QJsonObject nodes = state.value(NodesKey).toObject();
-    for (auto entry = nodes.constBegin(); root.ok() && entry != nodes.constEnd(); ++entry)
-        readEntry(entry.key(), entry.value(), problem);
-    if (root.ok())
-        return Taken;
-    *problem = QStringLiteral("%1: %2").arg(m_name, *problem);
-    return Damaged;
+    for (auto entry = nodes.constBegin(); entry != nodes.constEnd(); ++entry) {
+        QString mistake;
+        if (!m_damaged.contains(entry.key()))
+            readEntry(entry.key(), entry.value(), &mistake);
+        if (mistake.isEmpty())
+            continue;
+        mistakes += QStringLiteral("%1: %2").arg(m_name, mistake);
+        m_damaged.insert(entry.key(), entry.value());
+    }
+    *problem = mistakes.join(QLatin1Char('\n'));
+    return mistakes.isEmpty() ? Taken : Damaged;
 }
 
 void StateFile::readEntry(const QString &addr, const QJsonValue &value, QString *problem)
@@ -62,7 +101,7 @@ void StateFile::readEntry(const QString &addr, const QJsonValue &value, QString 
     const Simulation::Node *node = m_simulation.find(number);
     const QString model = place[ModelKey].text();
     if (!node) {
-        m_entries.insert(addr, QJsonDocument(value.toObject()).toJson(QJsonDocument::Compact));
+        m_entries.insert(addr, toJson(value));
     } else if (model == node->model) {
         readSettings(*node->device, place);
     } else {
@@ -78,7 +117,13 @@ QString StateFile::setAside()
     for (int i = 2; QFile::exists(other); ++i)
         other = QStringLiteral("%1.damaged%2").arg(m_name).arg(i);
     m_entries.clear();
-    return QFile::rename(m_name, other) ? other : QString();
+    if (m_damaged.isEmpty())
+        return QFile::rename(m_name, other) ? other : QString();
+    QMap<QString, QByteArray> entries;
+    for (auto entry = m_damaged.constBegin(); entry != m_damaged.constEnd(); ++entry)
+        entries.insert(entry.key(), toJson(entry.value()));
+    QString problem;
+    return writeEntries(other, entries, &problem) ? other : QString();
 }
 
 bool StateFile::save(QString *problem)
@@ -86,7 +131,7 @@ bool StateFile::save(QString *problem)
     m_timer.stop();
     for (const Simulation::Node &node : m_simulation.nodes())
         update(*node.device);
-    return write(problem);
+    return writeEntries(m_name, m_entries, problem);
 }
 
 void StateFile::noteChange(KVRDevice &node)
@@ -104,7 +149,7 @@ void StateFile::timerEvent(QTimerEvent *event)
     }
     m_timer.stop();
     QString problem;
-    if (!write(&problem))
+    if (!writeEntries(m_name, m_entries, &problem))
         printError(QStringLiteral("sim"), problem);
 }
 
@@ -112,22 +157,5 @@ void StateFile::update(KVRDevice &node)
 {
     QJsonObject entry = settingsOf(node);
     entry.insert(ModelKey, m_simulation.find(node.addr())->model);
-    m_entries.insert(VOX::toString(node.addr()), QJsonDocument(entry).toJson(QJsonDocument::Compact));
-}
-
-bool StateFile::write(QString *problem) const
-{
-    QSaveFile file(m_name);
-    if (file.open(QIODevice::WriteOnly)) {
-        const char *before = "{\"nodes\": {\n\"";
-        for (auto entry = m_entries.constBegin(); entry != m_entries.constEnd(); ++entry) {
-            file.write(before + entry.key().toLatin1() + "\": " + entry.value());
-            before = ",\n\"";
-        }
-        file.write("\n}}\n");
-        if (file.commit())
-            return true;
-    }
-    *problem = QStringLiteral("cannot write %1: %2").arg(m_name, file.errorString());
-    return false;
+    m_entries.insert(VOX::toString(node.addr()), toJson(entry));
 }

@@ -2,11 +2,11 @@
 #define STATEFILE_H
 
 #include <QBasicTimer>
+#include <QJsonValue>
 #include <QMap>
 #include <QObject>
 
 class KVRDevice;
-class QJsonValue;
 class Simulation;
 
 /// A file that keeps what the hosts of a simulation have set, and where its motors stand, from one run to the
@@ -21,19 +21,22 @@ public:
     enum Result {
         /// Also if there is no file yet.
         Taken,
-        /// The nodes have been set up in part.
+        /// Some entries, or all of the file, are of no use. The nodes have been set up in part: made anew,
+        /// they
+        /// get what is left from the next load().
         Damaged,
         /// It is no file, or it cannot be read.
         Unusable
     };
 
     /// Puts what is kept of them into the nodes. Entries of nodes that are not there stay in the file; those
-    /// of nodes that are of another model now are named and left. Else @p problem names the mistake.
+    /// of nodes that are of another model now are named and left. Else @p problem names the mistakes, each in
+    /// a line.
     Result load(QString *problem);
-    /// Gives the file another name, which it returns; empty if that fails.
+    /// Puts what load() could not use into another file, whose name it returns; empty if that fails.
     QString setAside();
 
-    /// False if it cannot be written; @p problem says why.
+    /// False if it cannot be written, and then the file is as it was; @p problem says why.
     bool save(QString *problem);
     /// Saves within a second that a setting of @p node has changed.
     void noteChange(KVRDevice &node);
@@ -44,12 +47,13 @@ protected:
 private:
     void readEntry(const QString &addr, const QJsonValue &value, QString *problem);
     void update(KVRDevice &node);
-    bool write(QString *problem) const;
 
     QString m_name;
     Simulation &m_simulation;
     /// By address.
     QMap<QString, QByteArray> m_entries;
+    /// Entries that load() leaves out.
+    QMap<QString, QJsonValue> m_damaged;
     QBasicTimer m_timer;
 };
 

@@ -1,0 +1,119 @@
+#include "vox/warnings.h"
+
+#include "vox/console.h"
+
+#include <QCoreApplication>
+#include <QElapsedTimer>
+#include <QRegularExpression>
+#include <QTimer>
+
+#include <utility>
+
+namespace {
+constexpr int PeriodMs = 1000;
+
+struct Warnings
+{
+    QString command;
+    bool isSoon = false;
+    /// Since something was told.
+    QElapsedTimer clock;
+    bool isTimerOn = false;
+    int checks = 0;
+    int answers = 0;
+    QString last;
+    int others = 0;
+
+    void tellOrWait()
+    {
+        const qint64 leftMs = clock.isValid() ? PeriodMs - clock.elapsed() : 0;
+        if (leftMs <= 0) {
+            tell();
+        } else if (!isTimerOn && qApp) {
+            isTimerOn = true;
+            QTimer::singleShot(static_cast<int>(leftMs), qApp, [this] {
+                isTimerOn = false;
+                tell();
+            });
+        }
+    }
+
+    void tell()
+    {
+        QStringList parts;
+        const int more = std::exchange(others, 0) - 1;
+        if (more >= 0)
+            parts += last;
+        if (more > 0)
+            parts += counted(more, "more warning");
+        if (answers > 0)
+            parts += QStringLiteral("%1 came damaged").arg(counted(std::exchange(answers, 0), "answer"));
+        if (checks > 0)
+            parts += QStringLiteral("frames came damaged: %1")
+                         .arg(counted(std::exchange(checks, 0), "failed check"));
+        if (parts.isEmpty())
+            return;
+        clock.start();
+        printError(command, parts.join(QStringLiteral("; ")));
+    }
+};
+
+Warnings &warnings()
+{
+    static Warnings all;
+    return all;
+}
+
+void take(QtMsgType type, const QMessageLogContext &context, const QString &text)
+{
+    // A multicast bus has sent more than it has heard back yet: when many nodes answer at once that is so,
+    // and nothing is lost.
+    if (text == QLatin1String("[VOXBus]: sent messages list overflowing"))
+        return;
+    if (type != QtWarningMsg || qEnvironmentVariableIsSet("QT_LOGGING_RULES")) {
+        printRaw(qFormatLogMessage(type, context, text));
+        return;
+    }
+    static const QRegularExpression place(QStringLiteral("^\\[\\w+\\]: "));
+    Warnings &all = warnings();
+    if (text.startsWith(QLatin1String("Wrong CRC: "))) {
+        // The other form comes first, of a frame that may still be right.
+        all.checks += text.contains(QLatin1String("!=")) ? 1 : 0;
+        if (all.isSoon && all.checks > 0)
+            all.tellOrWait();
+        return;
+    }
+    all.last = QString(text).remove(place);
+    ++all.others;
+    all.tellOrWait();
+}
+}
+
+void catchWarnings(const QString &command)
+{
+    warnings().command = command;
+    qInstallMessageHandler(take);
+}
+
+void tellWarningsSoon()
+{
+    warnings().isSoon = true;
+}
+
+void foldFailedChecks(int before)
+{
+    if (warnings().checks <= before)
+        return;
+    warnings().checks = before;
+    ++warnings().answers;
+}
+
+int failedChecks()
+{
+    return warnings().checks;
+}
+
+void tellWarnings()
+{
+    warnings().tell();
+}
