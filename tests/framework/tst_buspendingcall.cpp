@@ -346,7 +346,7 @@ void tst_BusPendingCall::waitingHasLimits()
     connect(&world.bus->dispatcher(), &BusDispatcher::unhandled, this,
             [&] { world.bus->input.append(answer("71")); });
     const int timers = QAbstractEventDispatcher::instance()->children().size();
-    QCOMPARE(timing(10, 16,
+    QCOMPARE(timing(10, 30,
                     [&] {
                         QElapsedTimer took;
                         took.start();
