@@ -15,7 +15,7 @@
 class VOX_EXPORT HRMv2Stub : public KVRDevice
 {
     Q_OBJECT
-    Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions)
+    Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions NOTIFY stubOptionsChanged)
 
 public:
     /// How the stub answers.
@@ -34,7 +34,7 @@ public:
     /// DELAY_REPLY at first. An answer that waits already is not hurried.
     ///@{
     StubOptions stubOptions() const { return m_options; }
-    void setStubOptions(StubOptions options) { m_options = options; }
+    void setStubOptions(StubOptions options);
     ///@}
     /// Milliseconds: 50 for a valid request, else 0.
     int replyDelay(const VOXMessage &request) const;
@@ -55,6 +55,9 @@ public:
 
 public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
+
+Q_SIGNALS:
+    void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:
     /// Sends the answer that waits. Does not serve the timers of KVRDevice, on purpose.
