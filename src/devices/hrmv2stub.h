@@ -57,6 +57,7 @@ public Q_SLOTS:
     void dispatch(const VOXMessage &msg) override;
 
 Q_SIGNALS:
+    /// Told when setStubOptions() has changed them.
     void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:
