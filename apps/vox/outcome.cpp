@@ -72,7 +72,8 @@ void Outcome::printText(const QString &command) const
         printLine(QStringLiteral("NACK %1").arg(KVR::toString(KVR::getNackReply(m_reply))));
     } else {
         printLine(VOX::toString(m_reply.cmd()));
-        for (const FieldValue &field : decodeFields(m_reply))
+        const auto values = decodeFields(m_reply);
+        for (const FieldValue &field : values)
             printLine(QStringLiteral("  %1: %2").arg(QLatin1String(field.field.name), field.toString()));
     }
 }

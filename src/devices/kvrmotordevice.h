@@ -4,9 +4,9 @@
 #include "devices/configvalues.h"
 #include "devices/emulatedposition.h"
 #include "devices/kvrdevice.h"
-#include "devices/lock.h"
 #include "devices/motordiagnostic.h"
 #include "messages/kvrmotor.h"
+#include "vox/devices/lock.h"
 
 #include <QVector>
 

@@ -1,5 +1,5 @@
-#ifndef LOCK_H
-#define LOCK_H
+#ifndef VOX_DEVICES_LOCK_H
+#define VOX_DEVICES_LOCK_H
 
 #include "messages/vox.h"
 

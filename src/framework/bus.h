@@ -54,6 +54,7 @@ protected:
     class BUS_EXPORT DeviceUse
     {
     public:
+        /// The outermost one of @p bus, if there is none yet.
         explicit DeviceUse(Bus &bus);
         ~DeviceUse();
         Q_DISABLE_COPY_MOVE(DeviceUse)

@@ -13,12 +13,16 @@
 class BUS_EXPORT BusCallQueue
 {
 public:
+    /// Empty.
     BusCallQueue() = default;
     ~BusCallQueue();
     Q_DISABLE_COPY_MOVE(BusCallQueue)
 
+    ///@{
+    /// How many calls there are.
     bool isEmpty() const { return m_first == nullptr; }
     int size() const { return m_size; }
+    ///@}
 
     /// The oldest; null if the queue is empty. Adds no reference.
     BusPendingCallData *first() const { return m_first; }

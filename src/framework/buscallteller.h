@@ -15,6 +15,7 @@ class BUS_EXPORT BusCallTeller : public QObject
     Q_OBJECT
 
 public:
+    /// With nothing to tell.
     BusCallTeller() = default;
     /// Leaves what is still to be told to the event loop.
     ~BusCallTeller() override;
@@ -27,6 +28,7 @@ public:
     void tellLater();
 
 protected:
+    /// The next pass of the event loop.
     void customEvent(QEvent *event) override;
 
 private:

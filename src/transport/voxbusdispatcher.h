@@ -41,7 +41,7 @@ private:
     using Table = QHash<unsigned int, WatchPointer>;
 
     void sweep();
-    bool isNeeded(const Table &table, Table::const_iterator entry) const;
+    bool isNeeded(const Table &table, Table::iterator entry) const;
     void subscribe(Table &table, unsigned int key, VOXDevice &device);
     void unsubscribe(Table &table, unsigned int key, VOXDevice &device);
     WatchPointer find(const VOXMessage &message);

@@ -8,6 +8,7 @@
 #include <QHash>
 #include <QMetaEnum>
 
+// clazy:excludeall=non-pod-global-static (tables of the program, made once)
 namespace {
 using Fields = QVector<CommandField>;
 
@@ -265,7 +266,8 @@ QVector<FieldValue> decodeFields(const VOXMessage &frame)
 QJsonObject fieldsOf(const VOXMessage &frame)
 {
     QJsonObject fields;
-    for (const FieldValue &field : decodeFields(frame))
+    const auto values = decodeFields(frame);
+    for (const FieldValue &field : values)
         fields.insert(QLatin1String(field.field.name), field.toJson());
     return fields;
 }
