@@ -46,8 +46,8 @@ public:
     BusDispatcher &dispatcher() const { return m_dispatcher; }
 
 protected:
-    /// Stands on the stack while the device is at work: it delivers a frame, opens, closes or reports an
-    /// error.
+    /// Stands on the stack while the device is at work: it opens, closes, writes, delivers a frame or reports
+    /// an error.
     ///
     /// What runs meanwhile may destroy the bus. Its device is then closed, and left to the outermost of
     /// these, which deletes it later: no event loop further in does so too early.

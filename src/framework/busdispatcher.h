@@ -35,7 +35,7 @@ public:
     virtual void reply(const BusMessage &message) = 0;
     /// Ends all calls with @p error and drops the answers that wait.
     virtual void endAll(BusPendingCall::Error error) = 0;
-    /// A call of this dispatcher has ended, for whatever reason.
+    /// A call of this dispatcher has ended, for whatever reason. Its watchers are told by teller().
     virtual void handleFinished(BusPendingCallData *call) = 0;
     /// How many calls wait to be sent.
     virtual int queueLength() const { return 0; }

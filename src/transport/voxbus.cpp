@@ -114,6 +114,7 @@ int VOXBus::write(const QByteArray &frame)
 
 int VOXBus::writeLine(const QByteArray &bytes)
 {
+    const DeviceUse use(*this);
     const QPointer<QIODevice> device = ioDevice();
     // Asked first: a closed device warns.
     if (!device || !device->isOpen() || device->write(bytes) < 0)
@@ -226,15 +227,17 @@ bool VOXBus::open()
     const bool wasOpen = isOpen();
     const DeviceUse use(*this);
     const bool opened = device->open(QIODevice::ReadWrite);
-    if (!use.hasBus())
-        return false;
-    if (auto *port = qobject_cast<QSerialPort *>(device)) {
+    auto *port = use.hasBus() ? qobject_cast<QSerialPort *>(device) : nullptr;
+    if (port) {
         port->setBaudRate(BAUD_4800);
         port->setDataBits(QSerialPort::Data8);
         port->setParity(QSerialPort::OddParity);
         port->setStopBits(QSerialPort::OneStop);
         port->setFlowControl(QSerialPort::NoFlowControl);
     }
+    // A slot of the port's may have destroyed the bus.
+    if (!use.hasBus())
+        return false;
     if (opened != wasOpen)
         Q_EMIT openChanged(opened);
     return opened;
@@ -242,7 +245,7 @@ bool VOXBus::open()
 
 void VOXBus::close()
 {
-    if (!ioDevice())
+    if (!ioDevice() || isClosing())
         return;
     const bool wasOpen = isOpen();
     m_frameTimer.stop();
@@ -274,8 +277,9 @@ unsigned char VOXBus::getLen(unsigned char control) const
 
 bool VOXBus::setBaudRate(BaudRate rate)
 {
+    const DeviceUse use(*this);
     auto *port = qobject_cast<QSerialPort *>(ioDevice());
-    if (!port || !port->setBaudRate(rate))
+    if (!port || !port->setBaudRate(rate) || !use.hasBus())
         return false;
     if (auto *serial = qobject_cast<SerialDispatcher *>(&dispatcher()))
         serial->setBaudRate(static_cast<unsigned short>(rate));

@@ -58,15 +58,17 @@ bool VOXMCastBus::open()
     if (isOpen())
         return true;
     const DeviceUse use(*this);
-    if (socket()->bind(m_bindAddress, m_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)) {
+    const bool isBound =
+        socket()->bind(m_bindAddress, m_port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint);
+    if (!use.hasBus())
+        return false;
+    if (isBound) {
         socket()->open(QIODevice::ReadWrite);
         VOXDatagram::setBuffers(*socket());
     } else {
         qCWarning(lcVoxBus, "[VOXMCastBus]: failed to bind socket %s", qPrintable(socket()->errorString()));
     }
-    const bool joined = use.hasBus() && join();
-    if (!use.hasBus())
-        return false;
+    const bool joined = join();
     m_joined = m_joined || joined;
     const bool isUsable = joined && isOpen();
     // Last: a slot may destroy the bus.
@@ -113,8 +115,12 @@ int VOXMCastBus::writeLine(const QByteArray &bytes)
 {
     qCDebug(lcVoxBus, "[VOXMCastBus]: Frame (write) : %s VOXMCastBus alias %s", hex(bytes).constData(),
             qPrintable(m_alias));
+    const DeviceUse use(*this);
     if (!isOpen() || socket()->writeDatagram(bytes, m_group, m_port) < bytes.size())
         return -2;
+    // A slot of bytesWritten() may have destroyed the bus.
+    if (!use.hasBus())
+        return 0;
     QList<QByteArray> &sent = m_datagram->sent();
     if (sent.size() >= MaxSentFrames) {
         qCWarning(lcVoxBus, "[VOXBus]: sent messages list overflowing");

@@ -150,7 +150,12 @@ int VOXUdpBus::write(const QByteArray &frame)
 
 int VOXUdpBus::writeLine(const QByteArray &bytes)
 {
-    if (!isOpen() || socket()->writeDatagram(bytes, m_destAddress, m_destPort) != bytes.size()) {
+    const DeviceUse use(*this);
+    const bool isSent = isOpen() && socket()->writeDatagram(bytes, m_destAddress, m_destPort) == bytes.size();
+    // A slot of bytesWritten() may have destroyed the bus.
+    if (!use.hasBus())
+        return isSent ? 0 : -2;
+    if (!isSent) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: socket error: %s", qPrintable(errorString()));
         return -2;
     }

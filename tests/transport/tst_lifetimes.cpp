@@ -174,32 +174,71 @@ void tst_Lifetimes::anythingMayGo()
 
 void tst_Lifetimes::aBusMayGoWhileItsDeviceWorks_data()
 {
-    const auto row = columns<QByteArray, bool>("transport", "loops");
-    for (const QByteArray transport : {"UDP", "multicast", "serial"}) {
-        row(transport + ", at once", transport, false);
-        row(transport + ", in an event loop", transport, true);
+    const auto row = columns<QByteArray, QByteArray, bool>("transport", "moment", "loops");
+    const std::pair<QByteArray, QByteArrayList> moments[] = {
+        {"UDP", {"closing", "opening", "writing"}},
+        {"multicast", {"closing", "opening", "writing"}},
+        {"serial", {"closing", "opening", "setting", "writing"}},
+    };
+    for (const auto &[transport, each] : moments) {
+        for (const QByteArray &moment : each) {
+            row(transport + ", " + moment, transport, moment, false);
+            row(transport + ", " + moment + ", in an event loop", transport, moment, true);
+        }
     }
 }
 
 void tst_Lifetimes::aBusMayGoWhileItsDeviceWorks()
 {
     QFETCH(QByteArray, transport);
+    QFETCH(QByteArray, moment);
     QFETCH(bool, loops);
     Scene scene(transport);
-    scene.start();
+    // The serial port is the network's.
+    const QPointer<VOXBus> &bus = transport == "serial" ? scene.network : scene.host;
+    KVRMotorProxy proxy(2u, bus);
+    const BusPendingCall before = moment == "closing" ? proxy.ctrlStop() : BusPendingCall();
     BusPendingCall late;
-    const auto destroy = [&] { delete scene.host; };
-    connect(scene.host->device(), &QIODevice::aboutToClose, this, [&] {
-        QVERIFY(!scene.host->isOpen());
-        late = scene.proxy->ctrlStop();
+    const auto destroy = [&] { delete bus; };
+    bool isDone = false;
+    const auto act = [&] {
+        // To destroy the bus closes the device.
+        if (std::exchange(isDone, true))
+            return;
+        late = proxy.ctrlStop();
         loops ? inALoop(destroy) : destroy();
-    });
-    QSignalSpy changes(scene.host, &VOXBus::openChanged);
-    scene.host->close();
-    QVERIFY(!scene.host);
+    };
+    const QIODevice *device = bus->device();
+    QSignalSpy changes(bus, &VOXBus::openChanged);
+    if (moment == "closing") {
+        connect(device, &QIODevice::aboutToClose, this, [&] {
+            bus->close();
+            act();
+        });
+        bus->close();
+        QCOMPARE(before.error(), BusPendingCall::NotOpen);
+        QCOMPARE(late.error(), BusPendingCall::NotOpen);
+    } else if (moment == "writing") {
+        connect(device, &QIODevice::bytesWritten, this, act);
+        proxy.ctrlWink();
+        QTRY_VERIFY(!bus);
+    } else {
+        bus->close();
+        changes.clear();
+        if (const auto *socket = qobject_cast<const QUdpSocket *>(device))
+            connect(socket, &QUdpSocket::stateChanged, this, act);
+        else if (const auto *port = qobject_cast<const QSerialPort *>(device); moment == "opening")
+            connect(port, &QSerialPort::errorOccurred, this, act);
+        else
+            connect(port, &QSerialPort::dataBitsChanged, this, act);
+        if (moment == "setting")
+            const_cast<QSerialPort *>(qobject_cast<const QSerialPort *>(device))
+                ->setDataBits(QSerialPort::Data7);
+        if (bus)
+            bus->open();
+    }
+    QVERIFY(!bus);
     QCOMPARE(changes.size(), 0);
-    QCOMPARE(scene.call.error(), BusPendingCall::NotOpen);
-    QCOMPARE(late.error(), BusPendingCall::NotOpen);
 }
 
 QTEST_GUILESS_MAIN(tst_Lifetimes)
