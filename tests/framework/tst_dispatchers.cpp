@@ -218,7 +218,7 @@ void tst_Dispatchers::pace_data()
     row("after a whole millisecond of it", 0, "L1000 q40", "timeout", 5001, 5001);
     row("after both", 4800, "L1500 B40", "timeout", 68, 68);
     row("a queued call's time does not run", 0, "T30 q40 T20 q41", "41 41!2", 20, 20);
-    row("nobody waits longer than the call for the device", 0, "W T40 q40 <60 o50", "40 50", 2, 40);
+    row("nobody waits longer than the call for the device", 0, "W D200 T40 q40 <60 o50", "40 50", 2, 40);
 }
 
 void tst_Dispatchers::pace()
