@@ -1,8 +1,8 @@
 #include "vox/outcome.h"
 
 #include "messages/kvr.h"
+#include "messages/voxfield.h"
 #include "vox/console.h"
-#include "vox/line/commandfields.h"
 #include "vox/warnings.h"
 
 #include <QJsonDocument>
@@ -50,7 +50,7 @@ QJsonObject Outcome::toJson() const
     return {{QStringLiteral("address"), VOX::toString(m_reply.srcAddr(false))},
             {QStringLiteral("type"), VOX::toString(m_reply.srcNodeType())},
             {QStringLiteral("command"), VOX::toString(m_reply.cmd())},
-            {QStringLiteral("fields"), fieldsOf(m_reply)}};
+            {QStringLiteral("fields"), VOXField::toJson(m_reply)}};
 }
 
 int Outcome::print(const QString &command, bool isJson) const
@@ -72,8 +72,8 @@ void Outcome::printText(const QString &command) const
         printLine(QStringLiteral("NACK %1").arg(KVR::toString(KVR::getNackReply(m_reply))));
     } else {
         printLine(VOX::toString(m_reply.cmd()));
-        for (const FieldValue &field : decodeFields(m_reply))
-            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(field.field.name), field.toString()));
+        for (const VOXField::Value &value : VOXField::valuesOf(m_reply))
+            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(value.field->name), value.toString()));
     }
 }
 
