@@ -83,7 +83,8 @@ QStringList candidates(const QStringList &arguments)
     const CommandDescription description = CommandDescription::of(*command);
     QStringList words;
     const QCommandLineOption *open = nullptr;
-    for (const QString &word : arguments.mid(1, arguments.size() - 2)) {
+    const QStringList before = arguments.mid(1, arguments.size() - 2);
+    for (const QString &word : before) {
         const QCommandLineOption *option = open ? nullptr : findOption(description, word);
         if (!open && !option)
             words += word;
@@ -94,7 +95,7 @@ QStringList candidates(const QStringList &arguments)
     QStringList found;
     if (arguments.last().startsWith(QLatin1Char('-'))) {
         for (const QCommandLineOption &option : description.options)
-            found += QStringLiteral("--") + option.names().last();
+            found += QStringLiteral("--") + option.names().constLast();
     } else if (!description.arguments.isEmpty()) {
         const int index = std::min(words.size(), description.arguments.size() - 1);
         found = wordsFor(description.arguments.at(index).syntax, words);

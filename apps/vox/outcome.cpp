@@ -72,7 +72,8 @@ void Outcome::printText(const QString &command) const
         printLine(QStringLiteral("NACK %1").arg(KVR::toString(KVR::getNackReply(m_reply))));
     } else {
         printLine(VOX::toString(m_reply.cmd()));
-        for (const VOXField::Value &value : VOXField::valuesOf(m_reply))
+        const auto values = VOXField::valuesOf(m_reply);
+        for (const VOXField::Value &value : values)
             printLine(QStringLiteral("  %1: %2").arg(QLatin1String(value.field->name), value.toString()));
     }
 }

@@ -27,6 +27,14 @@ HRMv2Stub::HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent)
     setGroupCount(SlotCount);
 }
 
+void HRMv2Stub::setStubOptions(StubOptions options)
+{
+    if (options == m_options)
+        return;
+    m_options = options;
+    Q_EMIT stubOptionsChanged(options);
+}
+
 int HRMv2Stub::replyDelay(const VOXMessage &request) const
 {
     return request.isValid() ? ReplyDelayMs : 0;

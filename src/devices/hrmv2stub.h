@@ -1,7 +1,7 @@
-#ifndef HRMV2STUB_H
-#define HRMV2STUB_H
+#ifndef VOX_DEVICES_HRMV2STUB_H
+#define VOX_DEVICES_HRMV2STUB_H
 
-#include "devices/kvrdevice.h"
+#include <vox/devices/kvrdevice.h>
 
 #include <QBasicTimer>
 #include <QFlags>
@@ -15,7 +15,7 @@
 class VOX_EXPORT HRMv2Stub : public KVRDevice
 {
     Q_OBJECT
-    Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions)
+    Q_PROPERTY(StubOptions stubOptions READ stubOptions WRITE setStubOptions NOTIFY stubOptionsChanged)
 
 public:
     /// How the stub answers.
@@ -33,7 +33,7 @@ public:
     /// DELAY_REPLY at first. An answer that waits already is not hurried.
     ///@{
     StubOptions stubOptions() const { return m_options; }
-    void setStubOptions(StubOptions options) { m_options = options; }
+    void setStubOptions(StubOptions options);
     ///@}
     /// Milliseconds: 50 for a valid request, else 0.
     int replyDelay(const VOXMessage &request) const;
@@ -59,6 +59,10 @@ public Q_SLOTS:
     /// Neither is it when the stub is detached, or attached elsewhere.
     void detach() override;
     void dispatch(const VOXMessage &msg) override;
+
+Q_SIGNALS:
+    /// Told when setStubOptions() has changed them.
+    void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:
     /// Sends the answer that waits. Does not serve the timers of KVRDevice, on purpose.

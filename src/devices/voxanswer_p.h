@@ -1,10 +1,10 @@
-#ifndef VOXANSWER_P_H
-#define VOXANSWER_P_H
+#ifndef VOX_DEVICES_VOXANSWER_P_H
+#define VOX_DEVICES_VOXANSWER_P_H
 
-#include "messages/kvr.h"
-#include "messages/voxdatareader.h"
-#include "messages/voxdatawriter.h"
-#include "messages/voxreply.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxdatareader.h>
+#include <vox/messages/voxdatawriter.h>
+#include <vox/messages/voxreply.h>
 
 /// The shape of every data reply, and of every look into a request.
 namespace VOXAnswer {

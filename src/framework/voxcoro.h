@@ -1,7 +1,7 @@
-#ifndef VOXCORO_H
-#define VOXCORO_H
+#ifndef VOX_FRAMEWORK_VOXCORO_H
+#define VOX_FRAMEWORK_VOXCORO_H
 
-#include "framework/buspendingcallwatcher.h"
+#include <vox/framework/buspendingcallwatcher.h>
 
 #if __cplusplus < 202002L
 #    error "voxcoro.h is for programs that are built with C++20 or later"
@@ -21,6 +21,8 @@
 class VOXTask
 {
 public:
+    /// @cond
+    // What the language asks for.
     struct promise_type
     {
         VOXTask get_return_object() { return VOXTask(Handle::from_promise(*this)); }
@@ -29,9 +31,12 @@ public:
         void return_void() { }
         [[noreturn]] void unhandled_exception() { std::terminate(); }
     };
+    /// @endcond
 
     /// No coroutine: done.
     VOXTask() = default;
+    ///@{
+    /// Takes the coroutine over. What has been moved from is done, or owns the other's.
     VOXTask(VOXTask &&other) noexcept
         : m_handle(std::exchange(other.m_handle, nullptr))
     {
@@ -41,6 +46,8 @@ public:
         std::swap(m_handle, other.m_handle);
         return *this;
     }
+    ///@}
+    /// Ends it.
     ~VOXTask()
     {
         if (m_handle)
@@ -67,11 +74,14 @@ private:
 class BusCallAwaiter
 {
 public:
+    /// For @p call, on its bus's thread.
     explicit BusCallAwaiter(BusPendingCall call)
         : m_call(std::move(call))
     {
     }
 
+    /// @cond
+    // What the language asks for.
     bool await_ready() const { return m_call.isFinished(); }
     void await_suspend(std::coroutine_handle<> coroutine)
     {
@@ -80,6 +90,7 @@ public:
                          [coroutine] { coroutine.resume(); });
     }
     BusPendingCall await_resume() { return m_call; }
+    /// @endcond
 
 private:
     // The coroutine that goes on destroys its awaiter inside the watcher's signal.

@@ -71,7 +71,7 @@ void VOXCall::setReply(unsigned char reply)
 short VOXCall::replyCount() const
 {
     const VOXCallData *own = callData();
-    return own ? own->replyCount() : -1;
+    return own ? own->replyCount() : short(-1);
 }
 
 void VOXCall::setReplyCount(short count)

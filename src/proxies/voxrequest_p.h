@@ -1,9 +1,9 @@
-#ifndef VOXREQUEST_P_H
-#define VOXREQUEST_P_H
+#ifndef VOX_PROXIES_VOXREQUEST_P_H
+#define VOX_PROXIES_VOXREQUEST_P_H
 
-#include "messages/kvrschema_p.h"
-#include "messages/voxcall.h"
-#include "proxies/voxnode.h"
+#include <vox/messages/kvrschema_p.h>
+#include <vox/messages/voxcall.h>
+#include <vox/proxies/voxnode.h>
 
 /// The one shape of every operation and every decoder of the proxies: both follow the command's layout.
 namespace VOXRequest {

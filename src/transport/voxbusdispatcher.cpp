@@ -81,7 +81,7 @@ void VOXBusDispatcher::sweep()
         std::max(MinSweep, 2 * static_cast<int>(m_nodes.size() + m_groups.size() + m_broadcasts.size()));
 }
 
-bool VOXBusDispatcher::isNeeded(const Table &table, Table::const_iterator entry) const
+bool VOXBusDispatcher::isNeeded(const Table &table, Table::iterator entry) const
 {
     return (&table == &m_nodes && entry.key() == BroadcastKey) || (*entry)->receivers() > 0;
 }

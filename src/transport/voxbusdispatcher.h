@@ -1,7 +1,7 @@
-#ifndef VOXBUSDISPATCHER_H
-#define VOXBUSDISPATCHER_H
+#ifndef VOX_TRANSPORT_VOXBUSDISPATCHER_H
+#define VOX_TRANSPORT_VOXBUSDISPATCHER_H
 
-#include "transport/voxbuswatch.h"
+#include <vox/transport/voxbuswatch.h>
 
 #include <QExplicitlySharedDataPointer>
 #include <QHash>
@@ -41,7 +41,7 @@ private:
     using Table = QHash<unsigned int, WatchPointer>;
 
     void sweep();
-    bool isNeeded(const Table &table, Table::const_iterator entry) const;
+    bool isNeeded(const Table &table, Table::iterator entry) const;
     void subscribe(Table &table, unsigned int key, VOXDevice &device);
     void unsubscribe(Table &table, unsigned int key, VOXDevice &device);
     WatchPointer find(const VOXMessage &message);

@@ -1,7 +1,7 @@
-#ifndef VOXFRAMECUTTER_H
-#define VOXFRAMECUTTER_H
+#ifndef VOX_TRANSPORT_VOXFRAMECUTTER_H
+#define VOX_TRANSPORT_VOXFRAMECUTTER_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QByteArray>
 
@@ -25,9 +25,10 @@ public:
     /// A verdict, and what it was made of.
     struct Check
     {
+        /// Whether the frame is taken.
         Verdict verdict = Failed;
-        bool hasCrc = false;
-        unsigned short received = 0;
+        bool hasCrc = false; ///< Whether the frame says that it has a CRC.
+        unsigned short received = 0; ///< The check value that has come with the frame.
         unsigned short crc = 0; ///< Computed if hasCrc.
         unsigned short checksum = 0; ///< Computed if the CRC is not the one that was received.
     };
@@ -35,17 +36,18 @@ public:
     /// What to do with the bytes that have been received so far.
     struct Cut
     {
+        /// What begins with the first byte.
         enum Kind {
             Wait, ///< More may follow. If nothing does, the first byte goes.
             Drop, ///< No frame begins here: the first byte goes.
             Frame ///< One stands here. If its check value is wrong, only its first byte goes.
         };
 
-        Kind kind;
-        /// The frame in plain form, and its check. Empty in other cases.
-        QByteArray frame;
-        Check check;
+        Kind kind; ///< What it is.
+        QByteArray frame; ///< In plain form; empty if it is no frame.
+        Check check; ///< Of the frame.
 
+        /// Whether it is a frame that receivers take.
         bool isGood() const { return kind == Frame && check.verdict != Failed; }
         /// How many bytes go now.
         int dropped() const { return kind == Wait ? 0 : isGood() ? static_cast<int>(frame.size()) : 1; }

@@ -1,15 +1,5 @@
-# Installs the build, and builds and runs the client against what was installed.
-function(run)
-    cmake_parse_arguments(arg "" "OUTPUT" "COMMAND" ${ARGN})
-    execute_process(COMMAND ${arg_COMMAND} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE error)
-    if(NOT result EQUAL 0)
-        message(FATAL_ERROR "failed (${result}): ${arg_COMMAND}\n${output}${error}")
-    endif()
-    if(arg_OUTPUT AND NOT output MATCHES "${arg_OUTPUT}")
-        message(FATAL_ERROR "${arg_COMMAND} printed '${output}', not '${arg_OUTPUT}'")
-    endif()
-    set(output "${output}" PARENT_SCOPE)
-endfunction()
+# Installs the build, and builds and runs clients against what was installed.
+include(${CMAKE_CURRENT_LIST_DIR}/run.cmake)
 
 set(prefix ${SCRATCH}/prefix)
 set(moved ${SCRATCH}/moved)
@@ -18,18 +8,29 @@ run(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 # What is installed has to work from anywhere.
 file(RENAME ${prefix} ${moved})
 
+set(client_says "^800A1B2\n$")
+set(namesakes_says "^janitor 3 8000101\n$")
+
 # With the generator of the build that is tested: its program is there.
-run(COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${SOURCE} -B ${SCRATCH}/cmake -DCMAKE_PREFIX_PATH=${moved} -DCMAKE_CXX_COMPILER=${CXX}
-    "-DCMAKE_CXX_FLAGS=${FLAGS}")
+run(COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${CMAKE_CURRENT_LIST_DIR} -B ${SCRATCH}/cmake -DPACKAGE=${PACKAGE}
+    -DCMAKE_PREFIX_PATH=${moved} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
-run(COMMAND ${SCRATCH}/cmake/client OUTPUT "^800A1B2\n$")
+run(COMMAND ${SCRATCH}/cmake/client OUTPUT ${client_says})
+run(COMMAND ${SCRATCH}/cmake/namesakes OUTPUT ${namesakes_says})
 
 set(ENV{PKG_CONFIG_PATH} ${moved}/${LIBDIR}/pkgconfig)
-run(COMMAND pkg-config --cflags --libs vox)
+run(COMMAND pkg-config --cflags --libs ${PC})
 separate_arguments(vox_flags UNIX_COMMAND "${output}")
 separate_arguments(own_flags UNIX_COMMAND "${FLAGS}")
-run(COMMAND ${CXX} -std=c++17 -fPIC ${own_flags} ${SOURCE}/main.cpp -o ${SCRATCH}/plain ${vox_flags}
-    -Wl,-rpath,${moved}/${LIBDIR})
-run(COMMAND ${SCRATCH}/plain OUTPUT "^800A1B2\n$")
-run(COMMAND ${moved}/bin/vox --version OUTPUT "^vox [0-9.]+\n$")
-message(STATUS "the client was built and run by CMake and by pkg-config")
+set(compile ${CXX} -std=c++17 -fPIC ${own_flags})
+set(link ${vox_flags} -Wl,-rpath,${moved}/${LIBDIR})
+run(COMMAND ${compile} ${CMAKE_CURRENT_LIST_DIR}/main.cpp -o ${SCRATCH}/plain ${link})
+run(COMMAND ${SCRATCH}/plain OUTPUT ${client_says})
+set(namesakes ${CMAKE_CURRENT_LIST_DIR}/namesakes)
+run(COMMAND ${compile} -I${namesakes} ${namesakes}/main.cpp -o ${SCRATCH}/plain-namesakes ${link})
+run(COMMAND ${SCRATCH}/plain-namesakes OUTPUT ${namesakes_says})
+
+if(EXISTS ${moved}/bin/vox)
+    run(COMMAND ${moved}/bin/vox --version OUTPUT "^vox [0-9.]+\n$")
+endif()
+message(STATUS "clients were built and run by CMake and by pkg-config")

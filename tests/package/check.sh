@@ -1,20 +1,20 @@
 #!/usr/bin/env bash
-# Installs the packages of a folder into a root of their own, and builds and runs the examples that are there.
+# Installs the packages of two folders, with Qt 5 and with Qt 6, into one root, and builds and runs programs against each.
 set -euo pipefail
-packages=$(cd "$1" && pwd)
+tests=$(cd "$(dirname "$0")/.." && pwd)
 work=$(mktemp -d)
 trap 'rm -rf "$work"; kill $(jobs -p) 2>/dev/null || true' EXIT
 
 root=$work/root
 mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
 touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
-# What they depend on is outside of that root.
-dpkg --root="$root" --force-depends --force-not-root --force-script-chrootless --log=/dev/null -i "$packages"/*.deb >"$work/dpkg.log" 2>&1 ||
+# What they depend on is outside of that root. A file that is in two packages is an error.
+dpkg --root="$root" --force-depends --force-not-root --force-script-chrootless --log=/dev/null -i "$1"/*.deb "$2"/*.deb >"$work/dpkg.log" 2>&1 ||
     { cat "$work/dpkg.log"; exit 1; }
 documents=$root/usr/share/doc/libvox-dev
 examples=$documents/examples
-libdir=$(dirname "$(find "$root/usr/lib" -name 'libvox.so.1')")
-export LD_LIBRARY_PATH=$libdir QT_LOGGING_RULES='vox.bus.debug=false'
+libdir=$(dirname "$(find "$root/usr/lib" -name 'libvox.so.1.0')")
+export LD_LIBRARY_PATH=$libdir QT_LOGGING_RULES='vox.bus.debug=false' PKG_CONFIG_PATH=$libdir/pkgconfig
 
 meet() {
     "$1/example-emulator" 2>/dev/null &
@@ -31,8 +31,8 @@ meet() {
 cmake -G Ninja -S "$examples" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
 cmake --build "$work/cmake" >/dev/null
 meet "$work/cmake" CMake
+[ -x "$work/cmake/example-qml-list" ]
 
-export PKG_CONFIG_PATH=$libdir/pkgconfig
 mkdir "$work/plain"
 for example in host emulator; do
     # shellcheck disable=SC2046
@@ -40,7 +40,26 @@ for example in host emulator; do
 done
 meet "$work/plain" pkg-config
 
-[ -x "$work/cmake/example-qml-list" ]
+# A program loads the libraries of the Qt that it was built for, and no others.
+client() {
+    local loaded
+    [ "$("$1")" = 800A1B2 ]
+    loaded=$(ldd "$1")
+    [[ $loaded == *"libQt$2Core.so"* && $loaded != *"libQt$((11 - $2))Core.so"* ]] || { echo "$1 loads $loaded"; exit 1; }
+}
+for qt in 5 6; do
+    package=Vox module=vox
+    [ $qt = 5 ] || package=VoxQt6 module=vox-qt6
+    cmake -G Ninja -S "$tests/client" -B "$work/client-$qt" -DPACKAGE=$package -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+    cmake --build "$work/client-$qt" >/dev/null
+    client "$work/client-$qt/client" $qt
+    # shellcheck disable=SC2046
+    g++ -std=c++17 -fPIC "$tests/client/main.cpp" -o "$work/plain-$qt" $(pkg-config --cflags --libs $module)
+    client "$work/plain-$qt" $qt
+    echo "package: a client finds $package and $module beside each other"
+done
+cmake -G Ninja -S "$examples" -B "$work/examples-6" -DVOX_QT=6 -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
+cmake --build "$work/examples-6" --target example-hello-host >/dev/null
 
 # Each document that another one names is there, and the reference.
 for document in "$documents"/*.md "$documents"/docs/*.md; do

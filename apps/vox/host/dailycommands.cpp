@@ -97,7 +97,8 @@ private:
         call.waitForFinished();
         QJsonArray refusals;
         const QList<BusMessage> replies = call.replies();
-        for (const VOXMessage reply : replies) {
+        for (const BusMessage &answer : replies) {
+            const VOXMessage reply(answer);
             const QString status = KVR::toString(KVR::getNackReply(reply));
             const QString addr = VOX::toString(reply.srcAddr(false));
             refusals += QJsonObject{{QStringLiteral("address"), addr}, {QStringLiteral("status"), status}};
@@ -310,7 +311,8 @@ QString toText(const QJsonValue &told, const VOXMessage &reply)
     if (!told.isObject())
         return printable(told.toString());
     QStringList words;
-    for (const VOXField::Value &value : VOXField::valuesOf(reply))
+    const auto values = VOXField::valuesOf(reply);
+    for (const VOXField::Value &value : values)
         words += QStringLiteral("%1 %2").arg(QLatin1String(value.field->name), value.toString());
     return words.join(QStringLiteral(", "));
 }

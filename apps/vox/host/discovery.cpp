@@ -19,7 +19,8 @@ QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
 {
     QVector<unsigned int> addrs;
     const QList<BusMessage> replies = discovery.replies();
-    for (const VOXMessage reply : replies) {
+    for (const BusMessage &answer : replies) {
+        const VOXMessage reply(answer);
         if (reply.cmd() == KVR::POST_NODE_ADDR)
             addrs += reply.srcAddr(true);
     }

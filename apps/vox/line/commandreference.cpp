@@ -99,9 +99,9 @@ QString section(const QString &title, const Table &table)
 Table olderOnly()
 {
     Table table = HRMv2::cmds();
-    for (const unsigned char id : HRMv2::cmds().keys()) {
-        if (KVR::findCmd(id).isValid())
-            table.remove(id);
+    for (auto it = HRMv2::cmds().cbegin(); it != HRMv2::cmds().cend(); ++it) {
+        if (KVR::findCmd(it.key()).isValid())
+            table.remove(it.key());
     }
     return table;
 }

@@ -46,7 +46,8 @@ QString commandOf(const VOXMessage &frame)
 QByteArray restOf(const VOXMessage &frame)
 {
     int offset = VOXMessage::HeaderLength;
-    for (const VOXField::Value &value : VOXField::valuesOf(frame))
+    const auto values = VOXField::valuesOf(frame);
+    for (const VOXField::Value &value : values)
         offset += value.field->width;
     return frame.data().mid(offset, frame.data().size() - VOXMessage::CheckLength - offset);
 }
@@ -107,7 +108,8 @@ QString LineItem::toString() const
     if (!isFrame())
         return QStringLiteral("%1  garbage  %2").arg(time, hex(bytes));
     QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame), commandOf(frame));
-    for (const VOXField::Value &value : VOXField::valuesOf(frame))
+    const auto values = VOXField::valuesOf(frame);
+    for (const VOXField::Value &value : values)
         text += QStringLiteral("  %1=%2").arg(QLatin1String(value.field->name), value.toString());
     const QByteArray rest = restOf(frame);
     if (!rest.isEmpty())

@@ -136,7 +136,7 @@ int readCapture(const CommandLine &line, const QString &output, Monitor *monitor
     std::vector<LineItem> items;
     QString problem;
     QString ignored;
-    const bool isWhole = readPcap(line.words().first(), &items, &problem);
+    const bool isWhole = readPcap(line.words().constFirst(), &items, &problem);
     if ((isWhole || !items.empty()) && !openCapture(line, output, monitor, &ignored))
         return line.fail(ignored);
     for (const LineItem &item : items)

@@ -95,7 +95,7 @@ int runReplay(const QStringList &arguments)
         return line.fail(QStringLiteral("--speed is to be a number from 0.01 to 1000"));
     std::vector<LineItem> items;
     QString problem;
-    if (!readPcap(line.words().first(), &items, &problem))
+    if (!readPcap(line.words().constFirst(), &items, &problem))
         return line.fail(problem);
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)

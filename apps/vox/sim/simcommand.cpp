@@ -103,7 +103,8 @@ int run(const CommandLine &line, const Options &options)
     if (!bus)
         return line.fail(problem);
     FaultRules faults(options.seed);
-    for (const QString &words : faultsOf(options.network)) {
+    const QStringList lines = faultsOf(options.network);
+    for (const QString &words : lines) {
         FaultRule rule;
         FaultRule::read(words, &rule, &problem);
         faults.add(rule);

@@ -1,0 +1,1 @@
+#error A header of the library takes the host's file for its own

@@ -1,0 +1,12 @@
+# Runs a command, which has to succeed and to print OUTPUT, a regular expression; sets 'output'.
+function(run)
+    cmake_parse_arguments(arg "" "OUTPUT" "COMMAND" ${ARGN})
+    execute_process(COMMAND ${arg_COMMAND} RESULT_VARIABLE result OUTPUT_VARIABLE output ERROR_VARIABLE error)
+    if(NOT result EQUAL 0)
+        message(FATAL_ERROR "failed (${result}): ${arg_COMMAND}\n${output}${error}")
+    endif()
+    if(arg_OUTPUT AND NOT output MATCHES "${arg_OUTPUT}")
+        message(FATAL_ERROR "${arg_COMMAND} printed '${output}', not '${arg_OUTPUT}'")
+    endif()
+    set(output "${output}" PARENT_SCOPE)
+endfunction()
