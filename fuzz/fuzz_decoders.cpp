@@ -4,9 +4,9 @@
 #include "messages/kvrnack.h"
 #include "messages/voxcall.h"
 #include "messages/voxdebug.h"
+#include "messages/voxfield.h"
 #include "proxies/kvrmotorproxy.h"
 #include "support/fuzzing.h"
-#include "vox/line/commandfields.h"
 
 #include <tuple>
 
@@ -154,8 +154,8 @@ void show(const VOXMessage &message)
     operator<<(debug, message.destAddr(true));
     text += KVR::toString(KVR::getNackReply(message)) + VOX::toString(message.addrType())
         + VOX::toString(message.bcastAddr(true));
-    for (const FieldValue &field : decodeFields(message))
-        text += field.toString();
+    for (const VOXField::Value &value : VOXField::valuesOf(message))
+        text += value.toString();
     expect(!text.isEmpty());
 }
 }

@@ -1,10 +1,10 @@
 #include "vox/completecommand.h"
 
 #include "messages/vox.h"
+#include "messages/voxfield.h"
 #include "vox/commands.h"
 #include "vox/console.h"
 #include "vox/host/operation.h"
-#include "vox/line/commandfields.h"
 #include "vox/sim/nodemodel.h"
 
 namespace {
@@ -26,7 +26,7 @@ QStringList wireNames()
 {
     QStringList names;
     for (int cmd = 0; cmd <= 0xff; ++cmd) {
-        if (hasCommandFields(static_cast<unsigned char>(cmd)))
+        if (VOXField::isKnown(static_cast<unsigned char>(cmd)))
             names += VOX::toString(static_cast<unsigned char>(cmd));
     }
     return names;

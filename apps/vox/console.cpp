@@ -61,6 +61,15 @@ QString counted(qint64 number, const char *noun)
     return number == 1 ? text : text + QLatin1Char('s');
 }
 
+QString printable(QString text)
+{
+    for (QChar &character : text) {
+        if (!character.isPrint())
+            character = QLatin1Char('?');
+    }
+    return text;
+}
+
 void printLine(const QString &line)
 {
     tellDropped();

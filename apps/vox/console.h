@@ -18,6 +18,9 @@ QString exitCodesText();
 /// "1 frame", "2 frames".
 QString counted(qint64 number, const char *noun);
 
+/// @p text with a question mark for what a terminal would not show, or would obey.
+QString printable(QString text);
+
 /// One line to standard output, at once. If that fails, an error line says so, once, unless the reader has
 /// closed it.
 void printLine(const QString &line);

@@ -1,8 +1,8 @@
 #include "vox/outcome.h"
 
 #include "messages/kvr.h"
+#include "messages/voxfield.h"
 #include "vox/console.h"
-#include "vox/line/commandfields.h"
 #include "vox/warnings.h"
 
 #include <QJsonDocument>
@@ -50,7 +50,7 @@ QJsonObject Outcome::toJson() const
     return {{QStringLiteral("address"), VOX::toString(m_reply.srcAddr(false))},
             {QStringLiteral("type"), VOX::toString(m_reply.srcNodeType())},
             {QStringLiteral("command"), VOX::toString(m_reply.cmd())},
-            {QStringLiteral("fields"), fieldsOf(m_reply)}};
+            {QStringLiteral("fields"), VOXField::toJson(m_reply)}};
 }
 
 int Outcome::print(const QString &command, bool isJson) const
@@ -72,9 +72,9 @@ void Outcome::printText(const QString &command) const
         printLine(QStringLiteral("NACK %1").arg(KVR::toString(KVR::getNackReply(m_reply))));
     } else {
         printLine(VOX::toString(m_reply.cmd()));
-        const auto values = decodeFields(m_reply);
-        for (const FieldValue &field : values)
-            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(field.field.name), field.toString()));
+        const auto values = VOXField::valuesOf(m_reply);
+        for (const VOXField::Value &value : values)
+            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(value.field->name), value.toString()));
     }
 }
 

@@ -1,4 +1,5 @@
 // A host that says what it does in order, as a coroutine: with C++20, calls are waited for by co_await.
+#include <KVRAnswer>
 #include <KVRMotorProxy>
 #include <QCoreApplication>
 #include <VOXUdpBus>
@@ -11,10 +12,10 @@ VOXTask stopAndLook(KVRMotorProxy &motor)
     const BusPendingCall stop = co_await motor.ctrlStop();
     if (stop.isError())
         qWarning("%s", qPrintable(stop.errorString()));
-    KVRMotor::Status status;
     const BusPendingCall answer = co_await motor.getMotorStatus();
-    if (motor.hasSent(answer.reply()) && motor.getMotorStatusReply(answer.reply(), status))
-        qInfo("stopped, and now %s", KVRMotor::MotorStateEnum().valueToKey(int(status.state)));
+    const auto status = KVRAnswer::from<KVRAnswer::MotorStatus>(answer.reply());
+    if (status && motor.hasSent(answer.reply()))
+        qInfo("stopped, and now %s", KVRMotor::MotorStateEnum().valueToKey(int(status->state)));
     QCoreApplication::quit();
 }
 }

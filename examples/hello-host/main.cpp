@@ -1,3 +1,4 @@
+#include <KVRAnswer>
 #include <KVRMotorProxy>
 #include <QCoreApplication>
 #include <VOXUdpBus>
@@ -8,13 +9,12 @@ int main(int argc, char *argv[])
     VOXUdpBus bus(QHostAddress::LocalHost, 4800, QHostAddress::LocalHost, 4801);
     KVRMotorProxy motor(0x000001, &bus);
     motor.getMotorStatus().onFinished(&app, [&](const BusPendingCall &call) {
-        KVRMotor::Status status;
-        const bool isKnown = motor.getMotorStatusReply(call.reply(), status);
-        if (isKnown)
-            qInfo("%s", KVRMotor::MotorStateEnum().valueToKey(int(status.state)));
+        const auto status = KVRAnswer::from<KVRAnswer::MotorStatus>(call.reply());
+        if (status)
+            qInfo("%s", KVRMotor::MotorStateEnum().valueToKey(int(status->state)));
         else
             qInfo("%s", qPrintable(call.errorString()));
-        app.exit(isKnown ? 0 : 1);
+        app.exit(status ? 0 : 1);
     });
     return app.exec();
 }

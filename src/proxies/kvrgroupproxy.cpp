@@ -22,20 +22,20 @@ void KVRGroupProxy::setDestNodeType(VOX::NodeType nodeType)
     m_destNodeType = nodeType;
 }
 
-template <auto Command, typename... Fields>
-BusPendingCall KVRGroupProxy::send(const Fields &...fields)
+template <auto Command, typename... Values>
+BusPendingCall KVRGroupProxy::send(const Values &...values)
 {
     static const VOXCmdInfo info = KVR::findCmd(static_cast<unsigned char>(Command));
     VOXCall message(info, addr(true), m_addrType, CollectionPeriodMs);
     message.setAck(false);
     if (m_destNodeType != VOX::NODETYPE_ANY)
         message.setDestNodeType(m_destNodeType);
-    return VOXRequest::send(*this, message, fields...);
+    return VOXRequest::send<Command>(*this, message, values...);
 }
 
 BusPendingCall KVRGroupProxy::ctrlMove(KVRMotor::MoveFunction dir, quint8 duration, KVRMotor::SpeedType speed)
 {
-    return send<KVR::CTRL_MOVE>(quint8(dir), duration, quint8(speed));
+    return send<KVR::CTRL_MOVE>(dir, duration, speed);
 }
 
 BusPendingCall KVRGroupProxy::ctrlStop(quint8 tilt)
@@ -45,12 +45,12 @@ BusPendingCall KVRGroupProxy::ctrlStop(quint8 tilt)
 
 BusPendingCall KVRGroupProxy::ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt)
 {
-    return send<KVR::CTRL_MOVETO>(quint8(fun), position, tilt);
+    return send<KVR::CTRL_MOVETO>(fun, position, tilt);
 }
 
 BusPendingCall KVRGroupProxy::ctrlMoveOf(KVRMotor::MoveOfFunction fun, quint16 value, quint8 tilt)
 {
-    return send<KVR::CTRL_MOVEOF>(quint8(fun), value, tilt);
+    return send<KVR::CTRL_MOVEOF>(fun, value, tilt);
 }
 
 BusPendingCall KVRGroupProxy::ctrlWink()

@@ -39,8 +39,8 @@ protected:
     KVRGroupProxy(unsigned int addr, VOX::AddrType addrType, Bus *bus, QObject *parent);
 
 private:
-    template <auto Command, typename... Fields>
-    BusPendingCall send(const Fields &...fields);
+    template <auto Command, typename... Values>
+    BusPendingCall send(const Values &...values);
 
     VOX::AddrType m_addrType = VOX::GROUP;
     VOX::NodeType m_destNodeType = VOX::NODETYPE_ANY;

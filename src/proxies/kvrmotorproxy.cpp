@@ -4,18 +4,6 @@
 
 using namespace VOXRequest;
 
-namespace {
-template <typename Enum>
-bool decodeEnum(const BusMessage &message, Enum &value)
-{
-    quint8 number = 0;
-    if (!decode(message, number))
-        return false;
-    value = static_cast<Enum>(number);
-    return true;
-}
-}
-
 KVRMotorProxy::KVRMotorProxy(unsigned int addr, Bus *bus, QObject *parent)
     : KVRStdProxy(addr, bus, parent)
 {
@@ -23,7 +11,7 @@ KVRMotorProxy::KVRMotorProxy(unsigned int addr, Bus *bus, QObject *parent)
 
 BusPendingCall KVRMotorProxy::ctrlMove(KVRMotor::MoveFunction dir, quint8 duration, KVRMotor::SpeedType speed)
 {
-    return request<KVR::CTRL_MOVE>(*this, Acknowledged, quint8(dir), duration, quint8(speed));
+    return request<KVR::CTRL_MOVE>(*this, Acknowledged, dir, duration, speed);
 }
 
 BusPendingCall KVRMotorProxy::ctrlStop(quint8 tilt)
@@ -33,12 +21,12 @@ BusPendingCall KVRMotorProxy::ctrlStop(quint8 tilt)
 
 BusPendingCall KVRMotorProxy::ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt)
 {
-    return request<KVR::CTRL_MOVETO>(*this, Acknowledged, quint8(fun), position, tilt);
+    return request<KVR::CTRL_MOVETO>(*this, Acknowledged, fun, position, tilt);
 }
 
 BusPendingCall KVRMotorProxy::ctrlMoveOf(KVRMotor::MoveOfFunction fun, quint16 value, quint8 tilt)
 {
-    return request<KVR::CTRL_MOVEOF>(*this, Acknowledged, quint8(fun), value, tilt);
+    return request<KVR::CTRL_MOVEOF>(*this, Acknowledged, fun, value, tilt);
 }
 
 BusPendingCall KVRMotorProxy::ctrlWink()
@@ -49,22 +37,22 @@ BusPendingCall KVRMotorProxy::ctrlWink()
 BusPendingCall KVRMotorProxy::ctrlNetworkLock(KVRMotor::NetworkLockFunction fun, quint16 value,
                                               quint8 priority)
 {
-    return request<KVR::CTRL_NETWORK_LOCK>(*this, Acknowledged, quint8(fun), value, priority);
+    return request<KVR::CTRL_NETWORK_LOCK>(*this, Acknowledged, fun, value, priority);
 }
 
 BusPendingCall KVRMotorProxy::setAppMode(KVRMotor::AppMode mode)
 {
-    return request<KVR::SET_APP_MODE>(*this, Acknowledged, quint8(mode));
+    return request<KVR::SET_APP_MODE>(*this, Acknowledged, mode);
 }
 
 BusPendingCall KVRMotorProxy::setMotorLimits(KVRMotor::LimitFunction fun, KVRMotor::Limit lim, quint16 value)
 {
-    return request<KVR::SET_MOTOR_LIMITS>(*this, Acknowledged, quint8(fun), quint8(lim), value);
+    return request<KVR::SET_MOTOR_LIMITS>(*this, Acknowledged, fun, lim, value);
 }
 
 BusPendingCall KVRMotorProxy::setMotorDirection(KVRMotor::TurnDirection dir)
 {
-    return request<KVR::SET_MOTOR_DIRECTION>(*this, Acknowledged, quint8(dir));
+    return request<KVR::SET_MOTOR_DIRECTION>(*this, Acknowledged, dir);
 }
 
 BusPendingCall KVRMotorProxy::setMotorRollingSpeed(quint8 upSpeed, quint8 downSpeed, quint8 slowSpeed)
@@ -79,7 +67,7 @@ BusPendingCall KVRMotorProxy::setMotorTiltingSpeed(quint8 speed)
 
 BusPendingCall KVRMotorProxy::setMotorIP(KVRMotor::IPFunction fun, quint8 index, quint16 value)
 {
-    return request<KVR::SET_MOTOR_IP>(*this, Acknowledged, quint8(fun), index, value);
+    return request<KVR::SET_MOTOR_IP>(*this, Acknowledged, fun, index, value);
 }
 
 BusPendingCall KVRMotorProxy::setNetworkLock(bool status, quint8 priority)
@@ -100,17 +88,17 @@ BusPendingCall KVRMotorProxy::setTiltLimits(quint8 minTilt, quint8 maxTilt, quin
 BusPendingCall KVRMotorProxy::setMotorSoftStartStop(KVRMotor::SoftStartStopFunction fun,
                                                     KVRMotor::SoftStartStopRamps ramp, quint8 value)
 {
-    return request<KVR::SET_MOTOR_SOFT_START_STOP>(*this, Acknowledged, quint8(fun), quint8(ramp), value);
+    return request<KVR::SET_MOTOR_SOFT_START_STOP>(*this, Acknowledged, fun, ramp, value);
 }
 
 BusPendingCall KVRMotorProxy::setTorqueLimitation(KVRMotor::TorqueFunction fun, quint8 value)
 {
-    return request<KVR::SET_TORQUE_LIMITATION>(*this, Acknowledged, quint8(fun), value);
+    return request<KVR::SET_TORQUE_LIMITATION>(*this, Acknowledged, fun, value);
 }
 
 BusPendingCall KVRMotorProxy::setFactoryDefault(KVRMotor::FactoryDefFunction fun)
 {
-    return request<KVR::SET_FACTORY_DEFAULT>(*this, Acknowledged, quint8(fun));
+    return request<KVR::SET_FACTORY_DEFAULT>(*this, Acknowledged, fun);
 }
 
 BusPendingCall KVRMotorProxy::getMotorPosition()
@@ -121,7 +109,7 @@ BusPendingCall KVRMotorProxy::getMotorPosition()
 bool KVRMotorProxy::getMotorPositionReply(const BusMessage &msg, quint16 *pulsePos, quint8 *pctPos,
                                           quint8 *tilt, quint8 *IP) const
 {
-    return decode(msg, pulsePos, pctPos, tilt, IP);
+    return take<KVR::POST_MOTOR_POSITION>(msg, pulsePos, pctPos, tilt, IP);
 }
 
 BusPendingCall KVRMotorProxy::getMotorStatus()
@@ -131,16 +119,10 @@ BusPendingCall KVRMotorProxy::getMotorStatus()
 
 bool KVRMotorProxy::getMotorStatusReply(const BusMessage &msg, KVRMotor::Status &status) const
 {
-    quint8 state = 0;
-    quint8 direction = 0;
-    quint8 source = 0;
-    quint8 cause = 0;
-    if (!decode(msg, state, direction, source, cause))
+    KVRMotor::Status told;
+    if (!take<KVR::POST_MOTOR_STATUS>(msg, told.state, told.direction, told.source, told.cause))
         return false;
-    status.state = static_cast<KVRMotor::State>(state);
-    status.direction = static_cast<KVRMotor::Direction>(direction);
-    status.source = static_cast<KVRMotor::Source>(source);
-    status.cause = static_cast<KVRMotor::Cause>(cause);
+    status = told;
     return true;
 }
 
@@ -151,7 +133,7 @@ BusPendingCall KVRMotorProxy::getAppMode()
 
 bool KVRMotorProxy::getAppModeReply(const BusMessage &msg, KVRMotor::AppMode &mode) const
 {
-    return decodeEnum(msg, mode);
+    return take<KVR::POST_APP_MODE>(msg, mode);
 }
 
 BusPendingCall KVRMotorProxy::getMotorLimits()
@@ -161,8 +143,7 @@ BusPendingCall KVRMotorProxy::getMotorLimits()
 
 bool KVRMotorProxy::getMotorLimitsReply(const BusMessage &msg, quint16 &downLimit, quint16 *upLimit) const
 {
-    // The up limit comes first on the wire.
-    return decode(msg, upLimit, downLimit);
+    return take<KVR::POST_MOTOR_LIMITS>(msg, upLimit, downLimit);
 }
 
 BusPendingCall KVRMotorProxy::getMotorDirection()
@@ -172,7 +153,7 @@ BusPendingCall KVRMotorProxy::getMotorDirection()
 
 bool KVRMotorProxy::getMotorDirectionReply(const BusMessage &msg, KVRMotor::TurnDirection &direction) const
 {
-    return decodeEnum(msg, direction);
+    return take<KVR::POST_MOTOR_DIRECTION>(msg, direction);
 }
 
 BusPendingCall KVRMotorProxy::getMotorRollingSpeed()
@@ -183,7 +164,7 @@ BusPendingCall KVRMotorProxy::getMotorRollingSpeed()
 bool KVRMotorProxy::getMotorRollingSpeedReply(const BusMessage &msg, quint8 &upSpeed, quint8 &downSpeed,
                                               quint8 *slowSpeed) const
 {
-    return decode(msg, upSpeed, downSpeed, slowSpeed);
+    return take<KVR::POST_MOTOR_ROLLING_SPEED>(msg, upSpeed, downSpeed, slowSpeed);
 }
 
 BusPendingCall KVRMotorProxy::getMotorTiltingSpeed()
@@ -193,7 +174,7 @@ BusPendingCall KVRMotorProxy::getMotorTiltingSpeed()
 
 bool KVRMotorProxy::getMotorTiltingSpeedReply(const BusMessage &msg, quint8 &speed) const
 {
-    return decode(msg, speed);
+    return take<KVR::POST_MOTOR_TILTING_SPEED>(msg, speed);
 }
 
 BusPendingCall KVRMotorProxy::getMotorIP(quint8 index)
@@ -204,7 +185,7 @@ BusPendingCall KVRMotorProxy::getMotorIP(quint8 index)
 bool KVRMotorProxy::getMotorIPReply(const BusMessage &msg, quint8 *index, quint16 *pulse,
                                     quint8 *percent) const
 {
-    return decode(msg, index, pulse, percent);
+    return take<KVR::POST_MOTOR_IP>(msg, index, pulse, percent);
 }
 
 BusPendingCall KVRMotorProxy::getNetworkLock()
@@ -215,8 +196,7 @@ BusPendingCall KVRMotorProxy::getNetworkLock()
 bool KVRMotorProxy::getNetworkLockReply(const BusMessage &msg, bool &status, quint8 &priority,
                                         VOX::Addr *sourceAddr) const
 {
-    // The address stands between status and priority on the wire.
-    return decode(msg, status, sourceAddr, priority);
+    return take<KVR::POST_NETWORK_LOCK>(msg, status, sourceAddr, priority);
 }
 
 BusPendingCall KVRMotorProxy::getDCTLock(quint8 index)
@@ -227,7 +207,7 @@ BusPendingCall KVRMotorProxy::getDCTLock(quint8 index)
 bool KVRMotorProxy::getDCTLockReply(const BusMessage &msg, bool &status, quint8 &priority,
                                     VOX::Addr *sourceAddr) const
 {
-    return getNetworkLockReply(msg, status, priority, sourceAddr);
+    return take<KVR::POST_DCT_LOCK>(msg, status, sourceAddr, priority);
 }
 
 BusPendingCall KVRMotorProxy::getTiltLimits()
@@ -238,7 +218,7 @@ BusPendingCall KVRMotorProxy::getTiltLimits()
 bool KVRMotorProxy::getTiltLimitsReply(const BusMessage &msg, quint16 &minTilt, quint16 &maxTilt,
                                        quint16 &defaultTilt) const
 {
-    return decode(msg, minTilt, maxTilt, defaultTilt);
+    return take<KVR::POST_TILT_LIMITS>(msg, minTilt, maxTilt, defaultTilt);
 }
 
 BusPendingCall KVRMotorProxy::getMotorSoftStartStop()
@@ -249,7 +229,7 @@ BusPendingCall KVRMotorProxy::getMotorSoftStartStop()
 bool KVRMotorProxy::getMotorSoftStartStopReply(const BusMessage &msg, bool &startStatus, quint8 &startValue,
                                                bool &stopStatus, quint8 &stopValue) const
 {
-    return decode(msg, startStatus, startValue, stopStatus, stopValue);
+    return take<KVR::POST_MOTOR_SOFT_START_STOP>(msg, startStatus, startValue, stopStatus, stopValue);
 }
 
 BusPendingCall KVRMotorProxy::getTorqueLimitation()
@@ -259,21 +239,21 @@ BusPendingCall KVRMotorProxy::getTorqueLimitation()
 
 bool KVRMotorProxy::getTorqueLimitationReply(const BusMessage &msg, quint8 &status, quint8 &level) const
 {
-    return decode(msg, status, level);
+    return take<KVR::POST_TORQUE_LIMITATION>(msg, status, level);
 }
 
 BusPendingCall KVRMotorProxy::getFactoryDefault(KVRMotor::FactoryDefFunction fun)
 {
-    return request<KVR::GET_FACTORY_DEFAULT>(*this, AsDescribed, quint8(fun));
+    return request<KVR::GET_FACTORY_DEFAULT>(*this, AsDescribed, fun);
 }
 
 bool KVRMotorProxy::getFactoryDefaultReply(const BusMessage &msg, bool &status,
                                            KVRMotor::FactoryDefFunction *fun) const
 {
-    quint8 function = 0;
-    if (!decode(msg, function, status))
+    KVRMotor::FactoryDefFunction function{};
+    if (!take<KVR::POST_FACTORY_DEFAULT>(msg, function, status))
         return false;
-    *fun = static_cast<KVRMotor::FactoryDefFunction>(function);
+    *fun = function;
     return true;
 }
 
@@ -284,7 +264,7 @@ BusPendingCall KVRMotorProxy::diagGetTotalMoveCount()
 
 bool KVRMotorProxy::diagGetTotalMoveCountReply(const BusMessage &msg, quint32 &totalMoveCount) const
 {
-    return decode(msg, totalMoveCount);
+    return take<KVR::DIAG_POST_TOTAL_MOVE_COUNT>(msg, totalMoveCount);
 }
 
 BusPendingCall KVRMotorProxy::diagGetTotalRevCount()
@@ -294,7 +274,7 @@ BusPendingCall KVRMotorProxy::diagGetTotalRevCount()
 
 bool KVRMotorProxy::diagGetTotalRevCountReply(const BusMessage &msg, quint32 &totalRevCount) const
 {
-    return decode(msg, totalRevCount);
+    return take<KVR::DIAG_POST_TOTAL_REV_COUNT>(msg, totalRevCount);
 }
 
 BusPendingCall KVRMotorProxy::diagGetThermalCount()
@@ -305,7 +285,7 @@ BusPendingCall KVRMotorProxy::diagGetThermalCount()
 bool KVRMotorProxy::diagGetThermalCountReply(const BusMessage &msg, quint16 &thermalCount,
                                              quint16 &postThermalMove) const
 {
-    return decode(msg, thermalCount, postThermalMove);
+    return take<KVR::DIAG_POST_THERMAL_COUNT>(msg, thermalCount, postThermalMove);
 }
 
 BusPendingCall KVRMotorProxy::diagGetObstacleCount()
@@ -316,7 +296,7 @@ BusPendingCall KVRMotorProxy::diagGetObstacleCount()
 bool KVRMotorProxy::diagGetObstacleCountReply(const BusMessage &msg, quint16 &obstacleCount,
                                               quint16 &postObstacleMove) const
 {
-    return decode(msg, obstacleCount, postObstacleMove);
+    return take<KVR::DIAG_POST_OBSTACLE_COUNT>(msg, obstacleCount, postObstacleMove);
 }
 
 BusPendingCall KVRMotorProxy::diagGetPowerCount()
@@ -326,7 +306,7 @@ BusPendingCall KVRMotorProxy::diagGetPowerCount()
 
 bool KVRMotorProxy::diagGetPowerCountReply(const BusMessage &msg, quint16 &postObstacleMove) const
 {
-    return decode(msg, postObstacleMove);
+    return take<KVR::DIAG_POST_POWER_COUNT>(msg, postObstacleMove);
 }
 
 BusPendingCall KVRMotorProxy::diagGetResetCount()
@@ -336,7 +316,7 @@ BusPendingCall KVRMotorProxy::diagGetResetCount()
 
 bool KVRMotorProxy::diagGetResetCountReply(const BusMessage &msg, quint16 &resetCount) const
 {
-    return decode(msg, resetCount);
+    return take<KVR::DIAG_POST_RESET_COUNT>(msg, resetCount);
 }
 
 BusPendingCall KVRMotorProxy::diagGetEncoderErrors()
@@ -346,5 +326,5 @@ BusPendingCall KVRMotorProxy::diagGetEncoderErrors()
 
 bool KVRMotorProxy::diagGetEncoderErrorsReply(const BusMessage &msg, quint16 &encoderErrCount) const
 {
-    return decode(msg, encoderErrCount);
+    return take<KVR::DIAG_POST_ENCODER_ERRORS>(msg, encoderErrCount);
 }

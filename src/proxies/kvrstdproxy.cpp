@@ -5,22 +5,37 @@
 using namespace VOXRequest;
 
 namespace {
-constexpr int Test2Width = 10;
-constexpr int Test3Width = 20;
-
-QByteArray payload(const VOXMessage &message)
-{
-    return message.data().mid(VOXMessage::HeaderLength, message.data().size() - VOXMessage::MinLength);
-}
-
 bool isCommand(const VOXMessage &message, KVR::Cmd cmd)
 {
     return message.isValid() && message.cmd() == cmd;
 }
 
-bool isCommand(const VOXMessage &message, KVR::Cmd cmd, int payloadSize)
+/// Whether @p message has the bytes of @p Command's layout, and no more.
+template <auto Command>
+bool hasLength(const BusMessage &message)
 {
-    return isCommand(message, cmd) && message.data().size() == VOXMessage::MinLength + payloadSize;
+    return message.data().size() == VOXMessage::MinLength + VOXSchema::layout<Command>.width();
+}
+
+template <auto Command>
+bool isWhole(const BusMessage &message)
+{
+    return isCommand(message, Command) && hasLength<Command>(message);
+}
+
+template <auto Command>
+bool isEcho(const BusMessage &message, const QByteArray &data)
+{
+    QByteArray echo;
+    return isWhole<Command>(message) && take<Command>(message, echo) && echo == data;
+}
+
+template <typename Value>
+bool decode(const BusMessage &message, Value &value)
+{
+    VOXDataReader reader{VOXMessage(message)};
+    reader >> value;
+    return !reader.fail();
 }
 }
 
@@ -31,7 +46,7 @@ KVRStdProxy::KVRStdProxy(unsigned int addr, Bus *bus, QObject *parent)
 
 bool KVRStdProxy::getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const
 {
-    return decode(msg, idx, addr);
+    return take<KVR::POST_GROUP_ADDR>(msg, idx, addr);
 }
 
 bool KVRStdProxy::getNetworkStatReply(const BusMessage &msg, KVRStdProxy::NetworkStat &stat) const
@@ -56,24 +71,17 @@ bool KVRStdProxy::getNodeStackVersionReply(const BusMessage &msg, KVRStdProxy::A
 
 bool KVRStdProxy::getNodeAppVersionReply(const BusMessage &msg, KVRStdProxy::AppVersion &version) const
 {
-    constexpr int VersionWidth = 6;
-    return isCommand(msg, KVR::POST_NODE_APP_VERSION, VersionWidth) && decode(msg, version);
+    return isWhole<KVR::POST_NODE_APP_VERSION>(msg) && decode(msg, version);
 }
 
 bool KVRStdProxy::getNodeLabelReply(const BusMessage &msg, QByteArray &label) const
 {
-    if (!isCommand(msg, KVR::POST_NODE_LABEL, KVR::LabelLength))
-        return false;
-    label = payload(msg);
-    return true;
+    return isWhole<KVR::POST_NODE_LABEL>(msg) && take<KVR::POST_NODE_LABEL>(msg, label);
 }
 
 bool KVRStdProxy::getNodeSerialNumberReply(const BusMessage &msg, QByteArray &serial) const
 {
-    if (msg.data().size() != VOXMessage::MinLength + KVR::SerialLength)
-        return false;
-    serial = payload(msg);
-    return true;
+    return hasLength<KVR::POST_NODE_SERIAL_NUMBER>(msg) && take<KVR::POST_NODE_SERIAL_NUMBER>(msg, serial);
 }
 
 bool KVRStdProxy::checkDataTest1Reply(const BusMessage &msg) const
@@ -83,12 +91,12 @@ bool KVRStdProxy::checkDataTest1Reply(const BusMessage &msg) const
 
 bool KVRStdProxy::checkDataTest2Reply(const BusMessage &msg, const QByteArray &data) const
 {
-    return isCommand(msg, KVR::POST_DATA_TEST2, Test2Width) && payload(msg) == data;
+    return isEcho<KVR::POST_DATA_TEST2>(msg, data);
 }
 
 bool KVRStdProxy::checkDataTest3Reply(const BusMessage &msg, const QByteArray &data) const
 {
-    return isCommand(msg, KVR::POST_DATA_TEST3, Test3Width) && payload(msg) == data;
+    return isEcho<KVR::POST_DATA_TEST3>(msg, data);
 }
 
 BusPendingCall KVRStdProxy::getNodeAddr()
@@ -162,7 +170,7 @@ BusPendingCall KVRStdProxy::getNodeLabel()
 
 BusPendingCall KVRStdProxy::setNodeLabel(const QByteArray &str)
 {
-    return request<KVR::SET_NODE_LABEL>(*this, Acknowledged, Padded<KVR::LabelLength>{str});
+    return request<KVR::SET_NODE_LABEL>(*this, Acknowledged, str);
 }
 
 BusPendingCall KVRStdProxy::sendDataTest1()
@@ -172,10 +180,10 @@ BusPendingCall KVRStdProxy::sendDataTest1()
 
 BusPendingCall KVRStdProxy::sendDataTest2(const QByteArray &data)
 {
-    return request<KVR::SEND_DATA_TEST2>(*this, AsDescribed, Padded<Test2Width>{data});
+    return request<KVR::SEND_DATA_TEST2>(*this, AsDescribed, data);
 }
 
 BusPendingCall KVRStdProxy::sendDataTest3(const QByteArray &data)
 {
-    return request<KVR::SEND_DATA_TEST3>(*this, AsDescribed, Padded<Test3Width>{data});
+    return request<KVR::SEND_DATA_TEST3>(*this, AsDescribed, data);
 }

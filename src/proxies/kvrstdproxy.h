@@ -27,8 +27,8 @@ class VOX_EXPORT KVRStdProxy : public VOXNode
     Q_OBJECT
 
 public:
-    /// The broadcast mode of a node; on as delivered.
-    enum BcastMode : int { BCAST_OFF = 0, BCAST_ON = 1 };
+    /// The broadcast mode of a node; on as delivered. That of the wire is KVR::BcastMode.
+    enum BcastMode : int { BCAST_OFF = KVR::BCAST_OFF, BCAST_ON = KVR::BCAST_ON };
     Q_ENUM(BcastMode)
 
     /// The fields of AppVersion, as AppVersion::constData() gives them.

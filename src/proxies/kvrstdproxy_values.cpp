@@ -1,21 +1,12 @@
+#include "messages/kvrschema_p.h"
 #include "proxies/kvrstdproxy.h"
 
 #include <QStringList>
 
+using namespace VOXSchema;
+
 namespace {
 constexpr quint32 MaxReference = 0xffffff;
-
-template <typename... Fields>
-void readAll(VOXDataReader &reader, Fields &...fields)
-{
-    (void)(reader >> ... >> fields);
-}
-
-template <typename... Fields>
-void writeAll(VOXDataWriter &writer, const Fields &...fields)
-{
-    (void)(writer << ... << fields);
-}
 
 // Not by the first value: what holds none yet asks, too, whether a text converts to one.
 void registerMetaTypes()
@@ -110,64 +101,68 @@ KVRStdProxy::AppVersion KVRStdProxy::AppVersion::AppVersionFromString(const QStr
 VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::AppVersion &version)
 {
     auto *to = version.data();
-    readAll(reader, to->reference, to->idxLetter, to->idxNum, to->profile);
+    take<KVR::POST_NODE_APP_VERSION>(reader, to->reference, to->idxLetter, to->idxNum, to->profile);
     return reader;
 }
 
 VOXDataWriter &operator<<(VOXDataWriter &writer, const KVRStdProxy::AppVersion &version)
 {
     const auto *from = version.constData();
-    writeAll(writer, from->reference, from->idxLetter, from->idxNum, from->profile);
+    put<KVR::POST_NODE_APP_VERSION>(writer, from->reference, from->idxLetter, from->idxNum, from->profile);
     return writer;
 }
 
 VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::NetworkConfig &config)
 {
     auto *to = config.data();
-    bool broadcasts = to->bcastMode != KVRStdProxy::BCAST_OFF;
-    readAll(reader, broadcasts, to->maxRand, to->supervisionActive, to->supervisionPeriod, to->deafMode);
-    to->bcastMode = broadcasts ? KVRStdProxy::BCAST_ON : KVRStdProxy::BCAST_OFF;
+    // Any byte but 0 is on.
+    quint8 broadcasts = to->bcastMode != KVRStdProxy::BCAST_OFF;
+    take<KVR::POST_NETWORK_CONFIG>(reader, broadcasts, to->maxRand, to->supervisionActive,
+                                   to->supervisionPeriod, to->deafMode);
+    to->bcastMode = broadcasts != 0 ? KVRStdProxy::BCAST_ON : KVRStdProxy::BCAST_OFF;
     return reader;
 }
 
 VOXDataWriter &operator<<(VOXDataWriter &writer, const KVRStdProxy::NetworkConfig &config)
 {
     const auto *from = config.constData();
-    const bool broadcasts = from->bcastMode != KVRStdProxy::BCAST_OFF;
-    writeAll(writer, broadcasts, from->maxRand, from->supervisionActive, from->supervisionPeriod,
-             from->deafMode);
+    const auto bcastMode = from->bcastMode == KVRStdProxy::BCAST_OFF ? KVR::BCAST_OFF : KVR::BCAST_ON;
+    put<KVR::POST_NETWORK_CONFIG>(writer, bcastMode, from->maxRand, from->supervisionActive,
+                                  from->supervisionPeriod, from->deafMode);
     return writer;
 }
 
-// The frame counters go as three bytes, as the format has it; the reply's last three bytes are nobody's.
 VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::NetworkStat &stat)
 {
     auto *to = stat.data();
-    readAll(reader, to->maxRetryCount, to->frameSent, to->frameSeen, to->frameReceived, to->busyCount,
-            to->maxSlot, to->supervisionFailure);
+    take<KVR::POST_NETWORK_STAT>(reader, to->maxRetryCount, to->frameSent, to->frameSeen, to->frameReceived,
+                                 to->busyCount, to->maxSlot, to->supervisionFailure);
     return reader;
 }
 
 VOXDataWriter &operator<<(VOXDataWriter &writer, const KVRStdProxy::NetworkStat &stat)
 {
     const auto *from = stat.constData();
-    writeAll(writer, from->maxRetryCount, from->frameSent, from->frameSeen, from->frameReceived,
-             from->busyCount, from->maxSlot, from->supervisionFailure);
+    put<KVR::POST_NETWORK_STAT>(writer, from->maxRetryCount, from->frameSent, from->frameSeen,
+                                from->frameReceived, from->busyCount, from->maxSlot,
+                                from->supervisionFailure);
     return writer;
 }
 
 VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::NetworkErrorStat &stat)
 {
     auto *to = stat.data();
-    readAll(reader, to->txFailures, to->collisions, to->rxDataError, to->unknownMessage, to->msgLengthError,
-            to->rxFifoFull, to->txFifoFull, to->crcError, to->bundleSizeError);
+    take<KVR::POST_NETWORK_ERROR_STAT>(reader, to->txFailures, to->collisions, to->rxDataError,
+                                       to->unknownMessage, to->msgLengthError, to->rxFifoFull, to->txFifoFull,
+                                       to->crcError, to->bundleSizeError);
     return reader;
 }
 
 VOXDataWriter &operator<<(VOXDataWriter &writer, const KVRStdProxy::NetworkErrorStat &stat)
 {
     const auto *from = stat.constData();
-    writeAll(writer, from->txFailures, from->collisions, from->rxDataError, from->unknownMessage,
-             from->msgLengthError, from->rxFifoFull, from->txFifoFull, from->crcError, from->bundleSizeError);
+    put<KVR::POST_NETWORK_ERROR_STAT>(writer, from->txFailures, from->collisions, from->rxDataError,
+                                      from->unknownMessage, from->msgLengthError, from->rxFifoFull,
+                                      from->txFifoFull, from->crcError, from->bundleSizeError);
     return writer;
 }

@@ -22,8 +22,8 @@ class tst_Schema : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void requests_data();
-    void requests();
+    void writes_data();
+    void writes();
     void answers_data();
     void answers();
     void outputs();
@@ -93,42 +93,14 @@ Told members(Members Answer::*...member)
 }
 }
 
-void tst_Schema::requests_data()
+// What proxies send is in tst_proxyrequests.
+void tst_Schema::writes_data()
 {
     QTest::addColumn<QByteArray>("actual");
     QTest::addColumn<QByteArray>("expected");
-    row<KVR::GET_GROUP_ADDR>("41 0F", u8(15));
-    row<KVR::SET_GROUP_ADDR>("51 02 56 34 12", u8(2), 0x0F123456u);
     row<KVR::SET_NODE_LABEL>("55 61 00 62 00 00 00 00 00 00 00 00 00 00 00 00 00", QByteArray("a\0b", 3));
-    row<KVR::SET_NETWORK_CONFIG>("56 01 02 03 05 04 06 FF", u8(1), u8(2), u8(3), u16(0x0405), u8(6), u8(255));
-    row<KVR::SET_NETWORK_STAT>("5E 01 FE", u8(1), u8(254));
-    row<KVR::SET_NODE_DISCOVERY>("50 01", true);
-    row<KVR::SEND_DATA_TEST1>("79");
-    row<KVR::SEND_DATA_TEST2>("7B 30 31 32 33 34 35 36 37 38 39", QByteArray("0123456789ABC"));
-    row<KVR::SEND_DATA_TEST3>("7D 7A 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
-                              QByteArray("z"));
     row<KVR::NACK>("6F FF", KVR::NACK_BUSY);
     row<KVR::ACK>("7F");
-    row<KVR::CTRL_MOVE>("01 01 20 02", M::MOVE_UP, u8(0x20), M::SPEED_SLOW);
-    row<KVR::CTRL_STOP>("02 FF", u8(255));
-    row<KVR::CTRL_MOVETO>("03 03 34 12 FF", M::MOVETO_PULSES, u16(0x1234), u8(255));
-    row<KVR::CTRL_MOVEOF>("04 05 34 12 07", M::MOVEOF_TIME_UP, u16(0x1234), u8(7));
-    row<KVR::CTRL_NETWORK_LOCK>("06 04 34 12 07", M::LOCK_AT_IP, u16(0x1234), u8(7));
-    row<KVR::SET_APP_MODE>("10 02", M::CURTAIN);
-    row<KVR::SET_MOTOR_LIMITS>("11 02 01 34 12", M::LIMIT_PULSES, M::LIMIT_UP, u16(0x1234));
-    row<KVR::SET_MOTOR_DIRECTION>("12 01", M::TURN_REVERSED);
-    row<KVR::SET_MOTOR_ROLLING_SPEED>("13 0A 0B 0C", u8(10), u8(11), u8(12));
-    row<KVR::SET_MOTOR_TILTING_SPEED>("14", u8(9));
-    row<KVR::SET_MOTOR_IP>("15 03 07 34 12", M::IP_PERCENT, u8(7), u16(0x1234));
-    row<KVR::GET_MOTOR_IP>("25 07", u8(7));
-    row<KVR::SET_NETWORK_LOCK>("16 01 07", true, u8(7));
-    row<KVR::SET_DCT_LOCK>("17 00 02 07", false, u8(2), u8(7));
-    row<KVR::GET_DCT_LOCK>("27 02", u8(2));
-    row<KVR::SET_TILT_LIMITS>("18", u8(1), u8(2), u8(3));
-    row<KVR::SET_MOTOR_SOFT_START_STOP>("19 01 02 09", M::SOFT_START, M::RAMP_VALUE, u8(9));
-    row<KVR::SET_TORQUE_LIMITATION>("1A 02 01", M::TORQUE_LEVEL, u8(1));
-    row<KVR::SET_FACTORY_DEFAULT>("1F 17", M::FACTORY_DCT_LOCK);
-    row<KVR::GET_FACTORY_DEFAULT>("2F 17", M::FACTORY_DCT_LOCK);
     // Replies whose frames are not those of their descriptors.
     row<KVR::POST_MOTOR_TILTING_SPEED>("34 09", u8(9));
     row<KVR::POST_MOTOR_IP>("35 02 34 12 32", u8(2), u16(0x1234), u8(50));
@@ -148,7 +120,7 @@ void tst_Schema::requests_data()
     row<HRMv2::POST_LOCK_STATUS>("6B 02", u8(2));
 }
 
-void tst_Schema::requests()
+void tst_Schema::writes()
 {
     QFETCH(const QByteArray, actual);
     QTEST(actual, "expected");

@@ -1,12 +1,12 @@
 #include "vox/host/dailycommands.h"
 
 #include "messages/kvr.h"
+#include "messages/voxfield.h"
 #include "proxies/kvrbcastproxy.h"
 #include "transport/voxbus.h"
 #include "vox/console.h"
 #include "vox/host/follow.h"
 #include "vox/host/target.h"
-#include "vox/line/commandfields.h"
 #include "vox/outcome.h"
 
 #include <QJsonArray>
@@ -301,7 +301,7 @@ QJsonValue toldBy(const KVRStdProxy &proxy, const VOXMessage &reply)
     KVRStdProxy::AppVersion version;
     if (isVersion && proxy.getNodeStackVersionReply(reply, version))
         return version.toString();
-    const QJsonObject fields = fieldsOf(reply);
+    const QJsonObject fields = VOXField::toJson(reply);
     return fields.size() == 1 ? *fields.begin() : QJsonValue(fields);
 }
 
@@ -311,9 +311,9 @@ QString toText(const QJsonValue &told, const VOXMessage &reply)
     if (!told.isObject())
         return printable(told.toString());
     QStringList words;
-    const auto values = decodeFields(reply);
-    for (const FieldValue &field : values)
-        words += QStringLiteral("%1 %2").arg(QLatin1String(field.field.name), field.toString());
+    const auto values = VOXField::valuesOf(reply);
+    for (const VOXField::Value &value : values)
+        words += QStringLiteral("%1 %2").arg(QLatin1String(value.field->name), value.toString());
     return words.join(QStringLiteral(", "));
 }
 

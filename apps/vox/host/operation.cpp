@@ -1,9 +1,9 @@
 #include "vox/host/operation.h"
 
+#include "messages/voxfield.h"
 #include "proxies/kvrmotorproxy.h"
 #include "transport/voxbus.h"
 #include "vox/console.h"
-#include "vox/line/commandfields.h"
 #include "vox/line/lineitem.h"
 
 #include <QBuffer>
@@ -124,7 +124,7 @@ bool readArgument(const QMetaMethod &method, int index, const QString &text, QVa
     case QMetaType::UInt:
         return readAddr(text, value, expected);
     case QMetaType::QByteArray:
-        return readBytes(text, commandFields(commandOf(method)).value(index).width, value, expected);
+        return readBytes(text, VOXField::of(commandOf(method)).at(index).width, value, expected);
     default:
         return readKey(enumerationOf(method.parameterTypes().at(index)), text, value, expected);
     }
@@ -192,8 +192,8 @@ QString Operation::help(const QString &name)
             whole = form;
     }
     const int least = whole.m_method.parameterCount() - shorter.size();
-    const QVector<FieldValue> defaults =
-        shorter.isEmpty() ? QVector<FieldValue>() : decodeFields(shorter.last().sample());
+    const QVector<VOXField::Value> defaults =
+        shorter.isEmpty() ? QVector<VOXField::Value>() : VOXField::valuesOf(shorter.last().sample());
     QString text = QStringLiteral("Usage: vox call [options] ADDRESS %1").arg(whole.usage());
     for (int i = 0; i < whole.m_method.parameterCount(); ++i) {
         QVariant value;
@@ -202,7 +202,7 @@ QString Operation::help(const QString &name)
         text += QStringLiteral("\n  %1: %2")
                     .arg(QString::fromLatin1(whole.m_method.parameterNames().at(i)).toUpper(), expected);
         if (i >= least)
-            text += QStringLiteral("; %1 without it").arg(defaults.value(i).value.toVariant().toString());
+            text += QStringLiteral("; %1 without it").arg(defaults.value(i).value.toString());
     }
     if (whole.m_method.parameterCount() == 0)
         text += QStringLiteral("\nIt takes no arguments.");

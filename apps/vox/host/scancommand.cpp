@@ -5,7 +5,6 @@
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/host/discovery.h"
-#include "vox/line/commandfields.h"
 #include "vox/outcome.h"
 
 #include <QJsonArray>

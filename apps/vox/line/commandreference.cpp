@@ -2,7 +2,7 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
-#include "vox/line/commandfields.h"
+#include "messages/voxfield.h"
 
 #include <QMap>
 #include <QStringList>
@@ -29,31 +29,30 @@ QMap<QString, Keys> enumerations()
 {
     QMap<QString, Keys> found;
     for (int cmd = 0; cmd <= LastCommand; ++cmd) {
-        const QVector<CommandField> fields = commandFields(static_cast<unsigned char>(cmd));
-        for (const CommandField &field : fields) {
-            for (int value = 0; *field.enumeration != '\0' && value <= LastCommand; ++value) {
-                const QString key = enumerationKey(field, value);
+        for (const VOXField &field : VOXField::of(static_cast<unsigned char>(cmd))) {
+            for (int value = 0; *field.enumName != '\0' && value <= LastCommand; ++value) {
+                const QString key = field.key(value);
                 if (!key.isEmpty())
-                    found[QLatin1String(field.enumeration)].insert(value, key);
+                    found[QLatin1String(field.enumName)].insert(value, key);
             }
         }
     }
     return found;
 }
 
-QString kindOf(const CommandField &field)
+QString kindOf(const VOXField &field)
 {
     static const char *const names[] = {"number", "flag", "address", "text", "letter", "bytes"};
     return QLatin1String(names[field.kind]);
 }
 
-QString describe(const CommandField &field)
+QString describe(const VOXField &field)
 {
     const QString name = QStringLiteral("`%1`").arg(QLatin1String(field.name));
-    if (*field.enumeration != '\0')
-        return QStringLiteral("%1 %2").arg(name, QLatin1String(field.enumeration));
+    if (*field.enumName != '\0')
+        return QStringLiteral("%1 %2").arg(name, QLatin1String(field.enumName));
     QString text = QStringLiteral("%1 %2").arg(name, kindOf(field));
-    if (field.width > 1 && field.kind != CommandField::Address)
+    if (field.width > 1 && field.kind != VOXField::Address)
         text += QStringLiteral(" of %1 bytes").arg(field.width);
     if (*field.unit != '\0')
         text += QStringLiteral(", %1").arg(QLatin1String(field.unit));
@@ -84,8 +83,7 @@ QString section(const QString &title, const Table &table)
     for (const unsigned char id : qAsConst(ids)) {
         const VOXCmdInfo info = table.value(id);
         QStringList fields;
-        const QVector<CommandField> known = commandFields(id);
-        for (const CommandField &field : known)
+        for (const VOXField &field : VOXField::of(id))
             fields += describe(field);
         text += QStringLiteral("| %1 | `%2` | %3 | %4 | %5 | %6 |\n")
                     .arg(hex(id), nameOf(id))
@@ -111,12 +109,11 @@ Table olderOnly()
 QString luaFields(unsigned char cmd)
 {
     QStringList fields;
-    const QVector<CommandField> known = commandFields(cmd);
-    for (const CommandField &field : known)
+    for (const VOXField &field : VOXField::of(cmd))
         fields += QStringLiteral("{\"%1\", \"%2\", %3, \"%4\", \"%5\"}")
                       .arg(QLatin1String(field.name), kindOf(field))
                       .arg(field.width)
-                      .arg(QLatin1String(field.unit), QLatin1String(field.enumeration));
+                      .arg(QLatin1String(field.unit), QLatin1String(field.enumName));
     return fields.join(QStringLiteral(", "));
 }
 }

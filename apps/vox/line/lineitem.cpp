@@ -2,8 +2,8 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
+#include "messages/voxfield.h"
 #include "transport/voxframecutter.h"
-#include "vox/line/commandfields.h"
 
 #include <QDateTime>
 
@@ -46,9 +46,9 @@ QString commandOf(const VOXMessage &frame)
 QByteArray restOf(const VOXMessage &frame)
 {
     int offset = VOXMessage::HeaderLength;
-    const auto values = decodeFields(frame);
-    for (const FieldValue &value : values)
-        offset += value.field.width;
+    const auto values = VOXField::valuesOf(frame);
+    for (const VOXField::Value &value : values)
+        offset += value.field->width;
     return frame.data().mid(offset, frame.data().size() - VOXMessage::CheckLength - offset);
 }
 
@@ -108,9 +108,9 @@ QString LineItem::toString() const
     if (!isFrame())
         return QStringLiteral("%1  garbage  %2").arg(time, hex(bytes));
     QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame), commandOf(frame));
-    const auto values = decodeFields(frame);
-    for (const FieldValue &value : values)
-        text += QStringLiteral("  %1=%2").arg(QLatin1String(value.field.name), value.toString());
+    const auto values = VOXField::valuesOf(frame);
+    for (const VOXField::Value &value : values)
+        text += QStringLiteral("  %1=%2").arg(QLatin1String(value.field->name), value.toString());
     const QByteArray rest = restOf(frame);
     if (!rest.isEmpty())
         text += QStringLiteral("  data=%1").arg(hex(rest));
@@ -145,7 +145,7 @@ QJsonObject LineItem::toJson() const
     object.insert(QStringLiteral("ack"), frame.isAck());
     object.insert(QStringLiteral("crc"), frame.isCRC());
     object.insert(QStringLiteral("check"), checkOf(verdict));
-    object.insert(QStringLiteral("fields"), fieldsOf(frame));
+    object.insert(QStringLiteral("fields"), VOXField::toJson(frame));
     const QByteArray rest = restOf(frame);
     if (!rest.isEmpty())
         object.insert(QStringLiteral("data"), hex(rest));

@@ -2,7 +2,6 @@
 
 #include "devices/kvrmotordevice.h"
 #include "vox/console.h"
-#include "vox/line/commandfields.h"
 #include "vox/outcome.h"
 #include "vox/sim/faultrule.h"
 #include "vox/sim/nodesettings.h"
