@@ -309,6 +309,8 @@ void tst_Vox::outputThatCannotBeWritten_data()
     row("vox --help >/dev/full", full);
     row("vox status 000101 --json >/dev/full", full);
     row("vox man >&-", "1 ! vox: the output cannot be written: Bad file descriptor\n");
+    row("vox monitor --write /dev/full",
+        "2 ! vox monitor: cannot write /dev/full: No space left on device\n");
     row("vox goto 000101 down --wait >/dev/full", full + stopped);
     row("vox goto 000101 up --wait | head -n 2 >/dev/null", "1 ! " + stopped);
 }
@@ -410,7 +412,7 @@ void tst_Vox::aLineIsWatchedAndReplayed()
                 .contains("and neither what this machine sends nor what goes between others"));
     QCOMPARE(exitCode(blinkered, SIGTERM), 0);
     QVERIFY(QFile::resize(capture, 100));
-    QVERIFY(run("replay " + capture, url).contains("is cut off after 2 records"));
+    QVERIFY(run("replay " + capture, url).contains("cannot be read beyond 2 records"));
 }
 
 void tst_Vox::replayKeepsTime_data()
