@@ -215,19 +215,19 @@ void tst_Monitor::captures_data()
     const auto row = columns<QByteArray, QString, QVector<qint64>>("bytes", "mistake", "times");
     const QByteArray start = QByteArray::fromHex("4d3cb2a1 02000400 00000000 00000000 ffff0000");
     const QByteArray header = start + QByteArray::fromHex("93000000");
-    const QByteArray record = QByteArray::fromHex("01000000 02000000 03000000 03000000 414243");
-    row("whole", header + record, "", {1000000002});
+    const QByteArray record = QByteArray::fromHex("01000080 02000000 03000000 03000000 414243");
+    row("whole", header + record, "", {2147483649000000002});
     row("of another machine, in microseconds",
         QByteArray::fromHex("a1b2c3d4 00020004 00000000 00000000 0000ffff 00000093"
-                            "80000001 00000002 00000003 00000003 414243"),
-        "", {2147483649000002000});
+                            "00000001 00000002 00000003 00000003 414243"),
+        "", {1000002000});
     row("empty", QByteArray(), " is no capture that can be read: truncated", {});
     row("a text", "{\"bus\": \"udp://127.0.0.1:4801\"}", " is no capture that can be read: unknown", {});
     row("of an Ethernet", start + QByteArray::fromHex("01000000"),
         " is a capture of Ethernet, not of link type 147", {});
     const char *cut = " cannot be read beyond 1 record: truncated";
-    row("cut off in a record's head", header + record + record.left(9), cut, {1000000002});
-    row("cut off in a record", header + record + record.chopped(1), cut, {1000000002});
+    row("cut off in a record's head", header + record + record.left(9), cut, {2147483649000000002});
+    row("cut off in a record", header + record + record.chopped(1), cut, {2147483649000000002});
     row("a record that cannot be", header + QByteArray::fromHex("01000000 02000000 00000080 03000000 41"),
         " cannot be read beyond 0 records: invalid", {});
     // Times in microseconds of one interface, in nanoseconds of the other.

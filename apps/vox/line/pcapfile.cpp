@@ -55,8 +55,9 @@ bool PcapWriter::write(const LineItem &item)
     header.caplen = header.len = static_cast<bpf_u_int32>(item.bytes.size());
     pcap_dump(reinterpret_cast<u_char *>(m_file.get()), &header,
               reinterpret_cast<const u_char *>(item.bytes.constData()));
-    // A long record may have failed before it is flushed.
-    return pcap_dump_flush(m_file.get()) == 0 && !std::ferror(pcap_dump_file(m_file.get()));
+    pcap_dump_flush(m_file.get());
+    // Part of a long record may have failed before.
+    return !std::ferror(pcap_dump_file(m_file.get()));
 }
 
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem)
@@ -78,8 +79,8 @@ bool readPcap(const QString &name, std::vector<LineItem> *items, QString *proble
     const int linkType = pcap_datalink(capture.get());
     if (linkType != LinkType) {
         *problem = QStringLiteral("%1 is a capture of %2, not of link type %3")
-                       .arg(name, QString::fromLatin1(pcap_datalink_val_to_description_or_dlt(linkType)))
-                       .arg(LinkType);
+                       .arg(name, QString::fromLatin1(pcap_datalink_val_to_description_or_dlt(linkType)),
+                            QString::number(LinkType));
         return false;
     }
     pcap_pkthdr *header = nullptr;
