@@ -11,7 +11,9 @@
 #include <QJsonArray>
 #include <QtTest>
 
+#include <csignal>
 #include <random>
+#include <sys/resource.h>
 
 /// What the monitor makes of the bytes of a line.
 class tst_Monitor : public QObject
@@ -26,8 +28,9 @@ private Q_SLOTS:
     void items();
     void statistics_data();
     void statistics();
-    void badCaptures_data();
-    void badCaptures();
+    void captures_data();
+    void captures();
+    void aDiskThatIsFull();
 };
 
 namespace {
@@ -207,33 +210,46 @@ void tst_Monitor::statistics()
     QCOMPARE(statistics.toText().filter("hint: ").size(), hint.isEmpty() ? 0 : 1);
 }
 
-void tst_Monitor::badCaptures_data()
+void tst_Monitor::captures_data()
 {
-    const auto row = columns<QByteArray, QString, qint64>("bytes", "mistake", "time");
+    const auto row = columns<QByteArray, QString, QVector<qint64>>("bytes", "mistake", "times");
     const QByteArray start = QByteArray::fromHex("4d3cb2a1 02000400 00000000 00000000 ffff0000");
     const QByteArray header = start + QByteArray::fromHex("93000000");
-    const QByteArray record = QByteArray::fromHex("01000000 02000000 03000000 03000000 414243");
-    row("whole", header + record, "", 1000000002);
+    const QByteArray record = QByteArray::fromHex("01000080 02000000 03000000 03000000 414243");
+    row("whole", header + record, "", {2147483649000000002});
     row("of another machine, in microseconds",
         QByteArray::fromHex("a1b2c3d4 00020004 00000000 00000000 0000ffff 00000093"
-                            "00000001 00000002 00000001 00000001 41"),
-        "", 1000002000);
-    row("empty", QByteArray(), " is no capture", 0);
-    row("a text", "{\"bus\": \"udp://127.0.0.1:4801\"}", " is no capture", 0);
-    row("of an Ethernet", start + QByteArray::fromHex("01000000"), " is a capture of link type 1, not of 147",
-        0);
-    const char *cut = " is cut off after 1 records";
-    row("cut off in a record's head", header + record + record.left(9), cut, 1000000002);
-    row("cut off in a record", header + record + record.chopped(1), cut, 1000000002);
+                            "00000001 00000002 00000003 00000003 414243"),
+        "", {1000002000});
+    row("empty", QByteArray(), " is no capture that can be read: truncated", {});
+    row("a text", "{\"bus\": \"udp://127.0.0.1:4801\"}", " is no capture that can be read: unknown", {});
+    row("of an Ethernet", start + QByteArray::fromHex("01000000"),
+        " is a capture of Ethernet, not of link type 147", {});
+    const char *cut = " cannot be read beyond 1 record: truncated";
+    row("cut off in a record's head", header + record + record.left(9), cut, {2147483649000000002});
+    row("cut off in a record", header + record + record.chopped(1), cut, {2147483649000000002});
     row("a record that cannot be", header + QByteArray::fromHex("01000000 02000000 00000080 03000000 41"),
-        " is cut off after 0 records", 0);
+        " cannot be read beyond 0 records: invalid", {});
+    // Times in microseconds of one interface, in nanoseconds of the other.
+    const QByteArray next =
+        QByteArray::fromHex("0a0d0d0a 1c000000 4d3c2b1a 01000000 ffffffffffffffff 1c000000"
+                            "01000000 14000000 93000000 00000000 14000000");
+    const QByteArray other =
+        QByteArray::fromHex("01000000 20000000 93000000 00000000 0900010009000000 00000000 20000000");
+    const QByteArray packets = QByteArray::fromHex(
+        "06000000 24000000 00000000 00000000 42420f00 03000000 03000000 41424300 24000000"
+        "06000000 24000000 01000000 00000000 03943577 03000000 03000000 41424300 24000000");
+    row("pcapng", next + other + packets, "", {1000002000, 2000000003});
+    row("pcapng, cut off", next + other + packets.chopped(5), cut, {1000002000});
+    row("pcapng, with an Ethernet", next + QByteArray(other).replace(8, 1, "\1") + packets,
+        " cannot be read beyond 0 records: an interface has a type 1", {});
 }
 
-void tst_Monitor::badCaptures()
+void tst_Monitor::captures()
 {
     QFETCH(QByteArray, bytes);
     QFETCH(QString, mistake);
-    QFETCH(qint64, time);
+    QFETCH(QVector<qint64>, times);
     QTemporaryFile file;
     QVERIFY(file.open());
     file.write(bytes);
@@ -241,8 +257,33 @@ void tst_Monitor::badCaptures()
     std::vector<LineItem> items;
     QString problem;
     QCOMPARE(readPcap(file.fileName(), &items, &problem), mistake.isEmpty());
-    QCOMPARE(problem, mistake.isEmpty() ? QString() : file.fileName() + mistake);
-    QCOMPARE(items.size() == 1 ? items[0].timeNs : -qint64(items.size()), time);
+    QVERIFY2(mistake.isEmpty() ? problem.isEmpty() : problem.startsWith(file.fileName() + mistake),
+             qPrintable(problem));
+    QVector<qint64> read;
+    for (const LineItem &item : items)
+        read += item.bytes == "ABC" ? item.timeNs : -1;
+    QCOMPARE(read, times);
+}
+
+// Which a limit stands for. What has been written before can be read.
+void tst_Monitor::aDiskThatIsFull()
+{
+    const QTemporaryDir folder;
+    const rlimit full = {100, RLIM_INFINITY};
+    const rlimit free = {RLIM_INFINITY, RLIM_INFINITY};
+    std::signal(SIGXFSZ, SIG_IGN);
+    for (const int size : {80, 200000}) {
+        PcapWriter writer;
+        std::vector<LineItem> items;
+        QString problem;
+        QVERIFY(writer.open(folder.filePath("full"), &problem));
+        QVERIFY(writer.write(LineItem::of("ABC", 1)));
+        QVERIFY(readPcap(folder.filePath("full"), &items, &problem) && items.size() == 1);
+        QVERIFY(::setrlimit(RLIMIT_FSIZE, &full) == 0);
+        const bool isWritten = writer.write(LineItem::of(QByteArray(size, 'A'), 2));
+        QVERIFY(::setrlimit(RLIMIT_FSIZE, &free) == 0);
+        QVERIFY(!isWritten);
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_Monitor)

@@ -309,6 +309,8 @@ void tst_Vox::outputThatCannotBeWritten_data()
     row("vox --help >/dev/full", full);
     row("vox status 000101 --json >/dev/full", full);
     row("vox man >&-", "1 ! vox: the output cannot be written: Bad file descriptor\n");
+    row("vox monitor --write /dev/full",
+        "2 ! vox monitor: cannot write /dev/full: No space left on device\n");
     row("vox goto 000101 down --wait >/dev/full", full + stopped);
     row("vox goto 000101 up --wait | head -n 2 >/dev/null", "1 ! " + stopped);
 }
@@ -335,12 +337,15 @@ void tst_Vox::aSimulationWaitsForNoReader()
     }
     const auto ports = freeUdpPorts();
     const QString udp("udp://127.0.0.1:%1?local=%2");
-    const QByteArray said =
-        shell(QString("{ for i in {1..40}; do echo status json; done; sleep 3; echo quit; } |"
-                      "vox sim %1 --bus '%2' 2>%3 |"
-                      "{ read; sleep 0.3; vox replay %4; sleep 1; vox position 000101; }")
-                  .arg(Floor, udp.arg(ports.second).arg(ports.first), errors, capture),
-              udp.arg(ports.first).arg(ports.second));
+    const QByteArray said = shell(
+        QString("{ for i in {1..40}; do echo status json; done; until [ -e %5 ]; do sleep 0.1; done; echo "
+                "quit; } |"
+                "vox sim %1 --bus '%2' 2>%3 |"
+                "{ read; sleep 0.3; vox replay %4; for i in {1..9}; do sleep 0.5; vox position 000101 && "
+                "break; done;"
+                "touch %5; }")
+            .arg(Floor, udp.arg(ports.second).arg(ports.first), errors, capture, folder.filePath("done")),
+        udp.arg(ports.first).arg(ports.second));
     QVERIFY2(said.contains("1000 of 1000 records sent\nPOST_MOTOR_POSITION\n"), said);
     const QByteArrayList told = contents(errors).trimmed().split('\n');
     QVERIFY2(told.size() <= 4 && told[0] == "vox sim: frames came damaged: 1 failed check", told.join('\n'));
@@ -410,7 +415,7 @@ void tst_Vox::aLineIsWatchedAndReplayed()
                 .contains("and neither what this machine sends nor what goes between others"));
     QCOMPARE(exitCode(blinkered, SIGTERM), 0);
     QVERIFY(QFile::resize(capture, 100));
-    QVERIFY(run("replay " + capture, url).contains("is cut off after 2 records"));
+    QVERIFY(run("replay " + capture, url).contains("cannot be read beyond 2 records"));
 }
 
 void tst_Vox::replayKeepsTime_data()

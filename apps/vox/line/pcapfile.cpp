@@ -1,126 +1,99 @@
 #include "vox/line/pcapfile.h"
 
-#include <QDataStream>
-#include <QtEndian>
+#include "vox/console.h"
+
+#include <QFile>
+
+#include <pcap/pcap.h>
+
+#include <cerrno>
+#include <cstdio>
 
 namespace {
-constexpr quint32 NsMagic = 0xa1b23c4d;
-constexpr quint32 UsMagic = 0xa1b2c3d4;
-constexpr quint32 LinkType = 147;
-constexpr quint32 SnapLength = 65535;
+constexpr int LinkType = DLT_USER0;
+// Of the longest record that libpcap reads.
+constexpr int SnapLength = 262144;
 constexpr qint64 NsPerSecond = 1000000000;
-constexpr qint64 NsPerUs = 1000;
 
-struct FileHeader
-{
-    quint32 magic = 0;
-    quint16 major = 2;
-    quint16 minor = 4;
-    quint32 zone = 0;
-    quint32 accuracy = 0;
-    quint32 snapLength = SnapLength;
-    quint32 linkType = LinkType;
-};
+using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
 
-struct RecordHeader
+// libpcap would open no file for "-".
+std::FILE *openFile(const QString &name, const char *mode)
 {
-    quint32 seconds = 0;
-    quint32 fraction = 0;
-    quint32 captured = 0;
-    quint32 original = 0;
-};
-
-bool isMagic(quint32 magic)
-{
-    return magic == NsMagic || magic == UsMagic;
+    return std::fopen(QFile::encodeName(name).constData(), mode);
 }
 
-bool isRead(const QDataStream &stream)
+// A classic capture has 32 bits without a sign for each; libpcap takes half of all seconds for negative.
+qint64 timeNs(const timeval &time)
 {
-    return stream.status() == QDataStream::Ok;
+    return static_cast<quint32>(time.tv_sec) * NsPerSecond + static_cast<quint32>(time.tv_usec);
+}
 }
 
-/// Finds out the byte order, too.
-bool readHeader(QDataStream &stream, FileHeader *header)
+void PcapWriter::Closer::operator()(pcap_dumper *file) const
 {
-    stream >> header->magic;
-    if (!isMagic(header->magic)) {
-        stream.setByteOrder(QDataStream::BigEndian);
-        header->magic = qbswap(header->magic);
-    }
-    stream >> header->major >> header->minor >> header->zone >> header->accuracy >> header->snapLength
-        >> header->linkType;
-    return isRead(stream) && isMagic(header->magic);
-}
-
-/// False at the end, and then @p isCut tells whether that is in the middle of a record.
-bool readRecord(QDataStream &stream, qint64 nsPerFraction, LineItem *item, bool *isCut)
-{
-    *isCut = !stream.atEnd();
-    RecordHeader header;
-    stream >> header.seconds >> header.fraction >> header.captured >> header.original;
-    if (!isRead(stream) || header.captured > SnapLength)
-        return false;
-    QByteArray bytes(static_cast<int>(header.captured), '\0');
-    if (stream.readRawData(bytes.data(), bytes.size()) != bytes.size())
-        return false;
-    *item = LineItem::of(bytes, header.seconds * NsPerSecond + header.fraction * nsPerFraction);
-    return true;
-}
+    pcap_dump_close(file);
 }
 
 bool PcapWriter::open(const QString &name, QString *problem)
 {
-    m_file.setFileName(name);
-    const FileHeader header;
-    QDataStream stream(&m_file);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    if (m_file.open(QIODevice::WriteOnly))
-        stream << NsMagic << header.major << header.minor << header.zone << header.accuracy
-               << header.snapLength << header.linkType;
-    if (m_file.isOpen() && isRead(stream) && m_file.flush())
+    const Capture format(
+        pcap_open_dead_with_tstamp_precision(LinkType, SnapLength, PCAP_TSTAMP_PRECISION_NANO), pcap_close);
+    if (std::FILE *file = openFile(name, "wb"))
+        m_file.reset(pcap_dump_fopen(format.get(), file));
+    if (m_file && pcap_dump_flush(m_file.get()) == 0)
         return true;
-    *problem = QStringLiteral("cannot write %1: %2").arg(name, m_file.errorString());
+    *problem = QStringLiteral("cannot write %1: %2").arg(name, qt_error_string(errno));
     return false;
 }
 
 bool PcapWriter::write(const LineItem &item)
 {
-    QDataStream stream(&m_file);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    const auto size = static_cast<quint32>(item.bytes.size());
-    stream << static_cast<quint32>(item.timeNs / NsPerSecond)
-           << static_cast<quint32>(item.timeNs % NsPerSecond) << size << size;
-    stream.writeRawData(item.bytes.constData(), item.bytes.size());
-    return isRead(stream) && m_file.flush();
+    pcap_pkthdr header = {};
+    header.ts.tv_sec = static_cast<time_t>(item.timeNs / NsPerSecond);
+    header.ts.tv_usec = static_cast<suseconds_t>(item.timeNs % NsPerSecond);
+    header.caplen = header.len = static_cast<bpf_u_int32>(item.bytes.size());
+    pcap_dump(reinterpret_cast<u_char *>(m_file.get()), &header,
+              reinterpret_cast<const u_char *>(item.bytes.constData()));
+    pcap_dump_flush(m_file.get());
+    // Part of a long record may have failed before.
+    return !std::ferror(pcap_dump_file(m_file.get()));
 }
 
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem)
 {
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+    std::FILE *file = openFile(name, "rb");
+    if (!file) {
+        *problem = QStringLiteral("cannot read %1: %2").arg(name, qt_error_string(errno));
         return false;
     }
-    QDataStream stream(&file);
-    stream.setByteOrder(QDataStream::LittleEndian);
-    FileHeader header;
-    if (!readHeader(stream, &header)) {
-        *problem = QStringLiteral("%1 is no capture").arg(name);
+    char error[PCAP_ERRBUF_SIZE] = "";
+    const Capture capture(pcap_fopen_offline_with_tstamp_precision(file, PCAP_TSTAMP_PRECISION_NANO, error),
+                          pcap_close);
+    if (!capture) {
+        std::fclose(file);
+        *problem =
+            QStringLiteral("%1 is no capture that can be read: %2").arg(name, QString::fromLocal8Bit(error));
         return false;
     }
-    if (header.linkType != LinkType) {
-        *problem = QStringLiteral("%1 is a capture of link type %2, not of %3")
-                       .arg(name)
-                       .arg(header.linkType)
-                       .arg(LinkType);
+    const int linkType = pcap_datalink(capture.get());
+    if (linkType != LinkType) {
+        *problem = QStringLiteral("%1 is a capture of %2, not of link type %3")
+                       .arg(name, QString::fromLatin1(pcap_datalink_val_to_description_or_dlt(linkType)),
+                            QString::number(LinkType));
         return false;
     }
-    LineItem item;
-    bool isCut = false;
-    while (readRecord(stream, header.magic == NsMagic ? 1 : NsPerUs, &item, &isCut))
-        items->push_back(item);
-    if (isCut)
-        *problem = QStringLiteral("%1 is cut off after %2 records").arg(name).arg(items->size());
-    return !isCut;
+    pcap_pkthdr *header = nullptr;
+    const u_char *bytes = nullptr;
+    int result = 0;
+    while ((result = pcap_next_ex(capture.get(), &header, &bytes)) == 1)
+        items->push_back(
+            LineItem::of(QByteArray(reinterpret_cast<const char *>(bytes), static_cast<int>(header->caplen)),
+                         timeNs(header->ts)));
+    if (result == PCAP_ERROR_BREAK)
+        return true;
+    *problem = QStringLiteral("%1 cannot be read beyond %2: %3")
+                   .arg(name, counted(qint64(items->size()), "record"),
+                        QString::fromLocal8Bit(pcap_geterr(capture.get())));
+    return false;
 }

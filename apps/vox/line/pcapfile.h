@@ -3,9 +3,10 @@
 
 #include "vox/line/lineitem.h"
 
-#include <QFile>
-
+#include <memory>
 #include <vector>
+
+struct pcap_dumper;
 
 /// Writes a capture: classic pcap with nanosecond times, link type 147, one record a frame or a piece of
 /// garbage, in line form.
@@ -17,11 +18,16 @@ public:
     bool write(const LineItem &item);
 
 private:
-    QFile m_file;
+    struct Closer
+    {
+        void operator()(pcap_dumper *file) const;
+    };
+
+    std::unique_ptr<pcap_dumper, Closer> m_file;
 };
 
-/// Reads a capture, of either byte order and with times in micro- or nanoseconds. False if it is none, of
-/// another link type, or cut off; @p problem says so, and @p items has what came before.
+/// Reads a capture, classic or pcapng. False if it is none, of another link type, or damaged; @p problem says
+/// so, and @p items has what came before.
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem);
 
 #endif
