@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <tuple>
 
 using namespace VOXAnswer;
 
@@ -48,50 +47,48 @@ bool MarloStub::isSpeedAllowed(unsigned char speed)
 }
 
 // What is refused here is refused before limits and locks are looked at.
-bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *reply)
+bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
-    unsigned char function = 0;
-    unsigned char duration = 0;
-    unsigned short value = 0;
-    switch (request.cmd()) {
-    case KVR::CTRL_MOVE:
-        // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in
-        // the status.
-        *reply = isComplete(request) && (!read(request, function, duration) || duration < MinDuration)
-            ? nack(request, KVR::NACK_BADMSG)
-            : ctrlMoveReply(request);
-        return true;
-    case KVR::CTRL_MOVEOF: {
-        const bool isRead = read(request, function, value);
-        const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
-        *reply = isComplete(request) && isRead && isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG)
-                                                                          : ctrlMoveOfReply(request);
-        return true;
-    }
-    case KVR::SET_MOTOR_LIMITS: {
-        read(request, function);
-        const bool isShift = function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
-        const KVR::NackStatus refused = refusal(request, NotMoving);
-        *reply = refused == KVR::NACK_ACK && isShift ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED)
-                                                     : setMotorLimitsReply(request);
-        return true;
-    }
-    case KVR::SET_MOTOR_ROLLING_SPEED:
-        *reply = setRollingSpeedReply(request);
-        return true;
-    default:
-        return false;
-    }
+    static constexpr Table handlers({
+        on<KVR::CTRL_MOVE, &MarloStub::handleMove>,
+        on<KVR::CTRL_MOVEOF, &MarloStub::handleMoveOf>,
+        on<KVR::SET_MOTOR_LIMITS, &MarloStub::handleLimits, NotMoving>,
+        on<KVR::SET_MOTOR_ROLLING_SPEED, &MarloStub::handleRollingSpeed>,
+    });
+    return handlers.answer(*this, request, answer);
 }
 
-VOXReply MarloStub::setRollingSpeedReply(const VOXMessage &request)
+VOXReply MarloStub::handleMove(const VOXMessage &request)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char speed = 0;
-    if (!read(request, speed) || !setRollingSpeeds(speed, speed, speed))
-        return nack(request, KVR::NACK_BADMSG);
-    return acknowledgement(request);
+    quint8 duration = 0;
+    read<KVR::CTRL_MOVE>(request, nullptr, duration, nullptr);
+    // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in the
+    // status.
+    return duration < MinDuration ? nack(request, KVR::NACK_BADMSG) : ctrlMoveReply(request);
+}
+
+VOXReply MarloStub::handleMoveOf(const VOXMessage &request)
+{
+    quint8 function = 0;
+    quint16 value = 0;
+    read<KVR::CTRL_MOVEOF>(request, function, value, nullptr);
+    const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
+    return isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG) : ctrlMoveOfReply(request);
+}
+
+VOXReply MarloStub::handleLimits(const VOXMessage &request)
+{
+    quint8 function = 0;
+    read<KVR::SET_MOTOR_LIMITS>(request, function, nullptr, nullptr);
+    const bool isShift = function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
+    return isShift ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED) : setMotorLimitsReply(request);
+}
+
+VOXReply MarloStub::handleRollingSpeed(const VOXMessage &request)
+{
+    quint8 speed = 0;
+    read<KVR::SET_MOTOR_ROLLING_SPEED>(request, speed, nullptr, nullptr);
+    return setRollingSpeeds(speed, speed, speed) ? acknowledgement(request) : nack(request, KVR::NACK_BADMSG);
 }
 
 bool MarloStub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const

@@ -27,7 +27,10 @@ protected:
 
 private:
     static const DataSheet &dataSheet();
-    VOXReply setRollingSpeedReply(const VOXMessage &request);
+    VOXReply handleMove(const VOXMessage &request);
+    VOXReply handleMoveOf(const VOXMessage &request);
+    VOXReply handleLimits(const VOXMessage &request);
+    VOXReply handleRollingSpeed(const VOXMessage &request);
 };
 
 #endif

@@ -40,23 +40,18 @@ TB20Stub::TB20Stub(unsigned int addr, VOXBus *bus, QObject *parent)
 
 bool TB20Stub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
-    if (request.cmd() != KVR::SET_MOTOR_ROLLING_SPEED)
-        return m_compat.dispatch(request);
-    *answer = setRollingSpeedReply(request);
-    return true;
+    static constexpr Table handlers({
+        on<KVR::SET_MOTOR_ROLLING_SPEED, &TB20Stub::handleRollingSpeed>,
+    });
+    return handlers.answer(*this, request, answer) || m_compat.dispatch(request);
 }
 
-VOXReply TB20Stub::setRollingSpeedReply(const VOXMessage &request)
+VOXReply TB20Stub::handleRollingSpeed(const VOXMessage &request, quint8 rolling, quint8 ignored, quint8 slow)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char rolling = 0;
-    unsigned char ignored = 0;
-    unsigned char slow = 0;
     // One speed up and down: the second byte is neither used nor checked.
-    if (!read(request, rolling, ignored, slow) || !setRollingSpeeds(rolling, rolling, slow))
-        return nack(request, KVR::NACK_BADMSG);
-    return acknowledgement(request);
+    Q_UNUSED(ignored)
+    return setRollingSpeeds(rolling, rolling, slow) ? acknowledgement(request)
+                                                    : nack(request, KVR::NACK_BADMSG);
 }
 
 bool TB20Stub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const
