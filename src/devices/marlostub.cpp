@@ -17,22 +17,23 @@ constexpr unsigned short MinJog = 30;
 
 const ProductStub::DataSheet &MarloStub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_MARLO,
-        128, // pulses per revolution
-        {
-            {87, 140, 105}, // rolling speeds: least, most, as delivered
-            {87, 140, 105}, // slow speed
-            {64, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {KVRMotor::CURTAIN}, // app modes
-        },
-        {
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_MARLO;
+        filled.pulsesPerRound = 128;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {87, 140, 105};
+        filled.ranges.slowSpeed = {87, 140, 105};
+        filled.ranges.downLimit = {64, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        filled.ranges.appModes = {KVRMotor::CURTAIN};
+        filled.missingCommands = {
             KVR::SET_MOTOR_TILTING_SPEED,
             KVR::GET_MOTOR_TILTING_SPEED,
-        },
-    };
+        };
+        return filled;
+    }();
     return sheet;
 }
 

@@ -22,9 +22,9 @@ protected:
     struct DataSheet
     {
         /// Stands in the address of each.
-        VOX::NodeType type;
+        VOX::NodeType type = VOX::NODETYPE_ANY;
         /// Encoder pulses of one turn.
-        unsigned short pulsesPerRound;
+        unsigned short pulsesPerRound = 0;
         /// The settings, with their defaults.
         Ranges ranges;
         /// Answered with NACK_FEATURE_NOT_SUPPORTED.

@@ -6,29 +6,24 @@ using namespace VOXAnswer;
 
 const ProductStub::DataSheet &TB20Stub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_TB20,
-        324, // pulses per revolution
-        {
-            {6, 28, 28}, // rolling speeds: least, most, as delivered
-            {6, 28, 16}, // slow speed
-            {324, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {}, // app modes
-        },
-        {
-            KVR::CTRL_NETWORK_LOCK,
-            KVR::SET_APP_MODE,
-            KVR::SET_MOTOR_TILTING_SPEED,
-            KVR::SET_NETWORK_LOCK,
-            KVR::SET_TILT_LIMITS,
-            KVR::GET_APP_MODE,
-            KVR::GET_MOTOR_TILTING_SPEED,
-            KVR::GET_NETWORK_LOCK,
-            KVR::GET_TILT_LIMITS,
-        },
-    };
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_TB20;
+        filled.pulsesPerRound = 324;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {6, 28, 28};
+        filled.ranges.slowSpeed = {6, 28, 16};
+        filled.ranges.downLimit = {324, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        // No app modes.
+        filled.missingCommands = {
+            KVR::CTRL_NETWORK_LOCK,       KVR::SET_APP_MODE,     KVR::SET_MOTOR_TILTING_SPEED,
+            KVR::SET_NETWORK_LOCK,        KVR::SET_TILT_LIMITS,  KVR::GET_APP_MODE,
+            KVR::GET_MOTOR_TILTING_SPEED, KVR::GET_NETWORK_LOCK, KVR::GET_TILT_LIMITS,
+        };
+        return filled;
+    }();
     return sheet;
 }
 

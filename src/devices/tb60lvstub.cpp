@@ -6,25 +6,23 @@ using namespace VOXAnswer;
 
 const ProductStub::DataSheet &TB60LVStub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_TB60LV,
-        1686, // pulses per revolution
-        {
-            {10, 25, 25}, // rolling speeds: least, most, as delivered
-            {10, 25, 15}, // slow speed
-            {1686, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {KVRMotor::ROLLER}, // app modes
-        },
-        {
-            KVR::SET_MOTOR_TILTING_SPEED,
-            KVR::SET_TILT_LIMITS,
-            KVR::GET_MOTOR_TILTING_SPEED,
-            KVR::GET_TILT_LIMITS,
-            KVR::DIAG_GET_ENCODER_ERRORS,
-        },
-    };
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_TB60LV;
+        filled.pulsesPerRound = 1686;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {10, 25, 25};
+        filled.ranges.slowSpeed = {10, 25, 15};
+        filled.ranges.downLimit = {1686, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        filled.ranges.appModes = {KVRMotor::ROLLER};
+        filled.missingCommands = {
+            KVR::SET_MOTOR_TILTING_SPEED, KVR::SET_TILT_LIMITS,         KVR::GET_MOTOR_TILTING_SPEED,
+            KVR::GET_TILT_LIMITS,         KVR::DIAG_GET_ENCODER_ERRORS,
+        };
+        return filled;
+    }();
     return sheet;
 }
 
