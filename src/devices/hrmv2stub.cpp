@@ -168,6 +168,6 @@ VOXReply HRMv2Stub::handleLockStatus(const VOXMessage &request)
 {
     if (request.len() < MinLockStatusLength)
         return nack(request, KVR::NACK_MSGSIZE);
-    read<HRMv2::SET_LOCK_STATUS>(request, m_lockStatus, nullptr, nullptr);
+    VOXSchema::take<HRMv2::SET_LOCK_STATUS>(request, m_lockStatus, nullptr, nullptr);
     return KVRAck(*this, request);
 }

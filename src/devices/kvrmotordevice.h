@@ -339,8 +339,8 @@ private:
     VOXReply ctrlMoveUnlessLocked(const VOXMessage &request);
     VOXReply handleMove(const VOXMessage &request, quint8 function, quint8 duration, quint8 selector);
     VOXReply handleStop(const VOXMessage &request);
-    VOXReply handleMoveTo(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt);
-    VOXReply handleMoveOf(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt);
+    VOXReply handleMoveTo(const VOXMessage &request, quint8 function, quint16 value);
+    VOXReply handleMoveOf(const VOXMessage &request, quint8 function, quint16 value);
     VOXReply handleWink(const VOXMessage &request);
     VOXReply handleAppMode(const VOXMessage &request, quint8 mode);
     VOXReply handleLimits(const VOXMessage &request, quint8 function, quint8 limit, quint16 value);

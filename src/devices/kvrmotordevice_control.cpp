@@ -62,9 +62,8 @@ VOXReply KVRMotorDevice::handleStop(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt)
+VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function, quint16 value)
 {
-    Q_UNUSED(tilt)
     switch (function) {
     case KVRMotor::MOVETO_DOWN_LIMIT:
         return go(request, downLimit());
@@ -83,9 +82,8 @@ VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function
     }
 }
 
-VOXReply KVRMotorDevice::handleMoveOf(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt)
+VOXReply KVRMotorDevice::handleMoveOf(const VOXMessage &request, quint8 function, quint16 value)
 {
-    Q_UNUSED(tilt)
     if (function > KVRMotor::MOVEOF_TILT_UP)
         return nack(request, KVR::NACK_BADMSG);
     // Each function comes as a pair, down first.

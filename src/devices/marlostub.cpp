@@ -59,36 +59,28 @@ bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
     return handlers.answer(*this, request, answer);
 }
 
-VOXReply MarloStub::handleMove(const VOXMessage &request)
+VOXReply MarloStub::handleMove(const VOXMessage &request, quint8 function, quint8 duration)
 {
-    quint8 duration = 0;
-    read<KVR::CTRL_MOVE>(request, nullptr, duration, nullptr);
     // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in the
     // status.
+    Q_UNUSED(function)
     return duration < MinDuration ? nack(request, KVR::NACK_BADMSG) : ctrlMoveReply(request);
 }
 
-VOXReply MarloStub::handleMoveOf(const VOXMessage &request)
+VOXReply MarloStub::handleMoveOf(const VOXMessage &request, quint8 function, quint16 value)
 {
-    quint8 function = 0;
-    quint16 value = 0;
-    read<KVR::CTRL_MOVEOF>(request, function, value, nullptr);
     const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
     return isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG) : ctrlMoveOfReply(request);
 }
 
-VOXReply MarloStub::handleLimits(const VOXMessage &request)
+VOXReply MarloStub::handleLimits(const VOXMessage &request, quint8 function)
 {
-    quint8 function = 0;
-    read<KVR::SET_MOTOR_LIMITS>(request, function, nullptr, nullptr);
     const bool isShift = function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
     return isShift ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED) : setMotorLimitsReply(request);
 }
 
-VOXReply MarloStub::handleRollingSpeed(const VOXMessage &request)
+VOXReply MarloStub::handleRollingSpeed(const VOXMessage &request, quint8 speed)
 {
-    quint8 speed = 0;
-    read<KVR::SET_MOTOR_ROLLING_SPEED>(request, speed, nullptr, nullptr);
     return setRollingSpeeds(speed, speed, speed) ? acknowledgement(request) : nack(request, KVR::NACK_BADMSG);
 }
 

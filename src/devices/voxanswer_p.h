@@ -33,14 +33,6 @@ VOXReply answerWith(const VOXNode &node, const VOXMessage &request, const Value 
     return reply;
 }
 
-/// Reads the fields of @p Command into @p outputs, of which null pointers skip theirs.
-template <auto Command, typename... Outputs>
-void read(const VOXMessage &request, Outputs &&...outputs)
-{
-    VOXDataReader reader(request);
-    VOXSchema::take<Command>(reader, outputs...);
-}
-
 /// What on<> checks besides the state of a motor, which is told by KVRMotorDevice::Check.
 enum Condition : int {
     /// Else a request shorter than its command's frame is NACK_MSGSIZE.
@@ -60,13 +52,21 @@ struct Handler
     Answer<Node> answer;
 };
 
+/// Whose handler it is, and which values it is given.
+template <typename Node, typename... Values>
+struct Signature
+{
+    using Class = Node;
+    using Fields = std::tuple<std::decay_t<Values>...>;
+};
+template <typename Node, typename... Values>
+Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Values...));
+template <typename Node, typename... Values>
+Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Values...) const);
+
 /// A friend of those whose state is checked.
 struct Checked
 {
-    /// What travels for @p Type. It has to be checked before it becomes an enumeration.
-    template <typename Type>
-    using Raw = std::conditional_t<std::is_enum_v<Type> || std::is_same_v<Type, bool>, quint8, Type>;
-
     template <auto Command, auto Method, int Checks, typename Node>
     static VOXReply answer(Node &node, const VOXMessage &request)
     {
@@ -78,17 +78,36 @@ struct Checked
             if (const KVR::NackStatus refused = refusal<Checks & ~OnlyIfAsked>(node, request, Length))
                 return KVRNack(nodeOf(node), request, refused);
         }
-        if constexpr (std::is_invocable_v<decltype(Method), Node &, const VOXMessage &>) {
+        using Fields = typename decltype(signatureOf(Method))::Fields;
+        constexpr std::size_t Count = std::tuple_size_v<Fields>;
+        if constexpr (Count == 0) {
             return (node.*Method)(request);
         } else {
+            constexpr auto &Layout = VOXSchema::layout<Command>;
             static_assert((Checks & AnyLength) == 0
-                              && VOXMessage::MinLength + VOXSchema::layout<Command>.width() <= Length,
+                              && VOXMessage::MinLength + Layout.widthOf(Count) <= Length,
                           "a frame that passes may be too short for its fields");
-            return withFields<Command, Method>(node, request, VOXSchema::layout<Command>);
+            return withFields<Command, Method>(node, request, Fields(),
+                                               std::make_index_sequence<std::size(Layout.fields) - Count>());
         }
     }
 
 private:
+    template <std::size_t>
+    static constexpr std::nullptr_t Skipped = nullptr;
+
+    template <auto Command, auto Method, typename Node, typename Fields, std::size_t... Others>
+    static VOXReply withFields(Node &node, const VOXMessage &request, Fields fields,
+                               std::index_sequence<Others...>)
+    {
+        const auto handle = [&](auto &...field) {
+            VOXDataReader reader(request);
+            VOXSchema::take<Command>(reader, field..., Skipped<Others>...);
+            return (node.*Method)(request, field...);
+        };
+        return std::apply(handle, fields);
+    }
+
     template <typename Node>
     static auto &nodeOf(Node &node)
     {
@@ -106,29 +125,13 @@ private:
         else
             return nodeOf(node).refusal(request, length, State);
     }
-
-    template <auto Command, auto Method, typename Node, typename... Fields>
-    static VOXReply withFields(Node &node, const VOXMessage &request, const VOXSchema::Layout<Fields...> &)
-    {
-        std::tuple<Raw<typename Fields::Type>...> values;
-        return std::apply(
-            [&](auto &...value) {
-                read<Command>(request, value...);
-                return (node.*Method)(request, value...);
-            },
-            values);
-    }
 };
 
-template <typename Node, typename... Values>
-Node *classOf(VOXReply (Node::*)(const VOXMessage &, Values...));
-template <typename Node, typename... Values>
-Node *classOf(VOXReply (Node::*)(const VOXMessage &, Values...) const);
-
 /// One row of a table: @p Command is answered by @p Method once @p Checks are passed. That is given the
-/// request, and the fields of @p Command if it wants them: enumerations and flags as the bytes that travel.
+/// request, and as many of the first fields of @p Command as it takes. Enumerations and flags should come as
+/// the bytes that travel, to be checked.
 template <auto Command, auto Method, int Checks = 0>
-inline constexpr Handler<std::remove_pointer_t<decltype(classOf(Method))>> on = {
+inline constexpr Handler<typename decltype(signatureOf(Method))::Class> on = {
     static_cast<unsigned char>(Command), &Checked::answer<Command, Method, Checks>};
 
 /// What answers which command at one class of nodes.
