@@ -1,5 +1,5 @@
-#ifndef CONFIGVALUES_H
-#define CONFIGVALUES_H
+#ifndef VOX_DEVICES_CONFIGVALUES_H
+#define VOX_DEVICES_CONFIGVALUES_H
 
 /// A setting with its range and its default, which may lie outside the range to mean that nothing is set.
 ///

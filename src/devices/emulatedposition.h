@@ -1,7 +1,7 @@
-#ifndef EMULATEDPOSITION_H
-#define EMULATEDPOSITION_H
+#ifndef VOX_DEVICES_EMULATEDPOSITION_H
+#define VOX_DEVICES_EMULATEDPOSITION_H
 
-#include "messages/kvrmotor.h"
+#include <vox/messages/kvrmotor.h>
 
 #include <QBasicTimer>
 #include <QElapsedTimer>

@@ -1,8 +1,8 @@
-#ifndef HRMV2COMPAT_H
-#define HRMV2COMPAT_H
+#ifndef VOX_DEVICES_HRMV2COMPAT_H
+#define VOX_DEVICES_HRMV2COMPAT_H
 
-#include "messages/hrmv2.h"
-#include "messages/voxreply.h"
+#include <vox/messages/hrmv2.h>
+#include <vox/messages/voxreply.h>
 
 class KVRMotorDevice;
 namespace VOXAnswer {

@@ -63,7 +63,7 @@ void HRMv2Stub::dispatch(const VOXMessage &msg)
             send(standardAnswer(msg), delay);
     } else {
         const Handler handler = findHandler(msg.cmd());
-        send(wanted(msg, handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG)), delay);
+        send(handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG), delay);
     }
 }
 

@@ -1,7 +1,7 @@
-#ifndef HRMV2STUB_H
-#define HRMV2STUB_H
+#ifndef VOX_DEVICES_HRMV2STUB_H
+#define VOX_DEVICES_HRMV2STUB_H
 
-#include "devices/kvrdevice.h"
+#include <vox/devices/kvrdevice.h>
 
 #include <QBasicTimer>
 #include <QFlags>

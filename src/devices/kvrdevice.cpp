@@ -248,8 +248,6 @@ KVRDevice::TellLater::~TellLater()
 
 void KVRDevice::dispatch(const VOXMessage &msg)
 {
-    if (isDeafTo(msg))
-        return;
     const TellLater untilAnswered(*this);
     reply(standardAnswer(msg));
 }
@@ -341,7 +339,7 @@ VOXReply KVRDevice::handleGroupAddr(const VOXMessage &request, quint8 index, VOX
 VOXReply KVRDevice::handleNodeLabel(const VOXMessage &request, const QByteArray &label)
 {
     // All 16 bytes, also the zero bytes at the end.
-    setNodeLabel(label);
+    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, label.size() + 2));
     return acknowledgement(request);
 }
 

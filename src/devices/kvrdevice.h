@@ -1,10 +1,10 @@
-#ifndef KVRDEVICE_H
-#define KVRDEVICE_H
+#ifndef VOX_DEVICES_KVRDEVICE_H
+#define VOX_DEVICES_KVRDEVICE_H
 
-#include "devices/voxdevice.h"
-#include "messages/kvr.h"
-#include "messages/voxreply.h"
-#include "proxies/kvrstdproxy.h"
+#include <vox/devices/voxdevice.h>
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxreply.h>
+#include <vox/proxies/kvrstdproxy.h>
 
 #include <QHash>
 #include <QPointer>

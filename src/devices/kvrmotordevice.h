@@ -1,12 +1,12 @@
-#ifndef KVRMOTORDEVICE_H
-#define KVRMOTORDEVICE_H
+#ifndef VOX_DEVICES_KVRMOTORDEVICE_H
+#define VOX_DEVICES_KVRMOTORDEVICE_H
 
-#include "devices/configvalues.h"
-#include "devices/emulatedposition.h"
-#include "devices/kvrdevice.h"
-#include "devices/lock.h"
-#include "devices/motordiagnostic.h"
-#include "messages/kvrmotor.h"
+#include <vox/devices/configvalues.h>
+#include <vox/devices/emulatedposition.h>
+#include <vox/devices/kvrdevice.h>
+#include <vox/devices/lock.h>
+#include <vox/devices/motordiagnostic.h>
+#include <vox/messages/kvrmotor.h>
 
 #include <QVector>
 

@@ -1,7 +1,7 @@
-#ifndef LOCK_H
-#define LOCK_H
+#ifndef VOX_DEVICES_LOCK_H
+#define VOX_DEVICES_LOCK_H
 
-#include "messages/vox.h"
+#include <vox/messages/vox.h>
 
 /// A lock against movement: whether it is set, by whom, and with what priority.
 ///

@@ -1,7 +1,7 @@
-#ifndef MARLOSTUB_H
-#define MARLOSTUB_H
+#ifndef VOX_DEVICES_MARLOSTUB_H
+#define VOX_DEVICES_MARLOSTUB_H
 
-#include "devices/productstub.h"
+#include <vox/devices/productstub.h>
 
 /// An emulated MARLO: a curtain motor of four speeds.
 ///

@@ -1,8 +1,8 @@
-#ifndef MOTORDIAGNOSTIC_H
-#define MOTORDIAGNOSTIC_H
+#ifndef VOX_DEVICES_MOTORDIAGNOSTIC_H
+#define VOX_DEVICES_MOTORDIAGNOSTIC_H
 
-#include "messages/vox_export.h"
-#include "messages/voxsharedvalue.h"
+#include <vox/messages/vox_export.h>
+#include <vox/messages/voxsharedvalue.h>
 
 #include <tuple>
 

@@ -1,7 +1,7 @@
-#ifndef PRODUCTSTUB_H
-#define PRODUCTSTUB_H
+#ifndef VOX_DEVICES_PRODUCTSTUB_H
+#define VOX_DEVICES_PRODUCTSTUB_H
 
-#include "devices/kvrmotordevice.h"
+#include <vox/devices/kvrmotordevice.h>
 
 /// An emulated motor of one product: what its data sheet says, and the commands that it lacks.
 ///

@@ -1,7 +1,7 @@
-#ifndef QM75STUB_H
-#define QM75STUB_H
+#ifndef VOX_DEVICES_QM75STUB_H
+#define VOX_DEVICES_QM75STUB_H
 
-#include "devices/productstub.h"
+#include <vox/devices/productstub.h>
 
 /// An emulated QM75: a motor of one speed for roller blinds.
 ///

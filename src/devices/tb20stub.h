@@ -1,8 +1,8 @@
-#ifndef TB20STUB_H
-#define TB20STUB_H
+#ifndef VOX_DEVICES_TB20STUB_H
+#define VOX_DEVICES_TB20STUB_H
 
-#include "devices/hrmv2compat.h"
-#include "devices/productstub.h"
+#include <vox/devices/hrmv2compat.h>
+#include <vox/devices/productstub.h>
 
 /// An emulated TB20: a motor for roller blinds that also answers hosts of the older command set.
 ///

@@ -1,7 +1,7 @@
-#ifndef TB60LVSTUB_H
-#define TB60LVSTUB_H
+#ifndef VOX_DEVICES_TB60LVSTUB_H
+#define VOX_DEVICES_TB60LVSTUB_H
 
-#include "devices/productstub.h"
+#include <vox/devices/productstub.h>
 
 /// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque
 /// limitation.

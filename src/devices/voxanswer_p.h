@@ -1,11 +1,11 @@
-#ifndef VOXANSWER_P_H
-#define VOXANSWER_P_H
+#ifndef VOX_DEVICES_VOXANSWER_P_H
+#define VOX_DEVICES_VOXANSWER_P_H
 
-#include "messages/kvrnack.h"
-#include "messages/kvrschema_p.h"
-#include "messages/voxreply.h"
-#include "messages/voxschema_p.h"
-#include "proxies/voxnode.h"
+#include <vox/messages/kvrnack.h>
+#include <vox/messages/kvrschema_p.h>
+#include <vox/messages/voxreply.h>
+#include <vox/messages/voxschema_p.h>
+#include <vox/proxies/voxnode.h>
 
 #include <tuple>
 

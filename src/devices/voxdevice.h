@@ -1,8 +1,8 @@
-#ifndef VOXDEVICE_H
-#define VOXDEVICE_H
+#ifndef VOX_DEVICES_VOXDEVICE_H
+#define VOX_DEVICES_VOXDEVICE_H
 
-#include "messages/voxmessage.h"
-#include "proxies/voxnode.h"
+#include <vox/messages/voxmessage.h>
+#include <vox/proxies/voxnode.h>
 
 /// An emulated node: sits on a bus under its address and answers what the bus brings it.
 ///

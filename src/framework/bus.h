@@ -1,7 +1,7 @@
-#ifndef BUS_H
-#define BUS_H
+#ifndef VOX_FRAMEWORK_BUS_H
+#define VOX_FRAMEWORK_BUS_H
 
-#include "framework/bus_export.h"
+#include <vox/framework/bus_export.h>
 
 #include <QByteArray>
 #include <QIODevice>
@@ -19,7 +19,7 @@ class BusDispatcher;
 /// another. Owns its device. Destroying the bus, also from inside the delivery of a frame, ends all calls
 /// with BusPendingCall::Canceled.
 /// @ingroup framework
-class BUS_EXPORT Bus : public QObject
+class VOX_BUS_EXPORT Bus : public QObject
 {
     Q_OBJECT
 
@@ -51,7 +51,7 @@ protected:
     ///
     /// What runs meanwhile may destroy the bus. Its device is then closed, and left to the outermost of
     /// these, which deletes it later: no event loop further in does so too early.
-    class BUS_EXPORT DeviceUse
+    class VOX_BUS_EXPORT DeviceUse
     {
     public:
         explicit DeviceUse(Bus &bus);

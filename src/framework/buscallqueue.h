@@ -1,7 +1,7 @@
-#ifndef BUSCALLQUEUE_H
-#define BUSCALLQUEUE_H
+#ifndef VOX_FRAMEWORK_BUSCALLQUEUE_H
+#define VOX_FRAMEWORK_BUSCALLQUEUE_H
 
-#include "framework/buspendingcallpointer.h"
+#include <vox/framework/buspendingcallpointer.h>
 
 #include <QtGlobal>
 
@@ -10,7 +10,7 @@
 /// The calls themselves hold the links: nothing is allocated, and to append, to take and to remove take the
 /// same time however many there are. Holds a reference to each of its calls. Used on the bus's thread.
 /// @ingroup framework
-class BUS_EXPORT BusCallQueue
+class VOX_BUS_EXPORT BusCallQueue
 {
 public:
     BusCallQueue() = default;

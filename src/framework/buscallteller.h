@@ -1,7 +1,7 @@
-#ifndef BUSCALLTELLER_H
-#define BUSCALLTELLER_H
+#ifndef VOX_FRAMEWORK_BUSCALLTELLER_H
+#define VOX_FRAMEWORK_BUSCALLTELLER_H
 
-#include "framework/buscallqueue.h"
+#include <vox/framework/buscallqueue.h>
 
 #include <QObject>
 
@@ -10,7 +10,7 @@
 /// Each watcher is told once. One whose slot waits in an event loop holds up none of the others. Part of a
 /// dispatcher, on its thread.
 /// @ingroup framework
-class BUS_EXPORT BusCallTeller : public QObject
+class VOX_BUS_EXPORT BusCallTeller : public QObject
 {
     Q_OBJECT
 

@@ -1,14 +1,14 @@
-#ifndef BUSDATAREADER_H
-#define BUSDATAREADER_H
+#ifndef VOX_FRAMEWORK_BUSDATAREADER_H
+#define VOX_FRAMEWORK_BUSDATAREADER_H
 
-#include "framework/busmessage.h"
+#include <vox/framework/busmessage.h>
 
 /// Reads forward through a range of a message's bytes and never past it.
 ///
 /// Each access moves all of its bytes or none. The first that would pass the end fails, and every later one
 /// with it. A failed access leaves its target as it was. Reentrant.
 /// @ingroup framework
-class BUS_EXPORT BusDataReader
+class VOX_BUS_EXPORT BusDataReader
 {
 public:
     /// From @p offset, @p size bytes; a negative size is a range in which every access fails. Keeps a copy of

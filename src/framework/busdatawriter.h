@@ -1,7 +1,7 @@
-#ifndef BUSDATAWRITER_H
-#define BUSDATAWRITER_H
+#ifndef VOX_FRAMEWORK_BUSDATAWRITER_H
+#define VOX_FRAMEWORK_BUSDATAWRITER_H
 
-#include "framework/busmessage.h"
+#include <vox/framework/busmessage.h>
 
 /// Writes forward through a range of a message's bytes and never past it.
 ///
@@ -9,7 +9,7 @@
 /// which must outlive the writer and all its copies; the message's size is not changed, and what has been
 /// written has to be prepared. Reentrant.
 /// @ingroup framework
-class BUS_EXPORT BusDataWriter
+class VOX_BUS_EXPORT BusDataWriter
 {
 public:
     /// From @p offset, @p size bytes, or fewer if the message ends before; a negative size is a range in

@@ -1,8 +1,8 @@
-#ifndef BUSDISPATCHER_H
-#define BUSDISPATCHER_H
+#ifndef VOX_FRAMEWORK_BUSDISPATCHER_H
+#define VOX_FRAMEWORK_BUSDISPATCHER_H
 
-#include "framework/buscallteller.h"
-#include "framework/buspendingcall.h"
+#include <vox/framework/buscallteller.h>
+#include <vox/framework/buspendingcall.h>
 
 #include <QObject>
 
@@ -13,7 +13,7 @@ class BusPendingCallData;
 /// Lives on its bus's thread, at least as long as the bus. Called by the bus and by its calls; a host uses
 /// BusObject::call() and BusObject::reply().
 /// @ingroup framework
-class BUS_EXPORT BusDispatcher : public QObject
+class VOX_BUS_EXPORT BusDispatcher : public QObject
 {
     Q_OBJECT
 

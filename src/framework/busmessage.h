@@ -1,7 +1,7 @@
-#ifndef BUSMESSAGE_H
-#define BUSMESSAGE_H
+#ifndef VOX_FRAMEWORK_BUSMESSAGE_H
+#define VOX_FRAMEWORK_BUSMESSAGE_H
 
-#include "framework/busmessagedata.h"
+#include <vox/framework/busmessagedata.h>
 
 #include <QMetaType>
 
@@ -13,7 +13,7 @@ class BusPendingCallData;
 /// A copy taken as a BusMessage keeps the subclass's data, so it is still recognised as the call or reply
 /// that it was. Reentrant: copies may be used on different threads.
 /// @ingroup framework
-class BUS_EXPORT BusMessage
+class VOX_BUS_EXPORT BusMessage
 {
 public:
     /// An empty message.

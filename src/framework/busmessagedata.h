@@ -1,7 +1,7 @@
-#ifndef BUSMESSAGEDATA_H
-#define BUSMESSAGEDATA_H
+#ifndef VOX_FRAMEWORK_BUSMESSAGEDATA_H
+#define VOX_FRAMEWORK_BUSMESSAGEDATA_H
 
-#include "framework/bus_export.h"
+#include <vox/framework/bus_export.h>
 
 #include <QByteArray>
 #include <QSharedData>
@@ -16,7 +16,7 @@ class BusPendingCallData;
 /// A subclass that adds fields copies them in clone(); the base is a message that expects no answer. Owned by
 /// the messages that share it. Reentrant.
 /// @ingroup framework
-class BUS_EXPORT BusMessageData : public QSharedData
+class VOX_BUS_EXPORT BusMessageData : public QSharedData
 {
 public:
     /// @p control is the first word of a frame that its subclass is about to build; the base keeps no bytes
@@ -64,6 +64,6 @@ private:
 
 /// Detaching keeps the subclass.
 template <>
-BUS_EXPORT BusMessageData *QSharedDataPointer<BusMessageData>::clone();
+VOX_BUS_EXPORT BusMessageData *QSharedDataPointer<BusMessageData>::clone();
 
 #endif

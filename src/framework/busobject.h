@@ -1,8 +1,8 @@
-#ifndef BUSOBJECT_H
-#define BUSOBJECT_H
+#ifndef VOX_FRAMEWORK_BUSOBJECT_H
+#define VOX_FRAMEWORK_BUSOBJECT_H
 
-#include "framework/bus.h"
-#include "framework/buspendingcall.h"
+#include <vox/framework/bus.h>
+#include <vox/framework/buspendingcall.h>
 
 #include <QMutex>
 #include <QObject>
@@ -13,7 +13,7 @@
 /// Never owns its bus; on one thread, either may be destroyed first. An object that only replies may live on
 /// another thread; it detaches before the bus is destroyed.
 /// @ingroup framework
-class BUS_EXPORT BusObject : public QObject
+class VOX_BUS_EXPORT BusObject : public QObject
 {
     Q_OBJECT
 

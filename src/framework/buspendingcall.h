@@ -1,8 +1,8 @@
-#ifndef BUSPENDINGCALL_H
-#define BUSPENDINGCALL_H
+#ifndef VOX_FRAMEWORK_BUSPENDINGCALL_H
+#define VOX_FRAMEWORK_BUSPENDINGCALL_H
 
-#include "framework/busmessage.h"
-#include "framework/buspendingcallpointer.h"
+#include <vox/framework/busmessage.h>
+#include <vox/framework/buspendingcallpointer.h>
 
 #include <QList>
 #include <QMetaType>
@@ -20,7 +20,7 @@
 /// the call has finished. Dropping every copy does not withdraw the call. Used on the bus's thread; a
 /// call that has finished may be read, and the last copy destroyed, on any.
 /// @ingroup framework
-class BUS_EXPORT BusPendingCall
+class VOX_BUS_EXPORT BusPendingCall
 {
     Q_GADGET
 

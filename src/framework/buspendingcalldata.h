@@ -1,8 +1,8 @@
-#ifndef BUSPENDINGCALLDATA_H
-#define BUSPENDINGCALLDATA_H
+#ifndef VOX_FRAMEWORK_BUSPENDINGCALLDATA_H
+#define VOX_FRAMEWORK_BUSPENDINGCALLDATA_H
 
-#include "framework/busmessage.h"
-#include "framework/buspendingcall.h"
+#include <vox/framework/busmessage.h>
+#include <vox/framework/buspendingcall.h>
 
 #include <QBasicTimer>
 #include <QDeadlineTimer>
@@ -21,7 +21,7 @@ class BusPendingCallWatcher;
 /// Lives on its bus's thread. Owned by the BusPendingCallPointers that refer to it. The base ends with the
 /// first reply; a subclass may collect several. For dispatchers and subclasses: a host has BusPendingCall.
 /// @ingroup framework
-class BUS_EXPORT BusPendingCallData : public QObject, public QSharedData
+class VOX_BUS_EXPORT BusPendingCallData : public QObject, public QSharedData
 {
     Q_OBJECT
 

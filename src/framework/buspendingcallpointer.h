@@ -1,7 +1,7 @@
-#ifndef BUSPENDINGCALLPOINTER_H
-#define BUSPENDINGCALLPOINTER_H
+#ifndef VOX_FRAMEWORK_BUSPENDINGCALLPOINTER_H
+#define VOX_FRAMEWORK_BUSPENDINGCALLPOINTER_H
 
-#include "framework/bus_export.h"
+#include <vox/framework/bus_export.h>
 
 #include <utility>
 
@@ -12,7 +12,7 @@ class BusPendingCallData;
 /// The last reference may go on any thread: the data, a QObject with a timer, is always destroyed on its own.
 /// One pointer is used on one thread at a time.
 /// @ingroup framework
-class BUS_EXPORT BusPendingCallPointer
+class VOX_BUS_EXPORT BusPendingCallPointer
 {
 public:
     BusPendingCallPointer() = default;

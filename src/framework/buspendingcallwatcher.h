@@ -1,7 +1,7 @@
-#ifndef BUSPENDINGCALLWATCHER_H
-#define BUSPENDINGCALLWATCHER_H
+#ifndef VOX_FRAMEWORK_BUSPENDINGCALLWATCHER_H
+#define VOX_FRAMEWORK_BUSPENDINGCALLWATCHER_H
 
-#include "framework/buspendingcall.h"
+#include <vox/framework/buspendingcall.h>
 
 #include <QObject>
 
@@ -13,7 +13,7 @@
 /// the next pass of the event loop. One made late hears of it there, too, outside of that order. Lives on the
 /// bus's thread; keeps the call's results as long as it lives.
 /// @ingroup framework
-class BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
+class VOX_BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
 {
     Q_OBJECT
 

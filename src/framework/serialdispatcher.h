@@ -1,7 +1,7 @@
-#ifndef SERIALDISPATCHER_H
-#define SERIALDISPATCHER_H
+#ifndef VOX_FRAMEWORK_SERIALDISPATCHER_H
+#define VOX_FRAMEWORK_SERIALDISPATCHER_H
 
-#include "framework/simplebusdispatcher.h"
+#include <vox/framework/simplebusdispatcher.h>
 
 /// Paces the frames of a shared serial line by its rate.
 ///
@@ -10,7 +10,7 @@
 /// are over; after the reply to our call, when the call's bus-free delay is over; after any other frame, in
 /// 5 ms at the earliest. Lives on its bus's thread.
 /// @ingroup framework
-class BUS_EXPORT SerialDispatcher : public SimpleBusDispatcher
+class VOX_BUS_EXPORT SerialDispatcher : public SimpleBusDispatcher
 {
     Q_OBJECT
 

@@ -1,7 +1,7 @@
-#ifndef SIMPLEBUSDISPATCHER_H
-#define SIMPLEBUSDISPATCHER_H
+#ifndef VOX_FRAMEWORK_SIMPLEBUSDISPATCHER_H
+#define VOX_FRAMEWORK_SIMPLEBUSDISPATCHER_H
 
-#include "framework/busdispatcher.h"
+#include <vox/framework/busdispatcher.h>
 
 #include <QBasicTimer>
 #include <QDeadlineTimer>
@@ -15,7 +15,7 @@ class Bus;
 /// periods are over, so that a late refusal is never taken for their answer. One timer, which an idle bus
 /// does not run. Lives on its bus's thread.
 /// @ingroup framework
-class BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
+class VOX_BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
 {
     Q_OBJECT
 

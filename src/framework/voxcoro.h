@@ -1,7 +1,7 @@
-#ifndef VOXCORO_H
-#define VOXCORO_H
+#ifndef VOX_FRAMEWORK_VOXCORO_H
+#define VOX_FRAMEWORK_VOXCORO_H
 
-#include "framework/buspendingcallwatcher.h"
+#include <vox/framework/buspendingcallwatcher.h>
 
 #if __cplusplus < 202002L
 #    error "voxcoro.h is for programs that are built with C++20 or later"

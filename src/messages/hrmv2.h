@@ -1,7 +1,7 @@
-#ifndef HRMV2_H
-#define HRMV2_H
+#ifndef VOX_MESSAGES_HRMV2_H
+#define VOX_MESSAGES_HRMV2_H
 
-#include "messages/voxcmdinfo.h"
+#include <vox/messages/voxcmdinfo.h>
 
 #include <QHash>
 #include <QMetaEnum>

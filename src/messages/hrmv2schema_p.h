@@ -1,8 +1,8 @@
 #ifndef VOX_MESSAGES_HRMV2SCHEMA_P_H
 #define VOX_MESSAGES_HRMV2SCHEMA_P_H
 
-#include "messages/hrmv2table_p.h"
-#include "messages/voxschema_p.h"
+#include <vox/messages/hrmv2table_p.h>
+#include <vox/messages/voxschema_p.h>
 
 /// What the data of the older set's commands holds, as far as it is known. SET_IP is as motors of the current
 /// set understand it.

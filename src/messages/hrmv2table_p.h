@@ -1,8 +1,8 @@
 #ifndef VOX_MESSAGES_HRMV2TABLE_P_H
 #define VOX_MESSAGES_HRMV2TABLE_P_H
 
-#include "messages/hrmv2.h"
-#include "messages/voxcmdtable_p.h"
+#include <vox/messages/hrmv2.h>
+#include <vox/messages/voxcmdtable_p.h>
 
 /// The descriptors of the older set.
 namespace VOXCmdTable {

@@ -1,8 +1,8 @@
-#ifndef KVR_H
-#define KVR_H
+#ifndef VOX_MESSAGES_KVR_H
+#define VOX_MESSAGES_KVR_H
 
-#include "messages/vox.h"
-#include "messages/voxcmdinfo.h"
+#include <vox/messages/vox.h>
+#include <vox/messages/voxcmdinfo.h>
 
 #include <QHash>
 

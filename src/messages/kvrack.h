@@ -1,7 +1,7 @@
-#ifndef KVRACK_H
-#define KVRACK_H
+#ifndef VOX_MESSAGES_KVRACK_H
+#define VOX_MESSAGES_KVRACK_H
 
-#include "messages/voxreply.h"
+#include <vox/messages/voxreply.h>
 
 /// The answer that says yes, prepared. Reentrant.
 /// @ingroup messages

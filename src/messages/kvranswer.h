@@ -1,8 +1,8 @@
 #ifndef VOX_MESSAGES_KVRANSWER_H
 #define VOX_MESSAGES_KVRANSWER_H
 
-#include "messages/kvr.h"
-#include "messages/kvrmotor.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/kvrmotor.h>
 
 #include <QByteArray>
 

@@ -1,7 +1,7 @@
-#ifndef KVRMOTOR_H
-#define KVRMOTOR_H
+#ifndef VOX_MESSAGES_KVRMOTOR_H
+#define VOX_MESSAGES_KVRMOTOR_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QMetaEnum>
 #include <QMetaType>

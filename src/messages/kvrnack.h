@@ -1,8 +1,8 @@
-#ifndef KVRNACK_H
-#define KVRNACK_H
+#ifndef VOX_MESSAGES_KVRNACK_H
+#define VOX_MESSAGES_KVRNACK_H
 
-#include "messages/kvr.h"
-#include "messages/voxreply.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxreply.h>
 
 /// The answer that says no, and why; prepared. A KVR::MotorNackStatus is passed as a KVR::NackStatus.
 /// Reentrant.

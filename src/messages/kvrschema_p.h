@@ -1,9 +1,9 @@
 #ifndef VOX_MESSAGES_KVRSCHEMA_P_H
 #define VOX_MESSAGES_KVRSCHEMA_P_H
 
-#include "messages/kvranswer.h"
-#include "messages/kvrtable_p.h"
-#include "messages/voxschema_p.h"
+#include <vox/messages/kvranswer.h>
+#include <vox/messages/kvrtable_p.h>
+#include <vox/messages/voxschema_p.h>
 
 /// What the data of each command of the KVR set holds, in the order of its bytes. A reply names the member of
 /// its KVRAnswer with each field. The names of fields are those that tools show.

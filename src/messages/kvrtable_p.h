@@ -1,8 +1,8 @@
 #ifndef VOX_MESSAGES_KVRTABLE_P_H
 #define VOX_MESSAGES_KVRTABLE_P_H
 
-#include "messages/kvr.h"
-#include "messages/voxcmdtable_p.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxcmdtable_p.h>
 
 /// The descriptors of the KVR set: length of the frame, addressing, reply.
 namespace VOXCmdTable {

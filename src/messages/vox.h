@@ -1,7 +1,7 @@
-#ifndef VOX_H
-#define VOX_H
+#ifndef VOX_MESSAGES_VOX_H
+#define VOX_MESSAGES_VOX_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QMetaEnum>
 #include <QObject>

@@ -1,8 +1,8 @@
-#ifndef VOXCALL_H
-#define VOXCALL_H
+#ifndef VOX_MESSAGES_VOXCALL_H
+#define VOX_MESSAGES_VOXCALL_H
 
-#include "messages/voxcmdinfo.h"
-#include "messages/voxmessage.h"
+#include <vox/messages/voxcmdinfo.h>
+#include <vox/messages/voxmessage.h>
 
 class VOXCallData;
 

@@ -1,7 +1,7 @@
-#ifndef VOXCALLDATA_H
-#define VOXCALLDATA_H
+#ifndef VOX_MESSAGES_VOXCALLDATA_H
+#define VOX_MESSAGES_VOXCALLDATA_H
 
-#include "messages/voxmessagedata.h"
+#include <vox/messages/voxmessagedata.h>
 
 class VOXMessage;
 

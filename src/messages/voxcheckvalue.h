@@ -1,7 +1,7 @@
-#ifndef VOXCHECKVALUE_H
-#define VOXCHECKVALUE_H
+#ifndef VOX_MESSAGES_VOXCHECKVALUE_H
+#define VOX_MESSAGES_VOXCHECKVALUE_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <cstddef>
 

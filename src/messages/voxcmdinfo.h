@@ -1,7 +1,7 @@
-#ifndef VOXCMDINFO_H
-#define VOXCMDINFO_H
+#ifndef VOX_MESSAGES_VOXCMDINFO_H
+#define VOX_MESSAGES_VOXCMDINFO_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QSharedDataPointer>
 

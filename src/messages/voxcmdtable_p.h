@@ -1,8 +1,8 @@
-#ifndef VOXCMDTABLE_P_H
-#define VOXCMDTABLE_P_H
+#ifndef VOX_MESSAGES_VOXCMDTABLE_P_H
+#define VOX_MESSAGES_VOXCMDTABLE_P_H
 
-#include "messages/vox.h"
-#include "messages/voxcmdinfo.h"
+#include <vox/messages/vox.h>
+#include <vox/messages/voxcmdinfo.h>
 
 #include <QHash>
 

@@ -1,8 +1,8 @@
-#ifndef VOXDATAREADER_H
-#define VOXDATAREADER_H
+#ifndef VOX_MESSAGES_VOXDATAREADER_H
+#define VOX_MESSAGES_VOXDATAREADER_H
 
-#include "framework/busdatareader.h"
-#include "messages/voxmessage.h"
+#include <vox/framework/busdatareader.h>
+#include <vox/messages/voxmessage.h>
 
 /// Reads the data area of a frame field by field, little-endian.
 ///

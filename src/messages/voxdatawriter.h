@@ -1,8 +1,8 @@
-#ifndef VOXDATAWRITER_H
-#define VOXDATAWRITER_H
+#ifndef VOX_MESSAGES_VOXDATAWRITER_H
+#define VOX_MESSAGES_VOXDATAWRITER_H
 
-#include "framework/busdatawriter.h"
-#include "messages/voxmessage.h"
+#include <vox/framework/busdatawriter.h>
+#include <vox/messages/voxmessage.h>
 
 /// Writes the data area of a frame field by field, little-endian. What does not fit the frame is not written,
 /// and fail() is true from there on.

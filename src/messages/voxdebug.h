@@ -1,7 +1,7 @@
-#ifndef VOXDEBUG_H
-#define VOXDEBUG_H
+#ifndef VOX_MESSAGES_VOXDEBUG_H
+#define VOX_MESSAGES_VOXDEBUG_H
 
-#include "messages/kvr.h"
+#include <vox/messages/kvr.h>
 
 #include <QDebug>
 

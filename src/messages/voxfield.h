@@ -1,7 +1,7 @@
 #ifndef VOX_MESSAGES_VOXFIELD_H
 #define VOX_MESSAGES_VOXFIELD_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QMetaEnum>
 #include <QVariant>

@@ -1,8 +1,8 @@
-#ifndef VOXGROUPPENDINGCALLDATA_H
-#define VOXGROUPPENDINGCALLDATA_H
+#ifndef VOX_MESSAGES_VOXGROUPPENDINGCALLDATA_H
+#define VOX_MESSAGES_VOXGROUPPENDINGCALLDATA_H
 
-#include "framework/buspendingcalldata.h"
-#include "messages/vox_export.h"
+#include <vox/framework/buspendingcalldata.h>
+#include <vox/messages/vox_export.h>
 
 /// A call to many nodes: collects replies until as many have come as were wanted, or the line has been quiet
 /// for the call's time-out since the last one. Running out of time is success.

@@ -1,8 +1,8 @@
-#ifndef VOXMESSAGE_H
-#define VOXMESSAGE_H
+#ifndef VOX_MESSAGES_VOXMESSAGE_H
+#define VOX_MESSAGES_VOXMESSAGE_H
 
-#include "framework/busmessage.h"
-#include "messages/vox.h"
+#include <vox/framework/busmessage.h>
+#include <vox/messages/vox.h>
 
 /// One frame of 11 to 31 bytes in its logical form: header, data area and check value.
 ///

@@ -1,8 +1,8 @@
-#ifndef VOXMESSAGEDATA_H
-#define VOXMESSAGEDATA_H
+#ifndef VOX_MESSAGES_VOXMESSAGEDATA_H
+#define VOX_MESSAGES_VOXMESSAGEDATA_H
 
-#include "framework/busmessagedata.h"
-#include "messages/vox_export.h"
+#include <vox/framework/busmessagedata.h>
+#include <vox/messages/vox_export.h>
 
 /// The shared data of a frame: completes it with its check value.
 ///

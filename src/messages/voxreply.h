@@ -1,8 +1,8 @@
-#ifndef VOXREPLY_H
-#define VOXREPLY_H
+#ifndef VOX_MESSAGES_VOXREPLY_H
+#define VOX_MESSAGES_VOXREPLY_H
 
-#include "messages/voxcmdinfo.h"
-#include "messages/voxmessage.h"
+#include <vox/messages/voxcmdinfo.h>
+#include <vox/messages/voxmessage.h>
 
 class VOXNode;
 

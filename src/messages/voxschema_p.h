@@ -1,10 +1,10 @@
 #ifndef VOX_MESSAGES_VOXSCHEMA_P_H
 #define VOX_MESSAGES_VOXSCHEMA_P_H
 
-#include "messages/voxcmdtable_p.h"
-#include "messages/voxdatareader.h"
-#include "messages/voxdatawriter.h"
-#include "messages/voxfield.h"
+#include <vox/messages/voxcmdtable_p.h>
+#include <vox/messages/voxdatareader.h>
+#include <vox/messages/voxdatawriter.h>
+#include <vox/messages/voxfield.h>
 
 #include <array>
 #include <optional>

@@ -1,5 +1,5 @@
-#ifndef VOXSHAREDVALUE_H
-#define VOXSHAREDVALUE_H
+#ifndef VOX_MESSAGES_VOXSHAREDVALUE_H
+#define VOX_MESSAGES_VOXSHAREDVALUE_H
 
 #include <QSharedDataPointer>
 

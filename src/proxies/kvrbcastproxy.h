@@ -1,7 +1,7 @@
-#ifndef KVRBCASTPROXY_H
-#define KVRBCASTPROXY_H
+#ifndef VOX_PROXIES_KVRBCASTPROXY_H
+#define VOX_PROXIES_KVRBCASTPROXY_H
 
-#include "proxies/kvrgroupproxy.h"
+#include <vox/proxies/kvrgroupproxy.h>
 
 /// All motors of a bus: a group to which everyone belongs.
 ///

@@ -1,7 +1,7 @@
-#ifndef KVRGROUPPROXY_H
-#define KVRGROUPPROXY_H
+#ifndef VOX_PROXIES_KVRGROUPPROXY_H
+#define VOX_PROXIES_KVRGROUPPROXY_H
 
-#include "proxies/kvrmotorproxy.h"
+#include <vox/proxies/kvrmotorproxy.h>
 
 /// The motors of a group, at the group's address: moves all of them by one frame.
 ///

@@ -1,8 +1,8 @@
-#ifndef KVRMOTORPROXY_H
-#define KVRMOTORPROXY_H
+#ifndef VOX_PROXIES_KVRMOTORPROXY_H
+#define VOX_PROXIES_KVRMOTORPROXY_H
 
-#include "messages/kvrmotor.h"
-#include "proxies/kvrstdproxy.h"
+#include <vox/messages/kvrmotor.h>
+#include <vox/proxies/kvrstdproxy.h>
 
 /// A host's handle on one motor: movement, settings, locks and diagnostic counters.
 ///

@@ -1,11 +1,11 @@
-#ifndef KVRSTDPROXY_H
-#define KVRSTDPROXY_H
+#ifndef VOX_PROXIES_KVRSTDPROXY_H
+#define VOX_PROXIES_KVRSTDPROXY_H
 
-#include "messages/kvr.h"
-#include "messages/voxdatareader.h"
-#include "messages/voxdatawriter.h"
-#include "messages/voxsharedvalue.h"
-#include "proxies/voxnode.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxdatareader.h>
+#include <vox/messages/voxdatawriter.h>
+#include <vox/messages/voxsharedvalue.h>
+#include <vox/proxies/voxnode.h>
 
 #include <tuple>
 

@@ -1,8 +1,8 @@
-#ifndef VOXNODE_H
-#define VOXNODE_H
+#ifndef VOX_PROXIES_VOXNODE_H
+#define VOX_PROXIES_VOXNODE_H
 
-#include "framework/busobject.h"
-#include "messages/vox.h"
+#include <vox/framework/busobject.h>
+#include <vox/messages/vox.h>
 
 class VOXBus;
 

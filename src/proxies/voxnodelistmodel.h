@@ -1,7 +1,7 @@
-#ifndef VOXNODELISTMODEL_H
-#define VOXNODELISTMODEL_H
+#ifndef VOX_PROXIES_VOXNODELISTMODEL_H
+#define VOX_PROXIES_VOXNODELISTMODEL_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QAbstractListModel>
 #include <QList>

@@ -1,11 +1,11 @@
-#ifndef VOXREQUEST_P_H
-#define VOXREQUEST_P_H
+#ifndef VOX_PROXIES_VOXREQUEST_P_H
+#define VOX_PROXIES_VOXREQUEST_P_H
 
-#include "messages/kvr.h"
-#include "messages/voxcall.h"
-#include "messages/voxdatareader.h"
-#include "messages/voxdatawriter.h"
-#include "proxies/voxnode.h"
+#include <vox/messages/kvr.h>
+#include <vox/messages/voxcall.h>
+#include <vox/messages/voxdatareader.h>
+#include <vox/messages/voxdatawriter.h>
+#include <vox/proxies/voxnode.h>
 
 #include <utility>
 

@@ -1,9 +1,9 @@
-#ifndef VOXBUS_H
-#define VOXBUS_H
+#ifndef VOX_TRANSPORT_VOXBUS_H
+#define VOX_TRANSPORT_VOXBUS_H
 
-#include "framework/bus.h"
-#include "messages/vox_export.h"
-#include "transport/voxframecutter.h"
+#include <vox/framework/bus.h>
+#include <vox/messages/vox_export.h>
+#include <vox/transport/voxframecutter.h>
 
 #include <QBasicTimer>
 #include <QSerialPort>

@@ -1,7 +1,7 @@
-#ifndef VOXBUSDISPATCHER_H
-#define VOXBUSDISPATCHER_H
+#ifndef VOX_TRANSPORT_VOXBUSDISPATCHER_H
+#define VOX_TRANSPORT_VOXBUSDISPATCHER_H
 
-#include "transport/voxbuswatch.h"
+#include <vox/transport/voxbuswatch.h>
 
 #include <QExplicitlySharedDataPointer>
 #include <QHash>

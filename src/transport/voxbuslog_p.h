@@ -1,5 +1,5 @@
-#ifndef VOXBUSLOG_P_H
-#define VOXBUSLOG_P_H
+#ifndef VOX_TRANSPORT_VOXBUSLOG_P_H
+#define VOX_TRANSPORT_VOXBUSLOG_P_H
 
 #include <QLoggingCategory>
 

@@ -1,7 +1,7 @@
-#ifndef VOXBUSWATCH_H
-#define VOXBUSWATCH_H
+#ifndef VOX_TRANSPORT_VOXBUSWATCH_H
+#define VOX_TRANSPORT_VOXBUSWATCH_H
 
-#include "messages/voxmessage.h"
+#include <vox/messages/voxmessage.h>
 
 #include <QObject>
 #include <QSharedData>

@@ -1,5 +1,5 @@
-#ifndef VOXDATAGRAM_P_H
-#define VOXDATAGRAM_P_H
+#ifndef VOX_TRANSPORT_VOXDATAGRAM_P_H
+#define VOX_TRANSPORT_VOXDATAGRAM_P_H
 
 #include <QByteArray>
 #include <QHostAddress>

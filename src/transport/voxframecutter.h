@@ -1,7 +1,7 @@
-#ifndef VOXFRAMECUTTER_H
-#define VOXFRAMECUTTER_H
+#ifndef VOX_TRANSPORT_VOXFRAMECUTTER_H
+#define VOX_TRANSPORT_VOXFRAMECUTTER_H
 
-#include "messages/vox_export.h"
+#include <vox/messages/vox_export.h>
 
 #include <QByteArray>
 

@@ -1,7 +1,7 @@
-#ifndef VOXMCASTBUS_H
-#define VOXMCASTBUS_H
+#ifndef VOX_TRANSPORT_VOXMCASTBUS_H
+#define VOX_TRANSPORT_VOXMCASTBUS_H
 
-#include "transport/voxbus.h"
+#include <vox/transport/voxbus.h>
 
 #include <QHostAddress>
 

@@ -1,7 +1,7 @@
-#ifndef VOXUDPBUS_H
-#define VOXUDPBUS_H
+#ifndef VOX_TRANSPORT_VOXUDPBUS_H
+#define VOX_TRANSPORT_VOXUDPBUS_H
 
-#include "transport/voxbus.h"
+#include <vox/transport/voxbus.h>
 
 #include <QCache>
 #include <QHostAddress>
