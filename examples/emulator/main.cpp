@@ -27,19 +27,19 @@ protected:
 private:
     static const DataSheet &dataSheet()
     {
-        static const DataSheet sheet = {
-            VOX::NODETYPE_QM60,
-            200, // pulses per revolution
-            {
-                {5, 30, 30}, // rolling speeds: least, most, as delivered
-                {5, 30, 10}, // slow speed
-                {200, 20000, UnsetPosition}, // down limit
-                4, // intermediate positions
-                0, // locks of local inputs
-                {KVRMotor::ROLLER}, // app modes
-            },
-            {KVR::CTRL_NETWORK_LOCK, KVR::SET_NETWORK_LOCK},
-        };
+        static const DataSheet sheet = [] {
+            DataSheet filled;
+            filled.type = VOX::NODETYPE_QM60;
+            filled.pulsesPerRound = 200;
+            // Least, most, as delivered.
+            filled.ranges.rollingSpeed = {5, 30, 30};
+            filled.ranges.slowSpeed = {5, 30, 10};
+            filled.ranges.downLimit = {200, 20000, UnsetPosition};
+            filled.ranges.intermediatePositions = 4;
+            filled.ranges.appModes = {KVRMotor::ROLLER};
+            filled.missingCommands = {KVR::CTRL_NETWORK_LOCK, KVR::SET_NETWORK_LOCK};
+            return filled;
+        }();
         return sheet;
     }
 };

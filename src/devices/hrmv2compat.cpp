@@ -2,10 +2,7 @@
 
 #include "devices/kvrmotordevice.h"
 #include "devices/voxanswer_p.h"
-#include "messages/hrmv2.h"
-
-#include <algorithm>
-#include <iterator>
+#include "messages/hrmv2schema_p.h"
 
 using namespace VOXAnswer;
 
@@ -14,14 +11,8 @@ constexpr unsigned int FullTravel = 255;
 
 enum PositionFunction { ToUpLimit = 1, ToDownLimit = 2, Stop = 3, ToIP = 4, ToPulses = 8, ToFraction = 16 };
 
-constexpr int NoFunction = -1;
-
-template <typename... Fields>
-VOXReply reply(const KVRMotorDevice &motor, const VOXMessage &request, HRMv2::Cmd cmd,
-               const Fields &...fields)
-{
-    return filled(VOXReply(motor, request, HRMv2::findCmd(cmd)), fields...);
-}
+/// Known to no motor.
+constexpr quint8 NoFunction = 255;
 }
 
 HRMv2Compat::HRMv2Compat(KVRMotorDevice &motor)
@@ -29,73 +20,65 @@ HRMv2Compat::HRMv2Compat(KVRMotorDevice &motor)
 {
 }
 
+HRMv2Compat::Handler HRMv2Compat::findHandler(unsigned char cmd)
+{
+    using L = HRMv2Compat;
+    using M = KVRMotorDevice;
+    static constexpr Table handlers({
+        on<HRMv2::GET_MOTOR_SETTINGS, &L::getMotorSettings, AnyLength>,
+        on<HRMv2::GET_MOTOR_IP, &L::motorIPReply>,
+        on<HRMv2::GET_LOCK_STATUS, &L::getLockStatus, AnyLength>,
+        on<HRMv2::SET_IP, &L::handleMotorIP, M::LimitsSet>,
+        on<HRMv2::SET_MOTOR_POSITION, &L::handlePosition, M::LimitsSet | M::NotLocked>,
+        on<HRMv2::SET_LOCK_STATUS, &L::handleLock, M::LimitsSet>,
+    });
+    return handlers.find(cmd);
+}
+
+VOXReply HRMv2Compat::handle(int cmd, const VOXMessage &request)
+{
+    return findHandler(static_cast<unsigned char>(cmd))(*this, request);
+}
+
 bool HRMv2Compat::dispatch(const VOXMessage &request)
 {
-    struct Handler
-    {
-        int cmd;
-        VOXReply (HRMv2Compat::*reply)(const VOXMessage &request);
-    };
-    static const Handler handlers[] = {
-        {HRMv2::GET_MOTOR_SETTINGS, &HRMv2Compat::getMotorSettings},
-        {HRMv2::GET_MOTOR_IP, &HRMv2Compat::getMotorIP},
-        {HRMv2::GET_LOCK_STATUS, &HRMv2Compat::getLockStatus},
-        {HRMv2::SET_IP, &HRMv2Compat::setMotorIP},
-        {HRMv2::SET_MOTOR_POSITION, &HRMv2Compat::setMotorPosition},
-        {HRMv2::SET_LOCK_STATUS, &HRMv2Compat::setLockStatus},
-    };
-    const auto *const found = std::find_if(std::begin(handlers), std::end(handlers),
-                                           [&](const Handler &h) { return h.cmd == request.cmd(); });
-    if (found == std::end(handlers))
+    const Handler handler = findHandler(request.cmd());
+    if (!handler)
         return false;
     const KVRMotorDevice::TellLater untilAnswered(m_motor);
-    m_motor.replyTo(request, (this->*found->reply)(request));
+    m_motor.replyTo(request, handler(*this, request));
     return true;
 }
 
 VOXReply HRMv2Compat::getMotorSettings(const VOXMessage &request)
 {
     const bool isReversed = m_motor.motorDirection() != KVRMotor::TURN_NORMAL;
-    return reply(m_motor, request, HRMv2::POST_MOTOR_SETTINGS, isReversed, m_motor.downLimit());
+    return answer<HRMv2::POST_MOTOR_SETTINGS>(m_motor, request, isReversed, m_motor.downLimit());
 }
 
-VOXReply HRMv2Compat::getMotorIP(const VOXMessage &request)
+VOXReply HRMv2Compat::motorIPReply(const VOXMessage &request, quint8 index)
 {
-    if (const KVR::NackStatus refused = refusal(request, KVRMotorDevice::AnyState))
-        return m_motor.nack(request, refused);
-    unsigned char index = 0;
-    if (!read(request, index) || index >= m_motor.motorIPCount())
+    if (index >= m_motor.motorIPCount())
         return m_motor.nack(request, KVR::NACK_BADMSG);
-    return reply(m_motor, request, HRMv2::POST_MOTOR_IP, index,
-                 m_motor.motorIP(static_cast<unsigned char>(index + 1)));
+    return answer<HRMv2::POST_MOTOR_IP>(m_motor, request, index,
+                                        m_motor.motorIP(static_cast<unsigned char>(index + 1)));
 }
 
 VOXReply HRMv2Compat::getLockStatus(const VOXMessage &request)
 {
-    return reply(m_motor, request, HRMv2::POST_LOCK_STATUS, m_motor.m_networkLock.isLocked());
+    return answer<HRMv2::POST_LOCK_STATUS>(m_motor, request, quint8(m_motor.m_networkLock.isLocked()));
 }
 
-VOXReply HRMv2Compat::setMotorIP(const VOXMessage &request)
+VOXReply HRMv2Compat::handleMotorIP(const VOXMessage &request, quint8 index, quint16 position)
 {
-    if (const KVR::NackStatus refused = refusal(request, KVRMotorDevice::LimitsSet))
-        return m_motor.nack(request, refused);
-    unsigned char index = 0;
-    unsigned short position = 0;
-    if (!read(request, index, position) || index >= m_motor.motorIPCount())
+    if (index >= m_motor.motorIPCount())
         return m_motor.nack(request, KVR::NACK_BADMSG);
     m_motor.setMotorIP(static_cast<unsigned char>(index + 1), position);
     return m_motor.acknowledgement(request);
 }
 
-VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
+VOXReply HRMv2Compat::handlePosition(const VOXMessage &request, quint8 function, quint16 value)
 {
-    if (const KVR::NackStatus refused =
-            refusal(request, KVRMotorDevice::LimitsSet | KVRMotorDevice::NotLocked))
-        return m_motor.nack(request, refused);
-    unsigned char function = 0;
-    unsigned short value = 0;
-    if (!read(request, function, value))
-        return m_motor.nack(request, KVR::NACK_BADMSG);
     switch (function) {
     case ToUpLimit:
         return m_motor.go(request, m_motor.upLimit());
@@ -122,22 +105,10 @@ VOXReply HRMv2Compat::setMotorPosition(const VOXMessage &request)
     }
 }
 
-VOXReply HRMv2Compat::setLockStatus(const VOXMessage &request)
+VOXReply HRMv2Compat::handleLock(const VOXMessage &request, quint8 function, quint8 index, quint8 priority)
 {
-    if (const KVR::NackStatus refused = refusal(request, KVRMotorDevice::LimitsSet))
-        return m_motor.nack(request, refused);
-    unsigned char function = 0;
-    unsigned char index = 0;
-    unsigned char priority = 0;
-    if (!read(request, function, index, priority))
-        return m_motor.nack(request, KVR::NACK_BADMSG);
     // The functions are the motor's own, without three of them. The index counts from 1 here, unlike
     // elsewhere.
     const bool isKnown = function <= KVRMotor::LOCK_RELEASE && function != KVRMotor::LOCK_AFTER_MOVE;
     return m_motor.changeNetworkLock(request, isKnown ? function : NoFunction, index, priority);
-}
-
-KVR::NackStatus HRMv2Compat::refusal(const VOXMessage &request, int checks)
-{
-    return m_motor.refusal(request, HRMv2::findCmd(request.cmd()).size(), checks);
 }

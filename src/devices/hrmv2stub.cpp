@@ -1,9 +1,8 @@
 #include "devices/hrmv2stub.h"
 
 #include "devices/voxanswer_p.h"
-#include "messages/hrmv2.h"
+#include "messages/hrmv2schema_p.h"
 #include "messages/kvrack.h"
-#include "messages/kvrnack.h"
 
 #include <QTimerEvent>
 
@@ -66,13 +65,13 @@ void HRMv2Stub::dispatch(const VOXMessage &msg)
     const int delay = m_options.testFlag(DELAY_REPLY) ? replyDelay(msg) : 0;
     if (m_replyTimer.isActive()) {
         if (msg.isAck())
-            reply(KVRNack(*this, msg, KVR::NACK_BUSY));
+            reply(nack(msg, KVR::NACK_BUSY));
     } else if (msg.cmd() == HRMv2::GET_GROUP_ADDR || msg.cmd() == HRMv2::SET_GROUP_ADDR) {
-        send(standardAnswer(msg), delay);
+        if (!isDeafTo(msg))
+            send(standardAnswer(msg), delay);
     } else {
-        const VOXReply answer = answerTo(msg);
-        if (isWanted(msg, answer))
-            send(answer, delay);
+        const Handler handler = findHandler(msg.cmd());
+        send(handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG), delay);
     }
 }
 
@@ -118,58 +117,65 @@ void HRMv2Stub::timerEvent(QTimerEvent *event)
     reply(std::exchange(m_pendingReply, VOXMessage()));
 }
 
-VOXReply HRMv2Stub::answerTo(const VOXMessage &request)
+HRMv2Stub::Handler HRMv2Stub::findHandler(unsigned char cmd)
 {
-    const auto byte = [](int value) { return static_cast<unsigned char>(value); };
-    const auto data = [&](HRMv2::Cmd cmd, auto... fields) {
-        return filled(VOXReply(*this, request, HRMv2::findCmd(cmd)), fields...);
-    };
-    switch (request.cmd()) {
-    case HRMv2::GET_MOTOR_SETTINGS:
-        return data(HRMv2::POST_MOTOR_SETTINGS, m_direction != 0, m_downLimit);
-    case HRMv2::GET_MOTOR_IP:
-        return getMotorIPReply(request);
-    case HRMv2::GET_MOTOR_POSITION:
-        return data(HRMv2::POST_MOTOR_POSITION);
-    case HRMv2::GET_MOTOR_INFO:
-        return data(HRMv2::POST_MOTOR_INFO, static_cast<unsigned short>(13), byte(0), byte(2), byte(12),
-                    byte(5), byte(6), byte(32), byte(0), byte(0));
-    case HRMv2::GET_MOTOR_STATUS:
-        return data(HRMv2::POST_MOTOR_STATUS);
-    case HRMv2::GET_LOCK_STATUS:
-        return data(HRMv2::POST_LOCK_STATUS, m_lockStatus);
-    case HRMv2::SET_IP:
-        return setIPReply(request);
-    case HRMv2::SET_LOCK_STATUS:
-        if (request.len() < MinLockStatusLength)
-            return KVRNack(*this, request, KVR::NACK_MSGSIZE);
-        read(request, m_lockStatus);
-        return KVRAck(*this, request);
-    default:
-        return KVRNack(*this, request, KVR::NACK_BADMSG);
-    }
+    using S = HRMv2Stub;
+    static constexpr Table handlers({
+        on<HRMv2::GET_MOTOR_SETTINGS, &S::motorSettingsReply, AnyLength>,
+        on<HRMv2::GET_MOTOR_IP, &S::motorIPReply>,
+        on<HRMv2::GET_MOTOR_POSITION, &S::zeroReply<HRMv2::POST_MOTOR_POSITION>, AnyLength>,
+        on<HRMv2::GET_MOTOR_INFO, &S::motorInfoReply, AnyLength>,
+        on<HRMv2::GET_MOTOR_STATUS, &S::zeroReply<HRMv2::POST_MOTOR_STATUS>, AnyLength>,
+        on<HRMv2::GET_LOCK_STATUS, &S::lockStatusReply, AnyLength>,
+        on<HRMv2::SET_IP, &S::handleMotorIP>,
+        on<HRMv2::SET_LOCK_STATUS, &S::handleLockStatus, AnyLength>,
+    });
+    return handlers.find(cmd);
 }
 
-VOXReply HRMv2Stub::getMotorIPReply(const VOXMessage &request) const
+VOXReply HRMv2Stub::motorSettingsReply(const VOXMessage &request) const
 {
-    if (request.len() < HRMv2::findCmd(HRMv2::GET_MOTOR_IP).size())
-        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
-    unsigned char index = 0;
-    read(request, index);
+    return answer<HRMv2::POST_MOTOR_SETTINGS>(*this, request, m_direction != 0, m_downLimit);
+}
+
+VOXReply HRMv2Stub::motorIPReply(const VOXMessage &request, quint8 index) const
+{
     if (index == 0 || index > motorIPCount())
-        return KVRNack(*this, request, KVR::NACK_BADMSG);
-    return filled(VOXReply(*this, request, HRMv2::findCmd(HRMv2::POST_MOTOR_IP)), index, motorIP(index));
+        return nack(request, KVR::NACK_BADMSG);
+    return answer<HRMv2::POST_MOTOR_IP>(*this, request, index, motorIP(index));
 }
 
-VOXReply HRMv2Stub::setIPReply(const VOXMessage &request)
+template <auto Post>
+VOXReply HRMv2Stub::zeroReply(const VOXMessage &request) const
 {
-    if (request.len() < HRMv2::findCmd(HRMv2::SET_IP).size())
-        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
-    unsigned char skipped = 0;
-    unsigned char index = 0;
-    unsigned short position = 0;
-    // The shortest frame has no room for the position, which is then 0.
-    read(request, skipped, index, position);
-    return setMotorIP(index, position) ? VOXReply(KVRAck(*this, request))
-                                       : VOXReply(KVRNack(*this, request, KVR::NACK_RNG));
+    return answer<Post>(*this, request, QByteArray());
+}
+
+VOXReply HRMv2Stub::motorInfoReply(const VOXMessage &request) const
+{
+    return answer<HRMv2::POST_MOTOR_INFO>(*this, request, QByteArray("\x0d\0\0\x02\x0c\x05\x06\x20", 8));
+}
+
+VOXReply HRMv2Stub::lockStatusReply(const VOXMessage &request) const
+{
+    return answer<HRMv2::POST_LOCK_STATUS>(*this, request, m_lockStatus);
+}
+
+VOXReply HRMv2Stub::handleMotorIP(const VOXMessage &request)
+{
+    // Unlike other motors, skips the first byte. The shortest frame has then no room for the position, which
+    // is 0.
+    quint8 index = 0;
+    quint16 position = 0;
+    VOXDataReader reader(request);
+    reader >> static_cast<quint8 *>(nullptr) >> index >> position;
+    return setMotorIP(index, position) ? VOXReply(KVRAck(*this, request)) : nack(request, KVR::NACK_RNG);
+}
+
+VOXReply HRMv2Stub::handleLockStatus(const VOXMessage &request)
+{
+    if (request.len() < MinLockStatusLength)
+        return nack(request, KVR::NACK_MSGSIZE);
+    VOXSchema::take<HRMv2::SET_LOCK_STATUS>(request, m_lockStatus, nullptr, nullptr);
+    return KVRAck(*this, request);
 }

@@ -69,9 +69,16 @@ protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
-    VOXReply answerTo(const VOXMessage &request);
-    VOXReply getMotorIPReply(const VOXMessage &request) const;
-    VOXReply setIPReply(const VOXMessage &request);
+    using Handler = VOXReply (*)(HRMv2Stub &stub, const VOXMessage &request);
+    static Handler findHandler(unsigned char cmd);
+    VOXReply motorSettingsReply(const VOXMessage &request) const;
+    VOXReply motorIPReply(const VOXMessage &request, quint8 index) const;
+    template <auto Post>
+    VOXReply zeroReply(const VOXMessage &request) const;
+    VOXReply motorInfoReply(const VOXMessage &request) const;
+    VOXReply lockStatusReply(const VOXMessage &request) const;
+    VOXReply handleMotorIP(const VOXMessage &request);
+    VOXReply handleLockStatus(const VOXMessage &request);
     void send(const VOXMessage &answer, int delay);
     void forgetReply();
 

@@ -2,14 +2,12 @@
 
 #include "devices/voxanswer_p.h"
 #include "messages/kvrack.h"
-#include "messages/kvrnack.h"
 #include "transport/voxbus.h"
 
 #include <QDate>
 #include <QTimerEvent>
 
 #include <algorithm>
-#include <iterator>
 #include <utility>
 
 using namespace VOXAnswer;
@@ -21,17 +19,6 @@ constexpr int DiscoverySilenceMs = 300000;
 constexpr unsigned char Unchanged = 255;
 constexpr unsigned char FirstResetCount = 254;
 
-/// The wire's fields of fixed width, filled with zero bytes.
-VOXReply textAnswer(const VOXNode &node, const VOXMessage &request, int cmd, const QByteArray &text,
-                    int width)
-{
-    VOXReply reply(node, request, KVR::findCmd(static_cast<unsigned char>(cmd)));
-    VOXDataWriter(reply).write(text.leftJustified(width, '\0', true).constData(),
-                               static_cast<unsigned int>(width));
-    reply.prepare();
-    return reply;
-}
-
 template <typename Value>
 bool store(Value &stored, const Value &value)
 {
@@ -42,47 +29,29 @@ bool store(Value &stored, const Value &value)
 }
 }
 
-struct KVRDevice::Handler
-{
-    enum Length {
-        AnyLength,
-        /// Shorter than the command's frame is NACK_MSGSIZE.
-        WholeLength
-    };
-
-    int cmd;
-    Length length;
-    VOXReply (*reply)(KVRDevice &device, const VOXMessage &request);
-};
-
-const KVRDevice::Handler *KVRDevice::findHandler(unsigned char cmd)
+KVRDevice::Handler KVRDevice::findHandler(unsigned char cmd)
 {
     using D = KVRDevice;
-    using R = const VOXMessage;
-    static const Handler handlers[] = {
-        {KVR::GET_NODE_ADDR, Handler::AnyLength, [](D &d, R &r) { return d.nodeAddrReply(r); }},
-        {KVR::GET_GROUP_ADDR, Handler::WholeLength, [](D &d, R &r) { return d.groupAddrReply(r); }},
-        {KVR::GET_NODE_LABEL, Handler::AnyLength, [](D &d, R &r) { return d.nodeLabelReply(r); }},
-        {KVR::GET_NETWORK_CONFIG, Handler::AnyLength, [](D &d, R &r) { return d.networkConfigReply(r); }},
-        {KVR::GET_NODE_SERIAL_NUMBER, Handler::AnyLength, [](D &d, R &r) { return d.serialNumberReply(r); }},
-        {KVR::GET_NETWORK_ERROR_STAT, Handler::AnyLength,
-         [](D &d, R &r) { return d.networkErrorStatReply(r); }},
-        {KVR::GET_NETWORK_STAT, Handler::AnyLength, [](D &d, R &r) { return d.networkStatReply(r); }},
-        {KVR::SET_NODE_DISCOVERY, Handler::WholeLength,
-         [](D &d, R &r) { return d.setNodeDiscoveryReply(r); }},
-        {KVR::SET_GROUP_ADDR, Handler::WholeLength, [](D &d, R &r) { return d.setGroupAddrReply(r); }},
-        {KVR::SET_NODE_LABEL, Handler::WholeLength, [](D &d, R &r) { return d.setNodeLabelReply(r); }},
-        {KVR::SET_NETWORK_CONFIG, Handler::AnyLength, [](D &d, R &r) { return d.setNetworkConfigReply(r); }},
-        {KVR::SET_NETWORK_STAT, Handler::AnyLength, [](D &d, R &r) { return d.setNetworkStatReply(r); }},
-        {KVR::GET_NODE_STACK_VERSION, Handler::AnyLength, [](D &d, R &r) { return d.stackVersionReply(r); }},
-        {KVR::GET_NODE_APP_VERSION, Handler::AnyLength, [](D &d, R &r) { return d.appVersionReply(r); }},
-        {KVR::SEND_DATA_TEST1, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
-        {KVR::SEND_DATA_TEST2, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
-        {KVR::SEND_DATA_TEST3, Handler::AnyLength, [](D &d, R &r) { return d.dataTestReply(r); }},
-    };
-    const auto *const found = std::find_if(std::begin(handlers), std::end(handlers),
-                                           [cmd](const Handler &h) { return h.cmd == cmd; });
-    return found == std::end(handlers) ? nullptr : found;
+    static constexpr Table handlers({
+        on<KVR::GET_NODE_ADDR, &D::nodeAddrReply, AnyLength>,
+        on<KVR::GET_GROUP_ADDR, &D::groupAddrReply>,
+        on<KVR::GET_NODE_LABEL, &D::nodeLabelReply, AnyLength>,
+        on<KVR::GET_NETWORK_CONFIG, &D::networkConfigReply, AnyLength>,
+        on<KVR::GET_NODE_SERIAL_NUMBER, &D::serialNumberReply, AnyLength>,
+        on<KVR::GET_NETWORK_ERROR_STAT, &D::networkErrorStatReply, AnyLength>,
+        on<KVR::GET_NETWORK_STAT, &D::networkStatReply, AnyLength>,
+        on<KVR::SET_NODE_DISCOVERY, &D::handleNodeDiscovery>,
+        on<KVR::SET_GROUP_ADDR, &D::handleGroupAddr>,
+        on<KVR::SET_NODE_LABEL, &D::handleNodeLabel>,
+        on<KVR::SET_NETWORK_CONFIG, &D::handleNetworkConfig>,
+        on<KVR::SET_NETWORK_STAT, &D::handleNetworkStat>,
+        on<KVR::GET_NODE_STACK_VERSION, &D::stackVersionReply, AnyLength>,
+        on<KVR::GET_NODE_APP_VERSION, &D::appVersionReply, AnyLength>,
+        on<KVR::SEND_DATA_TEST1, &D::dataTestReply, AnyLength>,
+        on<KVR::SEND_DATA_TEST2, &D::dataTestReply, AnyLength>,
+        on<KVR::SEND_DATA_TEST3, &D::dataTestReply, AnyLength>,
+    });
+    return handlers.find(cmd);
 }
 
 KVRDevice::KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent)
@@ -231,9 +200,9 @@ bool KVRDevice::checkRequest(const VOXMessage &msg) const
     return msg.isValid() && (wanted == VOX::NODETYPE_ANY || wanted == type()) && !isDeafTo(msg);
 }
 
-bool KVRDevice::isComplete(const VOXMessage &request)
+VOXReply KVRDevice::nack(const VOXMessage &request, int status) const
 {
-    return request.len() >= KVR::findCmd(request.cmd()).size();
+    return KVRNack(*this, request, static_cast<KVR::NackStatus>(status));
 }
 
 VOXReply KVRDevice::acknowledgement(const VOXMessage &request) const
@@ -241,10 +210,12 @@ VOXReply KVRDevice::acknowledgement(const VOXMessage &request) const
     return request.isAck() ? VOXReply(KVRAck(*this, request)) : VOXReply();
 }
 
-bool KVRDevice::isWanted(const VOXMessage &request, const VOXReply &answer)
+VOXMessage KVRDevice::wanted(const VOXMessage &request, const VOXReply &answer)
 {
     const bool isVerdict = answer.cmd() == KVR::ACK || answer.cmd() == KVR::NACK;
-    return answer.isValid() && (!isVerdict || request.isAck());
+    if (isVerdict && !request.isAck())
+        return VOXMessage();
+    return answer;
 }
 
 void KVRDevice::tell(std::function<void()> news)
@@ -283,71 +254,63 @@ void KVRDevice::dispatch(const VOXMessage &msg)
 
 VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)
 {
-    if (isDeafTo(msg))
-        return VOXMessage();
     const auto custom = m_customReplies.constFind(msg.cmd());
     if (custom != m_customReplies.constEnd())
         return *custom;
-    const Handler *handler = findHandler(msg.cmd());
-    if (!handler) {
-        qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
-        return KVRNack(*this, msg, KVR::NACK_BADMSG);
-    }
-    if (handler->length == Handler::WholeLength && !isComplete(msg))
-        return KVRNack(*this, msg, KVR::NACK_MSGSIZE);
-    return handler->reply(*this, msg);
+    if (const Handler handler = findHandler(msg.cmd()))
+        return handler(*this, msg);
+    qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
+    return nack(msg, KVR::NACK_BADMSG);
 }
 
-VOXReply KVRDevice::nodeAddrReply(const VOXMessage &request)
+VOXReply KVRDevice::nodeAddrReply(const VOXMessage &request) const
 {
-    return m_discoveryTimerId != 0 ? VOXReply() : answer(*this, request, KVR::POST_NODE_ADDR);
+    return m_discoveryTimerId != 0 ? VOXReply() : answer<KVR::POST_NODE_ADDR>(*this, request);
 }
 
-VOXReply KVRDevice::groupAddrReply(const VOXMessage &request)
+VOXReply KVRDevice::groupAddrReply(const VOXMessage &request, quint8 index) const
 {
-    unsigned char index = 0;
     unsigned int group = 0;
-    read(request, index);
     if (!groupAddr(index, group))
-        return KVRNack(*this, request, KVR::NACK_RNG);
-    return answer(*this, request, KVR::POST_GROUP_ADDR, index, group);
+        return nack(request, KVR::NACK_RNG);
+    return answer<KVR::POST_GROUP_ADDR>(*this, request, index, group);
 }
 
 VOXReply KVRDevice::nodeLabelReply(const VOXMessage &request) const
 {
-    return textAnswer(*this, request, KVR::POST_NODE_LABEL, m_nodeLabel, KVR::LabelLength);
+    return answer<KVR::POST_NODE_LABEL>(*this, request, m_nodeLabel);
 }
 
 VOXReply KVRDevice::serialNumberReply(const VOXMessage &request)
 {
     if (m_serialNumber.isEmpty())
         setSerialNumber(QByteArray());
-    return textAnswer(*this, request, KVR::POST_NODE_SERIAL_NUMBER, m_serialNumber, KVR::SerialLength);
+    return answer<KVR::POST_NODE_SERIAL_NUMBER>(*this, request, m_serialNumber);
 }
 
 VOXReply KVRDevice::networkConfigReply(const VOXMessage &request) const
 {
-    return answer(*this, request, KVR::POST_NETWORK_CONFIG, m_networkConfig);
+    return answerWith<KVR::POST_NETWORK_CONFIG>(*this, request, m_networkConfig);
 }
 
 VOXReply KVRDevice::networkStatReply(const VOXMessage &request) const
 {
-    return answer(*this, request, KVR::POST_NETWORK_STAT, m_networkStat);
+    return answerWith<KVR::POST_NETWORK_STAT>(*this, request, m_networkStat);
 }
 
 VOXReply KVRDevice::networkErrorStatReply(const VOXMessage &request) const
 {
-    return answer(*this, request, KVR::POST_NETWORK_ERROR_STAT, m_networkErrorStat);
+    return answerWith<KVR::POST_NETWORK_ERROR_STAT>(*this, request, m_networkErrorStat);
 }
 
 VOXReply KVRDevice::stackVersionReply(const VOXMessage &request) const
 {
-    return answer(*this, request, KVR::POST_NODE_STACK_VERSION, m_stackVersion);
+    return answerWith<KVR::POST_NODE_STACK_VERSION>(*this, request, m_stackVersion);
 }
 
 VOXReply KVRDevice::appVersionReply(const VOXMessage &request) const
 {
-    return answer(*this, request, KVR::POST_NODE_APP_VERSION, m_appVersion);
+    return answerWith<KVR::POST_NODE_APP_VERSION>(*this, request, m_appVersion);
 }
 
 VOXReply KVRDevice::dataTestReply(const VOXMessage &request) const
@@ -360,46 +323,35 @@ VOXReply KVRDevice::dataTestReply(const VOXMessage &request) const
     return reply;
 }
 
-VOXReply KVRDevice::setNodeDiscoveryReply(const VOXMessage &request)
+VOXReply KVRDevice::handleNodeDiscovery(const VOXMessage &request, quint8 silent)
 {
-    bool silent = false;
-    read(request, silent);
     if (m_discoveryTimerId != 0)
         killTimer(m_discoveryTimerId);
-    m_discoveryTimerId = silent ? startTimer(DiscoverySilenceMs, Qt::CoarseTimer) : 0;
+    m_discoveryTimerId = silent != 0 ? startTimer(DiscoverySilenceMs, Qt::CoarseTimer) : 0;
     return acknowledgement(request);
 }
 
-VOXReply KVRDevice::setGroupAddrReply(const VOXMessage &request)
+VOXReply KVRDevice::handleGroupAddr(const VOXMessage &request, quint8 index, VOX::Addr group)
 {
-    unsigned char index = 0;
-    unsigned int group = 0;
-    read(request, index, group);
-    if (!setGroupAddr(index, group))
-        return KVRNack(*this, request, KVR::NACK_RNG);
-    return acknowledgement(request);
+    return setGroupAddr(index, group) ? acknowledgement(request) : nack(request, KVR::NACK_RNG);
 }
 
-VOXReply KVRDevice::setNodeLabelReply(const VOXMessage &request)
+VOXReply KVRDevice::handleNodeLabel(const VOXMessage &request, const QByteArray &label)
 {
     // All 16 bytes, also the zero bytes at the end.
-    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, KVR::LabelLength));
+    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, label.size() + 2));
     return acknowledgement(request);
 }
 
 VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
 {
-    if (!isComplete(request))
-        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
-    const TellLater untilDone(*this);
-    unsigned char bcastMode = Unchanged;
-    unsigned char maxRand = 0;
-    unsigned char supervision = Unchanged;
-    unsigned short period = 0;
-    unsigned char deafMode = Unchanged;
-    unsigned char upload = Unchanged;
-    read(request, bcastMode, maxRand, supervision, period, deafMode, upload);
+    return findHandler(KVR::SET_NETWORK_CONFIG)(*this, request);
+}
 
+VOXReply KVRDevice::handleNetworkConfig(const VOXMessage &request, quint8 bcastMode, quint8 maxRand,
+                                        quint8 supervision, quint16 period, quint8 deafMode, quint8 upload)
+{
+    const TellLater untilDone(*this);
     KVRStdProxy::NetworkConfig config = m_networkConfig;
     const auto isOn = [](unsigned char field) { return field != 0 && field != Unchanged; };
     if (bcastMode != Unchanged)
@@ -421,14 +373,14 @@ VOXReply KVRDevice::setNetworkConfigReply(const VOXMessage &request)
 
 VOXReply KVRDevice::setNetworkStatReply(const VOXMessage &request)
 {
-    if (!isComplete(request))
-        return KVRNack(*this, request, KVR::NACK_MSGSIZE);
+    return findHandler(KVR::SET_NETWORK_STAT)(*this, request);
+}
+
+VOXReply KVRDevice::handleNetworkStat(const VOXMessage &request, quint8 selector, quint8 retryCount)
+{
     enum Selector : unsigned char { Statistics, Errors };
-    unsigned char selector = 0;
-    unsigned char retryCount = 0;
-    read(request, selector, retryCount);
     if (selector > Errors)
-        return KVRNack(*this, request, KVR::NACK_BADMSG);
+        return nack(request, KVR::NACK_BADMSG);
     if (selector == Errors) {
         store(m_networkErrorStat, KVRStdProxy::NetworkErrorStat());
     } else {

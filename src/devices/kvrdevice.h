@@ -128,14 +128,17 @@ protected:
 
     /// Whether @p msg is valid, meant for a node of this type, and heard in deaf mode.
     bool checkRequest(const VOXMessage &msg) const;
-    /// Whether @p request has the length that its command asks for.
-    static bool isComplete(const VOXMessage &request);
+    /// Whether deaf mode keeps @p msg from being heard.
+    bool isDeafTo(const VOXMessage &msg) const;
     /// An ACK, or no answer if none was asked for.
     VOXReply acknowledgement(const VOXMessage &request) const;
-    /// What dispatch() answers to @p msg, having done what it asks for; invalid if that is nothing.
+    /// Whether @p request asks for it or not. @p status may be a KVR::MotorNackStatus.
+    VOXReply nack(const VOXMessage &request, int status) const;
+    /// What dispatch() answers to @p msg, which is heard, having done what it asks for; invalid if that is
+    /// nothing.
     VOXMessage standardAnswer(const VOXMessage &msg);
-    /// The motors' rule: ACK and NACK only for those who ask, data for everyone.
-    static bool isWanted(const VOXMessage &request, const VOXReply &answer);
+    /// @p answer by the motors' rule: ACK and NACK only for those who ask, data for everyone. Else invalid.
+    static VOXMessage wanted(const VOXMessage &request, const VOXReply &answer);
 
     /// Calls @p news, which emits a signal and does no more: at once, or when the last TellLater is gone. In
     /// the order of the calls.
@@ -154,15 +157,17 @@ protected:
     };
 
 private:
-    struct Handler;
-    static const Handler *findHandler(unsigned char cmd);
+    using Handler = VOXReply (*)(KVRDevice &node, const VOXMessage &request);
+    static Handler findHandler(unsigned char cmd);
 
-    VOXReply nodeAddrReply(const VOXMessage &request);
-    VOXReply groupAddrReply(const VOXMessage &request);
-    VOXReply setNodeDiscoveryReply(const VOXMessage &request);
-    VOXReply setGroupAddrReply(const VOXMessage &request);
-    VOXReply setNodeLabelReply(const VOXMessage &request);
-    bool isDeafTo(const VOXMessage &msg) const;
+    VOXReply nodeAddrReply(const VOXMessage &request) const;
+    VOXReply groupAddrReply(const VOXMessage &request, quint8 index) const;
+    VOXReply handleNodeDiscovery(const VOXMessage &request, quint8 silent);
+    VOXReply handleGroupAddr(const VOXMessage &request, quint8 index, VOX::Addr group);
+    VOXReply handleNodeLabel(const VOXMessage &request, const QByteArray &label);
+    VOXReply handleNetworkConfig(const VOXMessage &request, quint8 bcastMode, quint8 maxRand,
+                                 quint8 supervision, quint16 period, quint8 deafMode, quint8 upload);
+    VOXReply handleNetworkStat(const VOXMessage &request, quint8 selector, quint8 retryCount);
     void registerGroup(VOXBus &bus, unsigned int group);
     void tellNews();
 

@@ -1,67 +1,72 @@
 #include "devices/kvrmotordevice.h"
 
-#include "messages/kvrack.h"
-#include "messages/kvrnack.h"
+#include "devices/voxanswer_p.h"
 
-#include <algorithm>
-#include <iterator>
+using namespace VOXAnswer;
 
 namespace {
-constexpr unsigned char FirstMotorCommand = 1;
-constexpr unsigned char LastMotorCommand = 182;
 constexpr unsigned int Percent = 100;
 constexpr unsigned short BaseMinDownLimit = 1;
 constexpr unsigned short BaseMaxDownLimit = 65534;
 }
 
-struct KVRMotorDevice::Handler
+KVRMotorDevice::Handler KVRMotorDevice::findHandler(unsigned char cmd)
 {
-    int cmd;
-    VOXReply (KVRMotorDevice::*reply)(const VOXMessage &request);
-};
+    using M = KVRMotorDevice;
+    static constexpr Table handlers({
+        on<KVR::CTRL_MOVE, &M::ctrlMoveUnlessLocked, AnyLength>,
+        on<KVR::CTRL_STOP, &M::handleStop>,
+        on<KVR::CTRL_MOVETO, &M::handleMoveTo, LimitsSet | NotLocked>,
+        on<KVR::CTRL_MOVEOF, &M::handleMoveOf, LimitsSet | NotLocked>,
+        on<KVR::CTRL_WINK, &M::handleWink, NotLocked>,
+        on<KVR::CTRL_NETWORK_LOCK, &M::changeNetworkLock, LimitsSet>,
+        on<KVR::GET_MOTOR_POSITION, &M::getMotorPositionReply, AnyLength>,
+        on<KVR::GET_MOTOR_STATUS, &M::getMotorStatusReply, AnyLength>,
+        on<KVR::SET_APP_MODE, &M::handleAppMode>,
+        on<KVR::SET_MOTOR_LIMITS, &M::handleLimits, NotMoving>,
+        on<KVR::SET_MOTOR_DIRECTION, &M::handleDirection, NotMoving>,
+        on<KVR::SET_MOTOR_ROLLING_SPEED, &M::handleRollingSpeeds>,
+        on<KVR::SET_MOTOR_TILTING_SPEED, &M::tiltReply, AnyLength>,
+        on<KVR::SET_MOTOR_IP, &M::handleMotorIP, LimitsSet>,
+        on<KVR::SET_NETWORK_LOCK, &M::handleNetworkLock>,
+        on<KVR::SET_DCT_LOCK, &M::handleDCTLock>,
+        on<KVR::SET_TILT_LIMITS, &M::tiltReply, AnyLength>,
+        on<KVR::SET_FACTORY_DEFAULT, &M::handleFactoryDefault, NotMoving>,
+        on<KVR::GET_APP_MODE, &M::getAppModeReply, AnyLength>,
+        on<KVR::GET_MOTOR_LIMITS, &M::getMotorLimitsReply, AnyLength>,
+        on<KVR::GET_MOTOR_DIRECTION, &M::getMotorDirectionReply, AnyLength>,
+        on<KVR::GET_MOTOR_ROLLING_SPEED, &M::getMotorRollingSpeedReply, AnyLength>,
+        on<KVR::GET_MOTOR_TILTING_SPEED, &M::tiltReply, AnyLength>,
+        on<KVR::GET_MOTOR_IP, &M::motorIPReply>,
+        on<KVR::GET_NETWORK_LOCK, &M::getNetworkLockReply, AnyLength>,
+        on<KVR::GET_DCT_LOCK, &M::dctLockReply>,
+        on<KVR::GET_TILT_LIMITS, &M::tiltReply, AnyLength>,
+        on<KVR::GET_FACTORY_DEFAULT, &M::factoryDefaultReply>,
+        on<KVR::DIAG_GET_TOTAL_MOVE_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_TOTAL_REV_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_THERMAL_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_OBSTACLE_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_POWER_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_RESET_COUNT, &M::diagReply, AnyLength>,
+        on<KVR::DIAG_GET_ENCODER_ERRORS, &M::diagReply, AnyLength>,
+    });
+    return handlers.find(cmd);
+}
 
-const KVRMotorDevice::Handler *KVRMotorDevice::findHandler(unsigned char cmd)
+VOXReply KVRMotorDevice::handle(int cmd, const VOXMessage &request)
 {
-    static const Handler handlers[] = {
-        {KVR::CTRL_MOVE, &KVRMotorDevice::ctrlMoveUnlessLocked},
-        {KVR::CTRL_STOP, &KVRMotorDevice::ctrlStopReply},
-        {KVR::CTRL_MOVETO, &KVRMotorDevice::ctrlMoveToReply},
-        {KVR::CTRL_MOVEOF, &KVRMotorDevice::ctrlMoveOfReply},
-        {KVR::CTRL_WINK, &KVRMotorDevice::ctrlWinkReply},
-        {KVR::CTRL_NETWORK_LOCK, &KVRMotorDevice::ctrlNetworkLockReply},
-        {KVR::GET_MOTOR_POSITION, &KVRMotorDevice::getMotorPositionReply},
-        {KVR::GET_MOTOR_STATUS, &KVRMotorDevice::getMotorStatusReply},
-        {KVR::SET_APP_MODE, &KVRMotorDevice::setAppModeReply},
-        {KVR::SET_MOTOR_LIMITS, &KVRMotorDevice::setMotorLimitsReply},
-        {KVR::SET_MOTOR_DIRECTION, &KVRMotorDevice::setMotorDirectionReply},
-        {KVR::SET_MOTOR_ROLLING_SPEED, &KVRMotorDevice::setMotorRollingSpeedReply},
-        {KVR::SET_MOTOR_TILTING_SPEED, &KVRMotorDevice::tiltReply},
-        {KVR::SET_MOTOR_IP, &KVRMotorDevice::setMotorIPReply},
-        {KVR::SET_NETWORK_LOCK, &KVRMotorDevice::setNetworkLockReply},
-        {KVR::SET_DCT_LOCK, &KVRMotorDevice::setDCTLockReply},
-        {KVR::SET_TILT_LIMITS, &KVRMotorDevice::tiltReply},
-        {KVR::SET_FACTORY_DEFAULT, &KVRMotorDevice::setFactoryDefaultReply},
-        {KVR::GET_APP_MODE, &KVRMotorDevice::getAppModeReply},
-        {KVR::GET_MOTOR_LIMITS, &KVRMotorDevice::getMotorLimitsReply},
-        {KVR::GET_MOTOR_DIRECTION, &KVRMotorDevice::getMotorDirectionReply},
-        {KVR::GET_MOTOR_ROLLING_SPEED, &KVRMotorDevice::getMotorRollingSpeedReply},
-        {KVR::GET_MOTOR_TILTING_SPEED, &KVRMotorDevice::tiltReply},
-        {KVR::GET_MOTOR_IP, &KVRMotorDevice::getMotorIPReply},
-        {KVR::GET_NETWORK_LOCK, &KVRMotorDevice::getNetworkLockReply},
-        {KVR::GET_DCT_LOCK, &KVRMotorDevice::getDCTLockReply},
-        {KVR::GET_TILT_LIMITS, &KVRMotorDevice::tiltReply},
-        {KVR::GET_FACTORY_DEFAULT, &KVRMotorDevice::getFactoryDefaultReply},
-        {KVR::DIAG_GET_TOTAL_MOVE_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_TOTAL_REV_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_THERMAL_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_OBSTACLE_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_POWER_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_RESET_COUNT, &KVRMotorDevice::diagReply},
-        {KVR::DIAG_GET_ENCODER_ERRORS, &KVRMotorDevice::diagReply},
-    };
-    const auto *const found = std::find_if(std::begin(handlers), std::end(handlers),
-                                           [cmd](const Handler &h) { return h.cmd == cmd; });
-    return found == std::end(handlers) ? nullptr : found;
+    return findHandler(static_cast<unsigned char>(cmd))(*this, request);
+}
+
+VOXReply KVRMotorDevice::ctrlMoveReply(const VOXMessage &request)
+{
+    return on<KVR::CTRL_MOVE, &KVRMotorDevice::handleMove, NotLocked>.answer(*this, request);
+}
+
+VOXReply KVRMotorDevice::ctrlMoveUnlessLocked(const VOXMessage &request)
+{
+    // Unlike the other moves, refused without a trace in the status.
+    return m_networkLock.isLocked() ? nack(request, KVR::NACK_NODE_IS_LOCKED) : ctrlMoveReply(request);
 }
 
 KVRMotorDevice::KVRMotorDevice(unsigned int addr, VOXBus *bus, QObject *parent)
@@ -159,28 +164,19 @@ void KVRMotorDevice::setMotorDiagnostic(const MotorDiagnostic &diagnostic)
 
 void KVRMotorDevice::dispatch(const VOXMessage &msg)
 {
-    if (!checkRequest(msg))
-        return;
-    const unsigned char cmd = msg.cmd();
-    const bool isMotorCommand = cmd >= FirstMotorCommand && cmd <= LastMotorCommand;
-    const Handler *handler = isMotorCommand ? findHandler(cmd) : nullptr;
-    if (!handler) {
-        KVRDevice::dispatch(msg);
-        return;
-    }
     const TellLater untilAnswered(*this);
-    replyTo(msg, (this->*handler->reply)(msg));
+    reply(answerTo(msg));
+}
+
+VOXMessage KVRMotorDevice::answerTo(const VOXMessage &request)
+{
+    const Handler handler = findHandler(request.cmd());
+    return handler ? wanted(request, handler(*this, request)) : standardAnswer(request);
 }
 
 void KVRMotorDevice::replyTo(const VOXMessage &request, const VOXReply &answer)
 {
-    if (isWanted(request, answer))
-        reply(answer);
-}
-
-VOXReply KVRMotorDevice::nack(const VOXMessage &request, int status) const
-{
-    return KVRNack(*this, request, static_cast<KVR::NackStatus>(status));
+    reply(wanted(request, answer));
 }
 
 KVR::NackStatus KVRMotorDevice::refusal(const VOXMessage &request, int checks)

@@ -12,6 +12,10 @@
 
 #include <functional>
 
+namespace VOXAnswer {
+struct Checked;
+}
+
 /// An emulated motor: moves over time between its end limits, and answers as a real drive does.
 ///
 /// Positions are pulses of the encoder, 0 at the up limit, and more is down; speeds are revolutions per
@@ -158,22 +162,25 @@ public:
     /// locked motor, whose status then does not show the refusal.
     VOXReply ctrlMoveReply(const VOXMessage &request);
     /// Stops a locked motor, too.
-    VOXReply ctrlStopReply(const VOXMessage &request);
+    VOXReply ctrlStopReply(const VOXMessage &request) { return handle(KVR::CTRL_STOP, request); }
     /// A pulse or a percentage is taken as it is, also beyond the down limit. Refuses with
     /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
     /// NACK_BADMSG.
-    VOXReply ctrlMoveToReply(const VOXMessage &request);
+    VOXReply ctrlMoveToReply(const VOXMessage &request) { return handle(KVR::CTRL_MOVETO, request); }
     /// Jogs by 10 to 1000 pulses, or by 10 to 1000 units of 10 ms that slowSpeed() turns into as many pulses,
     /// though the jog runs at the default speed; that is meant. A jog that would pass a limit ends there, at
     /// the slow speed and from an internal source. Tilt steps are acknowledged and do nothing. Refuses with
     /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_LAST_IP_REACHED, NACK_BADMSG, and a roller's tilt
     /// steps with NACK_FEATURE_NOT_SUPPORTED.
-    VOXReply ctrlMoveOfReply(const VOXMessage &request);
+    VOXReply ctrlMoveOfReply(const VOXMessage &request) { return handle(KVR::CTRL_MOVEOF, request); }
     /// Shows in the status alone, until a move, a stop or an arrival. Refuses with NACK_NODE_IS_LOCKED.
-    VOXReply ctrlWinkReply(const VOXMessage &request);
+    VOXReply ctrlWinkReply(const VOXMessage &request) { return handle(KVR::CTRL_WINK, request); }
     /// Locks at once, and then moves to where the motor is to be locked. Refuses with
     /// NACK_END_LIMITS_NOT_SET, NACK_LOW_PRIORITY, NACK_IP_NOT_SET, and an unknown function with NACK_BADMSG.
-    VOXReply ctrlNetworkLockReply(const VOXMessage &request);
+    VOXReply ctrlNetworkLockReply(const VOXMessage &request)
+    {
+        return handle(KVR::CTRL_NETWORK_LOCK, request);
+    }
     /// Without both limits, the position is 65535, and percentage and index are 255. Never refuses.
     VOXReply getMotorPositionReply(const VOXMessage &request);
     /// Reports status(). Never refuses.
@@ -183,44 +190,56 @@ public:
     /// unset. Shifts by 10 to 1000 pulses. Refuses with NACK_IN_MOTION, a shift of an unset limit with
     /// NACK_END_LIMITS_NOT_SET, a limit outside its range with NACK_CURRENT_POSITION_OUT_OF_RANGE if it is
     /// the motor's position, else NACK_WRONG_POSITION, and all else with NACK_BADMSG.
-    VOXReply setMotorLimitsReply(const VOXMessage &request);
+    VOXReply setMotorLimitsReply(const VOXMessage &request) { return handle(KVR::SET_MOTOR_LIMITS, request); }
     /// In pulses, up and down; 65535 if unset. Never refuses.
     VOXReply getMotorLimitsReply(const VOXMessage &request);
     /// Unlike all others, neither done nor answered unless @p request asks for an acknowledgement. Refuses
     /// with NACK_FEATURE_NOT_SUPPORTED what is none of appModes().
-    VOXReply setAppModeReply(const VOXMessage &request);
+    VOXReply setAppModeReply(const VOXMessage &request) { return handle(KVR::SET_APP_MODE, request); }
     /// Never refuses.
     VOXReply getAppModeReply(const VOXMessage &request);
     /// Does setMotorDirection(), also with a direction that is none. Refuses with NACK_IN_MOTION.
-    VOXReply setMotorDirectionReply(const VOXMessage &request);
+    VOXReply setMotorDirectionReply(const VOXMessage &request)
+    {
+        return handle(KVR::SET_MOTOR_DIRECTION, request);
+    }
     /// Never refuses.
     VOXReply getMotorDirectionReply(const VOXMessage &request);
     /// Does setRollingSpeeds(). Refuses with NACK_BADMSG.
-    VOXReply setMotorRollingSpeedReply(const VOXMessage &request);
+    VOXReply setMotorRollingSpeedReply(const VOXMessage &request)
+    {
+        return handle(KVR::SET_MOTOR_ROLLING_SPEED, request);
+    }
     /// Up, down and slow. Never refuses.
     VOXReply getMotorRollingSpeedReply(const VOXMessage &request);
     /// Refuses with NACK_END_LIMITS_NOT_SET, a place beyond the down limit with
     /// NACK_CURRENT_POSITION_OUT_OF_RANGE if it is the motor's position, else NACK_WRONG_POSITION, and an
     /// unknown function or slot with NACK_BADMSG.
-    VOXReply setMotorIPReply(const VOXMessage &request);
+    VOXReply setMotorIPReply(const VOXMessage &request) { return handle(KVR::SET_MOTOR_IP, request); }
     /// 65535 and 255 percent if it is not set. Refuses an unknown slot with NACK_BADMSG.
-    VOXReply getMotorIPReply(const VOXMessage &request);
+    VOXReply getMotorIPReply(const VOXMessage &request) { return handle(KVR::GET_MOTOR_IP, request); }
     /// Unlike CTRL_NETWORK_LOCK, needs no limits, moves nothing, and does not show in the status. Refuses
     /// with NACK_LOW_PRIORITY, and what is neither 0 nor 1 with NACK_BADMSG.
-    VOXReply setNetworkLockReply(const VOXMessage &request);
+    VOXReply setNetworkLockReply(const VOXMessage &request) { return handle(KVR::SET_NETWORK_LOCK, request); }
     /// Whether it is set, its source and its priority. Never refuses.
     VOXReply getNetworkLockReply(const VOXMessage &request);
     /// Index 0 means all of them, or none if one does not admit the priority. Refuses with NACK_LOW_PRIORITY,
     /// and an unknown index or value with NACK_BADMSG.
-    VOXReply setDCTLockReply(const VOXMessage &request);
+    VOXReply setDCTLockReply(const VOXMessage &request) { return handle(KVR::SET_DCT_LOCK, request); }
     /// As getNetworkLockReply(), but refuses an unknown index, also 0, with NACK_BADMSG.
-    VOXReply getDCTLockReply(const VOXMessage &request);
+    VOXReply getDCTLockReply(const VOXMessage &request) { return handle(KVR::GET_DCT_LOCK, request); }
     /// Resets, or tells whether all is at its default, one of factorySettings() or all of them. Refuses a
     /// setting that the product lacks with NACK_FEATURE_NOT_SUPPORTED, an unknown one with NACK_BADMSG, and a
     /// reset in motion with NACK_IN_MOTION.
     ///@{
-    VOXReply setFactoryDefaultReply(const VOXMessage &request);
-    VOXReply getFactoryDefaultReply(const VOXMessage &request);
+    VOXReply setFactoryDefaultReply(const VOXMessage &request)
+    {
+        return handle(KVR::SET_FACTORY_DEFAULT, request);
+    }
+    VOXReply getFactoryDefaultReply(const VOXMessage &request)
+    {
+        return handle(KVR::GET_FACTORY_DEFAULT, request);
+    }
     ///@}
     /// The motor has no tilting drive: refuses with NACK_FEATURE_NOT_SUPPORTED, whatever the length.
     VOXReply tiltReply(const VOXMessage &request);
@@ -275,9 +294,6 @@ protected:
     KVR::NackStatus refusal(const VOXMessage &request, int checks);
     KVR::NackStatus refusal(const VOXMessage &request, int length, int checks);
     ///@}
-    /// Whether @p request asks for it or not: that is up to replyTo(). @p status may be a
-    /// KVR::MotorNackStatus.
-    VOXReply nack(const VOXMessage &request, int status) const;
     /// Sends @p answer to who sent @p request, under the motor's rule.
     void replyTo(const VOXMessage &request, const VOXReply &answer);
 
@@ -309,23 +325,42 @@ protected:
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
     /// Whether the product runs at these, revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;
+    /// What dispatch() sends for @p request, which has passed checkRequest(): invalid if that is nothing.
+    virtual VOXMessage answerTo(const VOXMessage &request);
 
 private:
     // Answers from the same state, for hosts of the older command set.
     friend class HRMv2Compat;
-    struct Handler;
-    static const Handler *findHandler(unsigned char cmd);
+    friend struct VOXAnswer::Checked;
+    using Handler = VOXReply (*)(KVRMotorDevice &motor, const VOXMessage &request);
+    static Handler findHandler(unsigned char cmd);
+    VOXReply handle(int cmd, const VOXMessage &request);
 
     VOXReply ctrlMoveUnlessLocked(const VOXMessage &request);
+    VOXReply handleMove(const VOXMessage &request, quint8 function, quint8 duration, quint8 selector);
+    VOXReply handleStop(const VOXMessage &request);
+    VOXReply handleMoveTo(const VOXMessage &request, quint8 function, quint16 value);
+    VOXReply handleMoveOf(const VOXMessage &request, quint8 function, quint16 value);
+    VOXReply handleWink(const VOXMessage &request);
+    VOXReply handleAppMode(const VOXMessage &request, quint8 mode);
+    VOXReply handleLimits(const VOXMessage &request, quint8 function, quint8 limit, quint16 value);
+    VOXReply handleDirection(const VOXMessage &request, quint8 direction);
+    VOXReply handleRollingSpeeds(const VOXMessage &request, quint8 up, quint8 down, quint8 slow);
+    VOXReply handleMotorIP(const VOXMessage &request, quint8 function, quint8 index, quint16 value);
+    VOXReply motorIPReply(const VOXMessage &request, quint8 index);
+    VOXReply handleNetworkLock(const VOXMessage &request, quint8 lock, quint8 priority);
+    VOXReply handleDCTLock(const VOXMessage &request, quint8 lock, quint8 index, quint8 priority);
+    VOXReply dctLockReply(const VOXMessage &request, quint8 index);
+    VOXReply handleFactoryDefault(const VOXMessage &request, quint8 function);
+    VOXReply factoryDefaultReply(const VOXMessage &request, quint8 function);
+    VOXReply changeNetworkLock(const VOXMessage &request, quint8 function, quint16 value, quint8 priority);
+
     VOXReply go(const VOXMessage &request, unsigned short target, unsigned char speed = 0);
     VOXReply jog(const VOXMessage &request, KVRMotor::Direction direction, unsigned int pulses);
     unsigned int pulsesIn(unsigned int duration, unsigned char speed) const;
     unsigned short nearestLimit();
     KVRMotor::State restState() const;
     void lockNetwork(const VOXMessage &request, unsigned char priority);
-    VOXReply changeNetworkLock(const VOXMessage &request, int function, unsigned short value,
-                               unsigned char priority);
-    VOXReply lockReply(const VOXMessage &request, int cmd, const Lock &lock) const;
     KVR::NackStatus findFactorySettings(int function, QVector<FactorySetting> *found);
     KVRMotor::AppMode defaultAppMode() const { return m_appModes.value(0, KVRMotor::ROLLER); }
     KVR::NackStatus changeDownLimit(int function, int value);

@@ -35,20 +35,10 @@ VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, un
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::ctrlMoveUnlessLocked(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleMove(const VOXMessage &request, quint8 function, quint8 duration,
+                                    quint8 selector)
 {
-    // Unlike the other moves, refused without a trace in the status.
-    return m_networkLock.isLocked() ? nack(request, KVR::NACK_NODE_IS_LOCKED) : ctrlMoveReply(request);
-}
-
-VOXReply KVRMotorDevice::ctrlMoveReply(const VOXMessage &request)
-{
-    if (const KVR::NackStatus refused = refusal(request, NotLocked))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned char duration = 0;
-    unsigned char selector = 0;
-    if (!read(request, function, duration, selector) || selector > KVRMotor::SPEED_SLOW)
+    if (selector > KVRMotor::SPEED_SLOW)
         return nack(request, KVR::NACK_BADMSG);
     const unsigned char speeds[] = {upSpeed(), downSpeed(), slowSpeed()};
     const unsigned char speed = speeds[selector];
@@ -66,23 +56,14 @@ VOXReply KVRMotorDevice::ctrlMoveReply(const VOXMessage &request)
     }
 }
 
-VOXReply KVRMotorDevice::ctrlStopReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleStop(const VOXMessage &request)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
     stopMoving();
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::ctrlMoveToReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function, quint16 value)
 {
-    if (const KVR::NackStatus refused = refusal(request, LimitsSet | NotLocked))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned short value = 0;
-    unsigned char tilt = 0;
-    if (!read(request, function, value, tilt))
-        return nack(request, KVR::NACK_BADMSG);
     switch (function) {
     case KVRMotor::MOVETO_DOWN_LIMIT:
         return go(request, downLimit());
@@ -101,14 +82,9 @@ VOXReply KVRMotorDevice::ctrlMoveToReply(const VOXMessage &request)
     }
 }
 
-VOXReply KVRMotorDevice::ctrlMoveOfReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleMoveOf(const VOXMessage &request, quint8 function, quint16 value)
 {
-    if (const KVR::NackStatus refused = refusal(request, LimitsSet | NotLocked))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned short value = 0;
-    unsigned char tilt = 0;
-    if (!read(request, function, value, tilt) || function > KVRMotor::MOVEOF_TILT_UP)
+    if (function > KVRMotor::MOVEOF_TILT_UP)
         return nack(request, KVR::NACK_BADMSG);
     // Each function comes as a pair, down first.
     const bool isUp = (function & 1) != 0;
@@ -143,10 +119,8 @@ VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction dire
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::ctrlWinkReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleWink(const VOXMessage &request)
 {
-    if (const KVR::NackStatus refused = refusal(request, NotLocked))
-        return nack(request, refused);
     // Nothing ends it but the next command or arrival.
     setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
               KVRMotor::DIRECTION_NONE);
@@ -160,13 +134,12 @@ VOXReply KVRMotorDevice::getMotorPositionReply(const VOXMessage &request)
     const bool isAtRest = pulses == startPos();
     const unsigned char tilt = isAtRest && m_appMode != KVRMotor::ROLLER ? m_angle : None;
     if (!isLimit())
-        return answer(*this, request, KVR::POST_MOTOR_POSITION, UnsetPosition, None, tilt, None);
-    return answer(*this, request, KVR::POST_MOTOR_POSITION, pulses, toPct(pulses), tilt, findMotorIP(pulses));
+        return answer<KVR::POST_MOTOR_POSITION>(*this, request, UnsetPosition, None, tilt, None);
+    return answer<KVR::POST_MOTOR_POSITION>(*this, request, pulses, toPct(pulses), tilt, findMotorIP(pulses));
 }
 
 VOXReply KVRMotorDevice::getMotorStatusReply(const VOXMessage &request)
 {
-    const auto byte = [](quint32 value) { return static_cast<unsigned char>(value); };
-    return answer(*this, request, KVR::POST_MOTOR_STATUS, byte(m_status.state), byte(m_status.direction),
-                  byte(m_status.source), byte(m_status.cause));
+    return answer<KVR::POST_MOTOR_STATUS>(*this, request, m_status.state, m_status.direction, m_status.source,
+                                          m_status.cause);
 }

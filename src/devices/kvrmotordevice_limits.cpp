@@ -38,14 +38,9 @@ bool KVRMotorDevice::setLimits(unsigned short up, unsigned short down)
     return true;
 }
 
-VOXReply KVRMotorDevice::setMotorLimitsReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleLimits(const VOXMessage &request, quint8 function, quint8 limit, quint16 value)
 {
-    if (const KVR::NackStatus refused = refusal(request, NotMoving))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned char limit = 0;
-    unsigned short value = 0;
-    if (!read(request, function, limit, value) || limit > KVRMotor::LIMIT_UP)
+    if (limit > KVRMotor::LIMIT_UP)
         return nack(request, KVR::NACK_BADMSG);
     if (isShift(function) && (value < MinShift || value > MaxShift))
         return nack(request, KVR::NACK_BADMSG);
@@ -128,5 +123,5 @@ KVR::NackStatus KVRMotorDevice::moveOrigin(int pulses, KVR::MotorNackStatus outs
 
 VOXReply KVRMotorDevice::getMotorLimitsReply(const VOXMessage &request)
 {
-    return answer(*this, request, KVR::POST_MOTOR_LIMITS, upLimit(), downLimit());
+    return answer<KVR::POST_MOTOR_LIMITS>(*this, request, upLimit(), downLimit());
 }

@@ -6,25 +6,21 @@
 
 using namespace VOXAnswer;
 
+namespace {
+template <auto Command>
+VOXReply lockReply(const VOXNode &node, const VOXMessage &request, const Lock &lock)
+{
+    return answer<Command>(node, request, lock.isLocked(), lock.getSource(), lock.getCurrentPrio());
+}
+}
+
 void KVRMotorDevice::lockNetwork(const VOXMessage &request, unsigned char priority)
 {
     m_networkLock.apply(true, priority, request.srcAddr(false));
 }
 
-VOXReply KVRMotorDevice::ctrlNetworkLockReply(const VOXMessage &request)
-{
-    if (const KVR::NackStatus refused = refusal(request, LimitsSet))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned short value = 0;
-    unsigned char priority = 0;
-    if (!read(request, function, value, priority))
-        return nack(request, KVR::NACK_BADMSG);
-    return changeNetworkLock(request, function, value, priority);
-}
-
-VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int function, unsigned short value,
-                                           unsigned char priority)
+VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, quint8 function, quint16 value,
+                                           quint8 priority)
 {
     if (!m_networkLock.admits(priority))
         return nack(request, KVR::NACK_LOW_PRIORITY);
@@ -68,20 +64,9 @@ VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, int functi
     }
 }
 
-VOXReply KVRMotorDevice::lockReply(const VOXMessage &request, int cmd, const Lock &lock) const
-{
-    return answer(*this, request, cmd, lock.isLocked(), lock.getSource(), lock.getCurrentPrio());
-}
-
 // Unlike CTRL_NETWORK_LOCK, needs no limits and does not show in the status.
-VOXReply KVRMotorDevice::setNetworkLockReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleNetworkLock(const VOXMessage &request, quint8 lock, quint8 priority)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char lock = 0;
-    unsigned char priority = 0;
-    if (!read(request, lock, priority))
-        return nack(request, KVR::NACK_BADMSG);
     if (!m_networkLock.admits(priority))
         return nack(request, KVR::NACK_LOW_PRIORITY);
     if (lock > VOX::LOCKED)
@@ -92,17 +77,12 @@ VOXReply KVRMotorDevice::setNetworkLockReply(const VOXMessage &request)
 
 VOXReply KVRMotorDevice::getNetworkLockReply(const VOXMessage &request)
 {
-    return lockReply(request, KVR::POST_NETWORK_LOCK, m_networkLock);
+    return lockReply<KVR::POST_NETWORK_LOCK>(*this, request, m_networkLock);
 }
 
-VOXReply KVRMotorDevice::setDCTLockReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleDCTLock(const VOXMessage &request, quint8 lock, quint8 index, quint8 priority)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char lock = 0;
-    unsigned char index = 0;
-    unsigned char priority = 0;
-    if (!read(request, lock, index, priority) || lock > VOX::LOCKED || index > m_dctLocks.size())
+    if (lock > VOX::LOCKED || index > m_dctLocks.size())
         return nack(request, KVR::NACK_BADMSG);
     // Index 0 means all of them, or none if one of them does not admit it.
     const auto first = m_dctLocks.begin() + (index == 0 ? 0 : index - 1);
@@ -114,14 +94,11 @@ VOXReply KVRMotorDevice::setDCTLockReply(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::getDCTLockReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::dctLockReply(const VOXMessage &request, quint8 index)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char index = 0;
-    if (!read(request, index) || index == 0 || index > m_dctLocks.size())
+    if (index == 0 || index > m_dctLocks.size())
         return nack(request, KVR::NACK_BADMSG);
-    return lockReply(request, KVR::POST_DCT_LOCK, m_dctLocks.at(index - 1));
+    return lockReply<KVR::POST_DCT_LOCK>(*this, request, m_dctLocks.at(index - 1));
 }
 
 void KVRMotorDevice::setNetworkLock(const Lock &lock)

@@ -8,20 +8,10 @@ using namespace VOXAnswer;
 
 namespace {
 constexpr unsigned int MaxPercent = 100;
-// The tables' lengths have no room for what these replies hold.
-constexpr unsigned char IPReplyLength = 15;
-constexpr unsigned char FactoryReplyLength = 13;
 }
 
-VOXReply KVRMotorDevice::setAppModeReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleAppMode(const VOXMessage &request, quint8 mode)
 {
-    // Unlike the other settings: who does not ask for an answer changes nothing.
-    if (!request.isAck())
-        return VOXReply();
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char mode = 0;
-    read(request, mode);
     return setAppMode(static_cast<KVRMotor::AppMode>(mode)) ? acknowledgement(request)
                                                             : nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
 }
@@ -36,22 +26,18 @@ bool KVRMotorDevice::setAppMode(KVRMotor::AppMode mode)
 
 VOXReply KVRMotorDevice::getAppModeReply(const VOXMessage &request)
 {
-    return answer(*this, request, KVR::POST_APP_MODE, static_cast<unsigned char>(m_appMode));
+    return answer<KVR::POST_APP_MODE>(*this, request, m_appMode);
 }
 
-VOXReply KVRMotorDevice::setMotorDirectionReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleDirection(const VOXMessage &request, quint8 direction)
 {
-    if (const KVR::NackStatus refused = refusal(request, NotMoving))
-        return nack(request, refused);
-    unsigned char direction = 0;
-    read(request, direction);
     setMotorDirection(static_cast<KVRMotor::TurnDirection>(direction));
     return acknowledgement(request);
 }
 
 VOXReply KVRMotorDevice::getMotorDirectionReply(const VOXMessage &request)
 {
-    return answer(*this, request, KVR::POST_MOTOR_DIRECTION, static_cast<unsigned char>(m_turnDirection));
+    return answer<KVR::POST_MOTOR_DIRECTION>(*this, request, m_turnDirection);
 }
 
 void KVRMotorDevice::setMotorDirection(KVRMotor::TurnDirection direction)
@@ -67,16 +53,9 @@ void KVRMotorDevice::setMotorDirection(KVRMotor::TurnDirection direction)
     m_position.setTargetPosition(position);
 }
 
-VOXReply KVRMotorDevice::setMotorRollingSpeedReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleRollingSpeeds(const VOXMessage &request, quint8 up, quint8 down, quint8 slow)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char up = 0;
-    unsigned char down = 0;
-    unsigned char slow = 0;
-    if (!read(request, up, down, slow) || !setRollingSpeeds(up, down, slow))
-        return nack(request, KVR::NACK_BADMSG);
-    return acknowledgement(request);
+    return setRollingSpeeds(up, down, slow) ? acknowledgement(request) : nack(request, KVR::NACK_BADMSG);
 }
 
 bool KVRMotorDevice::setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow)
@@ -96,18 +75,13 @@ bool KVRMotorDevice::hasSpeeds(unsigned char up, unsigned char down, unsigned ch
 
 VOXReply KVRMotorDevice::getMotorRollingSpeedReply(const VOXMessage &request)
 {
-    return answer(*this, request, KVR::POST_MOTOR_ROLLING_SPEED, upSpeed(), downSpeed(), slowSpeed());
+    return answer<KVR::POST_MOTOR_ROLLING_SPEED>(*this, request, upSpeed(), downSpeed(), slowSpeed());
 }
 
-VOXReply KVRMotorDevice::setMotorIPReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleMotorIP(const VOXMessage &request, quint8 function, quint8 index,
+                                       quint16 value)
 {
-    if (const KVR::NackStatus refused = refusal(request, LimitsSet))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned char index = 0;
-    unsigned short value = 0;
-    if (!read(request, function, index, value) || function > KVRMotor::IP_PERCENT || index == 0
-        || index > motorIPCount())
+    if (function > KVRMotor::IP_PERCENT || index == 0 || index > motorIPCount())
         return nack(request, KVR::NACK_BADMSG);
     unsigned int position = UnsetPosition;
     switch (function) {
@@ -131,16 +105,13 @@ VOXReply KVRMotorDevice::setMotorIPReply(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::getMotorIPReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::motorIPReply(const VOXMessage &request, quint8 index)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char index = 0;
-    if (!read(request, index) || index == 0 || index > motorIPCount())
+    if (index == 0 || index > motorIPCount())
         return nack(request, KVR::NACK_BADMSG);
     const unsigned short position = motorIP(index);
-    return answerOf(*this, request, KVR::POST_MOTOR_IP, IPReplyLength, index, position,
-                    position == UnsetPosition ? None : toPct(position));
+    return answer<KVR::POST_MOTOR_IP>(*this, request, index, position,
+                                      position == UnsetPosition ? None : toPct(position));
 }
 
 VOXReply KVRMotorDevice::tiltReply(const VOXMessage &request)
@@ -201,12 +172,8 @@ KVR::NackStatus KVRMotorDevice::findFactorySettings(int function, QVector<Factor
                                       : KVR::NACK_BADMSG;
 }
 
-VOXReply KVRMotorDevice::setFactoryDefaultReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::handleFactoryDefault(const VOXMessage &request, quint8 function)
 {
-    if (const KVR::NackStatus refused = refusal(request, NotMoving))
-        return nack(request, refused);
-    unsigned char function = 0;
-    read(request, function);
     QVector<FactorySetting> settings;
     if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
         return nack(request, refused);
@@ -216,16 +183,13 @@ VOXReply KVRMotorDevice::setFactoryDefaultReply(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::getFactoryDefaultReply(const VOXMessage &request)
+VOXReply KVRMotorDevice::factoryDefaultReply(const VOXMessage &request, quint8 function)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char function = 0;
-    read(request, function);
     QVector<FactorySetting> settings;
     if (const KVR::NackStatus refused = findFactorySettings(function, &settings))
         return nack(request, refused);
     const bool isDefault = std::all_of(settings.cbegin(), settings.cend(),
                                        [](const FactorySetting &one) { return one.isDefault(); });
-    return answerOf(*this, request, KVR::POST_FACTORY_DEFAULT, FactoryReplyLength, function, isDefault);
+    return answer<KVR::POST_FACTORY_DEFAULT>(*this, request,
+                                             static_cast<KVRMotor::FactoryDefFunction>(function), isDefault);
 }

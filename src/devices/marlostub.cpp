@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <array>
-#include <tuple>
 
 using namespace VOXAnswer;
 
@@ -18,22 +17,23 @@ constexpr unsigned short MinJog = 30;
 
 const ProductStub::DataSheet &MarloStub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_MARLO,
-        128, // pulses per revolution
-        {
-            {87, 140, 105}, // rolling speeds: least, most, as delivered
-            {87, 140, 105}, // slow speed
-            {64, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {KVRMotor::CURTAIN}, // app modes
-        },
-        {
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_MARLO;
+        filled.pulsesPerRound = 128;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {87, 140, 105};
+        filled.ranges.slowSpeed = {87, 140, 105};
+        filled.ranges.downLimit = {64, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        filled.ranges.appModes = {KVRMotor::CURTAIN};
+        filled.missingCommands = {
             KVR::SET_MOTOR_TILTING_SPEED,
             KVR::GET_MOTOR_TILTING_SPEED,
-        },
-    };
+        };
+        return filled;
+    }();
     return sheet;
 }
 
@@ -48,50 +48,40 @@ bool MarloStub::isSpeedAllowed(unsigned char speed)
 }
 
 // What is refused here is refused before limits and locks are looked at.
-bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *reply)
+bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
-    unsigned char function = 0;
-    unsigned char duration = 0;
-    unsigned short value = 0;
-    switch (request.cmd()) {
-    case KVR::CTRL_MOVE:
-        // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in
-        // the status.
-        *reply = isComplete(request) && (!read(request, function, duration) || duration < MinDuration)
-            ? nack(request, KVR::NACK_BADMSG)
-            : ctrlMoveReply(request);
-        return true;
-    case KVR::CTRL_MOVEOF: {
-        const bool isRead = read(request, function, value);
-        const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
-        *reply = isComplete(request) && isRead && isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG)
-                                                                          : ctrlMoveOfReply(request);
-        return true;
-    }
-    case KVR::SET_MOTOR_LIMITS: {
-        read(request, function);
-        const bool isShift = function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
-        const KVR::NackStatus refused = refusal(request, NotMoving);
-        *reply = refused == KVR::NACK_ACK && isShift ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED)
-                                                     : setMotorLimitsReply(request);
-        return true;
-    }
-    case KVR::SET_MOTOR_ROLLING_SPEED:
-        *reply = setRollingSpeedReply(request);
-        return true;
-    default:
-        return false;
-    }
+    static constexpr Table handlers({
+        on<KVR::CTRL_MOVE, &MarloStub::handleMove>,
+        on<KVR::CTRL_MOVEOF, &MarloStub::handleMoveOf>,
+        on<KVR::SET_MOTOR_LIMITS, &MarloStub::handleLimits>,
+        on<KVR::SET_MOTOR_ROLLING_SPEED, &MarloStub::handleRollingSpeed>,
+    });
+    return handlers.answer(*this, request, answer);
 }
 
-VOXReply MarloStub::setRollingSpeedReply(const VOXMessage &request)
+VOXReply MarloStub::handleMove(const VOXMessage &request, quint8 function, quint8 duration)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char speed = 0;
-    if (!read(request, speed) || !setRollingSpeeds(speed, speed, speed))
-        return nack(request, KVR::NACK_BADMSG);
-    return acknowledgement(request);
+    // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in the
+    // status.
+    Q_UNUSED(function)
+    return duration < MinDuration ? nack(request, KVR::NACK_BADMSG) : ctrlMoveReply(request);
+}
+
+VOXReply MarloStub::handleMoveOf(const VOXMessage &request, quint8 function, quint16 value)
+{
+    const bool isJog = function >= KVRMotor::MOVEOF_PULSES_DOWN && function <= KVRMotor::MOVEOF_TIME_UP;
+    return isJog && value < MinJog ? nack(request, KVR::NACK_BADMSG) : ctrlMoveOfReply(request);
+}
+
+VOXReply MarloStub::handleLimits(const VOXMessage &request, quint8 function)
+{
+    const bool isShift = function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
+    return isShift ? nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED) : setMotorLimitsReply(request);
+}
+
+VOXReply MarloStub::handleRollingSpeed(const VOXMessage &request, quint8 speed)
+{
+    return setRollingSpeeds(speed, speed, speed) ? acknowledgement(request) : nack(request, KVR::NACK_BADMSG);
 }
 
 bool MarloStub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const

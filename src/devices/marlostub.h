@@ -27,7 +27,10 @@ protected:
 
 private:
     static const DataSheet &dataSheet();
-    VOXReply setRollingSpeedReply(const VOXMessage &request);
+    VOXReply handleMove(const VOXMessage &request, quint8 function, quint8 duration);
+    VOXReply handleMoveOf(const VOXMessage &request, quint8 function, quint16 value);
+    VOXReply handleLimits(const VOXMessage &request, quint8 function);
+    VOXReply handleRollingSpeed(const VOXMessage &request, quint8 speed);
 };
 
 #endif

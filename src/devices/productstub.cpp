@@ -28,18 +28,14 @@ unsigned char ProductStub::findMotorIP(unsigned short position) const
     return None;
 }
 
-void ProductStub::dispatch(const VOXMessage &msg)
+VOXMessage ProductStub::answerTo(const VOXMessage &request)
 {
-    if (!checkRequest(msg))
-        return;
-    const TellLater untilAnswered(*this);
     VOXReply answer;
-    if (m_sheet.missingCommands.contains(msg.cmd()))
-        replyTo(msg, nack(msg, KVR::NACK_FEATURE_NOT_SUPPORTED));
-    else if (!answerOwn(msg, &answer))
-        KVRMotorDevice::dispatch(msg);
-    else if (answer.isValid())
-        replyTo(msg, answer);
+    if (m_sheet.missingCommands.contains(request.cmd()))
+        return nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
+    else if (!answerOwn(request, &answer))
+        return KVRMotorDevice::answerTo(request);
+    return wanted(request, answer);
 }
 
 bool ProductStub::answerOwn(const VOXMessage &request, VOXReply *answer)

@@ -17,17 +17,14 @@ public:
     /// The first slot within 3 pulses; unset slots take part like any value.
     unsigned char findMotorIP(unsigned short position) const override;
 
-public Q_SLOTS:
-    void dispatch(const VOXMessage &msg) override;
-
 protected:
     /// What all motors of one product share.
     struct DataSheet
     {
         /// Stands in the address of each.
-        VOX::NodeType type;
+        VOX::NodeType type = VOX::NODETYPE_ANY;
         /// Encoder pulses of one turn.
-        unsigned short pulsesPerRound;
+        unsigned short pulsesPerRound = 0;
         /// The settings, with their defaults.
         Ranges ranges;
         /// Answered with NACK_FEATURE_NOT_SUPPORTED.
@@ -43,6 +40,7 @@ protected:
     /// passed checkRequest(). Signals emitted meanwhile by the base classes come after the answer; a product
     /// emits its own by tell().
     virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
+    VOXMessage answerTo(const VOXMessage &request) override;
 
 private:
     const DataSheet &m_sheet;

@@ -6,29 +6,24 @@ using namespace VOXAnswer;
 
 const ProductStub::DataSheet &TB20Stub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_TB20,
-        324, // pulses per revolution
-        {
-            {6, 28, 28}, // rolling speeds: least, most, as delivered
-            {6, 28, 16}, // slow speed
-            {324, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {}, // app modes
-        },
-        {
-            KVR::CTRL_NETWORK_LOCK,
-            KVR::SET_APP_MODE,
-            KVR::SET_MOTOR_TILTING_SPEED,
-            KVR::SET_NETWORK_LOCK,
-            KVR::SET_TILT_LIMITS,
-            KVR::GET_APP_MODE,
-            KVR::GET_MOTOR_TILTING_SPEED,
-            KVR::GET_NETWORK_LOCK,
-            KVR::GET_TILT_LIMITS,
-        },
-    };
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_TB20;
+        filled.pulsesPerRound = 324;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {6, 28, 28};
+        filled.ranges.slowSpeed = {6, 28, 16};
+        filled.ranges.downLimit = {324, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        // No app modes.
+        filled.missingCommands = {
+            KVR::CTRL_NETWORK_LOCK,       KVR::SET_APP_MODE,     KVR::SET_MOTOR_TILTING_SPEED,
+            KVR::SET_NETWORK_LOCK,        KVR::SET_TILT_LIMITS,  KVR::GET_APP_MODE,
+            KVR::GET_MOTOR_TILTING_SPEED, KVR::GET_NETWORK_LOCK, KVR::GET_TILT_LIMITS,
+        };
+        return filled;
+    }();
     return sheet;
 }
 
@@ -40,23 +35,18 @@ TB20Stub::TB20Stub(unsigned int addr, VOXBus *bus, QObject *parent)
 
 bool TB20Stub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
-    if (request.cmd() != KVR::SET_MOTOR_ROLLING_SPEED)
-        return m_compat.dispatch(request);
-    *answer = setRollingSpeedReply(request);
-    return true;
+    static constexpr Table handlers({
+        on<KVR::SET_MOTOR_ROLLING_SPEED, &TB20Stub::handleRollingSpeed>,
+    });
+    return handlers.answer(*this, request, answer) || m_compat.dispatch(request);
 }
 
-VOXReply TB20Stub::setRollingSpeedReply(const VOXMessage &request)
+VOXReply TB20Stub::handleRollingSpeed(const VOXMessage &request, quint8 rolling, quint8 ignored, quint8 slow)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char rolling = 0;
-    unsigned char ignored = 0;
-    unsigned char slow = 0;
     // One speed up and down: the second byte is neither used nor checked.
-    if (!read(request, rolling, ignored, slow) || !setRollingSpeeds(rolling, rolling, slow))
-        return nack(request, KVR::NACK_BADMSG);
-    return acknowledgement(request);
+    Q_UNUSED(ignored)
+    return setRollingSpeeds(rolling, rolling, slow) ? acknowledgement(request)
+                                                    : nack(request, KVR::NACK_BADMSG);
 }
 
 bool TB20Stub::hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const

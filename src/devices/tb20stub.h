@@ -23,7 +23,7 @@ protected:
 
 private:
     static const DataSheet &dataSheet();
-    VOXReply setRollingSpeedReply(const VOXMessage &request);
+    VOXReply handleRollingSpeed(const VOXMessage &request, quint8 rolling, quint8 ignored, quint8 slow);
 
     HRMv2Compat m_compat;
 };

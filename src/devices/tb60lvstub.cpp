@@ -4,32 +4,25 @@
 
 using namespace VOXAnswer;
 
-namespace {
-// The table's length is not the one that the motor answers with.
-constexpr unsigned char TorqueReplyLength = 13;
-}
-
 const ProductStub::DataSheet &TB60LVStub::dataSheet()
 {
-    static const DataSheet sheet = {
-        VOX::NODETYPE_TB60LV,
-        1686, // pulses per revolution
-        {
-            {10, 25, 25}, // rolling speeds: least, most, as delivered
-            {10, 25, 15}, // slow speed
-            {1686, 64767, UnsetPosition}, // down limit
-            16, // intermediate positions
-            1, // locks of local inputs
-            {KVRMotor::ROLLER}, // app modes
-        },
-        {
-            KVR::SET_MOTOR_TILTING_SPEED,
-            KVR::SET_TILT_LIMITS,
-            KVR::GET_MOTOR_TILTING_SPEED,
-            KVR::GET_TILT_LIMITS,
-            KVR::DIAG_GET_ENCODER_ERRORS,
-        },
-    };
+    static const DataSheet sheet = [] {
+        DataSheet filled;
+        filled.type = VOX::NODETYPE_TB60LV;
+        filled.pulsesPerRound = 1686;
+        // Least, most, as delivered.
+        filled.ranges.rollingSpeed = {10, 25, 25};
+        filled.ranges.slowSpeed = {10, 25, 15};
+        filled.ranges.downLimit = {1686, 64767, UnsetPosition};
+        filled.ranges.intermediatePositions = 16;
+        filled.ranges.dctLocks = 1;
+        filled.ranges.appModes = {KVRMotor::ROLLER};
+        filled.missingCommands = {
+            KVR::SET_MOTOR_TILTING_SPEED, KVR::SET_TILT_LIMITS,         KVR::GET_MOTOR_TILTING_SPEED,
+            KVR::GET_TILT_LIMITS,         KVR::DIAG_GET_ENCODER_ERRORS,
+        };
+        return filled;
+    }();
     return sheet;
 }
 
@@ -46,36 +39,31 @@ bool TB60LVStub::setTorque(unsigned char mode, unsigned char value, unsigned cha
     return true;
 }
 
-bool TB60LVStub::answerOwn(const VOXMessage &request, VOXReply *reply)
+bool TB60LVStub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
-    switch (request.cmd()) {
-    case KVR::SET_MOTOR_SOFT_START_STOP:
-        *reply = setSoftStartStopReply(request);
-        return true;
-    case KVR::GET_MOTOR_SOFT_START_STOP:
-        *reply = answer(*this, request, KVR::POST_MOTOR_SOFT_START_STOP, m_softStart.isOn, m_softStart.value,
-                        m_softStop.isOn, m_softStop.value);
-        return true;
-    case KVR::SET_TORQUE_LIMITATION:
-        *reply = setTorqueLimitationReply(request);
-        return true;
-    case KVR::GET_TORQUE_LIMITATION:
-        *reply = answerOf(*this, request, KVR::POST_TORQUE_LIMITATION, TorqueReplyLength, m_torque.mode,
-                          m_torque.value);
-        return true;
-    default:
-        return false;
-    }
+    static constexpr Table handlers({
+        on<KVR::SET_MOTOR_SOFT_START_STOP, &TB60LVStub::handleSoftStartStop>,
+        on<KVR::GET_MOTOR_SOFT_START_STOP, &TB60LVStub::softStartStopReply, AnyLength>,
+        on<KVR::SET_TORQUE_LIMITATION, &TB60LVStub::handleTorqueLimitation>,
+        on<KVR::GET_TORQUE_LIMITATION, &TB60LVStub::torqueLimitationReply, AnyLength>,
+    });
+    return handlers.answer(*this, request, answer);
 }
 
-VOXReply TB60LVStub::setSoftStartStopReply(const VOXMessage &request)
+VOXReply TB60LVStub::softStartStopReply(const VOXMessage &request) const
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char target = 0;
-    unsigned char kind = 0;
-    unsigned char value = 0;
-    if (!read(request, target, kind, value) || target > KVRMotor::SOFT_STOP || kind > KVRMotor::RAMP_VALUE)
+    return answer<KVR::POST_MOTOR_SOFT_START_STOP>(*this, request, m_softStart.isOn, m_softStart.value,
+                                                   m_softStop.isOn, m_softStop.value);
+}
+
+VOXReply TB60LVStub::torqueLimitationReply(const VOXMessage &request) const
+{
+    return answer<KVR::POST_TORQUE_LIMITATION>(*this, request, m_torque.mode, m_torque.value);
+}
+
+VOXReply TB60LVStub::handleSoftStartStop(const VOXMessage &request, quint8 target, quint8 kind, quint8 value)
+{
+    if (target > KVRMotor::SOFT_STOP || kind > KVRMotor::RAMP_VALUE)
         return nack(request, KVR::NACK_BADMSG);
     const auto change = [&](Ramp &ramp) {
         if (kind == KVRMotor::RAMP_VALUE)
@@ -90,14 +78,8 @@ VOXReply TB60LVStub::setSoftStartStopReply(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply TB60LVStub::setTorqueLimitationReply(const VOXMessage &request)
+VOXReply TB60LVStub::handleTorqueLimitation(const VOXMessage &request, quint8 function, quint8 value)
 {
-    if (const KVR::NackStatus refused = refusal(request, AnyState))
-        return nack(request, refused);
-    unsigned char function = 0;
-    unsigned char value = 0;
-    if (!read(request, function, value))
-        return nack(request, KVR::NACK_BADMSG);
     switch (function) {
     case KVRMotor::TORQUE_ON:
     case KVRMotor::TORQUE_OFF:

@@ -60,8 +60,10 @@ private:
     };
 
     static const DataSheet &dataSheet();
-    VOXReply setSoftStartStopReply(const VOXMessage &request);
-    VOXReply setTorqueLimitationReply(const VOXMessage &request);
+    VOXReply softStartStopReply(const VOXMessage &request) const;
+    VOXReply torqueLimitationReply(const VOXMessage &request) const;
+    VOXReply handleSoftStartStop(const VOXMessage &request, quint8 target, quint8 kind, quint8 value);
+    VOXReply handleTorqueLimitation(const VOXMessage &request, quint8 function, quint8 value);
 
     Ramp m_softStart;
     Ramp m_softStop;

@@ -1,46 +1,166 @@
 #ifndef VOX_DEVICES_VOXANSWER_P_H
 #define VOX_DEVICES_VOXANSWER_P_H
 
-#include <vox/messages/kvr.h>
-#include <vox/messages/voxdatareader.h>
-#include <vox/messages/voxdatawriter.h>
+#include <vox/messages/kvrnack.h>
+#include <vox/messages/kvrschema_p.h>
 #include <vox/messages/voxreply.h>
+#include <vox/messages/voxschema_p.h>
+#include <vox/proxies/voxnode.h>
 
-/// The shape of every data reply, and of every look into a request.
+#include <tuple>
+
+/// How nodes answer: the shape of every data reply, and tables of what answers which command.
 namespace VOXAnswer {
 
-template <typename... Fields>
-VOXReply filled(VOXReply reply, const Fields &...fields)
+/// The reply @p Command with @p values, one a field.
+template <auto Command, typename... Values>
+VOXReply answer(const VOXNode &node, const VOXMessage &request, const Values &...values)
 {
-    VOXDataWriter writer(reply);
-    (void)(writer << ... << fields);
+    VOXReply reply(node, request, static_cast<unsigned char>(Command), VOXSchema::sentLength<Command>);
+    VOXSchema::put<Command>(reply, values...);
     reply.prepare();
     return reply;
 }
 
-/// @p cmd with the length of its descriptor.
-template <typename... Fields>
-VOXReply answer(const VOXNode &node, const VOXMessage &request, int cmd, const Fields &...fields)
+/// The same with all fields in a value that knows how they travel.
+template <auto Command, typename Value>
+VOXReply answerWith(const VOXNode &node, const VOXMessage &request, const Value &value)
 {
-    return filled(VOXReply(node, request, KVR::findCmd(static_cast<unsigned char>(cmd))), fields...);
+    VOXReply reply(node, request, static_cast<unsigned char>(Command), VOXSchema::sentLength<Command>);
+    VOXDataWriter writer(reply);
+    writer << value;
+    reply.prepare();
+    return reply;
 }
 
-/// @p cmd with a length of its own.
-template <typename... Fields>
-VOXReply answerOf(const VOXNode &node, const VOXMessage &request, int cmd, unsigned char length,
-                  const Fields &...fields)
-{
-    return filled(VOXReply(node, request, static_cast<unsigned char>(cmd), length), fields...);
-}
+/// What on<> checks besides the state of a motor, which is told by KVRMotorDevice::Check.
+enum Condition : int {
+    /// Else a request shorter than its command's frame is NACK_MSGSIZE.
+    AnyLength = 0x100,
+    /// Nothing is done, nor answered, without the ack flag. Checked first.
+    OnlyIfAsked = 0x200
+};
 
-/// Reads the data area in order. False if it was too short.
-template <typename... Fields>
-bool read(const VOXMessage &request, Fields &...fields)
+/// Answers @p request at @p node, checks included.
+template <typename Node>
+using Answer = VOXReply (*)(Node &node, const VOXMessage &request);
+
+template <typename Node>
+struct Handler
 {
-    VOXDataReader reader(request);
-    (void)(reader >> ... >> fields);
-    return !reader.fail();
-}
+    unsigned char cmd;
+    Answer<Node> answer;
+};
+
+/// Whose handler it is, and which values it is given.
+template <typename Node, typename... Values>
+struct Signature
+{
+    using Class = Node;
+    using Fields = std::tuple<std::decay_t<Values>...>;
+};
+template <typename Node, typename... Values>
+Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Values...));
+template <typename Node, typename... Values>
+Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Values...) const);
+
+/// A friend of those whose state is checked.
+struct Checked
+{
+    template <auto Command, auto Method, int Checks, typename Node>
+    static VOXReply answer(Node &node, const VOXMessage &request)
+    {
+        if ((Checks & OnlyIfAsked) != 0 && !request.isAck())
+            return VOXReply();
+        constexpr int Length = VOXCmdTable::findRow<Command>().size & VOXMessage::LengthMask;
+        static_assert(Length != 0, "no command of this set");
+        if constexpr ((Checks & AnyLength) == 0) {
+            if (const KVR::NackStatus refused = refusal<Checks & ~OnlyIfAsked>(node, request, Length))
+                return KVRNack(nodeOf(node), request, refused);
+        }
+        using Fields = typename decltype(signatureOf(Method))::Fields;
+        constexpr std::size_t Count = std::tuple_size_v<Fields>;
+        if constexpr (Count == 0) {
+            return (node.*Method)(request);
+        } else {
+            constexpr auto &Layout = VOXSchema::layout<Command>;
+            static_assert((Checks & AnyLength) == 0
+                              && VOXMessage::MinLength + Layout.widthOf(Count) <= Length,
+                          "a frame that passes may be too short for its fields");
+            return withFields<Command, Method>(node, request, Fields(),
+                                               std::make_index_sequence<std::size(Layout.fields) - Count>());
+        }
+    }
+
+private:
+    template <std::size_t>
+    static constexpr std::nullptr_t Skipped = nullptr;
+
+    template <auto Command, auto Method, typename Node, typename Fields, std::size_t... Others>
+    static VOXReply withFields(Node &node, const VOXMessage &request, Fields fields,
+                               std::index_sequence<Others...>)
+    {
+        const auto handle = [&](auto &...field) {
+            VOXDataReader reader(request);
+            VOXSchema::take<Command>(reader, field..., Skipped<Others>...);
+            return (node.*Method)(request, field...);
+        };
+        return std::apply(handle, fields);
+    }
+
+    template <typename Node>
+    static auto &nodeOf(Node &node)
+    {
+        if constexpr (std::is_base_of_v<VOXNode, Node>)
+            return node;
+        else
+            return node.m_motor;
+    }
+
+    template <int State, typename Node>
+    static KVR::NackStatus refusal(Node &node, const VOXMessage &request, int length)
+    {
+        if constexpr (State == 0)
+            return request.len() < length ? KVR::NACK_MSGSIZE : KVR::NACK_ACK;
+        else
+            return nodeOf(node).refusal(request, length, State);
+    }
+};
+
+/// One row of a table: @p Command is answered by @p Method once @p Checks are passed. That is given the
+/// request, and as many of the first fields of @p Command as it takes. Enumerations and flags should come as
+/// the bytes that travel, to be checked.
+template <auto Command, auto Method, int Checks = 0>
+inline constexpr Handler<typename decltype(signatureOf(Method))::Class> on = {
+    static_cast<unsigned char>(Command), &Checked::answer<Command, Method, Checks>};
+
+/// What answers which command at one class of nodes.
+template <typename Node>
+class Table
+{
+public:
+    template <std::size_t Count>
+    explicit constexpr Table(const Handler<Node> (&handlers)[Count])
+    {
+        for (const Handler<Node> &handler : handlers)
+            m_answers[handler.cmd] = handler.answer;
+    }
+
+    /// Null if nothing here does.
+    constexpr Answer<Node> find(unsigned char cmd) const { return m_answers[cmd]; }
+
+    /// False, with @p answer left alone, if nothing here answers @p request.
+    bool answer(Node &node, const VOXMessage &request, VOXReply *answer) const
+    {
+        const Answer<Node> found = find(request.cmd());
+        if (found)
+            *answer = found(node, request);
+        return found;
+    }
+
+private:
+    Answer<Node> m_answers[256] = {};
+};
 
 }
 
