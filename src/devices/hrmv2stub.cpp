@@ -71,7 +71,7 @@ void HRMv2Stub::dispatch(const VOXMessage &msg)
             send(standardAnswer(msg), delay);
     } else {
         const Handler handler = findHandler(msg.cmd());
-        send(handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG), delay);
+        send(wanted(msg, handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG)), delay);
     }
 }
 

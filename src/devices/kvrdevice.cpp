@@ -248,6 +248,8 @@ KVRDevice::TellLater::~TellLater()
 
 void KVRDevice::dispatch(const VOXMessage &msg)
 {
+    if (isDeafTo(msg))
+        return;
     const TellLater untilAnswered(*this);
     reply(standardAnswer(msg));
 }
@@ -339,7 +341,7 @@ VOXReply KVRDevice::handleGroupAddr(const VOXMessage &request, quint8 index, VOX
 VOXReply KVRDevice::handleNodeLabel(const VOXMessage &request, const QByteArray &label)
 {
     // All 16 bytes, also the zero bytes at the end.
-    setNodeLabel(request.data().mid(VOXMessage::HeaderLength, label.size() + 2));
+    setNodeLabel(label);
     return acknowledgement(request);
 }
 

@@ -22,7 +22,7 @@ KVRMotorDevice::Handler KVRMotorDevice::findHandler(unsigned char cmd)
         on<KVR::CTRL_NETWORK_LOCK, &M::changeNetworkLock, LimitsSet>,
         on<KVR::GET_MOTOR_POSITION, &M::getMotorPositionReply, AnyLength>,
         on<KVR::GET_MOTOR_STATUS, &M::getMotorStatusReply, AnyLength>,
-        on<KVR::SET_APP_MODE, &M::handleAppMode>,
+        on<KVR::SET_APP_MODE, &M::handleAppMode, OnlyIfAsked>,
         on<KVR::SET_MOTOR_LIMITS, &M::handleLimits, NotMoving>,
         on<KVR::SET_MOTOR_DIRECTION, &M::handleDirection, NotMoving>,
         on<KVR::SET_MOTOR_ROLLING_SPEED, &M::handleRollingSpeeds>,
@@ -164,6 +164,8 @@ void KVRMotorDevice::setMotorDiagnostic(const MotorDiagnostic &diagnostic)
 
 void KVRMotorDevice::dispatch(const VOXMessage &msg)
 {
+    if (!checkRequest(msg))
+        return;
     const TellLater untilAnswered(*this);
     reply(answerTo(msg));
 }

@@ -17,8 +17,8 @@ VOXReply KVRMotorDevice::diagReply(const VOXMessage &request)
         return answer<KVR::DIAG_POST_THERMAL_COUNT>(*this, request, counters.thermalCount,
                                                     counters.postThermalMove);
     case KVR::DIAG_GET_OBSTACLE_COUNT:
-        return answer<KVR::DIAG_POST_OBSTACLE_COUNT>(*this, request, counters.postObstacleMove,
-                                                     counters.obstacleCount);
+        return answer<KVR::DIAG_POST_OBSTACLE_COUNT>(*this, request, counters.obstacleCount,
+                                                     counters.postObstacleMove);
     case KVR::DIAG_GET_POWER_COUNT:
         return answer<KVR::DIAG_POST_POWER_COUNT>(*this, request, counters.powerCount);
     case KVR::DIAG_GET_RESET_COUNT:

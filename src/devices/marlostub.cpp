@@ -53,7 +53,7 @@ bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
     static constexpr Table handlers({
         on<KVR::CTRL_MOVE, &MarloStub::handleMove>,
         on<KVR::CTRL_MOVEOF, &MarloStub::handleMoveOf>,
-        on<KVR::SET_MOTOR_LIMITS, &MarloStub::handleLimits>,
+        on<KVR::SET_MOTOR_LIMITS, &MarloStub::handleLimits, NotMoving>,
         on<KVR::SET_MOTOR_ROLLING_SPEED, &MarloStub::handleRollingSpeed>,
     });
     return handlers.answer(*this, request, answer);

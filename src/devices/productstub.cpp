@@ -32,7 +32,7 @@ VOXMessage ProductStub::answerTo(const VOXMessage &request)
 {
     VOXReply answer;
     if (m_sheet.missingCommands.contains(request.cmd()))
-        return nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
+        answer = nack(request, KVR::NACK_FEATURE_NOT_SUPPORTED);
     else if (!answerOwn(request, &answer))
         return KVRMotorDevice::answerTo(request);
     return wanted(request, answer);

@@ -11,7 +11,7 @@ const ProductStub::DataSheet &QM75Stub::dataSheet()
         filled.ranges.slowSpeed = {40, 40, 40};
         filled.ranges.downLimit = {32, 64767, UnsetPosition};
         filled.ranges.intermediatePositions = 16;
-        filled.ranges.dctLocks = 1;
+        filled.ranges.dctLocks = 0;
         filled.ranges.appModes = {KVRMotor::ROLLER};
         filled.missingCommands = {
             KVR::CTRL_NETWORK_LOCK,       KVR::SET_MOTOR_ROLLING_SPEED,
