@@ -42,12 +42,22 @@ VOXReply HRMv2Compat::handle(int cmd, const VOXMessage &request)
 
 bool HRMv2Compat::dispatch(const VOXMessage &request)
 {
-    const Handler handler = findHandler(request.cmd());
-    if (!handler)
+    if (!findHandler(request.cmd()))
         return false;
-    const KVRMotorDevice::TellLater untilAnswered(m_motor);
-    m_motor.replyTo(request, handler(*this, request));
+    m_motor.serve([&] {
+        VOXReply answer;
+        answerTo(request, &answer);
+        return m_motor.wanted(request, answer);
+    });
     return true;
+}
+
+bool HRMv2Compat::answerTo(const VOXMessage &request, VOXReply *answer)
+{
+    const Handler handler = findHandler(request.cmd());
+    if (handler)
+        *answer = handler(*this, request);
+    return handler != nullptr;
 }
 
 VOXReply HRMv2Compat::getMotorSettings(const VOXMessage &request)

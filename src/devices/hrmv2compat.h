@@ -25,6 +25,8 @@ public:
 
     /// Answers @p request under the motor's rule; false if it is none of the six.
     bool dispatch(const VOXMessage &request);
+    /// The same, but gives the answer in @p answer in place of sending it.
+    bool answerTo(const VOXMessage &request, VOXReply *answer);
 
     /// Turning direction and down limit, 65535 if unset. Never refuses.
     VOXReply getMotorSettings(const VOXMessage &request);

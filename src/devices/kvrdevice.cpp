@@ -250,8 +250,7 @@ void KVRDevice::dispatch(const VOXMessage &msg)
 {
     if (isDeafTo(msg))
         return;
-    const TellLater untilAnswered(*this);
-    reply(standardAnswer(msg));
+    serve([&] { return standardAnswer(msg); });
 }
 
 VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)

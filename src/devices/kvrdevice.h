@@ -16,9 +16,10 @@
 /// An emulated node that answers the commands which every node knows.
 ///
 /// Refuses with a NACK, asked for or not; acknowledges only if asked to. The handlers, whose names end in
-/// Reply, return an answer to the sender of their request; dispatch() sends it, and only then tells what has
-/// changed. A slot of any signal may then destroy the node. A handler that a host calls itself tells at once,
-/// and no slot may destroy the node meanwhile. Used on the thread that it lives on.
+/// Reply, return an answer to the sender of their request; dispatch() tells what has changed and then sends
+/// it. A slot of any signal may destroy the node there, which does not answer then. A handler that a host
+/// calls itself tells at once, and no slot may destroy the node meanwhile. Used on the thread that it lives
+/// on.
 /// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {
@@ -143,11 +144,12 @@ protected:
     /// Calls @p news, which emits a signal and does no more: at once, or when the last TellLater is gone. In
     /// the order of the calls.
     void tell(std::function<void()> news);
-    /// Keeps the node's signals back as long as it lives, so that no slot runs in the midst of a change or
-    /// before the answer. The node may be destroyed meanwhile.
+    /// Keeps the node's signals back as long as it lives, so that no slot runs in the midst of a change. The
+    /// node may be destroyed meanwhile.
     class VOX_EXPORT TellLater
     {
     public:
+        /// For @p device.
         explicit TellLater(KVRDevice &device);
         ~TellLater();
         Q_DISABLE_COPY_MOVE(TellLater)
@@ -155,6 +157,21 @@ protected:
     private:
         const QPointer<KVRDevice> m_device;
     };
+
+    /// Lets @p make do what a frame asks for and make the answer. Then tells what has changed, and sends the
+    /// answer last. A slot may destroy the node, which does not answer then.
+    template <typename Make>
+    void serve(const Make &make)
+    {
+        const QPointer<KVRDevice> self(this);
+        VOXMessage answer;
+        {
+            const TellLater untilDone(*this);
+            answer = make();
+        }
+        if (self)
+            reply(answer);
+    }
 
 private:
     using Handler = VOXReply (*)(KVRDevice &node, const VOXMessage &request);

@@ -166,8 +166,7 @@ void KVRMotorDevice::dispatch(const VOXMessage &msg)
 {
     if (!checkRequest(msg))
         return;
-    const TellLater untilAnswered(*this);
-    reply(answerTo(msg));
+    serve([&] { return answerTo(msg); });
 }
 
 VOXMessage KVRMotorDevice::answerTo(const VOXMessage &request)

@@ -254,7 +254,7 @@ public Q_SLOTS:
     void motorPositionReached();
 
 Q_SIGNALS:
-    /// Once a change, after all of it is stored. What is emitted for a request comes after the answer, and
+    /// Once a change, after all of it is stored. What is emitted for a request comes before the answer, and
     /// status() may have gone on by then: a move to where the motor stands tells first that it runs.
     void statusChanged(const KVRMotor::Status &status);
 

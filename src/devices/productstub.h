@@ -37,8 +37,8 @@ protected:
     /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does
     /// not. The answer is sent by the rule of KVRMotorDevice, not by that of KVRDevice: ACK and NACK only if
     /// @p request asks for an acknowledgement, data always. One left invalid is not sent. @p request has
-    /// passed checkRequest(). Signals emitted meanwhile by the base classes come after the answer; a product
-    /// emits its own by tell().
+    /// passed checkRequest(). Signals emitted meanwhile by the base classes come when it has returned, before
+    /// the answer is sent; a product emits its own by tell().
     virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
     VOXMessage answerTo(const VOXMessage &request) override;
 

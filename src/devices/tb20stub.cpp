@@ -38,7 +38,7 @@ bool TB20Stub::answerOwn(const VOXMessage &request, VOXReply *answer)
     static constexpr Table handlers({
         on<KVR::SET_MOTOR_ROLLING_SPEED, &TB20Stub::handleRollingSpeed>,
     });
-    return handlers.answer(*this, request, answer) || m_compat.dispatch(request);
+    return handlers.answer(*this, request, answer) || m_compat.answerTo(request, answer);
 }
 
 VOXReply TB20Stub::handleRollingSpeed(const VOXMessage &request, quint8 rolling, quint8 ignored, quint8 slow)

@@ -275,37 +275,36 @@ void tst_Products::legacyAnswersAreDelayed()
 
 void tst_Products::slotsMayDestroy_data()
 {
-    const auto row = columns<QByteArray, QByteArray, QByteArray>("product", "before", "conversation");
+    const auto row = columns<QByteArray, QByteArray, QByteArray>("product", "before", "requests");
     // The first is a move that ends before anyone looks.
     const QByteArray moved("03 03 0A00 FF");
     row("by an arrival", "TB60LV", moved,
-        "0C > 0D, 01 00 64 00 > 7F, 01 02 64 00 > 7F, 04 00 0000 FF > 6F, 04 02 6400 FF > 7F,"
-        "04 05 6400 FF > 7F, 11 01 00 0000 > 6F, 11 01 01 0000 > 7F, 11 02 00 1027 > 7F, 12 01 > 7F,"
-        "15 01 01 0000 > 7F, 1F 00 > 7F, 02 FF > 7F, 05 > 7F, 06 00 0000 00 > 7F");
-    row("by an arrival, in a product's answer", "MARLO", moved,
-        "11 02 00 1027 > 7F, 01 00 48 00 > 7F, 04 02 6400 FF > 7F");
-    row("by an arrival, in a legacy answer", "TB20", moved, "54 03 0000 > 7F, 5B 00 00 00 > 7F");
+        "0C, 01 00 64 00, 01 02 64 00, 04 00 0000 FF, 04 02 6400 FF,"
+        "04 05 6400 FF, 11 01 00 0000, 11 01 01 0000, 11 02 00 1027, 12 01,"
+        "15 01 01 0000, 1F 00, 02 FF, 05, 06 00 0000 00");
+    row("by an arrival, in a product's answer", "MARLO", moved, "11 02 00 1027, 01 00 48 00, 04 02 6400 FF");
+    row("by an arrival, in a legacy answer", "TB20", moved, "54 03 0000, 5B 00 00 00");
     row("by a status", "TB60LV", "05",
-        "03 00 0000 FF > 7F, 03 01 0000 FF > 7F, 04 02 6400 FF > 7F, 04 03 6400 FF > 7F, 01 01 64 00 > 7F,"
-        "02 FF > 7F, 06 00 0000 05 > 7F");
-    row("by a refusal", "TB60LV", "16 01 05", "03 00 0000 FF > 6F, 04 02 6400 FF > 6F, 05 > 6F");
-    row("by a product's refusal", "MARLO", "16 01 05", "01 00 48 00 > 6F, 04 02 6400 FF > 6F");
-    row("by a release", "MARLO", "06 00 0000 05", "06 05 0000 05 > 7F, 1F 00 > 7F, 1F 17 > 7F");
-    row("by a legacy refusal, or lock", "TB20", "5B 02 00 05", "54 01 0000 > 6F, 5B 00 00 05 > 7F");
+        "03 00 0000 FF, 03 01 0000 FF, 04 02 6400 FF, 04 03 6400 FF, 01 01 64 00,"
+        "02 FF, 06 00 0000 05");
+    row("by a refusal", "TB60LV", "16 01 05", "03 00 0000 FF, 04 02 6400 FF, 05");
+    row("by a product's refusal", "MARLO", "16 01 05", "01 00 48 00, 04 02 6400 FF");
+    row("by a release", "MARLO", "06 00 0000 05", "06 05 0000 05, 1F 00, 1F 17");
+    row("by a legacy refusal, or lock", "TB20", "5B 02 00 05", "54 01 0000, 5B 00 00 05");
     row("by what all nodes tell", "NODE", "40",
-        "55 41414141414141414141414141414141 > 7F, 56 01 05 FF 0000 FF FF > 7F, 56 FF 05 FF 0000 FF 01 > 7F,"
-        "56 01 05 FF 0000 FF 01 > 7F");
+        "55 41414141414141414141414141414141, 56 01 05 FF 0000 FF FF, 56 FF 05 FF 0000 FF 01,"
+        "56 01 05 FF 0000 FF 01");
 }
 
-// Whoever hears of a change may destroy the node, which has answered by then. So may whoever asks the motor
-// itself.
+// A slot that hears of a change may destroy the node, which does not answer then: it tells first. So may the
+// slots of what a host itself asks of the motor.
 void tst_Products::slotsMayDestroy()
 {
     QFETCH(QByteArray, product);
     QFETCH(QByteArray, before);
-    QFETCH(QByteArray, conversation);
+    QFETCH(QByteArray, requests);
     using M = KVRMotorDevice;
-    const auto answerAfter = [&](const std::function<void(M &)> &act) {
+    const auto isSilent = [&](const std::function<void(M &)> &act) {
         CatchingBus bus;
         const QPointer<KVRDevice> node = Products[product].make(&bus);
         auto *motor = qobject_cast<KVRMotorDevice *>(node);
@@ -325,19 +324,18 @@ void tst_Products::slotsMayDestroy()
         act(static_cast<M &>(*node));
         const bool isLeft = node;
         delete node;
-        return isLeft ? QByteArray("it was left") : text(BusMessage(bus.frames.value(0))).left(2);
+        return !isLeft && bus.frames.isEmpty();
     };
-    for (const QByteArray &exchange : conversation.split(',')) {
-        const VOXMessage request = frame(exchange.split('>')[0], Addr, VOXMessage::AckFlag);
-        const QByteArray answer = answerAfter([&](M &m) { m.dispatch(request); });
-        QVERIFY2(exchange.endsWith("> " + answer), exchange + ", but: " + answer);
+    for (const QByteArray &request : requests.split(',')) {
+        const VOXMessage asked = frame(request, Addr, VOXMessage::AckFlag);
+        QVERIFY2(isSilent([&](M &m) { m.dispatch(asked); }), request);
     }
     const std::function<void(M &)> looks[] = {
         [](M &m) { m.position(); },           [](M &m) { m.angle(); },        [](M &m) { m.isMoving(); },
         [](M &m) { m.isMovingUp(); },         [](M &m) { m.isMovingDown(); }, [](M &m) { m.restAt(7); },
         [](M &m) { m.setPositionPulses(10); }};
     for (const auto &look : looks)
-        QCOMPARE(before.startsWith("03") ? answerAfter(look) : QByteArray(), QByteArray());
+        QVERIFY(!before.startsWith("03") || isSilent(look));
 }
 
 void tst_Products::legacyTargets()
