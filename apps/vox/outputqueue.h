@@ -12,7 +12,7 @@ class OutputQueue
 {
 public:
     /// Of all that waits to be written. A status of the largest network has room.
-    static constexpr qint64 MaxBytes = 64 * 1024 * 1024;
+    static constexpr qint64 MaxBytes = qint64{64} * 1024 * 1024;
 
     /// @p failed is called once, on the thread that writes, with the number of the system's error.
     OutputQueue(int descriptor, std::function<void(int)> failed);

@@ -27,6 +27,8 @@ class VOX_EXPORT KVRDevice : public VOXDevice
     Q_PROPERTY(QByteArray nodeLabel READ nodeLabel WRITE setNodeLabel NOTIFY nodeLabelChanged)
 
 public:
+    using VOXDevice::attach;
+
     /// With 16 free group slots. A null @p bus leaves it unattached.
     KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
     ~KVRDevice() override;

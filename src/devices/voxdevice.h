@@ -4,6 +4,8 @@
 #include <vox/messages/voxmessage.h>
 #include <vox/proxies/voxnode.h>
 
+#include <cstddef>
+
 /// An emulated node: sits on a bus under its address and answers what the bus brings it.
 ///
 /// The base answers nothing. May live on another thread than its bus: its frames then come queued, and its
@@ -21,6 +23,10 @@ public:
 
     /// Registers anew under the new address. addrChanged() comes when all of that is done.
     void setAddr(unsigned int addr) override;
+
+    using VOXNode::attach;
+    /// Detaches, as a null bus of either type would.
+    bool attach(std::nullptr_t) { return attach(static_cast<VOXBus *>(nullptr)); }
 
     /// Sends @p msg; an invalid one is dropped, which is how a handler declines to answer.
     void reply(const VOXMessage &msg);
