@@ -19,15 +19,14 @@ Q_CONSTRUCTOR_FUNCTION(registerMetaTypes)
 
 Bus::DeviceUse::DeviceUse(Bus &bus)
     : m_bus(&bus)
+    , m_outer(std::exchange(bus.m_use, this))
 {
-    if (!bus.m_use)
-        bus.m_use = this;
 }
 
 Bus::DeviceUse::~DeviceUse()
 {
-    if (m_bus && m_bus->m_use == this)
-        m_bus->m_use = nullptr;
+    if (m_bus)
+        m_bus->m_use = m_outer;
     if (m_orphan)
         m_orphan->deleteLater();
 }
@@ -81,6 +80,11 @@ bool Bus::closeDevice()
 
 void Bus::shutDown()
 {
+    DeviceUse *outermost = nullptr;
+    for (DeviceUse *use = std::exchange(m_use, nullptr); use; use = use->m_outer) {
+        use->m_bus = nullptr;
+        outermost = use;
+    }
     if (m_device)
         m_device->disconnect(this);
     // The dispatcher, a child, lives until the QObject part goes.
@@ -90,7 +94,7 @@ void Bus::shutDown()
     if (!m_device)
         return;
     // In an event loop, a slot that the device itself calls may be what destroys the bus.
-    if (!m_use && thread()->loopLevel() == 0) {
+    if (!outermost && thread()->loopLevel() == 0) {
         delete m_device;
         return;
     }
@@ -98,8 +102,8 @@ void Bus::shutDown()
     device->setParent(nullptr);
     if (!m_isClosing)
         device->close();
-    if (m_use)
-        m_use->m_orphan = device;
+    if (outermost)
+        outermost->m_orphan = device;
     else
         device->deleteLater();
 }

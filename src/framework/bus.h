@@ -54,7 +54,7 @@ protected:
     class VOX_BUS_EXPORT DeviceUse
     {
     public:
-        /// The outermost one of @p bus, if there is none yet.
+        /// Inside those of @p bus that there are already.
         explicit DeviceUse(Bus &bus);
         ~DeviceUse();
         Q_DISABLE_COPY_MOVE(DeviceUse)
@@ -65,7 +65,8 @@ protected:
     private:
         friend class Bus;
 
-        QPointer<Bus> m_bus;
+        Bus *m_bus;
+        DeviceUse *m_outer;
         QPointer<QIODevice> m_orphan;
     };
 
@@ -96,7 +97,7 @@ private:
     BusDispatcher &m_dispatcher;
     QPointer<QIODevice> m_device;
     std::function<bool()> m_inputHook;
-    // The outermost one.
+    // The innermost one.
     DeviceUse *m_use = nullptr;
     bool m_shutDown = false;
     bool m_isClosing = false;
