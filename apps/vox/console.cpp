@@ -14,8 +14,18 @@
 namespace {
 /// The system's first error with standard output; 0 without one.
 std::atomic<int> outputError{0};
-std::unique_ptr<OutputQueue> outputQueue;
-std::unique_ptr<OutputQueue> errorQueue;
+
+std::unique_ptr<OutputQueue> &outputQueue()
+{
+    static std::unique_ptr<OutputQueue> queue;
+    return queue;
+}
+
+std::unique_ptr<OutputQueue> &errorQueue()
+{
+    static std::unique_ptr<OutputQueue> queue;
+    return queue;
+}
 
 void put(FILE *stream, const QString &text);
 
@@ -32,7 +42,7 @@ void noteFailure(int error)
 void put(FILE *stream, const QString &text)
 {
     const QByteArray bytes = text.toLocal8Bit();
-    if (OutputQueue *queue = stream == stdout ? outputQueue.get() : errorQueue.get())
+    if (OutputQueue *queue = stream == stdout ? outputQueue().get() : errorQueue().get())
         queue->push(bytes);
     else if ((std::fputs(bytes.constData(), stream) < 0 || std::fflush(stream) != 0) && stream == stdout)
         noteFailure(errno);
@@ -41,9 +51,9 @@ void put(FILE *stream, const QString &text)
 /// As soon as somebody reads again.
 void tellDropped()
 {
-    if (!outputQueue)
+    if (!outputQueue())
         return;
-    const int dropped = outputQueue->takeDropped() + errorQueue->takeDropped();
+    const int dropped = outputQueue()->takeDropped() + errorQueue()->takeDropped();
     if (dropped > 0)
         put(stderr,
             QStringLiteral("vox: nobody has read the output: %1 left out\n").arg(counted(dropped, "line")));
@@ -107,8 +117,8 @@ void outliveReader()
 void queueOutput()
 {
     outliveReader();
-    outputQueue = std::make_unique<OutputQueue>(STDOUT_FILENO, noteFailure);
-    errorQueue = std::make_unique<OutputQueue>(STDERR_FILENO, [](int) {});
+    outputQueue() = std::make_unique<OutputQueue>(STDOUT_FILENO, noteFailure);
+    errorQueue() = std::make_unique<OutputQueue>(STDERR_FILENO, [](int) {});
 }
 
 bool hasOutputFailed()
@@ -119,7 +129,7 @@ bool hasOutputFailed()
 int finishOutput(int exitCode)
 {
     tellDropped();
-    outputQueue.reset();
-    errorQueue.reset();
+    outputQueue().reset();
+    errorQueue().reset();
     return exitCode == Success && hasOutputFailed() ? int{Failure} : exitCode;
 }

@@ -37,8 +37,10 @@ QString stateOf(const Reading &reading)
 /// Where a motor has come to rest that was sent elsewhere, and why, as far as it tells.
 QString endOf(const Reading &reading, int target)
 {
-    const auto source = QMetaEnum::fromType<KVRMotor::Source>().valueToKey(reading.status.source);
-    const auto cause = QMetaEnum::fromType<KVRMotor::Cause>().valueToKey(reading.status.cause);
+    const auto source =
+        QMetaEnum::fromType<KVRMotor::Source>().valueToKey(static_cast<int>(reading.status.source));
+    const auto cause =
+        QMetaEnum::fromType<KVRMotor::Cause>().valueToKey(static_cast<int>(reading.status.cause));
     return QStringLiteral("was to go to %1 pulses and ended at %2, %3 %: %4, %5, %6")
         .arg(target)
         .arg(reading.pulses)
