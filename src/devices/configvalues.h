@@ -20,8 +20,8 @@ public:
     {
     }
 
-    /// Fixed when the setting is made.
     ///@{
+    /// Fixed when the setting is made.
     T minimum() const { return m_minimum; }
     T maximum() const { return m_maximum; }
     T defaultValue() const { return m_default; }

@@ -23,14 +23,14 @@ public:
 
     /// The pulse that has been reached by now.
     unsigned short currentPosition();
-    /// Where the present move began, and where it ends; both are the position itself at rest.
     ///@{
+    /// Where the present move began, and where it ends; both are the position itself at rest.
     unsigned short startPos() const { return m_start; }
     unsigned short targetPos() const { return m_target; }
     ///@}
 
-    /// Pulses per minute. A move in progress is neither frozen nor re-timed; who wants that does it first.
     ///@{
+    /// Pulses per minute. A move in progress is neither frozen nor re-timed; who wants that does it first.
     unsigned int speed() const { return m_speed; }
     void setSpeed(unsigned int speed) { m_speed = speed; }
     ///@}
@@ -50,16 +50,16 @@ public:
     /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
     qint64 remainingTime() const;
 
-    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
     ///@{
+    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
     KVRMotor::Direction direction() const { return direction(m_target); }
     KVRMotor::Direction direction(unsigned short position) const;
     ///@}
 
     /// Whether the shaft has left where the move began; false within the first pulse, which callers rely on.
     bool isMoving();
-    /// These two are also false at pulse 0.
     ///@{
+    /// These two are also false at pulse 0.
     bool isMovingUp();
     bool isMovingDown();
     ///@}

@@ -30,8 +30,8 @@ public:
     /// it unattached.
     HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// DELAY_REPLY at first. An answer that waits already is not hurried.
     ///@{
+    /// DELAY_REPLY at first. An answer that waits already is not hurried.
     StubOptions stubOptions() const { return m_options; }
     void setStubOptions(StubOptions options);
     ///@}
@@ -44,8 +44,8 @@ public:
     unsigned short motorIP(unsigned char index) const;
     /// False if there is no such slot.
     bool setMotorIP(unsigned char index, unsigned short position);
-    /// Any byte that a host has stored, 0 at first. Locks nothing.
     ///@{
+    /// Any byte that a host has stored, 0 at first. Locks nothing.
     unsigned char lockStatus() const { return m_lockStatus; }
     void setLockStatus(unsigned char status) { m_lockStatus = status; }
     ///@}

@@ -39,21 +39,21 @@ public:
     /// Cut to 12 bytes; an empty one is replaced by one made of address, year and week.
     void setSerialNumber(const QByteArray &serial);
 
-    /// Reported to hosts. A change emits appVersionChanged() or stackVersionChanged().
     ///@{
+    /// Reported to hosts. A change emits appVersionChanged() or stackVersionChanged().
     const KVRStdProxy::AppVersion &appVersion() const { return m_appVersion; }
     void setAppVersion(const KVRStdProxy::AppVersion &version);
     const KVRStdProxy::AppVersion &stackVersion() const { return m_stackVersion; }
     void setStackVersion(const KVRStdProxy::AppVersion &version);
     ///@}
+    ///@{
     /// In deaf mode the node ignores every command but SET_NETWORK_CONFIG; the rest is only reported. A
     /// change emits networkConfigChanged().
-    ///@{
     const KVRStdProxy::NetworkConfig &networkConfig() const { return m_networkConfig; }
     void setNetworkConfig(const KVRStdProxy::NetworkConfig &config);
     ///@}
-    /// The emulation does not count: these are what was last set, here or by SET_NETWORK_STAT. No signal.
     ///@{
+    /// The emulation does not count: these are what was last set, here or by SET_NETWORK_STAT. No signal.
     const KVRStdProxy::NetworkStat &networkStat() const { return m_networkStat; }
     void setNetworkStat(const KVRStdProxy::NetworkStat &stat) { m_networkStat = stat; }
     const KVRStdProxy::NetworkErrorStat &networkErrorStat() const { return m_networkErrorStat; }
@@ -66,9 +66,9 @@ public:
     /// Puts the group of a slot into @p addr, 0 if it is free. False, with @p addr left alone, if there is no
     /// such slot.
     virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
+    ///@{
     /// New slots are free. The groups of slots that go stay registered with the bus; they are heard until the
     /// node is detached.
-    ///@{
     int groupCount() const { return m_groups.size(); }
     void setGroupCount(int count);
     ///@}
@@ -81,9 +81,9 @@ public:
     /// Whether a custom reply is stored for @p cmd.
     bool hasCustomReply(KVR::Cmd cmd) const;
 
+    ///@{
     /// The stored value, whatever else is in @p request. Label and serial number are filled with zero bytes;
     /// a serial number that is empty is made first.
-    ///@{
     VOXReply nodeLabelReply(const VOXMessage &request) const;
     VOXReply serialNumberReply(const VOXMessage &request);
     VOXReply networkConfigReply(const VOXMessage &request) const;
@@ -92,10 +92,10 @@ public:
     VOXReply stackVersionReply(const VOXMessage &request) const;
     VOXReply appVersionReply(const VOXMessage &request) const;
     ///@}
+    ///@{
     /// Does what @p request asks for. The answer is invalid, thus none, if that is done and no
     /// acknowledgement was asked for. Refuses with NACK_MSGSIZE, and an unknown set of counters with
     /// NACK_BADMSG.
-    ///@{
     VOXReply setNetworkConfigReply(const VOXMessage &request);
     VOXReply setNetworkStatReply(const VOXMessage &request);
     ///@}
@@ -106,15 +106,15 @@ public Q_SLOTS:
     /// Cut to 16 bytes. Compared before that: a longer one is a change each time that it is set.
     void setNodeLabel(const QByteArray &label);
     void dispatch(const VOXMessage &msg) override;
-    /// As in VOXDevice, and with the groups of all slots.
     ///@{
+    /// As in VOXDevice, and with the groups of all slots.
     bool attach(VOXBus *bus) override;
     void detach() override;
     ///@}
 
 Q_SIGNALS:
-    /// Once the new value is stored, which is what it carries.
     ///@{
+    /// Once the new value is stored, which is what it carries.
     void nodeLabelChanged(const QByteArray &label);
     void stackVersionChanged(const KVRStdProxy::AppVersion &stackVersion);
     void appVersionChanged(const KVRStdProxy::AppVersion &appVersion);

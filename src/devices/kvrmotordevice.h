@@ -60,14 +60,14 @@ public:
     void restAt(unsigned short position);
     /// The tilt angle; 255 while moving, and for a roller.
     unsigned char angle();
-    /// Where the present move began, and where it ends; both are the position itself at rest.
     ///@{
+    /// Where the present move began, and where it ends; both are the position itself at rest.
     unsigned short startPos() const { return m_position.startPos(); }
     unsigned short targetPos() const { return m_position.targetPos(); }
     ///@}
+    ///@{
     /// By the shaft alone: false within the first pulse of a move, and while winking. Up and down are also
     /// false at pulse 0.
-    ///@{
     bool isMoving() { return m_position.isMoving(); }
     bool isMovingUp() { return m_position.isMovingUp(); }
     bool isMovingDown() { return m_position.isMovingDown(); }
@@ -75,18 +75,18 @@ public:
 
     /// Whether both limits are set.
     bool isLimit() const { return isUpLimit() && isDownLimit(); }
-    /// Whether this one is set.
     ///@{
+    /// Whether this one is set.
     bool isUpLimit() const { return !m_upLimit.isDefault(); }
     bool isDownLimit() const { return !m_downLimit.isDefault(); }
     ///@}
-    /// UnsetPosition if it is not set. An up limit that is set is 0.
     ///@{
+    /// UnsetPosition if it is not set. An up limit that is set is 0.
     unsigned short upLimit() const { return m_upLimit.value(); }
     unsigned short downLimit() const { return m_downLimit.value(); }
     ///@}
-    /// The range in which the product takes a down limit, bounds included.
     ///@{
+    /// The range in which the product takes a down limit, bounds included.
     unsigned short minDownLimit() const { return m_downLimit.minimum(); }
     unsigned short maxDownLimit() const { return m_downLimit.maximum(); }
     ///@}
@@ -99,8 +99,8 @@ public:
     /// Rounded down; 65535 without limits.
     unsigned short toPulses(unsigned char percent) const;
 
-    /// Revolutions per minute.
     ///@{
+    /// Revolutions per minute.
     unsigned char upSpeed() const { return m_upSpeed.value(); }
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
@@ -143,15 +143,15 @@ public:
     void resetLocks();
     /// Whether no lock is set.
     bool isDefaultLocks() const;
-    /// The counters that DIAG requests read. Setting equal ones keeps what is stored.
     ///@{
+    /// The counters that DIAG requests read. Setting equal ones keeps what is stored.
     const MotorDiagnostic &getMotorDiagnostic() const { return m_diagnostic; }
     void setMotorDiagnostic(const MotorDiagnostic &diagnostic);
     ///@}
 
+    ///@{
     /// Lets the motor live so many times as fast, from the next move on; with 0 that never ends. Speeds are
     /// reported as before; for simulators and tests.
-    ///@{
     void setTimeScale(unsigned int factor) { m_timeScale = factor; }
     unsigned int timeScale() const { return m_timeScale; }
     ///@}
@@ -228,10 +228,10 @@ public:
     VOXReply setDCTLockReply(const VOXMessage &request) { return handle(KVR::SET_DCT_LOCK, request); }
     /// As getNetworkLockReply(), but refuses an unknown index, also 0, with NACK_BADMSG.
     VOXReply getDCTLockReply(const VOXMessage &request) { return handle(KVR::GET_DCT_LOCK, request); }
+    ///@{
     /// Resets, or tells whether all is at its default, one of factorySettings() or all of them. Refuses a
     /// setting that the product lacks with NACK_FEATURE_NOT_SUPPORTED, an unknown one with NACK_BADMSG, and a
     /// reset in motion with NACK_IN_MOTION.
-    ///@{
     VOXReply setFactoryDefaultReply(const VOXMessage &request)
     {
         return handle(KVR::SET_FACTORY_DEFAULT, request);
@@ -262,15 +262,15 @@ protected:
     /// What a product is made with.
     struct Ranges
     {
-        /// Revolutions per minute; the first is for up and down.
         ///@{
+        /// Revolutions per minute; the first is for up and down.
         ConfigValues<unsigned char> rollingSpeed;
         ConfigValues<unsigned char> slowSpeed;
         ///@}
         /// Pulses; UnsetPosition as the default.
         ConfigValues<unsigned short> downLimit;
-        /// How many of them there are.
         ///@{
+        /// How many of them there are.
         int intermediatePositions = 0;
         int dctLocks = 0;
         ///@}
@@ -288,9 +288,9 @@ protected:
         /// A refusal shows in the status.
         NotLocked = 4
     };
+    ///@{
     /// NACK_ACK if nothing speaks against @p request. @p checks are Check flags, @p length is the least
     /// length of the frame in bytes; without it, what the command's descriptor says.
-    ///@{
     KVR::NackStatus refusal(const VOXMessage &request, int checks);
     KVR::NackStatus refusal(const VOXMessage &request, int length, int checks);
     ///@}
@@ -302,8 +302,8 @@ protected:
     {
         /// A KVRMotor::FactoryDefFunction.
         int id;
-        /// Called while a request is handled, on the motor's thread. A reset may emit signals.
         ///@{
+        /// Called while a request is handled, on the motor's thread. A reset may emit signals.
         std::function<bool()> isDefault;
         std::function<void()> reset;
         ///@}

@@ -14,20 +14,20 @@ public:
     /// Takes all three as they are: an open lock that has a priority still refuses lower ones.
     Lock(unsigned int source, VOX::LockStatus status, unsigned char priority);
 
-    /// The address of the node that last set or cleared the lock, of which 24 bits travel.
     ///@{
+    /// The address of the node that last set or cleared the lock, of which 24 bits travel.
     unsigned int getSource() const { return m_source; }
     void setSource(unsigned int source) { m_source = source; }
     ///@}
 
-    /// Whether movement is locked. A change leaves source and priority as they are.
     ///@{
+    /// Whether movement is locked. A change leaves source and priority as they are.
     bool isLocked() const { return m_status == VOX::LOCKED; }
     void setLock(bool locked) { m_status = locked ? VOX::LOCKED : VOX::UNLOCKED; }
     ///@}
 
-    /// The least priority that admits() lets pass; 255 is the highest.
     ///@{
+    /// The least priority that admits() lets pass; 255 is the highest.
     unsigned char getCurrentPrio() const { return m_priority; }
     void setCurrentPrio(unsigned char priority) { m_priority = priority; }
     ///@}

@@ -19,8 +19,8 @@ struct VOX_EXPORT MotorDiagnosticData : public QSharedData
                         postObstacleMove, powerCount, resetCount, encoderErrCount);
     }
 
-    /// 0 until set.
     ///@{
+    /// 0 until set.
     unsigned int totalMoveCount = 0;
     unsigned int totalRevCount = 0;
     unsigned short thermalCount = 0;
@@ -43,9 +43,9 @@ public:
     /// What equal copies share.
     using Data = MotorDiagnosticData;
 
+    ///@{
     /// 0 at first. Of the two totals, 24 bits travel. The moves after a thermal event or an obstacle are
     /// counted from the last one.
-    ///@{
     unsigned int totalMoveCount() const { return d->totalMoveCount; }
     unsigned int totalRevCount() const { return d->totalRevCount; }
     unsigned short thermalCount() const { return d->thermalCount; }
@@ -57,8 +57,8 @@ public:
     unsigned short encoderErrCount() const { return d->encoderErrCount; }
     ///@}
 
-    /// Makes the value valid, even if the count stays the same.
     ///@{
+    /// Makes the value valid, even if the count stays the same.
     void setTotalMoveCount(unsigned int count) { d->totalMoveCount = count; }
     void setTotalRevCount(unsigned int count) { d->totalRevCount = count; }
     void setThermalCount(unsigned short count) { d->thermalCount = count; }

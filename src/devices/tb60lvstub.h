@@ -16,8 +16,8 @@ public:
     /// 24 bits of @p addr count.
     TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// Whether a ramp is on, and its value, 0 to 255; off and 150 at first.
     ///@{
+    /// Whether a ramp is on, and its value, 0 to 255; off and 150 at first.
     void setSoftStart(bool isOn, unsigned char value) { m_softStart = {isOn, value}; }
     void setSoftStop(bool isOn, unsigned char value) { m_softStop = {isOn, value}; }
     bool softStartStatus() const { return m_softStart.isOn; }

@@ -20,9 +20,9 @@ public:
     KVRGroupProxy(unsigned int addr, Bus *bus, QObject *parent = nullptr);
 
 public Q_SLOTS:
+    ///@{
     /// Moves, stops or winks all members, with the parameters of the operation of the same name in
     /// KVRMotorProxy. A motor that refuses does so without an answer.
-    ///@{
     BusPendingCall ctrlMove(KVRMotor::MoveFunction dir, quint8 duration, KVRMotor::SpeedType speed);
     BusPendingCall ctrlStop(quint8 tilt = 255);
     BusPendingCall ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt = 255);

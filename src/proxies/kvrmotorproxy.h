@@ -103,144 +103,144 @@ public Q_SLOTS:
     /// NACK_IN_MOTION; NACK_FEATURE_NOT_SUPPORTED for a setting that the product lacks; NACK_BADMSG.
     BusPendingCall setFactoryDefault(KVRMotor::FactoryDefFunction fun);
 
+    ///@{
     /// Where the motor is. The decoder gives pulses and percent, which are 65535 and 255 unless both limits
     /// are set, and more than 100 percent past the down limit; the tilt angle, 255 for a roller and while it
     /// moves; the index, from 1, of the intermediate position that it is at, else 255.
-    ///@{
     BusPendingCall getMotorPosition();
     bool getMotorPositionReply(const BusMessage &msg, quint16 *pulsePos, quint8 *pctPos, quint8 *tilt,
                                quint8 *IP) const;
     ///@}
 
+    ///@{
     /// What the motor does, and why. At rest the direction stays that of the last move, and the source is
     /// internal if the motor has arrived.
-    ///@{
     BusPendingCall getMotorStatus();
     bool getMotorStatusReply(const BusMessage &msg, KVRMotor::Status &status) const;
     ///@}
 
-    /// The application mode. The decoder takes a NACK for a mode; TB20 motors answer one.
     ///@{
+    /// The application mode. The decoder takes a NACK for a mode; TB20 motors answer one.
     BusPendingCall getAppMode();
     bool getAppModeReply(const BusMessage &msg, KVRMotor::AppMode &mode) const;
     ///@}
 
+    ///@{
     /// The limits in pulses; 65535 is unset, and the up limit else 0. It comes first on the wire and last
     /// here; that is meant.
-    ///@{
     BusPendingCall getMotorLimits();
     bool getMotorLimitsReply(const BusMessage &msg, quint16 &downLimit, quint16 *upLimit = nullptr) const;
     ///@}
 
-    /// Whether the motor turns the normal way or the reversed one. The decoder takes a NACK for a direction.
     ///@{
+    /// Whether the motor turns the normal way or the reversed one. The decoder takes a NACK for a direction.
     BusPendingCall getMotorDirection();
     bool getMotorDirectionReply(const BusMessage &msg, KVRMotor::TurnDirection &direction) const;
     ///@}
 
-    /// The speeds in revolutions per minute. QM75 motors lack the query.
     ///@{
+    /// The speeds in revolutions per minute. QM75 motors lack the query.
     BusPendingCall getMotorRollingSpeed();
     bool getMotorRollingSpeedReply(const BusMessage &msg, quint8 &upSpeed, quint8 &downSpeed,
                                    quint8 *slowSpeed = nullptr) const;
     ///@}
 
+    ///@{
     /// The tilting speed. Emulated motors refuse with NACK_FEATURE_NOT_SUPPORTED, which the decoder takes for
     /// a speed.
-    ///@{
     BusPendingCall getMotorTiltingSpeed();
     bool getMotorTiltingSpeedReply(const BusMessage &msg, quint8 &speed) const;
     ///@}
 
+    ///@{
     /// Intermediate position @p index, which counts from 1; one that does not exist is NACK_BADMSG. The
     /// decoder gives the index, pulses and percent, 65535 and 255 if it is not set.
-    ///@{
     BusPendingCall getMotorIP(quint8 index);
     bool getMotorIPReply(const BusMessage &msg, quint8 *index, quint16 *pulse, quint8 *percent) const;
     ///@}
 
+    ///@{
     /// Whether the motor is locked, and with which priority. @p sourceAddr becomes the address, 24 bits, of
     /// who last set or opened the lock; it stands between the two on the wire. TB20 motors lack the query.
-    ///@{
     BusPendingCall getNetworkLock();
     bool getNetworkLockReply(const BusMessage &msg, bool &status, quint8 &priority,
                              VOX::Addr *sourceAddr) const;
     ///@}
 
+    ///@{
     /// The lock of local input @p index, which counts from 1; one that does not exist is NACK_BADMSG. Decoded
     /// as the network lock. QM75 motors lack the query.
-    ///@{
     BusPendingCall getDCTLock(quint8 index);
     bool getDCTLockReply(const BusMessage &msg, bool &status, quint8 &priority, VOX::Addr *sourceAddr) const;
     ///@}
 
+    ///@{
     /// The tilt limits, in 16 bits though 8 bits set them; that is the format. Emulated motors refuse with
     /// NACK_FEATURE_NOT_SUPPORTED.
-    ///@{
     BusPendingCall getTiltLimits();
     bool getTiltLimitsReply(const BusMessage &msg, quint16 &minTilt, quint16 &maxTilt,
                             quint16 &defaultTilt) const;
     ///@}
 
+    ///@{
     /// Whether each ramp is on, and its value in the motor's own unit. TB60LV motors only; others answer
     /// NACK_BADMSG.
-    ///@{
     BusPendingCall getMotorSoftStartStop();
     bool getMotorSoftStartStopReply(const BusMessage &msg, bool &startStatus, quint8 &startValue,
                                     bool &stopStatus, quint8 &stopValue) const;
     ///@}
 
+    ///@{
     /// The torque limitation: @p status is 1 while it is on and 0 while it is off, unlike TorqueFunction;
     /// @p level is 0 or 1. TB60LV motors only; others answer NACK_BADMSG.
-    ///@{
     BusPendingCall getTorqueLimitation();
     bool getTorqueLimitationReply(const BusMessage &msg, quint8 &status, quint8 &level) const;
     ///@}
 
+    ///@{
     /// Whether the setting, or all of them, stands as delivered; refused like setFactoryDefault(), but not in
     /// motion. In the decoder @p status is true if it does, and @p fun must not be null.
-    ///@{
     BusPendingCall getFactoryDefault(KVRMotor::FactoryDefFunction fun);
     bool getFactoryDefaultReply(const BusMessage &msg, bool &status, KVRMotor::FactoryDefFunction *fun) const;
     ///@}
 
+    ///@{
     /// Moves, or revolutions, in the motor's life. 24 bits travel, on purpose. QM75 motors lack the
     /// revolutions.
-    ///@{
     BusPendingCall diagGetTotalMoveCount();
     bool diagGetTotalMoveCountReply(const BusMessage &msg, quint32 &totalMoveCount) const;
     BusPendingCall diagGetTotalRevCount();
     bool diagGetTotalRevCountReply(const BusMessage &msg, quint32 &totalRevCount) const;
     ///@}
 
-    /// How often the thermal protection has stepped in, and the moves since. QM75 motors lack it.
     ///@{
+    /// How often the thermal protection has stepped in, and the moves since. QM75 motors lack it.
     BusPendingCall diagGetThermalCount();
     bool diagGetThermalCountReply(const BusMessage &msg, quint16 &thermalCount,
                                   quint16 &postThermalMove) const;
     ///@}
 
-    /// How often the motor has met an obstacle, and the moves since.
     ///@{
+    /// How often the motor has met an obstacle, and the moves since.
     BusPendingCall diagGetObstacleCount();
     bool diagGetObstacleCountReply(const BusMessage &msg, quint16 &obstacleCount,
                                    quint16 &postObstacleMove) const;
     ///@}
 
-    /// How often the motor was powered up, whatever the decoder's parameter is called.
     ///@{
+    /// How often the motor was powered up, whatever the decoder's parameter is called.
     BusPendingCall diagGetPowerCount();
     bool diagGetPowerCountReply(const BusMessage &msg, quint16 &postObstacleMove) const;
     ///@}
 
-    /// How often the motor was reset.
     ///@{
+    /// How often the motor was reset.
     BusPendingCall diagGetResetCount();
     bool diagGetResetCountReply(const BusMessage &msg, quint16 &resetCount) const;
     ///@}
 
-    /// How often the encoder has failed. TB60LV motors lack it.
     ///@{
+    /// How often the encoder has failed. TB60LV motors lack it.
     BusPendingCall diagGetEncoderErrors();
     bool diagGetEncoderErrorsReply(const BusMessage &msg, quint16 &encoderErrCount) const;
     ///@}

@@ -35,14 +35,14 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT AppVersionData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// What VOXSharedValue asks of its data.
         static AppVersionData *null();
         auto fields() const { return std::tie(idxLetter, idxNum, profile, reference); }
         ///@}
 
-        /// See the getters of AppVersion.
         ///@{
+        /// See the getters of AppVersion.
         quint32 reference = 0;
         quint8 idxLetter = 0;
         quint8 idxNum = 0;
@@ -68,8 +68,8 @@ public:
         quint32 reference() const { return d->reference; }
         /// A Latin-1 code, not checked to be a letter.
         quint8 idxLetter() const { return d->idxLetter; }
-        /// A number of the version, 0 to 255.
         ///@{
+        /// A number of the version, 0 to 255.
         quint8 idxNum() const { return d->idxNum; }
         quint8 profile() const { return d->profile; }
         ///@}
@@ -91,8 +91,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkConfigData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// What VOXSharedValue asks of its data.
         static NetworkConfigData *null();
         auto fields() const
         {
@@ -100,8 +100,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkConfig; supervisionPeriod is whole here.
         ///@{
+        /// See the getters of NetworkConfig; supervisionPeriod is whole here.
         BcastMode bcastMode = BCAST_ON;
         quint8 maxRand = 0;
         bool supervisionActive = false;
@@ -137,8 +137,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkStatData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// What VOXSharedValue asks of its data.
         static NetworkStatData *null();
         auto fields() const
         {
@@ -147,8 +147,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkStat.
         ///@{
+        /// See the getters of NetworkStat.
         quint8 maxRetryCount = 3;
         quint32 frameSent = 0;
         quint32 frameSeen = 0;
@@ -171,9 +171,9 @@ public:
 
         /// How often the node repeats a frame at most: a setting among the counters.
         quint8 maxRetryCount() const { return d->maxRetryCount; }
+        ///@{
         /// Frames that the node has sent, has seen on the bus, and has received because they were for it. 24
         /// bits travel, on purpose.
-        ///@{
         quint32 frameSent() const { return d->frameSent; }
         quint32 frameSeen() const { return d->frameSeen; }
         quint32 frameReceived() const { return d->frameReceived; }
@@ -185,8 +185,8 @@ public:
         /// How often supervision has failed.
         quint8 supervisionFailure() const { return d->supervisionFailure; }
 
-        /// What the getter of the same name gives. Makes the value valid.
         ///@{
+        /// What the getter of the same name gives. Makes the value valid.
         void setMaxRetryCount(quint8 count) { d->maxRetryCount = count; }
         void setFrameSent(quint32 count) { d->frameSent = count; }
         void setFrameSeen(quint32 count) { d->frameSeen = count; }
@@ -201,8 +201,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkErrorStatData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// What VOXSharedValue asks of its data.
         static NetworkErrorStatData *null();
         auto fields() const
         {
@@ -211,8 +211,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkErrorStat.
         ///@{
+        /// See the getters of NetworkErrorStat.
         quint16 txFailures = 0;
         quint16 collisions = 0;
         quint16 rxDataError = 0;
@@ -235,10 +235,10 @@ public:
         /// What data() and constData() give.
         using Data = NetworkErrorStatData;
 
+        ///@{
         /// How often the node has met this since setNetworkStat() cleared it: a frame not sent, a collision,
         /// bad data, a command that it does not know, a frame of the wrong length, a full input or output
         /// buffer, a wrong CRC, a bundle of the wrong size.
-        ///@{
         quint16 txFailures() const { return d->txFailures; }
         quint16 collisions() const { return d->collisions; }
         quint16 rxDataError() const { return d->rxDataError; }
@@ -250,8 +250,8 @@ public:
         quint16 bundleSizeError() const { return d->bundleSizeError; }
         ///@}
 
-        /// What the getter of the same name gives. Makes the value valid.
         ///@{
+        /// What the getter of the same name gives. Makes the value valid.
         void setTxFailures(quint16 count) { d->txFailures = count; }
         void setCollisions(quint16 count) { d->collisions = count; }
         void setRxDataError(quint16 count) { d->rxDataError = count; }
@@ -272,8 +272,8 @@ public:
     bool getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const;
     /// Reads 14 of the reply's 17 bytes, as the format has it.
     bool getNetworkStatReply(const BusMessage &msg, KVRStdProxy::NetworkStat &stat) const;
-    /// Fills the value, which becomes valid even if the message was too short.
     ///@{
+    /// Fills the value, which becomes valid even if the message was too short.
     bool getNetworkErrorStatReply(const BusMessage &msg, KVRStdProxy::NetworkErrorStat &stat) const;
     bool getNetworkConfigReply(const BusMessage &msg, KVRStdProxy::NetworkConfig &config) const;
     bool getNodeStackVersionReply(const BusMessage &msg, KVRStdProxy::AppVersion &version) const;
@@ -286,9 +286,9 @@ public:
     bool getNodeSerialNumberReply(const BusMessage &msg, QByteArray &serial) const;
     /// Checks the command alone.
     bool checkDataTest1Reply(const BusMessage &msg) const;
+    ///@{
     /// Checks command and length, and that all the bytes of @p data have come back: 10 in test 2, 20 in
     /// test 3. With fewer or more it is false, even if their padded or cut form has come back.
-    ///@{
     bool checkDataTest2Reply(const BusMessage &msg, const QByteArray &data) const;
     bool checkDataTest3Reply(const BusMessage &msg, const QByteArray &data) const;
     ///@}
@@ -303,8 +303,8 @@ public Q_SLOTS:
     /// Puts the node into group @p addr, 24 bits, by slot @p idx, as in getGroupAddr(). Group 0 frees the
     /// slot.
     BusPendingCall setGroupAddr(quint8 idx, VOX::Addr addr);
-    /// Asks for what the node has counted on its network since setNetworkStat() cleared it.
     ///@{
+    /// Asks for what the node has counted on its network since setNetworkStat() cleared it.
     BusPendingCall getNetworkStat();
     BusPendingCall getNetworkErrorStat();
     ///@}
@@ -323,8 +323,8 @@ public Q_SLOTS:
     BusPendingCall setNetworkConfig(quint8 bcastMode = 255, quint8 maxRand = 0, quint8 supervision = 255,
                                     quint16 supervisionPeriod = 0, quint8 deafMode = 255,
                                     quint8 upload = 255);
-    /// Asks for an AppVersion, 12 bytes of serial number or 16 bytes of label, filled with zero bytes.
     ///@{
+    /// Asks for an AppVersion, 12 bytes of serial number or 16 bytes of label, filled with zero bytes.
     BusPendingCall getNodeStackVersion();
     BusPendingCall getNodeSerialNumber();
     BusPendingCall getNodeAppVersion();
