@@ -31,7 +31,7 @@ public:
     HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
     ///@{
-    /// DELAY_REPLY at first. An answer that waits already is not hurried.
+    /// DELAY_REPLY at first. A change does not hurry an answer that waits already.
     StubOptions stubOptions() const { return m_options; }
     void setStubOptions(StubOptions options);
     ///@}
@@ -49,19 +49,19 @@ public:
     unsigned char lockStatus() const { return m_lockStatus; }
     void setLockStatus(unsigned char status) { m_lockStatus = status; }
     ///@}
-    /// Finds none, ever: 255.
+    /// Never finds one: always 255.
     unsigned char findMotorIP(unsigned short position) const;
 
     /// An answer that waits is not sent any more, unless @p addr is the one that the stub has.
     void setAddr(unsigned int addr) override;
 
 public Q_SLOTS:
-    /// Neither is it when the stub is detached, or attached elsewhere.
+    /// An answer that waits is not sent any more once the stub is detached, or attached elsewhere.
     void detach() override;
     void dispatch(const VOXMessage &msg) override;
 
 Q_SIGNALS:
-    /// Told when setStubOptions() has changed them.
+    /// Emitted when setStubOptions() has changed them.
     void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:

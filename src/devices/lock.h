@@ -34,8 +34,8 @@ public:
 
     /// Whether a request with @p priority may change the lock.
     bool admits(unsigned char priority) const { return priority >= m_priority; }
-    /// Stores what an admitted request wants, without a look at admits(). An open lock has the priority 0, so
-    /// that it admits everyone.
+    /// Stores the state that an admitted request wants; does not check admits(). An open lock has the
+    /// priority 0, so that it admits everyone.
     void apply(bool locked, unsigned char priority, unsigned int source);
 
 private:

@@ -10,7 +10,7 @@
 /// @ingroup devices
 struct VOX_EXPORT MotorDiagnosticData : public QSharedData
 {
-    /// What all values share that were never set: zeros. Never freed, and not to be written.
+    /// The zeros that all values share which were never set. Never freed, and not to be written.
     static MotorDiagnosticData *null();
     /// In the order in which they are compared.
     auto fields() const
@@ -33,18 +33,18 @@ struct VOX_EXPORT MotorDiagnosticData : public QSharedData
     ///@}
 };
 
-/// The counters of a motor's life. The emulation does not count: they are what was last set.
+/// The counters of a motor's life. The emulation counts nothing: they hold what was last set.
 ///
 /// Implicitly shared; a copy may be used on another thread.
 /// @ingroup devices
 class VOX_EXPORT MotorDiagnostic : public VOXSharedValue<MotorDiagnosticData>
 {
 public:
-    /// What equal copies share.
+    /// The fields that copies share.
     using Data = MotorDiagnosticData;
 
     ///@{
-    /// 0 at first. Of the two totals, 24 bits travel. The moves after a thermal event or an obstacle are
+    /// 0 at first. Only 24 bits of the two totals travel. The moves after a thermal event or an obstacle are
     /// counted from the last one.
     unsigned int totalMoveCount() const { return d->totalMoveCount; }
     unsigned int totalRevCount() const { return d->totalRevCount; }
