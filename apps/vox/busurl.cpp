@@ -18,7 +18,8 @@ const QString BindKey = QStringLiteral("bind");
 const QString AliasKey = QStringLiteral("alias");
 const QString LatencyKey = QStringLiteral("latency");
 
-/// Says nothing while a bus is made: it would warn of what the caller says in a line of its own.
+/// Suppresses the log while a bus is made: the bus would warn of problems that the caller reports in a line
+/// of its own.
 class Silence
 {
 public:

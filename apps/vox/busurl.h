@@ -8,7 +8,7 @@
 
 class VOXBus;
 
-/// What the URL of a bus says:
+/// The parts of a bus's URL:
 ///
 ///     serial:///dev/ttyUSB0
 ///     udp://DESTINATION:PORT?local=PORT&bind=ADDRESS
@@ -18,11 +18,11 @@ struct BusUrl
 {
     enum Kind { Serial, Udp, Multicast, Pty };
 
-    /// False if @p text is none; @p problem says why, in one line.
+    /// False if @p text is no such URL; @p problem says why, in one line.
     static bool read(const QString &text, BusUrl *url, QString *problem);
 
-    /// What a socket binds to: @c bind, or else any address; for multicast that of the group, because a
-    /// socket that is bound to any address hears the other groups on its port, too.
+    /// The address that a socket binds to: @c bind, or else any address. For multicast it is else that of the
+    /// group, because a socket that is bound to any address hears the other groups on its port, too.
     QHostAddress localAddress() const;
 
     QString text;
@@ -30,7 +30,7 @@ struct BusUrl
     QString path;
     QHostAddress host;
     unsigned short port = 0;
-    /// Null for any.
+    /// Null for any address.
     QHostAddress bind;
     /// 0 for the same as the port.
     unsigned short local = 0;
@@ -43,11 +43,11 @@ struct BusUrl
 /// be opened; @p problem says why, in one line.
 std::unique_ptr<VOXBus> openBus(const QString &url, QString *problem, QString *portUrl = nullptr);
 
-/// That the bus, or the port, @p name cannot be opened for @p reason; and what may help.
+/// A text that the bus or port @p name cannot be opened for @p reason, and what may help.
 QString openProblem(const QString &name, const QString &reason);
 
 /// Whether @p url is a UDP bus to one peer whose port another program has. A bus shares its port without a
-/// word, and then only one of them hears the peer.
+/// warning, and then only one of the two hears the peer.
 bool isPortTaken(const QString &url);
 
 #endif

@@ -59,7 +59,7 @@ bool CommandLine::parse(const QStringList &arguments)
         return false;
     }
     if (m_parser.isSet(QStringLiteral("help"))) {
-        // The usage line names the program's file, and not the command.
+        // The usage line of Qt names the program's file, not the command.
         QString text = m_parser.helpText();
         const int end = text.indexOf(QLatin1String(" [options]"));
         text.replace(0, end, QStringLiteral("Usage: vox ") + m_description.name);
@@ -74,7 +74,8 @@ bool CommandLine::parse(const QStringList &arguments)
     return twice.isEmpty();
 }
 
-/// Of two values none is better.
+/// The first option that was given twice but takes one value, because neither of the two is better; empty if
+/// there is none.
 QString CommandLine::givenTwice() const
 {
     for (const QCommandLineOption &option : m_description.options) {

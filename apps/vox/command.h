@@ -17,7 +17,7 @@ struct Command
     int (*run)(const QStringList &arguments);
 };
 
-/// What a command takes, for pages and completions made from it.
+/// The arguments and options of a command, for manual pages and completions.
 struct CommandDescription
 {
     struct Argument
@@ -26,7 +26,7 @@ struct CommandDescription
         QString description;
     };
 
-    /// Of @p command, without running it.
+    /// Describes @p command without running it.
     static CommandDescription of(const Command &command);
 
     QString name;
@@ -51,7 +51,8 @@ public:
 
     const QCommandLineParser &parser() const { return m_parser; }
     void addOptions(const QList<QCommandLineOption> &options);
-    /// Those that may be given several times; all others that take a value may not.
+    /// Sets the options that may be given several times. All other options that take a value may be given
+    /// once.
     void allowRepeated(const QStringList &names) { m_repeated = names; }
     /// Adds a positional argument, for the help; @p syntax shows whether it may be left out.
     void addArgument(const QString &name, const QString &description, const QString &syntax);

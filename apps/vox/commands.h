@@ -6,7 +6,7 @@
 /// All commands of the program that people type, in the order of its help.
 const QVector<Command> &commands();
 
-/// Also one of those that only scripts use. Null if there is none of this name.
+/// Finds a command by its name, also one that only scripts use. Null if there is none.
 const Command *findCommand(const QString &name);
 
 #endif

@@ -40,7 +40,7 @@ QStringList nodes()
     return names;
 }
 
-/// Values of options, by what the help calls them.
+/// The values of an option, by the name that the help has for them.
 QStringList valuesOf(const QString &valueName)
 {
     if (valueName == QLatin1String("URL"))
@@ -50,7 +50,8 @@ QStringList valuesOf(const QString &valueName)
     return valueName == QLatin1String("NAME") ? wireNames() : QStringList();
 }
 
-/// Positional arguments, by what the help calls them; @p words are those before it.
+/// The words for a positional argument, by the name that the help has for it; @p words are the words before
+/// it.
 QStringList wordsFor(const QString &syntax, const QStringList &words)
 {
     if (syntax == QLatin1String("OPERATION"))

@@ -4,7 +4,7 @@
 #include <QStringList>
 
 /// Prints what may take the place of the last of @p arguments, a word a line, for the completions of shells.
-/// The words before it are those behind the program's name. Nothing stands for the names of files.
+/// @p arguments are the words behind the program's name. Prints nothing where a file name is wanted.
 int runComplete(const QStringList &arguments);
 
 #endif

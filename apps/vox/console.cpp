@@ -32,7 +32,7 @@ void put(FILE *stream, const QString &text);
 void noteFailure(int error)
 {
     int none = 0;
-    // Who closes a pipe knows.
+    // A reader that has closed the pipe knows that nothing comes any more.
     if (outputError.compare_exchange_strong(none, error) && error != EPIPE)
         put(stderr,
             QStringLiteral("vox: the output cannot be written: %1\n")
@@ -48,7 +48,7 @@ void put(FILE *stream, const QString &text)
         noteFailure(errno);
 }
 
-/// As soon as somebody reads again.
+/// Tells how much was dropped, as soon as somebody reads again.
 void tellDropped()
 {
     if (!outputQueue())

@@ -6,42 +6,42 @@
 /// How the program ends.
 enum ExitCode : int {
     Success = 0,
-    /// Refused by the node, or no answer; or the output cannot be written.
+    /// The node has refused or not answered, or the output cannot be written.
     Failure = 1,
-    /// A wrong command line, or a bus that cannot be opened.
+    /// The command line is wrong, or the bus cannot be opened.
     WrongUse = 2
 };
 
-/// What the codes mean, for people.
+/// The meaning of the codes, for people.
 QString exitCodesText();
 
 /// "1 frame", "2 frames".
 QString counted(qint64 number, const char *noun);
 
-/// @p text with a question mark for what a terminal would not show, or would obey.
+/// @p text with a question mark for each character that a terminal would not show, or would obey.
 QString printable(QString text);
 
-/// One line to standard output, at once. If that fails, an error line says so, once, unless the reader has
-/// closed it.
+/// Writes one line to standard output at once. If that fails, one error line says so, unless the reader has
+/// closed the output.
 void printLine(const QString &line);
-/// One line to standard error: the program, the command, and what is wrong.
+/// Writes one line to standard error: the program, the command, and what is wrong.
 void printError(const QString &command, const QString &problem);
-/// One line to standard error, as it is.
+/// Writes one line to standard error, as it is.
 void printRaw(const QString &line);
-/// On a terminal, one line on standard error that the next one replaces; an empty one removes it.
+/// On a terminal, writes one line to standard error, which the next one replaces. An empty line removes it.
 void printProgress(const QString &line);
 /// Whether standard output is a terminal.
 bool isTerminal();
 
 /// From now on the program goes on when the reader of its output closes it.
 void outliveReader();
-/// The same, and nobody waits until the output is read: as much as there is room for is kept until then, and
-/// the rest counted and left out.
+/// The same, and printing never waits for a reader. Lines that nobody has read yet are kept as far as there
+/// is room; the others are counted and left out.
 void queueOutput();
 /// Whether something could not be written to standard output.
 bool hasOutputFailed();
-/// Ends what queueOutput() has begun. Gives the program's exit code: Failure in place of Success if standard
-/// output could not be written.
+/// Ends the queue that queueOutput() has begun. Gives the program's exit code: @p exitCode, or Failure in
+/// place of Success if standard output could not be written.
 int finishOutput(int exitCode);
 
 #endif

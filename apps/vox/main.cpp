@@ -56,8 +56,8 @@ int run(const QStringList &arguments)
 
 int main(int argc, char *argv[])
 {
-    // What is opened later must not take the place of a standard stream that was closed. What is written
-    // there still fails.
+    // A file that is opened later must not take the place of a standard stream that was closed. Writing to
+    // such a stream still fails.
     for (const int stream : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
         if (::fcntl(stream, F_GETFD) < 0)
             ::open("/dev/null", stream == STDIN_FILENO ? O_RDWR : O_RDONLY);
@@ -65,7 +65,7 @@ int main(int argc, char *argv[])
     const QCoreApplication app(argc, argv);
     QCoreApplication::setApplicationName(QStringLiteral("vox"));
     QCoreApplication::setApplicationVersion(QStringLiteral(VOX_VERSION));
-    // Every frame of a bus, unless the environment's QT_LOGGING_RULES ask for them.
+    // Leaves out the frames of a bus, unless the environment's QT_LOGGING_RULES ask for them.
     QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
     const QStringList arguments = QCoreApplication::arguments().mid(1);
     catchWarnings(arguments.value(0));

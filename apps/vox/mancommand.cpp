@@ -6,7 +6,7 @@
 #include <QCoreApplication>
 
 namespace {
-/// Text for the formatter of manual pages: hyphens are no dashes, and no line begins with a request.
+/// Escapes text for the formatter of manual pages: hyphens stay hyphens, and no line begins with a request.
 QString escaped(const QString &text)
 {
     QString result = text;

@@ -17,7 +17,8 @@ Outcome::Outcome(const BusPendingCall &call)
 {
 }
 
-// The protocol numbers no frames: an answer shows by its source alone whether it is of the node asked.
+// The protocol has no frame numbers. Only the source of an answer shows whether it is from the node that was
+// asked.
 Outcome::Outcome(const BusPendingCall &call, unsigned int addr)
     : Outcome(call)
 {

@@ -8,19 +8,20 @@
 
 #include <functional>
 
-/// What came of a call, in the terms of both forms of output.
+/// The result of a call, for both forms of output.
 class Outcome
 {
 public:
     explicit Outcome(const BusPendingCall &call);
-    /// Of one that asked the node at @p addr. The answer of another node is an error, and no reply.
+    /// The result of a call that asked the node at @p addr. An answer of another node is an error and no
+    /// reply.
     Outcome(const BusPendingCall &call, unsigned int addr);
 
     const VOXMessage &reply() const { return m_reply; }
     const QString &error() const { return m_error; }
     bool isForeign() const { return m_isForeign; }
     bool isAnswered() const { return m_error.isEmpty() && !m_reply.data().isEmpty(); }
-    /// The exit code of a command that was this call.
+    /// The exit code of a command that consists of this call.
     int exitCode() const;
 
     QJsonObject toJson() const;
@@ -32,19 +33,19 @@ private:
 
     VOXMessage m_reply;
     QString m_error;
-    /// Of the node that was asked; empty if it was not one.
+    /// The address of the node that was asked; empty if it was not a single node.
     QString m_addr;
     bool m_isForeign = false;
 };
 
 enum class Asking {
     Once,
-    /// What only reads is asked again, twice at most, if another node has answered in its place: a late
-    /// answer may have.
+    /// A call that only reads is made again, twice at most, if another node has answered in place of the one
+    /// that was asked. That answer may have been a late one.
     Again
 };
 
-/// Waits for what the node at @p addr answers to the call that @p call makes.
+/// Waits for the answer of the node at @p addr to the call that @p call makes.
 Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall()> &call);
 
 void printJson(const QJsonObject &object);

@@ -50,7 +50,7 @@ struct OutputQueue::State
             if (error != 0)
                 failed(error);
             lock.lock();
-            // It counts until it is out.
+            // A text counts until it is out.
             texts.pop_front();
             bytes -= text.size();
             hasFailed = error != 0;

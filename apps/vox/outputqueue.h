@@ -6,23 +6,23 @@
 #include <functional>
 #include <memory>
 
-/// Writes to a stream that perhaps nobody reads, from a thread of its own: who has something to say never
-/// waits.
+/// Writes to a stream from a thread of its own, so that the caller never waits, even if nobody reads the
+/// stream.
 class OutputQueue
 {
 public:
-    /// Of all that waits to be written. A status of the largest network has room.
+    /// The most bytes that wait to be written. The status of the largest network has room.
     static constexpr qint64 MaxBytes = qint64{64} * 1024 * 1024;
 
     /// @p failed is called once, on the thread that writes, with the number of the system's error.
     OutputQueue(int descriptor, std::function<void(int)> failed);
-    /// Waits for what is still to be written, as long as somebody reads it.
+    /// Waits until all texts are written, as long as somebody reads them.
     ~OutputQueue();
     Q_DISABLE_COPY_MOVE(OutputQueue)
 
     /// Drops @p text, and counts it, if it does not fit. Once an error has come, forgets it.
     void push(const QByteArray &text);
-    /// How many texts have been dropped; 0 until all the others have been written. Counts anew from there.
+    /// How many texts have been dropped; 0 until all the others have been written. Then counts anew.
     int takeDropped();
 
 private:

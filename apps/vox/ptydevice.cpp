@@ -36,12 +36,12 @@ bool PtyDevice::open(OpenMode mode)
     if (m_master < 0 || ::grantpt(m_master) != 0 || ::unlockpt(m_master) != 0
         || ::ptsname_r(m_master, name.data(), name.size()) != 0)
         return fail();
-    // As long as the port is open here as well, the line survives that its users come and go.
+    // The port is open here as well, so that the line stays when its users come and go.
     m_port = ::open(name.data(), O_RDWR | O_NOCTTY | O_CLOEXEC);
     termios settings{};
     if (m_port < 0 || ::tcgetattr(m_port, &settings) != 0)
         return fail();
-    // Nothing is echoed or changed, even before its user has said so.
+    // Nothing is echoed or changed, even before a user has set up the port.
     ::cfmakeraw(&settings);
     ::tcsetattr(m_port, TCSANOW, &settings);
 
@@ -79,7 +79,7 @@ void PtyDevice::receive()
     if (count <= 0)
         return;
     m_received.append(bytes.data(), static_cast<int>(count));
-    // The system holds back who sends more than is taken.
+    // The system then holds back a sender that sends more than is taken.
     m_notifier->setEnabled(m_received.size() < MaxReceived);
     Q_EMIT readyRead();
 }

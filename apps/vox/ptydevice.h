@@ -6,7 +6,8 @@
 class QSocketNotifier;
 
 /// One end of a serial line whose other end is a port of the system: a pseudo-terminal that any program can
-/// open as its serial port, close, and open again. Answers that one user has not read, the next one finds.
+/// open as its serial port, close, and open again. The next user finds the answers that the one before has
+/// not read.
 class PtyDevice : public QIODevice
 {
 public:

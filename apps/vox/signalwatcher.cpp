@@ -39,7 +39,7 @@ SignalWatcher::SignalWatcher(QObject *parent)
             Q_EMIT interrupted();
     });
     for (const int number : Signals) {
-        // As nohup wants it.
+        // A program under nohup ignores SIGHUP.
         if (std::signal(number, wake) == SIG_IGN && number == SIGHUP)
             std::signal(number, SIG_IGN);
     }

@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-/// Turns SIGINT, SIGTERM, SIGHUP and SIGUSR1 into Qt signals. One at a time in a program.
+/// Turns SIGINT, SIGTERM, SIGHUP and SIGUSR1 into Qt signals. A program has one at a time.
 class SignalWatcher : public QObject
 {
     Q_OBJECT
@@ -15,7 +15,7 @@ public:
 
 Q_SIGNALS:
     void interrupted();
-    /// SIGUSR1.
+    /// Emitted at SIGUSR1.
     void reportRequested();
 
 private:

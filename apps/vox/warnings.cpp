@@ -16,7 +16,7 @@ struct Warnings
 {
     QString command;
     bool isSoon = false;
-    /// Since something was told.
+    /// The time since something was told.
     QElapsedTimer clock;
     bool isTimerOn = false;
     int checks = 0;
@@ -66,7 +66,7 @@ Warnings &warnings()
 
 void take(QtMsgType type, const QMessageLogContext &context, const QString &text)
 {
-    // A multicast bus has sent more than it has heard back yet: when many nodes answer at once that is so,
+    // A multicast bus has sent more than it has heard back yet. This happens when many nodes answer at once,
     // and nothing is lost.
     if (text == QLatin1String("[VOXBus]: sent messages list overflowing"))
         return;
@@ -77,7 +77,7 @@ void take(QtMsgType type, const QMessageLogContext &context, const QString &text
     static const QRegularExpression place(QStringLiteral("^\\[\\w+\\]: "));
     Warnings &all = warnings();
     if (text.startsWith(QLatin1String("Wrong CRC: "))) {
-        // The other form comes first, of a frame that may still be right.
+        // The other form of this warning comes first, for a frame that may still be right.
         all.checks += text.contains(QLatin1String("!=")) ? 1 : 0;
         if (all.isSoon && all.checks > 0)
             all.tellOrWait();

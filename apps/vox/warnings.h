@@ -3,21 +3,22 @@
 
 #include <QString>
 
-/// From now on what the libraries warn of is told in the words of the program, as errors of @p command:
-/// failed checks are counted, and told by tellWarnings(); of the others one a second is told at once, and the
-/// rest counted. With QT_LOGGING_RULES in the environment everything is told as it is.
+/// From now on the warnings of the libraries are told in the words of the program, as errors of @p command.
+/// Failed checks are counted, and told by tellWarnings(). Of all other warnings one a second is told at once,
+/// and the rest are counted. With QT_LOGGING_RULES in the environment, everything is told as it is.
 void catchWarnings(const QString &command);
 
 /// From now on failed checks are told while the program runs, too: within a second, in one line at most.
 void tellWarningsSoon();
 
-/// A call has ended without an answer: if checks have failed since @p before, an answer came damaged. Bytes
-/// of one frame may fail several checks, because a frame is looked for from each of them on.
+/// To be called when a call has ended without an answer: if checks have failed since @p before, an answer
+/// came damaged. Bytes of one frame may fail several checks, because a frame is looked for from each of them
+/// on.
 void foldFailedChecks(int before);
-/// Those that are neither told nor folded.
+/// The number of failed checks that are neither told nor folded.
 int failedChecks();
 
-/// Tells what has not been told yet.
+/// Tells the warnings that have not been told yet.
 void tellWarnings();
 
 #endif

@@ -20,13 +20,13 @@ public:
     {
     }
 
-    /// Fixed when the setting is made.
     ///@{
+    /// Fixed when the setting is made.
     T minimum() const { return m_minimum; }
     T maximum() const { return m_maximum; }
     T defaultValue() const { return m_default; }
     ///@}
-    /// In the range, or the default.
+    /// A value in the range, or the default.
     T value() const { return m_value; }
 
     /// Whether @p value lies in the range; a default outside it does not.
@@ -34,7 +34,8 @@ public:
     /// Whether the value is the default, left alone or set to it.
     bool isDefault() const { return m_value == m_default; }
 
-    /// A value outside the range stores the default, on purpose: check with contains() what must not do that.
+    /// A value outside the range stores the default, on purpose. Ask contains() first if that must not
+    /// happen.
     void setValue(T value) { m_value = contains(value) ? value : m_default; }
     /// Back to the default.
     void reset() { m_value = m_default; }

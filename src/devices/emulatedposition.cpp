@@ -104,14 +104,14 @@ qint64 EmulatedPosition::remainingTime() const
         return 0;
     if (m_speed == 0)
         return TimeWithoutSpeedMs;
-    // In 32 bits, and up to a whole millisecond.
+    // Computed in 32 bits, and rounded up to a whole millisecond.
     const quint32 total = (distance() * MsPerMinute - 1 + m_speed) / m_speed;
     return std::max<qint64>(total - m_clock.elapsed(), 0);
 }
 
 bool EmulatedPosition::event(QEvent *event)
 {
-    // A timer that goes along would wait there for the whole of its time again.
+    // A timer that moves to another thread would wait there for the whole of its time again.
     if (event->type() == QEvent::ThreadChange && m_timer.isActive()) {
         m_timer.stop();
         const auto goOn = [this] {
@@ -132,7 +132,7 @@ void EmulatedPosition::timerEvent(QTimerEvent *event)
     m_timer.stop();
     const QPointer<EmulatedPosition> self(this);
     _currentPosition(true);
-    // Early, or a slot has started the next move, which then has its timer already.
+    // The timer came early, or a slot has started the next move, which then has its timer already.
     if (self && !isAtRest() && !m_timer.isActive())
         startTimer();
 }
@@ -144,7 +144,8 @@ KVRMotor::Direction EmulatedPosition::direction(unsigned short position) const
     return m_start > position ? KVRMotor::DIRECTION_UP : KVRMotor::DIRECTION_DOWN;
 }
 
-// How far the move has come, down being positive; 0 if it has ended. The end may be that of the shaft.
+// How far the move has come, down being positive; 0 if it has ended. A slot that hears of the end may destroy
+// the shaft.
 int EmulatedPosition::progress()
 {
     const int start = m_start;

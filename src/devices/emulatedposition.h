@@ -10,8 +10,8 @@
 /// A motor shaft that moves at constant speed from one pulse position to another.
 ///
 /// Nothing ticks: the position is computed from the time when it is asked for, and one timer is armed for the
-/// arrival. Positions are pulse counts of 16 bits, and more is down. Queries that find the shaft arrived say
-/// so by positionReached(), once per move. Lives on its owner's thread.
+/// arrival. Positions are pulse counts of 16 bits, and more is down. A query that finds that the shaft has
+/// arrived emits positionReached(), once per move. Lives on its owner's thread.
 /// @ingroup devices
 class VOX_EXPORT EmulatedPosition : public QObject
 {
@@ -23,22 +23,23 @@ public:
 
     /// The pulse that has been reached by now.
     unsigned short currentPosition();
-    /// Where the present move began, and where it ends; both are the position itself at rest.
     ///@{
+    /// Where the present move began, and where it ends; both are the position itself at rest.
     unsigned short startPos() const { return m_start; }
     unsigned short targetPos() const { return m_target; }
     ///@}
 
-    /// Pulses per minute. A move in progress is neither frozen nor re-timed; who wants that does it first.
     ///@{
+    /// Pulses per minute. A change neither freezes nor re-times a move in progress; stop it before if that is
+    /// wanted.
     unsigned int speed() const { return m_speed; }
     void setSpeed(unsigned int speed) { m_speed = speed; }
     ///@}
 
     /// Starts toward @p target from the position reached so far; a move in progress ends without a signal. A
-    /// target that is the position is reached at once.
+    /// target equal to that position is reached at once.
     void setTargetPosition(unsigned short target);
-    /// Jumps to @p position and goes on toward the old target, which is reached at once if it is there.
+    /// Jumps to @p position and goes on toward the old target, which is reached at once if it is @p position.
     void setCurrentPosition(unsigned short position);
     /// Stays where it is, without a signal.
     void stopMoving();
@@ -50,16 +51,16 @@ public:
     /// Milliseconds until the arrival: 0 at rest, 65535 when there is no speed.
     qint64 remainingTime() const;
 
-    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
     ///@{
+    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
     KVRMotor::Direction direction() const { return direction(m_target); }
     KVRMotor::Direction direction(unsigned short position) const;
     ///@}
 
     /// Whether the shaft has left where the move began; false within the first pulse, which callers rely on.
     bool isMoving();
-    /// These two are also false at pulse 0.
     ///@{
+    /// As isMoving(), for moves in this direction; also false at pulse 0.
     bool isMovingUp();
     bool isMovingDown();
     ///@}
@@ -70,11 +71,11 @@ Q_SIGNALS:
     void positionReached();
 
 protected:
-    /// Keeps the time of the arrival on the way to another thread.
+    /// Keeps the time of the arrival when the shaft moves to another thread.
     bool event(QEvent *event) override;
     /// Finds the arrival, or waits on if it came early.
     void timerEvent(QTimerEvent *event) override;
-    /// currentPosition(), which without @p mayEmit ends the move in silence.
+    /// As currentPosition(), but without @p mayEmit it ends the move without a signal.
     unsigned short _currentPosition(bool mayEmit);
 
 private:

@@ -11,7 +11,7 @@ constexpr unsigned int FullTravel = 255;
 
 enum PositionFunction { ToUpLimit = 1, ToDownLimit = 2, Stop = 3, ToIP = 4, ToPulses = 8, ToFraction = 16 };
 
-/// Known to no motor.
+/// A function that no motor knows.
 constexpr quint8 NoFunction = 255;
 }
 
@@ -98,7 +98,8 @@ VOXReply HRMv2Compat::handlePosition(const VOXMessage &request, quint8 function,
         m_motor.stopMoving();
         return m_motor.acknowledgement(request);
     case ToIP: {
-        // Not cut to a byte first: 256 is no position, and 65535 none before the first.
+        // The value is not cut to a byte first: 256 is no position, and 65535 is not the one before the
+        // first.
         const bool isSlot = value < m_motor.motorIPCount();
         const unsigned short target =
             isSlot ? m_motor.motorIP(static_cast<unsigned char>(value + 1)) : KVRMotorDevice::UnsetPosition;

@@ -14,7 +14,7 @@ struct Checked;
 ///
 /// Numbers intermediate positions from 0 where the motor numbers them from 1; SET_LOCK_STATUS alone counts
 /// from 1, too, on purpose. Each handler does what its request asks for and returns the answer; dispatch()
-/// sends it. A request shorter than its command's frame is refused with NACK_MSGSIZE, but by the two handlers
+/// sends it. A request shorter than its command's frame is refused with NACK_MSGSIZE, except by the handlers
 /// that never refuse. Owned by the motor that it serves; used on its thread.
 /// @ingroup devices
 class VOX_EXPORT HRMv2Compat
@@ -39,14 +39,14 @@ public:
     VOXReply setMotorIP(const VOXMessage &request) { return handle(HRMv2::SET_IP, request); }
     /// Positions in pulses, or in 255ths of the travel, are not held at the limits. Refuses with
     /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
-    /// NACK_BADMSG. So limits and lock also stand against its stop, unlike CTRL_STOP.
+    /// NACK_BADMSG. Limits and lock also stand against its stop function, unlike CTRL_STOP.
     VOXReply setMotorPosition(const VOXMessage &request)
     {
         return handle(HRMv2::SET_MOTOR_POSITION, request);
     }
-    /// Changes the network lock by the rules of CTRL_NETWORK_LOCK, of whose functions it does not know the
-    /// locks after the move, at a pulse and at a percentage. Refuses with NACK_END_LIMITS_NOT_SET,
-    /// NACK_LOW_PRIORITY, NACK_IP_NOT_SET, and an unknown function with NACK_BADMSG.
+    /// Changes the network lock by the rules of CTRL_NETWORK_LOCK, but lacks its functions that lock after
+    /// the move, at a pulse and at a percentage. Refuses with NACK_END_LIMITS_NOT_SET, NACK_LOW_PRIORITY,
+    /// NACK_IP_NOT_SET, and an unknown function with NACK_BADMSG.
     VOXReply setLockStatus(const VOXMessage &request) { return handle(HRMv2::SET_LOCK_STATUS, request); }
 
 private:

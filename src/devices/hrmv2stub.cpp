@@ -15,7 +15,7 @@ constexpr int SlotCount = 16;
 constexpr int ReplyDelayMs = 50;
 constexpr unsigned short NoPosition = 0xffff;
 constexpr unsigned char NoIndex = 255;
-/// Less than the command's whole frame, as it is in the motor.
+/// This is less than the command's whole frame, as in the real motor.
 constexpr int MinLockStatusLength = 12;
 }
 
@@ -109,7 +109,8 @@ void HRMv2Stub::setAddr(unsigned int addr)
 void HRMv2Stub::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() != m_replyTimer.timerId()) {
-        // Past the standard device's own timers, on purpose. NOLINTNEXTLINE(bugprone-parent-virtual-call)
+        // This leaves out the standard device's own timers, on purpose.
+        // NOLINTNEXTLINE(bugprone-parent-virtual-call)
         QObject::timerEvent(event);
         return;
     }
@@ -163,8 +164,8 @@ VOXReply HRMv2Stub::lockStatusReply(const VOXMessage &request) const
 
 VOXReply HRMv2Stub::handleMotorIP(const VOXMessage &request)
 {
-    // Unlike other motors, skips the first byte. The shortest frame has then no room for the position, which
-    // is 0.
+    // Unlike other motors, this one skips the first byte. The shortest frame then has no room for the
+    // position, which is 0.
     quint8 index = 0;
     quint16 position = 0;
     VOXDataReader reader(request);

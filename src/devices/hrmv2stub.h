@@ -30,8 +30,8 @@ public:
     /// it unattached.
     HRMv2Stub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// DELAY_REPLY at first. An answer that waits already is not hurried.
     ///@{
+    /// DELAY_REPLY at first. A change does not hurry an answer that waits already.
     StubOptions stubOptions() const { return m_options; }
     void setStubOptions(StubOptions options);
     ///@}
@@ -44,24 +44,24 @@ public:
     unsigned short motorIP(unsigned char index) const;
     /// False if there is no such slot.
     bool setMotorIP(unsigned char index, unsigned short position);
-    /// Any byte that a host has stored, 0 at first. Locks nothing.
     ///@{
+    /// Any byte that a host has stored, 0 at first. Locks nothing.
     unsigned char lockStatus() const { return m_lockStatus; }
     void setLockStatus(unsigned char status) { m_lockStatus = status; }
     ///@}
-    /// Finds none, ever: 255.
+    /// Never finds one: always 255.
     unsigned char findMotorIP(unsigned short position) const;
 
     /// An answer that waits is not sent any more, unless @p addr is the one that the stub has.
     void setAddr(unsigned int addr) override;
 
 public Q_SLOTS:
-    /// Neither is it when the stub is detached, or attached elsewhere.
+    /// An answer that waits is not sent any more once the stub is detached, or attached elsewhere.
     void detach() override;
     void dispatch(const VOXMessage &msg) override;
 
 Q_SIGNALS:
-    /// Told when setStubOptions() has changed them.
+    /// Emitted when setStubOptions() has changed them.
     void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:

@@ -15,7 +15,7 @@ using namespace VOXAnswer;
 namespace {
 constexpr int DefaultGroupCount = 16;
 constexpr int DiscoverySilenceMs = 300000;
-/// In a field of SET_NETWORK_CONFIG: leave it as it is.
+/// In a field of SET_NETWORK_CONFIG, this value leaves the setting as it is.
 constexpr unsigned char Unchanged = 255;
 constexpr unsigned char FirstResetCount = 254;
 
@@ -76,7 +76,7 @@ void KVRDevice::setNodeLabel(const QByteArray &label)
 void KVRDevice::setSerialNumber(const QByteArray &serial)
 {
     if (!serial.isEmpty()) {
-        // The generated one is longer, and stays so if it is set again.
+        // The generated serial number is longer, and stays so if it is set again.
         if (serial != m_serialNumber)
             m_serialNumber = serial.left(KVR::SerialLength);
         return;
@@ -126,7 +126,7 @@ bool KVRDevice::setGroupAddr(unsigned char index, unsigned int addr)
     return true;
 }
 
-// Whatever was registered goes first, so that a group in two slots is not delivered twice.
+// An earlier registration is undone first, so that a group in two slots is not delivered twice.
 void KVRDevice::registerGroup(VOXBus &bus, unsigned int group)
 {
     bus.groupDetach(*this, group);
@@ -227,8 +227,8 @@ void KVRDevice::tell(std::function<void()> news)
 
 void KVRDevice::tellNews()
 {
-    // A slot may destroy the node, or wait in an event loop for what comes next, which is then told from
-    // there.
+    // A slot may destroy the node. It may also wait in an event loop for the next signal, which then comes
+    // from there.
     const QPointer<KVRDevice> self(this);
     while (self && !m_news.isEmpty())
         m_news.takeFirst()();
@@ -316,7 +316,7 @@ VOXReply KVRDevice::appVersionReply(const VOXMessage &request) const
 
 VOXReply KVRDevice::dataTestReply(const VOXMessage &request) const
 {
-    // As long as the request, whatever its descriptor says.
+    // The reply is as long as the request, whatever its descriptor says.
     VOXReply reply(*this, request, KVR::findCmd(request.cmd()).reply(), request.len());
     VOXDataWriter(reply).write(request.data().constData() + VOXMessage::HeaderLength,
                                request.len() - static_cast<unsigned int>(VOXMessage::MinLength));
@@ -339,7 +339,7 @@ VOXReply KVRDevice::handleGroupAddr(const VOXMessage &request, quint8 index, VOX
 
 VOXReply KVRDevice::handleNodeLabel(const VOXMessage &request, const QByteArray &label)
 {
-    // All 16 bytes, also the zero bytes at the end.
+    // The label has all 16 bytes, also the zero bytes at the end.
     setNodeLabel(label);
     return acknowledgement(request);
 }

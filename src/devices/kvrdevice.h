@@ -15,11 +15,11 @@
 
 /// An emulated node that answers the commands which every node knows.
 ///
-/// Refuses with a NACK, asked for or not; acknowledges only if asked to. The handlers, whose names end in
-/// Reply, return an answer to the sender of their request; dispatch() tells what has changed and then sends
-/// it. A slot of any signal may destroy the node there, which does not answer then. A handler that a host
-/// calls itself tells at once, and no slot may destroy the node meanwhile. Used on the thread that it lives
-/// on.
+/// Refuses with a NACK even if no acknowledgement was asked for; acknowledges only if asked to. The handlers,
+/// whose names end in Reply, return an answer to the sender of their request; dispatch() tells what has
+/// changed and then sends it. A slot of any of these signals may destroy the node, which then does not
+/// answer. A handler that a host calls directly emits its signals at once, and no slot may destroy the node
+/// meanwhile. Used on the thread that it lives on.
 /// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {
@@ -33,7 +33,7 @@ public:
     KVRDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
     ~KVRDevice() override;
 
-    /// At most 16 bytes; the zero bytes that fill one set by a host belong to it.
+    /// At most 16 bytes. A label that a host has set includes the zero bytes that fill it up.
     const QByteArray &nodeLabel() const { return m_nodeLabel; }
 
     /// Empty until it is set or asked for. A generated one is kept whole; replies carry its first 12 bytes.
@@ -41,21 +41,22 @@ public:
     /// Cut to 12 bytes; an empty one is replaced by one made of address, year and week.
     void setSerialNumber(const QByteArray &serial);
 
-    /// Reported to hosts. A change emits appVersionChanged() or stackVersionChanged().
     ///@{
+    /// Reported to hosts. A change emits appVersionChanged() or stackVersionChanged().
     const KVRStdProxy::AppVersion &appVersion() const { return m_appVersion; }
     void setAppVersion(const KVRStdProxy::AppVersion &version);
     const KVRStdProxy::AppVersion &stackVersion() const { return m_stackVersion; }
     void setStackVersion(const KVRStdProxy::AppVersion &version);
     ///@}
+    ///@{
     /// In deaf mode the node ignores every command but SET_NETWORK_CONFIG; the rest is only reported. A
     /// change emits networkConfigChanged().
-    ///@{
     const KVRStdProxy::NetworkConfig &networkConfig() const { return m_networkConfig; }
     void setNetworkConfig(const KVRStdProxy::NetworkConfig &config);
     ///@}
-    /// The emulation does not count: these are what was last set, here or by SET_NETWORK_STAT. No signal.
     ///@{
+    /// The emulation counts nothing: these hold what was last set, here or by SET_NETWORK_STAT. A change
+    /// emits no signal.
     const KVRStdProxy::NetworkStat &networkStat() const { return m_networkStat; }
     void setNetworkStat(const KVRStdProxy::NetworkStat &stat) { m_networkStat = stat; }
     const KVRStdProxy::NetworkErrorStat &networkErrorStat() const { return m_networkErrorStat; }
@@ -68,24 +69,24 @@ public:
     /// Puts the group of a slot into @p addr, 0 if it is free. False, with @p addr left alone, if there is no
     /// such slot.
     virtual bool groupAddr(unsigned char index, unsigned int &addr) const;
+    ///@{
     /// New slots are free. The groups of slots that go stay registered with the bus; they are heard until the
     /// node is detached.
-    ///@{
     int groupCount() const { return m_groups.size(); }
     void setGroupCount(int count);
     ///@}
 
-    /// Answers @p cmd with @p reply, byte for byte, before anything else is looked at but deaf mode; with an
-    /// invalid one, not at all. A subclass looks first at the commands that it answers itself.
+    /// Answers @p cmd with @p reply, byte for byte. An invalid @p reply means no answer at all. Only deaf
+    /// mode, and the commands that a subclass answers itself, are looked at before.
     void addCustomReply(KVR::Cmd cmd, const VOXMessage &reply);
     /// Has @p cmd answered as usual again.
     void removeCustomReply(KVR::Cmd cmd);
     /// Whether a custom reply is stored for @p cmd.
     bool hasCustomReply(KVR::Cmd cmd) const;
 
+    ///@{
     /// The stored value, whatever else is in @p request. Label and serial number are filled with zero bytes;
     /// a serial number that is empty is made first.
-    ///@{
     VOXReply nodeLabelReply(const VOXMessage &request) const;
     VOXReply serialNumberReply(const VOXMessage &request);
     VOXReply networkConfigReply(const VOXMessage &request) const;
@@ -94,29 +95,29 @@ public:
     VOXReply stackVersionReply(const VOXMessage &request) const;
     VOXReply appVersionReply(const VOXMessage &request) const;
     ///@}
-    /// Does what @p request asks for. The answer is invalid, thus none, if that is done and no
-    /// acknowledgement was asked for. Refuses with NACK_MSGSIZE, and an unknown set of counters with
-    /// NACK_BADMSG.
     ///@{
+    /// Does what @p request asks for. If that is done and no acknowledgement was asked for, the answer is
+    /// invalid, which is none. Refuses with NACK_MSGSIZE, and an unknown set of counters with NACK_BADMSG.
     VOXReply setNetworkConfigReply(const VOXMessage &request);
     VOXReply setNetworkStatReply(const VOXMessage &request);
     ///@}
-    /// The payload of @p request as it came, in a frame as long.
+    /// Echoes the payload of @p request, in a frame of the same length.
     VOXReply dataTestReply(const VOXMessage &request) const;
 
 public Q_SLOTS:
-    /// Cut to 16 bytes. Compared before that: a longer one is a change each time that it is set.
+    /// Cut to 16 bytes. It is compared before that, so a longer label counts as a change each time that it is
+    /// set.
     void setNodeLabel(const QByteArray &label);
     void dispatch(const VOXMessage &msg) override;
-    /// As in VOXDevice, and with the groups of all slots.
     ///@{
+    /// As in VOXDevice, and with the groups of all slots.
     bool attach(VOXBus *bus) override;
     void detach() override;
     ///@}
 
 Q_SIGNALS:
-    /// Once the new value is stored, which is what it carries.
     ///@{
+    /// Emitted once the new value is stored; carries that value.
     void nodeLabelChanged(const QByteArray &label);
     void stackVersionChanged(const KVRStdProxy::AppVersion &stackVersion);
     void appVersionChanged(const KVRStdProxy::AppVersion &appVersion);
@@ -135,18 +136,17 @@ protected:
     bool isDeafTo(const VOXMessage &msg) const;
     /// An ACK, or no answer if none was asked for.
     VOXReply acknowledgement(const VOXMessage &request) const;
-    /// Whether @p request asks for it or not. @p status may be a KVR::MotorNackStatus.
+    /// Made whether @p request asks for an acknowledgement or not. @p status may be a KVR::MotorNackStatus.
     VOXReply nack(const VOXMessage &request, int status) const;
-    /// What dispatch() answers to @p msg, which is heard, having done what it asks for; invalid if that is
-    /// nothing.
+    /// Does what @p msg asks for, which is heard, and gives the answer of dispatch(); invalid for no answer.
     VOXMessage standardAnswer(const VOXMessage &msg);
-    /// @p answer by the motors' rule: ACK and NACK only for those who ask, data for everyone. Else invalid.
+    /// @p answer if it is sent by the motors' rule, else an invalid one. ACK and NACK are sent only if @p
+    /// request asks for an acknowledgement, data always.
     static VOXMessage wanted(const VOXMessage &request, const VOXReply &answer);
 
-    /// Calls @p news, which emits a signal and does no more: at once, or when the last TellLater is gone. In
-    /// the order of the calls.
+    /// Calls @p news, which only emits a signal, at once or when the last TellLater is gone. Keeps the order.
     void tell(std::function<void()> news);
-    /// Keeps the node's signals back as long as it lives, so that no slot runs in the midst of a change. The
+    /// Holds back the node's signals as long as it lives, so that no slot runs in the middle of a change. The
     /// node may be destroyed meanwhile.
     class VOX_EXPORT TellLater
     {
@@ -160,8 +160,8 @@ protected:
         const QPointer<KVRDevice> m_device;
     };
 
-    /// Lets @p make do what a frame asks for and make the answer. Then tells what has changed, and sends the
-    /// answer last. A slot may destroy the node, which does not answer then.
+    /// Calls @p make, which does what a frame asks for and gives the answer. Then emits the signals of what
+    /// has changed, and sends the answer last. A slot may destroy the node, which then does not answer.
     template <typename Make>
     void serve(const Make &make)
     {
@@ -199,7 +199,7 @@ private:
     KVRStdProxy::NetworkErrorStat m_networkErrorStat;
     QHash<int, VOXMessage> m_customReplies;
     QVector<unsigned int> m_groups;
-    /// With the bus; those of slots that went, too.
+    /// The groups that are registered with the bus, also those of slots that are gone.
     QSet<unsigned int> m_registeredGroups;
     int m_discoveryTimerId = 0;
     QVector<std::function<void()>> m_news;

@@ -65,7 +65,7 @@ VOXReply KVRMotorDevice::ctrlMoveReply(const VOXMessage &request)
 
 VOXReply KVRMotorDevice::ctrlMoveUnlessLocked(const VOXMessage &request)
 {
-    // Unlike the other moves, refused without a trace in the status.
+    // Unlike the other moves, this one is refused without a trace in the status.
     return m_networkLock.isLocked() ? nack(request, KVR::NACK_NODE_IS_LOCKED) : ctrlMoveReply(request);
 }
 
@@ -74,7 +74,7 @@ KVRMotorDevice::KVRMotorDevice(unsigned int addr, VOXBus *bus, QObject *parent)
     , m_downLimit(BaseMinDownLimit, BaseMaxDownLimit, UnsetPosition)
     , m_upLimit(0, 0, UnsetPosition)
 {
-    // A child, so that its timer follows the motor to another thread.
+    // The position is a child, so that its timer follows the motor to another thread.
     m_position.setParent(this);
     connect(&m_position, &EmulatedPosition::positionReached, this, &KVRMotorDevice::motorPositionReached);
 }
@@ -219,7 +219,7 @@ KVRMotor::State KVRMotorDevice::restState() const
 void KVRMotorDevice::goToPosition(unsigned short target, KVRMotor::Source source, KVRMotor::Cause cause,
                                   unsigned char speed)
 {
-    // From where the present move began, not from where the shaft is.
+    // The direction counts from where the present move began, not from where the shaft is.
     const KVRMotor::Direction direction = m_position.direction(target);
     if (speed == 0)
         speed = direction == KVRMotor::DIRECTION_UP ? upSpeed() : downSpeed();

@@ -43,7 +43,8 @@ VOXReply KVRMotorDevice::handleMove(const VOXMessage &request, quint8 function, 
     const unsigned char speeds[] = {upSpeed(), downSpeed(), slowSpeed()};
     const unsigned char speed = speeds[selector];
     const unsigned int distance = pulsesIn(duration == 0 ? FullDuration : duration, speed);
-    // Not held at the limits: a way up past pulse 0 wraps to a high target, as it does in the drive.
+    // The target is not held at the limits: a way up past pulse 0 wraps to a high target, as it does in the
+    // drive.
     switch (function) {
     case KVRMotor::MOVE_DOWN:
         return go(request, static_cast<unsigned short>(positionPulses() + distance), speed);
@@ -97,7 +98,8 @@ VOXReply KVRMotorDevice::handleMoveOf(const VOXMessage &request, quint8 function
     case KVRMotor::MOVEOF_PULSES_DOWN:
         return jog(request, direction, value);
     case KVRMotor::MOVEOF_TIME_DOWN:
-        // Measured at the slow speed though the jog runs at the default one; the drive does it so.
+        // The time is measured at the slow speed, although the jog runs at the default one. The drive does
+        // so, too.
         return isJog(value) ? jog(request, direction, pulsesIn(value, slowSpeed()))
                             : nack(request, KVR::NACK_BADMSG);
     default:
@@ -121,7 +123,7 @@ VOXReply KVRMotorDevice::jog(const VOXMessage &request, KVRMotor::Direction dire
 
 VOXReply KVRMotorDevice::handleWink(const VOXMessage &request)
 {
-    // Nothing ends it but the next command or arrival.
+    // Only the next command or arrival ends a wink.
     setStatus(KVRMotor::STATE_RUNNING, KVRMotor::SOURCE_NETWORK, KVRMotor::CAUSE_WINK,
               KVRMotor::DIRECTION_NONE);
     return acknowledgement(request);
@@ -129,7 +131,7 @@ VOXReply KVRMotorDevice::handleWink(const VOXMessage &request)
 
 VOXReply KVRMotorDevice::getMotorPositionReply(const VOXMessage &request)
 {
-    // One position, from which the rest is derived: it may change with each look.
+    // The position is read once, and the rest is derived from it: it may change with each look.
     const unsigned short pulses = positionPulses();
     const bool isAtRest = pulses == startPos();
     const unsigned char tilt = isAtRest && m_appMode != KVRMotor::ROLLER ? m_angle : None;

@@ -13,7 +13,7 @@ bool isShift(int function)
     return function == KVRMotor::LIMIT_SHIFT_DOWN || function == KVRMotor::LIMIT_SHIFT_UP;
 }
 
-/// Toward higher pulse counts is down.
+/// Down is toward higher pulse counts.
 int shiftOf(int function, int value)
 {
     return function == KVRMotor::LIMIT_SHIFT_DOWN ? value : -value;
@@ -32,7 +32,7 @@ bool KVRMotorDevice::setLimits(unsigned short up, unsigned short down)
     };
     if (!isTaken(m_upLimit, up) || !isTaken(m_downLimit, down))
         return false;
-    // An unset one is stored as the default, which is out of range.
+    // An unset limit is stored as the default, which is out of range.
     m_upLimit.setValue(up);
     m_downLimit.setValue(down);
     return true;
@@ -115,7 +115,8 @@ KVR::NackStatus KVRMotorDevice::moveOrigin(int pulses, KVR::MotorNackStatus outs
             position =
                 moved < 0 || moved > UnsetPosition ? UnsetPosition : static_cast<unsigned short>(moved);
     }
-    // A move that has only begun may have lost its way beyond the end of the scale.
+    // The target of a move that has only begun may have been cut off at the end of the scale, so that no way
+    // is left.
     if (!wasAtRest && startPos() == targetPos())
         motorPositionReached();
     return KVR::NACK_ACK;

@@ -64,7 +64,7 @@ VOXReply KVRMotorDevice::changeNetworkLock(const VOXMessage &request, quint8 fun
     }
 }
 
-// Unlike CTRL_NETWORK_LOCK, needs no limits and does not show in the status.
+// Unlike CTRL_NETWORK_LOCK, this needs no limits and does not show in the status.
 VOXReply KVRMotorDevice::handleNetworkLock(const VOXMessage &request, quint8 lock, quint8 priority)
 {
     if (!m_networkLock.admits(priority))

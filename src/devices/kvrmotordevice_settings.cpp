@@ -131,10 +131,10 @@ QVector<KVRMotorDevice::FactorySetting> KVRMotorDevice::factorySettings()
     return {
         {KVRMotor::FACTORY_APP_MODE, [this] { return m_appMode == defaultAppMode(); },
          [this] { m_appMode = defaultAppMode(); }},
-        // Before the limits, about which it mirrors the position.
+        // The direction comes before the limits, about which it mirrors the position.
         {KVRMotor::FACTORY_MOTOR_DIRECTION, [this] { return m_turnDirection == KVRMotor::TURN_NORMAL; },
          [this] {
-             // Stops, and tells of an arrival, whether it changes something or not.
+             // This stops the motor and reports an arrival, whether it changes something or not.
              if (m_turnDirection != KVRMotor::TURN_NORMAL)
                  setMotorDirection(KVRMotor::TURN_NORMAL);
          }},

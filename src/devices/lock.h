@@ -14,28 +14,28 @@ public:
     /// Takes all three as they are: an open lock that has a priority still refuses lower ones.
     Lock(unsigned int source, VOX::LockStatus status, unsigned char priority);
 
-    /// The address of the node that last set or cleared the lock, of which 24 bits travel.
     ///@{
+    /// The address of the node that last set or cleared the lock, of which 24 bits travel.
     unsigned int getSource() const { return m_source; }
     void setSource(unsigned int source) { m_source = source; }
     ///@}
 
-    /// Whether movement is locked. A change leaves source and priority as they are.
     ///@{
+    /// Whether movement is locked. A change leaves source and priority as they are.
     bool isLocked() const { return m_status == VOX::LOCKED; }
     void setLock(bool locked) { m_status = locked ? VOX::LOCKED : VOX::UNLOCKED; }
     ///@}
 
-    /// The least priority that admits() lets pass; 255 is the highest.
     ///@{
+    /// The least priority that admits() lets pass; 255 is the highest.
     unsigned char getCurrentPrio() const { return m_priority; }
     void setCurrentPrio(unsigned char priority) { m_priority = priority; }
     ///@}
 
     /// Whether a request with @p priority may change the lock.
     bool admits(unsigned char priority) const { return priority >= m_priority; }
-    /// Stores what an admitted request wants, without a look at admits(). An open lock has the priority 0, so
-    /// that it admits everyone.
+    /// Stores the state that an admitted request wants; does not check admits(). An open lock has the
+    /// priority 0, so that it admits everyone.
     void apply(bool locked, unsigned char priority, unsigned int source);
 
 private:

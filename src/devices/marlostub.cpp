@@ -9,9 +9,9 @@ using namespace VOXAnswer;
 
 namespace {
 constexpr std::array<unsigned char, 4> AllowedSpeeds = {87, 105, 122, 140};
-/// In units of 10 ms.
+/// The shortest move, in units of 10 ms.
 constexpr unsigned char MinDuration = 72;
-/// Pulses or units of 10 ms.
+/// The shortest jog, in pulses or units of 10 ms.
 constexpr unsigned short MinJog = 30;
 }
 
@@ -21,7 +21,7 @@ const ProductStub::DataSheet &MarloStub::dataSheet()
         DataSheet filled;
         filled.type = VOX::NODETYPE_MARLO;
         filled.pulsesPerRound = 128;
-        // Least, most, as delivered.
+        // The least, the most, and the value as delivered.
         filled.ranges.rollingSpeed = {87, 140, 105};
         filled.ranges.slowSpeed = {87, 140, 105};
         filled.ranges.downLimit = {64, 64767, UnsetPosition};
@@ -47,7 +47,7 @@ bool MarloStub::isSpeedAllowed(unsigned char speed)
     return std::find(AllowedSpeeds.begin(), AllowedSpeeds.end(), speed) != AllowedSpeeds.end();
 }
 
-// What is refused here is refused before limits and locks are looked at.
+// These refusals come before limits and locks are looked at.
 bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
 {
     static constexpr Table handlers({
@@ -61,7 +61,7 @@ bool MarloStub::answerOwn(const VOXMessage &request, VOXReply *answer)
 
 VOXReply MarloStub::handleMove(const VOXMessage &request, quint8 function, quint8 duration)
 {
-    // A duration of 0 is not a full one here; and the base handler, unlike its dispatch, shows a lock in the
+    // A duration of 0 is not the longest one here. The base handler, unlike its dispatch, shows a lock in the
     // status.
     Q_UNUSED(function)
     return duration < MinDuration ? nack(request, KVR::NACK_BADMSG) : ctrlMoveReply(request);

@@ -10,7 +10,7 @@
 /// @ingroup devices
 struct VOX_EXPORT MotorDiagnosticData : public QSharedData
 {
-    /// What all values share that were never set: zeros. Never freed, and not to be written.
+    /// The zeros that all values share which were never set. Never freed, and not to be written.
     static MotorDiagnosticData *null();
     /// In the order in which they are compared.
     auto fields() const
@@ -19,8 +19,8 @@ struct VOX_EXPORT MotorDiagnosticData : public QSharedData
                         postObstacleMove, powerCount, resetCount, encoderErrCount);
     }
 
-    /// 0 until set.
     ///@{
+    /// 0 until set.
     unsigned int totalMoveCount = 0;
     unsigned int totalRevCount = 0;
     unsigned short thermalCount = 0;
@@ -33,19 +33,19 @@ struct VOX_EXPORT MotorDiagnosticData : public QSharedData
     ///@}
 };
 
-/// The counters of a motor's life. The emulation does not count: they are what was last set.
+/// The counters of a motor's life. The emulation counts nothing: they hold what was last set.
 ///
 /// Implicitly shared; a copy may be used on another thread.
 /// @ingroup devices
 class VOX_EXPORT MotorDiagnostic : public VOXSharedValue<MotorDiagnosticData>
 {
 public:
-    /// What equal copies share.
+    /// The fields that copies share.
     using Data = MotorDiagnosticData;
 
-    /// 0 at first. Of the two totals, 24 bits travel. The moves after a thermal event or an obstacle are
-    /// counted from the last one.
     ///@{
+    /// 0 at first. Only 24 bits of the two totals travel. The moves after a thermal event or an obstacle are
+    /// counted from the last one.
     unsigned int totalMoveCount() const { return d->totalMoveCount; }
     unsigned int totalRevCount() const { return d->totalRevCount; }
     unsigned short thermalCount() const { return d->thermalCount; }
@@ -57,8 +57,8 @@ public:
     unsigned short encoderErrCount() const { return d->encoderErrCount; }
     ///@}
 
-    /// Makes the value valid, even if the count stays the same.
     ///@{
+    /// Makes the value valid, even if the count stays the same.
     void setTotalMoveCount(unsigned int count) { d->totalMoveCount = count; }
     void setTotalRevCount(unsigned int count) { d->totalRevCount = count; }
     void setThermalCount(unsigned short count) { d->thermalCount = count; }

@@ -14,20 +14,20 @@ class VOX_EXPORT ProductStub : public KVRMotorDevice
 
 public:
     unsigned short pulsesPerRound() const override;
-    /// The first slot within 3 pulses; unset slots take part like any value.
+    /// The index of the first slot within 3 pulses; unset slots take part like any value.
     unsigned char findMotorIP(unsigned short position) const override;
 
 protected:
-    /// What all motors of one product share.
+    /// The data that all motors of one product share.
     struct DataSheet
     {
-        /// Stands in the address of each.
+        /// The node type in the address of each motor.
         VOX::NodeType type = VOX::NODETYPE_ANY;
         /// Encoder pulses of one turn.
         unsigned short pulsesPerRound = 0;
         /// The settings, with their defaults.
         Ranges ranges;
-        /// Answered with NACK_FEATURE_NOT_SUPPORTED.
+        /// The commands that are answered with NACK_FEATURE_NOT_SUPPORTED.
         QVector<int> missingCommands;
     };
 
@@ -36,9 +36,9 @@ protected:
 
     /// Puts the answer to a command that this product handles in its own way into @p answer; false if it does
     /// not. The answer is sent by the rule of KVRMotorDevice, not by that of KVRDevice: ACK and NACK only if
-    /// @p request asks for an acknowledgement, data always. One left invalid is not sent. @p request has
-    /// passed checkRequest(). Signals emitted meanwhile by the base classes come when it has returned, before
-    /// the answer is sent; a product emits its own by tell().
+    /// @p request asks for an acknowledgement, data always. An invalid answer is not sent. @p request has
+    /// passed checkRequest(). The signals of the base classes are held back until it has returned, and come
+    /// before the answer is sent. A product emits its own signals by tell().
     virtual bool answerOwn(const VOXMessage &request, VOXReply *answer);
     VOXMessage answerTo(const VOXMessage &request) override;
 

@@ -6,7 +6,7 @@ const ProductStub::DataSheet &QM75Stub::dataSheet()
         DataSheet filled;
         filled.type = VOX::NODETYPE_QM75;
         filled.pulsesPerRound = 128;
-        // Least, most, as delivered.
+        // The least, the most, and the value as delivered.
         filled.ranges.rollingSpeed = {40, 40, 40};
         filled.ranges.slowSpeed = {40, 40, 40};
         filled.ranges.downLimit = {32, 64767, UnsetPosition};

@@ -10,13 +10,13 @@ const ProductStub::DataSheet &TB20Stub::dataSheet()
         DataSheet filled;
         filled.type = VOX::NODETYPE_TB20;
         filled.pulsesPerRound = 324;
-        // Least, most, as delivered.
+        // The least, the most, and the value as delivered.
         filled.ranges.rollingSpeed = {6, 28, 28};
         filled.ranges.slowSpeed = {6, 28, 16};
         filled.ranges.downLimit = {324, 64767, UnsetPosition};
         filled.ranges.intermediatePositions = 16;
         filled.ranges.dctLocks = 1;
-        // No app modes.
+        // The motor has no app modes.
         filled.missingCommands = {
             KVR::CTRL_NETWORK_LOCK,       KVR::SET_APP_MODE,     KVR::SET_MOTOR_TILTING_SPEED,
             KVR::SET_NETWORK_LOCK,        KVR::SET_TILT_LIMITS,  KVR::GET_APP_MODE,

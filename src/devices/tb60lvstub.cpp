@@ -10,7 +10,7 @@ const ProductStub::DataSheet &TB60LVStub::dataSheet()
         DataSheet filled;
         filled.type = VOX::NODETYPE_TB60LV;
         filled.pulsesPerRound = 1686;
-        // Least, most, as delivered.
+        // The least, the most, and the value as delivered.
         filled.ranges.rollingSpeed = {10, 25, 25};
         filled.ranges.slowSpeed = {10, 25, 15};
         filled.ranges.downLimit = {1686, 64767, UnsetPosition};

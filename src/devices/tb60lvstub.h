@@ -6,7 +6,7 @@
 /// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque
 /// limitation.
 ///
-/// Ramps and torque limitation are stored and reported; the emulation moves as without them.
+/// Ramps and torque limitation are stored and reported, but do not change how the emulation moves.
 /// @ingroup devices
 class VOX_EXPORT TB60LVStub : public ProductStub
 {
@@ -16,8 +16,8 @@ public:
     /// 24 bits of @p addr count.
     TB60LVStub(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
 
-    /// Whether a ramp is on, and its value, 0 to 255; off and 150 at first.
     ///@{
+    /// Whether a ramp is on, and its value, 0 to 255; off and 150 at first.
     void setSoftStart(bool isOn, unsigned char value) { m_softStart = {isOn, value}; }
     void setSoftStop(bool isOn, unsigned char value) { m_softStop = {isOn, value}; }
     bool softStartStatus() const { return m_softStart.isOn; }
@@ -30,7 +30,7 @@ public:
     unsigned char torqueMode() const { return m_torque.mode; }
     /// 0 or 1.
     unsigned char torqueValue() const { return m_torque.value; }
-    /// Set by hosts, and reported to none.
+    /// Hosts set this parameter; no reply reports it.
     unsigned char torqueParameter() const { return m_torque.parameter; }
     /// False, with nothing changed, if @p mode or @p value is neither 0 nor 1.
     bool setTorque(unsigned char mode, unsigned char value, unsigned char parameter);

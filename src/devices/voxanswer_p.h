@@ -12,7 +12,7 @@
 /// How nodes answer: the shape of every data reply, and tables of what answers which command.
 namespace VOXAnswer {
 
-/// The reply @p Command with @p values, one a field.
+/// The reply @p Command with @p values, one for each field.
 template <auto Command, typename... Values>
 VOXReply answer(const VOXNode &node, const VOXMessage &request, const Values &...values)
 {
@@ -33,11 +33,11 @@ VOXReply answerWith(const VOXNode &node, const VOXMessage &request, const Value 
     return reply;
 }
 
-/// What on<> checks besides the state of a motor, which is told by KVRMotorDevice::Check.
+/// The checks of on<> besides those of a motor's state, which are in KVRMotorDevice::Check.
 enum Condition : int {
-    /// Else a request shorter than its command's frame is NACK_MSGSIZE.
+    /// Without this flag, a request shorter than its command's frame is refused with NACK_MSGSIZE.
     AnyLength = 0x100,
-    /// Nothing is done, nor answered, without the ack flag. Checked first.
+    /// A request without the ack flag is neither done nor answered. Checked first.
     OnlyIfAsked = 0x200
 };
 
@@ -52,7 +52,7 @@ struct Handler
     Answer<Node> answer;
 };
 
-/// Whose handler it is, and which values it is given.
+/// The node that a handler belongs to, and the values that it takes.
 template <typename Node, typename... Values>
 struct Signature
 {
@@ -64,7 +64,7 @@ Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Va
 template <typename Node, typename... Values>
 Signature<Node, Values...> signatureOf(VOXReply (Node::*)(const VOXMessage &, Values...) const);
 
-/// A friend of those whose state is checked.
+/// A friend of the classes whose state is checked.
 struct Checked
 {
     template <auto Command, auto Method, int Checks, typename Node>
@@ -127,14 +127,14 @@ private:
     }
 };
 
-/// One row of a table: @p Command is answered by @p Method once @p Checks are passed. That is given the
-/// request, and as many of the first fields of @p Command as it takes. Enumerations and flags should come as
-/// the bytes that travel, to be checked.
+/// One row of a table: @p Method answers @p Command once @p Checks are passed. It gets the request, and as
+/// many of the first fields of @p Command as it takes. Enumerations and flags should be taken as the bytes
+/// that travel, so that the method can check them.
 template <auto Command, auto Method, int Checks = 0>
 inline constexpr Handler<typename decltype(signatureOf(Method))::Class> on = {
     static_cast<unsigned char>(Command), &Checked::answer<Command, Method, Checks>};
 
-/// What answers which command at one class of nodes.
+/// The handlers of one class of nodes, by command.
 template <typename Node>
 class Table
 {
@@ -146,7 +146,7 @@ public:
             m_answers[handler.cmd] = handler.answer;
     }
 
-    /// Null if nothing here does.
+    /// Null if nothing here answers @p cmd.
     constexpr Answer<Node> find(unsigned char cmd) const { return m_answers[cmd]; }
 
     /// False, with @p answer left alone, if nothing here answers @p request.

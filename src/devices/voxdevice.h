@@ -21,7 +21,7 @@ public:
     VOXDevice(unsigned int addr, VOXBus *bus, QObject *parent = nullptr);
     ~VOXDevice() override;
 
-    /// Registers anew under the new address. addrChanged() comes when all of that is done.
+    /// Registers anew under the new address. Emits addrChanged() when that is done.
     void setAddr(unsigned int addr) override;
 
     using VOXNode::attach;
@@ -32,16 +32,16 @@ public:
     void reply(const VOXMessage &msg);
 
 public Q_SLOTS:
-    /// Takes the node off its bus. Frames that are queued to another thread by then still come; what is
-    /// answered to them is dropped.
+    /// Takes the node off its bus. Frames that are already queued to another thread still come; the answers
+    /// to them are dropped.
     void detach() override;
-    /// Detaches first, always. A null @p bus leaves it at that and is true.
+    /// Always detaches first. With a null @p bus that is all, and the result is true.
     bool attach(VOXBus *bus) override;
-    /// A frame for this node, for one of its groups, or for all.
+    /// Handles a frame for this node, for one of its groups, or for all nodes.
     virtual void dispatch(const VOXMessage &msg);
 
 protected:
-    /// Null without one. Asked for and used under #m_mutex.
+    /// The bus; null without one. Lock #m_mutex while asking for it and using it.
     VOXBus *voxBus() const;
 };
 

@@ -7,8 +7,8 @@
 #include <utility>
 
 namespace {
-// Not by the first bus: QML looks the types of an operation up before it calls it, on a proxy without a bus,
-// too.
+// This runs when the library is loaded, not with the first bus. QML looks up the types of an operation before
+// it calls it, also on a proxy without a bus.
 void registerMetaTypes()
 {
     qRegisterMetaType<BusMessage>();
@@ -53,7 +53,7 @@ void Bus::setIoDevice(QIODevice *device)
     m_device = device;
     if (!device)
         return;
-    // Also when it is closed or deleted behind the bus's back.
+    // The device may also be closed or deleted behind the bus's back.
     const auto endCalls = [this] { m_dispatcher.endAll(BusPendingCall::NotOpen); };
     connect(device, &QIODevice::aboutToClose, this, endCalls);
     connect(device, &QObject::destroyed, this, endCalls);
@@ -87,13 +87,14 @@ void Bus::shutDown()
     }
     if (m_device)
         m_device->disconnect(this);
-    // The dispatcher, a child, lives until the QObject part goes.
+    // The dispatcher is a child, so it lives until the QObject part is destroyed.
     if (!m_shutDown)
         m_dispatcher.endAll(BusPendingCall::Canceled);
     m_shutDown = true;
     if (!m_device)
         return;
-    // In an event loop, a slot that the device itself calls may be what destroys the bus.
+    // Inside an event loop, the caller may be a slot of the device itself. The device must then be deleted
+    // later.
     if (!outermost && thread()->loopLevel() == 0) {
         delete m_device;
         return;

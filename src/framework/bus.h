@@ -31,9 +31,9 @@ public:
     /// Takes at most one frame of what has been received and hands it to the dispatcher. The transports say
     /// what the result means.
     virtual bool processData() = 0;
-    /// The device's own words; empty without a device.
+    /// The error text of the device; empty without a device.
     virtual QString errorString() const;
-    /// Opens the device. The transports differ in what they call success; isOpen() is sure.
+    /// Opens the device. What the result means depends on the transport; isOpen() is reliable.
     virtual bool open() = 0;
     /// Closes the device and ends all calls with BusPendingCall::NotOpen. The bus may be opened again.
     virtual void close() = 0;
@@ -49,12 +49,12 @@ protected:
     /// Stands on the stack while the device is at work: it opens, closes, writes, delivers a frame or reports
     /// an error.
     ///
-    /// What runs meanwhile may destroy the bus. Its device is then closed, and left to the outermost of
-    /// these, which deletes it later: no event loop further in does so too early.
+    /// Code that runs meanwhile may destroy the bus. The device is then closed, and the outermost of these
+    /// objects deletes it later, so that no nested event loop deletes it too early.
     class VOX_BUS_EXPORT DeviceUse
     {
     public:
-        /// Inside those of @p bus that there are already.
+        /// Stands inside those of @p bus that there are already.
         explicit DeviceUse(Bus &bus);
         ~DeviceUse();
         Q_DISABLE_COPY_MOVE(DeviceUse)
@@ -81,23 +81,24 @@ protected:
     void setIoDevice(QIODevice *device);
     /// Lets @p hook answer hasInput() in place of the device's bytesAvailable().
     void setInputHook(std::function<bool()> hook) { m_inputHook = std::move(hook); }
-    /// Hands @p frame to the dispatcher. Who gets it may close or destroy this bus: false if it is gone.
+    /// Hands @p frame to the dispatcher. A receiver may close or destroy this bus. False if the bus is gone.
     bool deliver(const QByteArray &frame);
     /// Whether the device is at work, also while a slot that it called waits in an event loop.
     bool isDeviceInUse() const { return m_use != nullptr; }
-    /// Closes the device. What runs meanwhile finds the bus closed, and may destroy it: false if it is gone.
+    /// Closes the device. Code that runs meanwhile finds the bus closed, and may destroy it. False if the bus
+    /// is gone.
     bool closeDevice();
     /// Whether closeDevice() is at work.
     bool isClosing() const { return m_isClosing; }
     /// Ends every call and deletes the device, at once or when it is no longer at work. Destructors of
-    /// subclasses call it while they are still whole.
+    /// subclasses call it while the subclass is still complete.
     void shutDown();
 
 private:
     BusDispatcher &m_dispatcher;
     QPointer<QIODevice> m_device;
     std::function<bool()> m_inputHook;
-    // The innermost one.
+    // The innermost DeviceUse of this bus.
     DeviceUse *m_use = nullptr;
     bool m_shutDown = false;
     bool m_isClosing = false;

@@ -29,7 +29,7 @@ void BusCallTeller::tell()
         BusPendingCallWatcher *const watcher = call->takeWatcher();
         if (!call->hasWatchers())
             m_ended.takeFirst();
-        // Before the slot, which may wait in an event loop for one of the others.
+        // This comes before the slot, which may wait in an event loop for one of the other calls.
         tellLater();
         if (watcher)
             Q_EMIT watcher->finished(watcher);

@@ -41,11 +41,11 @@ public:
     virtual int queueLength() const { return 0; }
 
 Q_SIGNALS:
-    /// A frame that answers no call, as a message with bytes of its own.
+    /// Carries a frame that answers no call. The message has bytes of its own.
     void unhandled(const BusMessage &message);
 
 protected:
-    /// For the watchers of the calls that have ended.
+    /// Tells the watchers of the calls that have ended.
     BusCallTeller &teller() { return m_teller; }
 
 private:

@@ -32,9 +32,9 @@ public:
     /// The bytes for reading. Does not detach.
     const QByteArray &data() const { return d.constData()->bytes(); }
 
-    /// Completes the message before it is sent, as what it is: its data knows how.
+    /// Completes the message before it is sent, in the way of its data's class.
     virtual void prepare();
-    /// Whether prepare() has completed it, and nobody has asked for the bytes to write since.
+    /// Whether prepare() has completed it, and nobody has asked for the writable bytes since.
     bool isPrepared() const { return d.constData()->isPrepared(); }
 
     /// What all copies share.
@@ -46,8 +46,8 @@ protected:
     /// Adopts @p data, which a subclass has created on the heap.
     explicit BusMessage(BusMessageData &data);
 
-    /// A new, unowned pending call for sending this message over @p bus, which may be null. What is sent is
-    /// prepared: of a message that is not, a copy.
+    /// A new, unowned pending call for sending this message over @p bus, which may be null. If this message
+    /// is not prepared, the call sends a prepared copy.
     virtual BusPendingCallData *createPendingCall(Bus *bus) const;
 
     /// What the copies share.

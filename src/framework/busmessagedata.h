@@ -46,7 +46,7 @@ public:
                                                   Bus *bus) const;
 
     ///@{
-    /// The bytes themselves: a change here does not take back isPrepared(), as BusMessage::data() does.
+    /// The bytes themselves. A change here leaves isPrepared() as it is, unlike BusMessage::data().
     const QByteArray &bytes() const { return m_bytes; }
     QByteArray &bytes() { return m_bytes; }
     ///@}
@@ -62,7 +62,7 @@ private:
     bool m_prepared = false;
 };
 
-/// Detaching keeps the subclass.
+/// Detaching makes a copy of the same subclass.
 template <>
 VOX_BUS_EXPORT BusMessageData *QSharedDataPointer<BusMessageData>::clone();
 

@@ -40,7 +40,8 @@ BusPendingCall BusObject::call(const BusMessage &message)
 
 void BusObject::reply(const BusMessage &message)
 {
-    // Until the frame is handed over: whoever detaches in order to destroy the bus waits for that.
+    // The mutex is held until the frame is handed over. A thread that detaches in order to destroy the bus
+    // waits for that.
     QMutexLocker lock(&m_mutex);
     if (!m_bus)
         return;

@@ -66,13 +66,13 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
 {
     if (isFinished())
         return true;
-    // What the loop runs may destroy this handle.
+    // Code that the loop runs may destroy this handle.
     const BusPendingCallPointer data = d;
     QEventLoop loop;
     const BusPendingCallWatcher watcher(*this);
     QObject::connect(&watcher, &BusPendingCallWatcher::finished, &loop, &QEventLoop::quit);
-    // Inside the handling of received data the device does not announce more of it, so the bus is asked in
-    // turns.
+    // The device announces no more data while received data is being handled. So a timer lets the bus look
+    // for it.
     QTimer drive;
     QObject::connect(&drive, &QTimer::timeout, &loop, [&data] { data->driveBus(); });
     drive.start(DriveIntervalMs);
@@ -87,7 +87,8 @@ bool BusPendingCall::waitForFinished(int timeoutMs) const
 
 void BusPendingCall::notify(QObject *context, std::function<void(const BusPendingCall &)> functor) const
 {
-    // A child of the context if it may be, which it may outlive otherwise, if no event loop runs any more.
+    // The watcher is a child of the context where that is allowed. Otherwise it may outlive the context, if
+    // no event loop runs any more.
     const bool mayBeChild = context && context->thread() == QThread::currentThread();
     auto *watcher = new BusPendingCallWatcher(*this, mayBeChild ? context : nullptr);
     QObject::connect(watcher, &BusPendingCallWatcher::finished, watcher, &QObject::deleteLater);

@@ -56,7 +56,7 @@ public:
     /// A sentence for people; empty without an error.
     QString errorString() const;
 
-    /// The reply, of a group call the first one; empty while there is none.
+    /// The reply; the first one of a group call. Empty while there is none.
     BusMessage reply() const;
     /// All replies in their order of arrival. Only group and broadcast calls have more than one.
     QList<BusMessage> replies() const;
@@ -66,13 +66,14 @@ public:
     void cancel();
 
     /// Blocks in a local event loop until the call has finished, @p timeoutMs milliseconds at most (-1: no
-    /// limit), and returns isFinished(). For programs and tests; gets input even from inside the delivery of
-    /// another frame.
+    /// limit), and returns isFinished(). For programs and tests. The bus gets input even if this is called
+    /// from inside the delivery of another frame.
     bool waitForFinished(int timeoutMs = -1) const;
 
-    /// Calls @p functor, with this call as argument if it takes one, once the call has finished: on the
-    /// thread of @p context, never from inside this function or a call, also if it has finished already. Not
-    /// called if @p context is destroyed before; without one it always is.
+    /// Calls @p functor once the call has finished, with this call as argument if it takes one. The functor
+    /// runs on the thread of @p context, and never from inside this function, BusObject::call(), cancel() or
+    /// close(), even if the call has finished already. It is not called if @p context is destroyed before;
+    /// without a context it is always called.
     template <typename Functor>
     void onFinished(QObject *context, Functor functor) const
     {

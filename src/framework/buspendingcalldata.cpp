@@ -12,9 +12,9 @@
 #include <utility>
 
 namespace {
-// A time-out must end however much noise keeps coming.
+// A time-out must end even if noise keeps coming.
 constexpr int MaxDrainMs = 50;
-// Other timers of the thread, the limits of waitForFinished() among them, are late by no more.
+// Other timers of the thread are late by this much at most. The limit of waitForFinished() is one of them.
 constexpr int MaxDriveMs = 4;
 }
 
@@ -79,7 +79,7 @@ void BusPendingCallData::driveBus()
     const auto goesOn = [&] { return m_bus && m_bus->isOpen() && !m_finished && progress() == before; };
     const QDeadlineTimer end(MaxDriveMs, Qt::PreciseTimer);
     while (goesOn() && !end.hasExpired()) {
-        // What has been read already waits for a pass that the bus has queued.
+        // Input that has been read already waits for a pass that the bus has queued.
         QCoreApplication::sendPostedEvents(m_bus, QEvent::MetaCall);
         if (!goesOn() || !m_bus->hasInput())
             return;
@@ -103,7 +103,8 @@ void BusPendingCallData::timerEvent(QTimerEvent *event)
     const BusPendingCallPointer self(this);
     if (!std::exchange(m_isDraining, true))
         m_drainEnd = QDeadlineTimer(MaxDrainMs, Qt::PreciseTimer);
-    // Another one: a timer does not go off again in an event loop of a slot that runs now.
+    // The timer is started anew: the one that has just gone off would not go off again in the event loop of a
+    // slot that runs now.
     m_timer.start(MaxDriveMs, Qt::PreciseTimer, this);
     m_inTimerEvent = true;
     const int before = progress();
@@ -115,7 +116,8 @@ void BusPendingCallData::timerEvent(QTimerEvent *event)
         else
             setError(BusPendingCall::Timeout);
     }
-    // Stays set if the call has ended: whoever lets go of it last must not delete it under its own event.
+    // This stays set if the call has ended. The last reference to go must not delete the call under its own
+    // event.
     m_inTimerEvent = m_finished;
 }
 

@@ -36,8 +36,8 @@ public:
     virtual void setReply(const BusMessage &reply);
     /// In their order of arrival.
     virtual QList<BusMessage> replies() const;
-    /// The message has been written and needs another @p delay milliseconds to be out and across: starts the
-    /// time-out.
+    /// Starts the time-out. The message has been written, and needs another @p delay milliseconds to be out
+    /// and across.
     virtual void setMessageSent(unsigned int delay);
     /// Whether the call keeps collecting for a period, even if its message asks for no answer.
     virtual bool collectsReplies() const;
@@ -50,15 +50,15 @@ public:
     BusMessage reply() const { return m_reply; }
     ///@}
 
-    /// Lets the bus take what it has received already, until the call has got something of it; for
-    /// 4 ms at most.
+    /// Lets the bus process what it has received already, until the call has got something of it, for 4 ms at
+    /// most.
     void driveBus();
 
-    /// Who is told of the end by BusDispatcher::handleFinished(); not owned, null for nobody.
+    /// Sets the dispatcher whose handleFinished() is called at the end. Not owned; null for none.
     void setDispatcher(BusDispatcher *dispatcher) { m_dispatcher = dispatcher; }
     ///@{
-    /// Who is announced at the end. Not owned: a watcher removes itself before it is destroyed. After the end
-    /// there is nothing to add one for.
+    /// The watchers that are told of the end. Not owned: a watcher removes itself before it is destroyed. A
+    /// watcher that is made after the end is not added.
     void addWatcher(BusPendingCallWatcher *watcher) { m_watchers.append(watcher); }
     void removeWatcher(BusPendingCallWatcher *watcher);
     bool hasWatchers() const { return !m_watchers.isEmpty(); }
@@ -71,10 +71,10 @@ public:
     bool isInTimerEvent() const { return m_inTimerEvent; }
 
 protected:
-    /// The time-out.
+    /// Handles the time-out.
     void timerEvent(QTimerEvent *event) override;
 
-    /// Ends the call and tells its dispatcher and its watchers, once however often it is called.
+    /// Ends the call, and tells its dispatcher and its watchers. All but the first invocation do nothing.
     void finished();
     /// Runs the time-out from now on; @p delay in milliseconds, added to the message's own.
     void startTimeout(unsigned int delay);
@@ -98,7 +98,7 @@ private:
     friend class SimpleBusDispatcher;
     friend class BusCallQueue;
 
-    // Where the call stands in a queue, which holds a reference.
+    // The place of the call in a queue, which holds a reference.
     struct Link
     {
         const BusCallQueue *queue = nullptr;
@@ -109,7 +109,7 @@ private:
 
     Link m_link;
     bool m_inTimerEvent = false;
-    // Until when a time-out that is due waits for what has been received already.
+    // A time-out that is due waits until then for input that has been received already.
     QDeadlineTimer m_drainEnd;
     bool m_isDraining = false;
     BusDispatcher *m_dispatcher = nullptr;

@@ -9,8 +9,8 @@ class BusPendingCallData;
 
 /// A counted reference to a pending call's data.
 ///
-/// The last reference may go on any thread: the data, a QObject with a timer, is always destroyed on its own.
-/// One pointer is used on one thread at a time.
+/// The last reference may go on any thread. The data is a QObject with a timer, and is always destroyed on
+/// its own thread. One pointer is used on one thread at a time.
 /// @ingroup framework
 class VOX_BUS_EXPORT BusPendingCallPointer
 {
@@ -34,7 +34,7 @@ public:
     ~BusPendingCallPointer();
 
     ///@{
-    /// What is referred to, which may be null. Adds no reference.
+    /// The data that is referred to; may be null. Adds no reference.
     BusPendingCallData *get() const { return m_data; }
     BusPendingCallData *operator->() const { return m_data; }
     explicit operator bool() const { return m_data != nullptr; }

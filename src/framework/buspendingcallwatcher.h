@@ -7,11 +7,11 @@
 
 /// A pending call that tells by a signal when it has finished.
 ///
-/// The signal comes exactly once, also to a watcher made after the end; never to one that is destroyed
-/// before, and never from inside BusObject::call(), cancel() or close(). Watchers hear in the
-/// order in which their calls have ended: of a reply at the end of Bus::processData(), of any other end in
-/// the next pass of the event loop. One made late hears of it there, too, outside of that order. Lives on the
-/// bus's thread; keeps the call's results as long as it lives.
+/// The signal comes exactly once, also from a watcher made after the end. It never comes from a watcher that
+/// is destroyed before, and never from inside BusObject::call(), cancel() or close(). The signals come in the
+/// order in which the calls have ended: for a reply at the end of Bus::processData(), for any other end in
+/// the next pass of the event loop. A watcher made after the end emits there, too, outside of that order.
+/// Lives on the bus's thread; keeps the call's results as long as it lives.
 /// @ingroup framework
 class VOX_BUS_EXPORT BusPendingCallWatcher : public QObject, public BusPendingCall
 {
@@ -34,7 +34,7 @@ private:
     friend class BusCallTeller;
     friend class BusPendingCallData;
 
-    // What it is a watcher of: as a BusPendingCall it may be given another value.
+    // The call that it watches. The BusPendingCall that it is may be assigned another one.
     const BusPendingCallPointer m_watched;
     /// Lets finished() be emitted from the event loop.
     void announce();

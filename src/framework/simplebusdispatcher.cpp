@@ -9,10 +9,11 @@
 #include <utility>
 
 namespace {
-// Of all dispatchers of this thread: in a write, whoever made the call expects no slots to run.
+// Counts the writes of all dispatchers of this thread. The code that made a call expects no slots to run
+// inside the write.
 thread_local int writesUnderWay = 0;
 
-// Without capacity it is a view of somebody's buffer, which may be used again.
+// An array without capacity is a view of somebody's buffer, which may be used again.
 QByteArray ownBytes(const QByteArray &frame)
 {
     return frame.capacity() > 0 ? frame : QByteArray(frame.constData(), frame.size());
@@ -52,7 +53,7 @@ void SimpleBusDispatcher::reply(const BusMessage &message)
 void SimpleBusDispatcher::pump()
 {
     if (m_busy) {
-        // Whoever is may be waiting in an event loop of its own.
+        // The caller further up that is busy may be in a nested event loop, so the timer goes on from there.
         if (hasSendable())
             scheduleIn(0);
         return;
@@ -65,7 +66,7 @@ void SimpleBusDispatcher::pump()
 
 void SimpleBusDispatcher::scheduleIn(int delayMs)
 {
-    // To start a timer anew for each of many calls would take most of the time that it takes to cancel them.
+    // When many calls are cancelled, starting the timer anew for each of them would take most of the time.
     if (delayMs == 0 && m_isTimerImmediate && m_timer.isActive())
         return;
     m_timer.start(delayMs, Qt::PreciseTimer, this);
@@ -102,7 +103,7 @@ void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
 {
     const bool expectsReply = call->message().hasReply();
     const bool stays = expectsReply || call->collectsReplies();
-    // Known before the write: a device may answer from inside it.
+    // The call is registered before the write, because a device may answer from inside it.
     if (expectsReply)
         m_waiting = call;
     else if (stays)
@@ -128,9 +129,9 @@ void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
 bool SimpleBusDispatcher::write(const BusMessageData &message)
 {
     const unsigned int busFreeDelay = message.busFreeDelay();
-    // Cleared first: a datagram socket reports from inside the write.
+    // The flag is set before the write, because a datagram socket reports from inside it.
     m_written = !m_waitDeviceWritten;
-    // An answer has no time-out.
+    // An answer has no time-out, so its bus-free delay is the limit.
     const unsigned int longest = message.timeout() > 0 ? message.timeout() : busFreeDelay;
     m_writtenDeadline = QDeadlineTimer(longest, Qt::PreciseTimer);
     frameSent(message.bytes().size(), busFreeDelay);
@@ -178,7 +179,7 @@ void SimpleBusDispatcher::dispatch(const QByteArray &frame)
     call->setReply(message);
     m_busy = wasBusy;
     pump();
-    // A line in memory may have destroyed the bus in its write.
+    // On a line in memory, a slot may have destroyed the bus inside a write.
     if (!self || !tells)
         return;
     m_willTell = false;
@@ -210,7 +211,7 @@ void SimpleBusDispatcher::endAll(BusPendingCall::Error error)
     QVector<BusPendingCallPointer> ended = std::exchange(m_collecting, {});
     if (m_waiting)
         ended.append(std::exchange(m_waiting, {}));
-    // A slot of none of them runs before all have ended.
+    // No slot of any of these calls runs before all of them have ended.
     ended.reserve(ended.size() + m_queue.size());
     while (!m_queue.isEmpty())
         ended.append(m_queue.takeFirst());
@@ -259,7 +260,7 @@ void SimpleBusDispatcher::timerEvent(QTimerEvent *event)
         return;
     }
     m_timer.stop();
-    // The event loop runs, so whoever was busy is waiting in a loop of its own.
+    // An event loop delivers this event, so a caller further up that is busy is waiting in that loop.
     const bool wasBusy = std::exchange(m_busy, false);
     const QPointer<SimpleBusDispatcher> self(this);
     pump();

@@ -11,9 +11,9 @@ class Bus;
 
 /// Sends first in, first out, with one call at a time waiting for its reply.
 ///
-/// Calls that expect no reply wait for nobody's collection period; calls that expect one wait until all
-/// periods are over, so that a late refusal is never taken for their answer. One timer, which an idle bus
-/// does not run. Lives on its bus's thread.
+/// A call that expects no reply does not wait while group calls collect theirs. A call that expects one waits
+/// until all these periods are over, so that a late refusal is never taken for its answer. Uses one timer,
+/// which does not run while the bus is idle. Lives on its bus's thread.
 /// @ingroup framework
 class VOX_BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
 {
@@ -33,8 +33,9 @@ public:
     void handleFinished(BusPendingCallData *call) override;
     int queueLength() const override { return m_queue.size(); }
 
-    /// Whether the next frame waits until the device has reported the last one written, at most that one's
-    /// time-out, or its bus-free delay if it is an answer and has none. Off by default.
+    /// Sets whether the next frame waits until the device has reported the last one written. It waits for the
+    /// last one's time-out at most, or for its bus-free delay if that is an answer, which has no time-out.
+    /// Off by default.
     void setWaitDeviceWritten(bool wait);
     /// How long a frame may take across the network, in microseconds; added to each time-out,
     /// rounded up to a millisecond. 0 by default.
@@ -77,10 +78,10 @@ private:
     unsigned int m_latencyUs = 0;
     bool m_waitDeviceWritten = false;
     bool m_written = true;
-    // Set while a caller further up goes on to pump: nothing is sent from inside a write or the end of a
+    // Set while a caller further up will pump afterwards: nothing is sent from inside a write or the end of a
     // call.
     bool m_busy = false;
-    // Set while dispatch() goes on to tell.
+    // Set while dispatch() will tell the watchers afterwards.
     bool m_willTell = false;
 };
 

@@ -15,14 +15,14 @@
 /// A coroutine of a host, which may `co_await` pending calls.
 ///
 /// It begins at once, and goes on from the event loop of the bus's thread. Owns the coroutine: destroying the
-/// task ends it where it waits, so that nothing of it runs any more; what it has sent stays sent. An
-/// exception that leaves the coroutine ends the program, as one from a slot does.
+/// task ends it where it waits, and nothing of it runs any more. What it has sent stays sent. An exception
+/// that leaves the coroutine ends the program, as one from a slot does.
 /// @ingroup framework
 class VOXTask
 {
 public:
     /// @cond
-    // What the language asks for.
+    // Required by the language.
     struct promise_type
     {
         VOXTask get_return_object() { return VOXTask(Handle::from_promise(*this)); }
@@ -36,7 +36,8 @@ public:
     /// No coroutine: done.
     VOXTask() = default;
     ///@{
-    /// Takes the coroutine over. What has been moved from is done, or owns the other's.
+    /// Takes the coroutine over. The task that was moved from is done, or owns the coroutine that this one
+    /// had.
     VOXTask(VOXTask &&other) noexcept
         : m_handle(std::exchange(other.m_handle, nullptr))
     {
@@ -68,8 +69,7 @@ private:
     Handle m_handle;
 };
 
-/// What a coroutine waits with while a call is pending; made by `co_await call`, whose value is the call,
-/// finished.
+/// Suspends a coroutine while a call is pending. `co_await call` makes it, and gives the finished call.
 /// @ingroup framework
 class BusCallAwaiter
 {
@@ -81,7 +81,7 @@ public:
     }
 
     /// @cond
-    // What the language asks for.
+    // Required by the language.
     bool await_ready() const { return m_call.isFinished(); }
     void await_suspend(std::coroutine_handle<> coroutine)
     {
@@ -93,7 +93,7 @@ public:
     /// @endcond
 
 private:
-    // The coroutine that goes on destroys its awaiter inside the watcher's signal.
+    // The resumed coroutine destroys its awaiter inside the watcher's signal.
     struct Later
     {
         void operator()(BusPendingCallWatcher *watcher) const

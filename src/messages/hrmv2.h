@@ -10,8 +10,8 @@
 
 /// The command set of older motors, in the same frames. No instances.
 ///
-/// Many ids mean something else in the KVR set: who handles a frame has to know which set it speaks.
-/// From any thread.
+/// Many ids mean something else in the KVR set: code that handles a frame has to know which set the frame
+/// belongs to. From any thread.
 /// @ingroup messages
 class VOX_EXPORT HRMv2
 {

@@ -23,7 +23,7 @@ VOX_LAYOUT(HRMv2::SET_LOCK_STATUS) = fields(field<quint8>("fun"), field<quint8>(
                                             field<quint8>("priority"));
 VOX_LAYOUT(HRMv2::POST_LOCK_STATUS) = fields(field<quint8>("status"));
 
-// What the bytes of these three mean is not known.
+// The meaning of the bytes of these three is not known.
 VOX_LAYOUT(HRMv2::POST_MOTOR_POSITION) = fields(bytes("data", 3));
 VOX_LAYOUT(HRMv2::POST_MOTOR_INFO) = fields(bytes("data", 10));
 VOX_LAYOUT(HRMv2::POST_MOTOR_STATUS) = fields(bytes("data", 2));

@@ -18,7 +18,7 @@ class VOX_EXPORT KVR
 
 public:
     ///@{
-    /// Of a node's label and of its serial number, in bytes.
+    /// The lengths of a node's label and of its serial number, in bytes.
     static constexpr int LabelLength = 16;
     static constexpr int SerialLength = 12;
     ///@}
@@ -131,11 +131,11 @@ public:
 
     /// Why a node refuses. Travels as one byte, so getNackReply() may give any up to 255, and -1.
     enum NackStatus : int {
-        NACK_ACK = 0, ///< It does not.
+        NACK_ACK = 0, ///< The node does not refuse.
         NACK_RNG = 1, ///< No such index.
-        NACK_BADMSG = 16, ///< A command that it does not know, or a value that it does not take.
+        NACK_BADMSG = 16, ///< The node does not know the command, or does not take a value.
         NACK_MSGSIZE = 17, ///< Shorter than the command's frame.
-        NACK_BUSY = 255 ///< At work on another request; worth another try.
+        NACK_BUSY = 255 ///< The node is at work on another request; ask it again.
     };
     Q_ENUM(NackStatus)
 
@@ -143,9 +143,9 @@ public:
     /// WINK_IN_PROGRESS.
     enum MotorNackStatus : int {
         NACK_DATA_ERROR = 1, ///< On the line, and as text, the same as NACK_RNG.
-        NACK_NODE_IS_LOCKED = 32, ///< By its network lock.
+        NACK_NODE_IS_LOCKED = 32, ///< The network lock is set.
         NACK_WRONG_POSITION = 33, ///< The limit, or intermediate position, would be out of range.
-        NACK_END_LIMITS_NOT_SET = 34, ///< It takes both, or for a shift the one concerned.
+        NACK_END_LIMITS_NOT_SET = 34, ///< Both limits have to be set; for a shift, the one that is shifted.
         NACK_IP_NOT_SET = 35, ///< No intermediate position at this index.
         NACK_CURRENT_POSITION_OUT_OF_RANGE = 36, ///< It cannot become a limit or intermediate position.
         NACK_FEATURE_NOT_SUPPORTED = 37,
@@ -153,12 +153,12 @@ public:
         NACK_IN_SECURITY = 39,
         NACK_LAST_IP_REACHED = 40, ///< No intermediate position further that way.
         NACK_THRESHOLD_REACHED = 41,
-        NACK_LOW_PRIORITY = 42, ///< Below that of the lock in force.
+        NACK_LOW_PRIORITY = 42, ///< The priority is below that of the lock in force.
         NACK_WINK_IN_PROGRESS = 43
     };
     Q_ENUM(MotorNackStatus)
 
-    /// Whether a node hears broadcasts; on as delivered.
+    /// Whether a node hears broadcasts. A node is delivered with BCAST_ON.
     enum BcastMode : int { BCAST_OFF = 0, BCAST_ON = 1 };
     Q_ENUM(BcastMode)
 
@@ -174,16 +174,18 @@ public:
     static VOXCmdInfo findCmd(unsigned char cmd);
 
     ///@{
-    /// Whether @p message is what a node takes a command with, or refuses it with.
+    /// Whether a node accepts a command with @p message, or refuses it.
     static bool isAck(const VOXMessage &message);
     static bool isNack(const VOXMessage &message);
     ///@}
     /// The status of a NACK, which has exactly 12 bytes; -1 for any other message.
     static NackStatus getNackReply(const VOXMessage &message);
 
-    /// The key's name in one of the three command enumerations, of which @p cmd may be any; else empty.
+    /// The key's name. @p cmd may be of any of the three command enumerations; empty if it is in none of
+    /// them.
     static QString toString(Cmd cmd);
-    /// The key's name without its NACK_, of NackStatus first; else two decimal digits.
+    /// The key's name without its NACK_. NackStatus is searched first. A status without a key gives two
+    /// decimal digits.
     static QString toString(NackStatus status);
 
     ///@{

@@ -3,7 +3,7 @@
 
 #include <vox/messages/voxreply.h>
 
-/// The answer that says yes, prepared. Reentrant.
+/// The answer that accepts a request; prepared. Reentrant.
 /// @ingroup messages
 class VOX_EXPORT KVRAck : public VOXReply
 {

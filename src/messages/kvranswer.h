@@ -18,34 +18,34 @@ class BusMessage;
 ///     if (answer && answer->percent)
 ///         show(*answer->percent);
 ///
-/// A member that is optional is empty if the node says that there is no such value. Enumerations may hold
-/// numbers without a name. No instances; from any thread.
+/// An optional member is empty if the node says that there is no such value. Enumerations may hold numbers
+/// without a name. No instances; from any thread.
 /// @ingroup messages
 class VOX_EXPORT KVRAnswer
 {
 public:
-    /// What @p message says, if it is the reply that @p Answer stands for. Empty if it is a NACK or any other
-    /// frame, or too short.
+    /// The values of @p message, if it is the reply that @p Answer stands for. Empty if it is a NACK, any
+    /// other frame, or too short.
     template <typename Answer>
     static std::optional<Answer> from(const BusMessage &message);
 
     KVRAnswer() = delete;
 
-    /// What all of them are.
+    /// The base of all answers.
     template <auto Post>
     struct Reply
     {
         static constexpr auto Command = Post; ///< What the reply is sent as.
     };
 
-    /// The group in one of a node's slots.
+    /// The group in one of the slots of a node.
     struct GroupAddr : Reply<KVR::POST_GROUP_ADDR>
     {
         quint8 index = 0; ///< The slot, from 0.
         VOX::Addr group = 0; ///< 0 is none.
     };
 
-    /// What people call a node.
+    /// The name that people have given to a node.
     struct NodeLabel : Reply<KVR::POST_NODE_LABEL>
     {
         QByteArray label; ///< Latin-1, up to the first zero byte.
@@ -87,7 +87,7 @@ public:
         ///@}
     };
 
-    /// What a node has counted on its network.
+    /// The frames and events that a node has counted on its network.
     struct NetworkStat : Reply<KVR::POST_NETWORK_STAT>
     {
         ///@{
@@ -113,11 +113,11 @@ public:
         quint8 profile = 0;
         ///@}
     };
-    /// Of the protocol stack.
+    /// The version of the protocol stack.
     struct NodeStackVersion : Reply<KVR::POST_NODE_STACK_VERSION>, Version
     {
     };
-    /// Of the application.
+    /// The version of the application.
     struct NodeAppVersion : Reply<KVR::POST_NODE_APP_VERSION>, Version
     {
     };
@@ -142,7 +142,7 @@ public:
         std::optional<quint8> ip; ///< The intermediate position at which it is, from 1.
     };
 
-    /// What a motor does, and why.
+    /// The state of a motor, and the reason for it.
     struct MotorStatus : Reply<KVR::POST_MOTOR_STATUS>, KVRMotor::Status
     {
     };
@@ -195,14 +195,14 @@ public:
     struct Lock
     {
         bool locked = false; ///< Whether it is.
-        VOX::Addr source = 0; ///< Who has set or opened it last.
-        quint8 priority = 0; ///< That a change takes at least.
+        VOX::Addr source = 0; ///< The address of the node that has set or opened it last.
+        quint8 priority = 0; ///< The least priority with which a request may change the lock.
     };
-    /// Against commands of the network.
+    /// The lock against commands of the network.
     struct NetworkLock : Reply<KVR::POST_NETWORK_LOCK>, Lock
     {
     };
-    /// Of a local input.
+    /// The lock of a local input.
     struct DCTLock : Reply<KVR::POST_DCT_LOCK>, Lock
     {
     };
@@ -240,7 +240,7 @@ public:
     /// Whether a setting is as delivered.
     struct FactoryDefault : Reply<KVR::POST_FACTORY_DEFAULT>
     {
-        KVRMotor::FactoryDefFunction function = KVRMotor::FACTORY_ALL; ///< Which.
+        KVRMotor::FactoryDefFunction function = KVRMotor::FACTORY_ALL; ///< The setting that was asked for.
         bool isDefault = false; ///< Whether it is.
     };
 

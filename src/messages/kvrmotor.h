@@ -30,15 +30,16 @@ public:
     };
     Q_ENUM(State)
 
-    /// Of the present move, or the last one; NONE of a move to where the motor is, and of a wink.
+    /// The direction of the present move, or of the last one. A move to where the motor is, and a wink, have
+    /// none.
     enum Direction : quint32 { DIRECTION_DOWN = 0, DIRECTION_UP = 1, DIRECTION_NONE = 255 };
     Q_ENUM(Direction)
 
-    /// Who made the motor do what it does.
+    /// Where the reason for the motor's state comes from: the motor itself, or the network.
     enum Source : quint32 { SOURCE_INTERNAL = 0, SOURCE_NETWORK = 1 };
     Q_ENUM(Source)
 
-    /// Why it does so; NONE once it has arrived.
+    /// The reason for the motor's state; NONE once the motor has arrived.
     enum Cause : quint32 { CAUSE_NONE = 0, CAUSE_NETWORK = 1, CAUSE_WINK = 2 };
     Q_ENUM(Cause)
 
@@ -46,11 +47,11 @@ public:
     enum MoveFunction : int {
         MOVE_DOWN = 0,
         MOVE_UP = 1,
-        MOVE_TO_NEAREST_LIMIT = 2 ///< As far as that is, whatever the time.
+        MOVE_TO_NEAREST_LIMIT = 2 ///< Moves all the way to the limit, whatever the time.
     };
     Q_ENUM(MoveFunction)
 
-    /// Which of the three rolling speeds, whichever way the move goes.
+    /// Which of the three rolling speeds is used; any of them goes with either direction.
     enum SpeedType : int { SPEED_UP = 0, SPEED_DOWN = 1, SPEED_SLOW = 2 };
     Q_ENUM(SpeedType)
 
@@ -79,7 +80,7 @@ public:
     };
     Q_ENUM(MoveOfFunction)
 
-    /// The lock holds at once, also where the motor moves somewhere first.
+    /// The lock holds at once, even if the function first moves the motor somewhere.
     enum NetworkLockFunction : int {
         LOCK_HERE = 0,
         LOCK_AT_UP_LIMIT = 1,
@@ -96,12 +97,12 @@ public:
     enum Limit : int { LIMIT_DOWN = 0, LIMIT_UP = 1 };
     Q_ENUM(Limit)
 
-    /// What to do with the limit; there is no 3. The up limit is always pulse 0: to set it elsewhere moves
+    /// What to do with the limit; there is no 3. The up limit is always pulse 0: setting it elsewhere moves
     /// the origin of all positions there.
     enum LimitFunction : int {
         LIMIT_DELETE = 0,
         LIMIT_CURRENT = 1, ///< Where the motor is.
-        LIMIT_PULSES = 2, ///< For the up limit, 0 alone.
+        LIMIT_PULSES = 2, ///< The up limit takes only 0.
         LIMIT_SHIFT_DOWN = 4, ///< Either shift by 10 to 1000 pulses.
         LIMIT_SHIFT_UP = 5
     };
@@ -119,7 +120,7 @@ public:
     enum SoftStartStopFunction : int { SOFT_BOTH = 0, SOFT_START = 1, SOFT_STOP = 2 };
     Q_ENUM(SoftStartStopFunction)
 
-    /// What to do with it. RAMP_VALUE leaves it on or off.
+    /// What to do with the ramp. RAMP_VALUE leaves it on or off as it is.
     enum SoftStartStopRamps : int { RAMP_OFF = 0, RAMP_ON = 1, RAMP_VALUE = 2 };
     Q_ENUM(SoftStartStopRamps)
 
@@ -128,7 +129,8 @@ public:
     enum TorqueFunction : int { TORQUE_ON = 0, TORQUE_OFF = 1, TORQUE_LEVEL = 2, TORQUE_PARAMETER = 3 };
     Q_ENUM(TorqueFunction)
 
-    /// Which setting; each but the first has the id of the command that sets it. Either lock means all locks.
+    /// Which setting to reset or to ask for. Each but the first has the id of the command that sets it. Each
+    /// of the two locks stands for all locks.
     enum FactoryDefFunction : int {
         FACTORY_ALL = 0x00,
         FACTORY_APP_MODE = 0x10,
@@ -145,7 +147,7 @@ public:
     };
     Q_ENUM(FactoryDefFunction)
 
-    /// What a motor says of itself. A plain value; reentrant.
+    /// The status that a motor reports. A plain value; reentrant.
     /// @ingroup messages
     struct Status
     {
@@ -156,7 +158,7 @@ public:
         ///@}
 
         ///@{
-        /// In the order of their bytes. As decoded they may hold numbers without a name.
+        /// The fields, in the order of their bytes. Decoded values may be numbers without a name.
         State state = STATE_STOPPED;
         Direction direction = DIRECTION_DOWN;
         Source source = SOURCE_INTERNAL;

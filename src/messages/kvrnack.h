@@ -4,8 +4,8 @@
 #include <vox/messages/kvr.h>
 #include <vox/messages/voxreply.h>
 
-/// The answer that says no, and why; prepared. A KVR::MotorNackStatus is passed as a KVR::NackStatus.
-/// Reentrant.
+/// The answer that refuses a request, with the reason; prepared. A KVR::MotorNackStatus is passed as a
+/// KVR::NackStatus. Reentrant.
 /// @ingroup messages
 class VOX_EXPORT KVRNack : public VOXReply
 {

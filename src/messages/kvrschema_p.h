@@ -5,8 +5,8 @@
 #include <vox/messages/kvrtable_p.h>
 #include <vox/messages/voxschema_p.h>
 
-/// What the data of each command of the KVR set holds, in the order of its bytes. A reply names the member of
-/// its KVRAnswer with each field. The names of fields are those that tools show.
+/// The data of each command of the KVR set, field by field in the order of the bytes. A field of a reply also
+/// names its member of the KVRAnswer. Tools show fields by these names.
 namespace VOXSchema {
 
 using Answer = KVRAnswer;
@@ -26,7 +26,7 @@ VOX_LAYOUT(KVR::GET_NODE_LABEL) = nothing;
 VOX_LAYOUT(KVR::SET_NODE_LABEL) = fields(text("label", KVR::LabelLength));
 VOX_LAYOUT(KVR::POST_NODE_LABEL) = fields(text<&Answer::NodeLabel::label>("label", KVR::LabelLength));
 
-// 255 leaves a setting as it is, so these are numbers.
+// These are numbers and no enumerations, because 255 leaves a setting as it is.
 VOX_LAYOUT(KVR::SET_NETWORK_CONFIG) = fields(field<quint8>("bcastMode"), field<quint8>("maxRand"),
                                              field<quint8>("supervision"),
                                              field<quint16>("supervisionPeriod"), field<quint8>("deafMode"),
@@ -56,7 +56,7 @@ VOX_LAYOUT(KVR::POST_NETWORK_ERROR_STAT) =
 
 VOX_LAYOUT(KVR::GET_NETWORK_STAT) = nothing;
 VOX_LAYOUT(KVR::SET_NETWORK_STAT) = fields(field<quint8>("mode"), field<quint8>("retryCount"));
-// The last three bytes of the frame are nobody's.
+// The last three bytes of the frame belong to no field.
 VOX_LAYOUT(KVR::POST_NETWORK_STAT) =
     fields(field<&Answer::NetworkStat::maxRetryCount>("maxRetryCount"),
            field<&Answer::NetworkStat::frameSent>("frameSent"),
@@ -192,7 +192,7 @@ VOX_LAYOUT(KVR::POST_FACTORY_DEFAULT) = fields(field<&Answer::FactoryDefault::fu
 // Counters of motors
 
 VOX_LAYOUT(KVR::DIAG_GET_TOTAL_MOVE_COUNT) = nothing;
-// The last byte of either frame of totals is nobody's.
+// The last byte of both frames of totals belongs to no field.
 VOX_LAYOUT(KVR::DIAG_POST_TOTAL_MOVE_COUNT) =
     fields(field<&Answer::TotalMoveCount::count>("totalMoveCount")).sentAs(15);
 VOX_LAYOUT(KVR::DIAG_GET_TOTAL_REV_COUNT) = nothing;

@@ -7,7 +7,7 @@
 /// The descriptors of the KVR set: length of the frame, addressing, reply.
 namespace VOXCmdTable {
 
-// Ids do not follow their scheme everywhere, nor stand in its order; each row counts as it stands.
+// The ids do not follow a scheme everywhere, nor are they in order. Each row holds as it stands.
 template <>
 inline constexpr Row rowsOf<KVR::Cmd>[] = {
     {KVR::GET_NODE_ADDR, 11, Shared, KVR::POST_NODE_ADDR},
@@ -43,7 +43,8 @@ inline constexpr Row rowsOf<KVR::Cmd>[] = {
     {KVR::ACK, 11, All, None},
 };
 
-// The two tilt setters have no room for a payload, and some POST rows less than their reply needs.
+// The frames of the two tilt setters have no room for a payload, and those of some POST rows have less than
+// their reply needs.
 template <>
 inline constexpr Row rowsOf<KVR::MotorCmd>[] = {
     {KVR::CTRL_MOVE, 14, All, None},

@@ -137,7 +137,8 @@ bool registerAll()
 }
 }
 
-// Enumerations, too: without it, no operation that takes one could be called by its name, or from QML.
+// Enumerations are registered, too. Otherwise no operation that takes one could be called by its name, or
+// from QML.
 void VOX::registerMetaTypes()
 {
     static const bool once = qRegisterMetaType<VOX::Addr>("VOX::Addr") != 0

@@ -18,10 +18,10 @@ class VOX_EXPORT VOX
     Q_GADGET
 
 public:
-    /// Travels in a nibble of every frame and in bits 24 to 27 of an address. Two values have two names,
-    /// 11 and 12 none.
+    /// The type of a node. It travels in a nibble of every frame, and is in bits 24 to 27 of an address. Two
+    /// values have two names; 11 and 12 have none.
     enum NodeType : int {
-        NODETYPE_ANY = 0, ///< As a destination: a node of any type.
+        NODETYPE_ANY = 0, ///< In a destination, this means a node of any type.
         NODETYPE_HRMv2_DEV = 0,
         NODETYPE_HRMv2 = 1,
         NODETYPE_TB20 = 2,
@@ -35,7 +35,7 @@ public:
         NODETYPE_TB48LV = 10,
         NODETYPE_HZR_RECEIVER = 13,
         NODETYPE_PLIANT = 14,
-        NODETYPE_MASTER = 15, ///< A host; also said of whoever sends to a group.
+        NODETYPE_MASTER = 15, ///< A host; also the type of every sender to a group.
         NODETYPE_LAST = 15 ///< The highest, no type of its own.
     };
     Q_ENUM(NodeType)
@@ -44,14 +44,15 @@ public:
     enum AddrType : int { P2P = 1, GROUP = 2, BCAST = 4 };
     Q_ENUM(AddrType)
 
-    /// Not registered, on purpose: its text is always empty and callers print the number.
+    /// This enumeration is not registered, on purpose: its text is always empty, and callers print the
+    /// number.
     enum LockStatus : int { UNLOCKED = 0, LOCKED = 1 };
 
     /// Bits 0 to 23 hold the node address, bits 24 to 27 the node type.
     using Addr = unsigned int;
-    /// Of an Addr, what is left without the node type.
+    /// The bits of an Addr without its node type.
     static constexpr Addr AddrMask = 0xffffff;
-    /// Where hosts send from, with the type of a host, NODETYPE_MASTER.
+    /// The address from which hosts send, with the type of a host, NODETYPE_MASTER.
     static constexpr Addr HostAddr = 0x0f010000;
 
     VOX() = delete;
@@ -73,7 +74,8 @@ public:
     static unsigned int makeAddr(NodeType type, int addr);
 
     ///@{
-    /// The key's name; empty if the value has none, as every LockStatus. Of two names the first counts.
+    /// The key's name; empty if the value has none, which is so for every LockStatus. If there are two names,
+    /// the first one is given.
     static QString toString(NodeType type);
     static QString toString(AddrType type);
     static QString toString(LockStatus status);
@@ -85,8 +87,8 @@ public:
     static QString toString(unsigned int addr);
     static QString toString(int addr);
     ///@}
-    /// Other enumerations have no text here; unnoticed, their number would be taken for an address. A command
-    /// of an enumeration is passed as an unsigned char, or to KVR::toString().
+    /// Other enumerations have no text here, and do not compile: their number would be taken for an address.
+    /// Pass a command of an enumeration as an unsigned char, or to KVR::toString().
     template <typename Enum, typename = std::enable_if_t<std::is_enum_v<Enum>>>
     static QString toString(Enum) = delete;
 
@@ -107,7 +109,7 @@ public:
     /// Reads three bytes; bits 24 to 31 become 0.
     static void voxtoh(const unsigned char *bytes, unsigned int &value);
 
-    /// Registers the types that travel in signals, slots and properties. Called by what carries them.
+    /// Registers the types that travel in signals, slots and properties. The classes that have these call it.
     static void registerMetaTypes();
 };
 

@@ -44,8 +44,8 @@ VOXCall::VOXCall(const VOXCmdInfo &info, unsigned int addr, VOX::AddrType type, 
     }
 }
 
-// A plain message assigned through a base reference brings other data with it: then there is nothing to read
-// or set.
+// A plain message that is assigned through a base reference brings data of another class. The result is then
+// null.
 const VOXCallData *VOXCall::callData() const
 {
     return dynamic_cast<const VOXCallData *>(d.constData());

@@ -8,16 +8,16 @@ class VOXCallData;
 
 /// A request of a host, with what its answer will look like. Times are in milliseconds.
 ///
-/// A value, reentrant: a call that is on its way keeps what it was sent with. A plain message assigned to one
-/// through its base makes it a plain message too: the getters give 0 (replyCount() -1), the setters do
-/// nothing.
+/// A value, reentrant: a call that is on its way keeps the values with which it was sent. A plain message
+/// assigned to one through its base makes it a plain message too: the getters give 0 (replyCount() -1), the
+/// setters do nothing.
 /// @ingroup messages
 class VOX_EXPORT VOXCall : public VOXMessage
 {
 public:
-    /// Of a call to one node.
+    /// The default for a call to one node.
     static constexpr unsigned int DefaultTimeout = 200;
-    /// Of a group or broadcast call.
+    /// The default for a group or broadcast call.
     static constexpr unsigned int DefaultSharedTimeout = 255;
 
     /// Any frame as a call whose reply is not named: none is expected unless it has the ack flag.
@@ -37,11 +37,13 @@ public:
     void setReply(unsigned char reply);
     ///@}
     ///@{
-    /// How many replies a group or broadcast call waits for; 0 or less, as at first: until its time is over.
+    /// How many replies a group or broadcast call waits for. With 0 or less, which is the default, it waits
+    /// until its time is over.
     short replyCount() const;
     void setReplyCount(short count);
     ///@}
-    /// From when the frame is out; of a group or broadcast call, anew with each reply.
+    /// The time counts from when the frame is out. For a group or broadcast call it starts anew with each
+    /// reply.
     void setTimeout(unsigned int timeout);
     /// How long a serial line stays reserved after the frame, and after its reply; 10 unless set.
     void setBusFreeDelay(unsigned char delay);

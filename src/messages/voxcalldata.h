@@ -5,7 +5,7 @@
 
 class VOXMessage;
 
-/// What a call knows beside its frame: how long to wait, for which reply, and for how many. Hosts use
+/// The data of a call beside its frame: how long to wait, for which reply, and for how many. Hosts use
 /// VOXCall.
 ///
 /// Owned by the messages that share it. Reentrant.
@@ -21,14 +21,15 @@ public:
     /// Copies all. The copy counts as not prepared.
     VOXCallData(const VOXCallData &other);
 
-    /// A frame answers the call if it is addressed to its source and is the reply, a NACK, or an ACK where
-    /// the call asks for one. Who sent it is not compared, on purpose. With the reply id 0, any command fits.
+    /// A frame answers the call if it is addressed to the call's source and is the reply, a NACK, or an ACK
+    /// where the call asks for one. With the reply id 0, any command fits. The sender of the frame is not
+    /// compared, on purpose.
     bool isReply(const BusMessage &message) const override;
     bool hasReply() const override;
     unsigned int busFreeDelay() const override { return m_busFreeDelay; }
     unsigned int timeout() const override { return m_timeout; }
     VOXCallData *clone() const override;
-    /// To one node an ordinary call, else one that collects replies.
+    /// A call to one node is an ordinary one; any other collects replies.
     BusPendingCallData *createPendingCall(const QSharedDataPointer<BusMessageData> &message,
                                           Bus *bus) const override;
 

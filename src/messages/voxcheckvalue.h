@@ -7,8 +7,8 @@
 
 /// The two check values of a frame.
 ///
-/// Both take the logical bytes and give the value of the line form, in which these bytes are complemented. 0
-/// for none. From any thread.
+/// Both take the logical bytes and give the value of the line form, in which these bytes are complemented.
+/// Without bytes the value is 0. From any thread.
 /// @ingroup messages
 namespace VOXCheckValue {
 

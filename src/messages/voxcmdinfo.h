@@ -5,7 +5,7 @@
 
 #include <QSharedDataPointer>
 
-/// What is known of a command: its id, the length of its frame, how it may be addressed and what answers it.
+/// The descriptor of a command: its id, the length of its frame, how it may be addressed and what answers it.
 ///
 /// An implicitly shared value that does not change; reentrant.
 /// @ingroup messages
@@ -32,7 +32,7 @@ public:
     /// The id of the reply; 0 if the command is answered by ACK or NACK at most.
     unsigned char reply() const;
 
-    /// Whether it describes a command, which has a length.
+    /// Whether it describes a command. Every command has a length.
     bool isValid() const { return size() != 0; }
 
     ///@{

@@ -6,7 +6,7 @@
 
 #include <QHash>
 
-/// How the command sets write their descriptors down.
+/// The form in which the command sets write down their descriptors.
 namespace VOXCmdTable {
 
 enum Options : unsigned char {
@@ -28,11 +28,11 @@ struct Row
     int reply;
 };
 
-/// The commands of the enumeration @p Commands, which its set writes down in a header of its own.
+/// The descriptors of the commands in the enumeration @p Commands. Each set defines them in its own header.
 template <typename Commands>
 inline constexpr Row rowsOf[1] = {};
 
-/// All 0 if the set does not have the command.
+/// The descriptor of @p Command; all 0 if the set does not have it.
 template <auto Command>
 constexpr Row findRow()
 {
@@ -45,7 +45,7 @@ constexpr Row findRow()
 
 using Table = QHash<unsigned char, VOXCmdInfo>;
 
-/// Never destroyed, so that static objects may send until the very end.
+/// The table is never destroyed, so that static objects may send until the very end.
 template <std::size_t Count>
 const Table *build(const Row (&rows)[Count])
 {

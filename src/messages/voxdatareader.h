@@ -7,13 +7,13 @@
 /// Reads the data area of a frame field by field, little-endian.
 ///
 /// The stream operators of `unsigned int` move three bytes, the form of an address; a number of four bytes is
-/// read by name. What does not fit the data area is left as it was, and fail() is true from there on. Keeps a
-/// copy of the message; reentrant.
+/// read by name. A target whose field passes the end of the data area is left as it was, and fail() is true
+/// from there on. Keeps a copy of the message; reentrant.
 /// @ingroup messages
 class VOX_EXPORT VOXDataReader : public BusDataReader
 {
 public:
-    /// All but the header and the check value. Every access to a frame of fewer than 11 bytes fails.
+    /// Reads all but the header and the check value. Every access to a frame of fewer than 11 bytes fails.
     explicit VOXDataReader(const VOXMessage &message);
 
     ///@{
@@ -36,7 +36,8 @@ public:
     VOXDataReader &operator>>(bool &value);
 
     ///@{
-    /// As into a reference; a null pointer skips the field, and the end is only looked at by the next access.
+    /// As into a reference. A null pointer skips the field; the next access then finds out whether that
+    /// passed the end.
     VOXDataReader &operator>>(unsigned char *value);
     VOXDataReader &operator>>(unsigned short *value);
     VOXDataReader &operator>>(unsigned int *addr);

@@ -4,17 +4,17 @@
 #include <vox/framework/busdatawriter.h>
 #include <vox/messages/voxmessage.h>
 
-/// Writes the data area of a frame field by field, little-endian. What does not fit the frame is not written,
-/// and fail() is true from there on.
+/// Writes the data area of a frame field by field, little-endian. A field that does not fit the frame is not
+/// written, and fail() is true from there on.
 ///
 /// The stream operator of `unsigned int` moves three bytes, the form of an address; a number of four bytes is
-/// written by name. Refers to the message, which must outlive the writer; it has to be prepared afterwards.
+/// written by name. Refers to the message, which must outlive the writer, and has to be prepared afterwards.
 /// Reentrant.
 /// @ingroup messages
 class VOX_EXPORT VOXDataWriter : public BusDataWriter
 {
 public:
-    /// All but the header and the check value. Every access to a frame of fewer than 11 bytes fails.
+    /// Writes all but the header and the check value. Every access to a frame of fewer than 11 bytes fails.
     explicit VOXDataWriter(VOXMessage &message);
 
     ///@{

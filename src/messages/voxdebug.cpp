@@ -5,7 +5,7 @@
 namespace {
 QDebug print(QDebug debug, const QString &text)
 {
-    // Ends with the separating space if the stream wants one.
+    // The saver ends with the separating space if the stream wants one.
     const QDebugStateSaver saver(debug);
     debug.nospace().noquote() << text;
     return debug;

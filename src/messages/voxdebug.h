@@ -10,8 +10,8 @@
 
 /// Debug output of a command as VOX::logText() has it. Reentrant.
 ///
-/// In a header that no other one includes: with the two integer forms in scope every unsigned number that is
-/// streamed to a QDebug is ambiguous. So they are called, not streamed: operator<<(qDebug(), addr).
+/// No other header includes this one. With the two integer forms in scope, every unsigned number that is
+/// streamed to a QDebug is ambiguous. Call these two by name: operator<<(qDebug(), addr).
 VOX_EXPORT QDebug operator<<(QDebug debug, unsigned char cmd);
 /// Likewise.
 VOX_EXPORT QDebug operator<<(QDebug debug, KVR::Cmd cmd);

@@ -74,7 +74,7 @@ QVariant decode(const VOXField &field, const QByteArray &bytes)
     case VOXField::Number:
         break;
     }
-    // Unknown values of an enumeration stay numbers.
+    // Values of an enumeration without a name stay numbers.
     const int value = littleEndian(bytes);
     const QString key = field.key(value);
     return key.isEmpty() ? QVariant(value) : QVariant(key);
@@ -100,7 +100,7 @@ QString VOXField::key(int value) const
     // Motors have an enumeration of their own for the same byte.
     if (scope == &KVR::staticMetaObject && qstrcmp(enumName, "NackStatus") == 0) {
         const QString text = KVR::toString(static_cast<KVR::NackStatus>(value));
-        // Without a key it is the number.
+        // The text of a status without a key is its number.
         return text.at(0).isLetter() ? text : QString();
     }
     return scope ? QString::fromLatin1(enumeration().valueToKey(value)) : QString();

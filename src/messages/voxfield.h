@@ -32,8 +32,8 @@ struct VOX_EXPORT VOXField
     struct Value;
 
     ///@{
-    /// In order: the name; the kind; the width in bytes; of a number, its unit, or an empty text; the number
-    /// that says that there is no value, or -1 if every number is one.
+    /// In order: the name; the kind; the width in bytes; the unit of a number, or an empty text; the number
+    /// that says that there is no value, or -1 if every number is a value.
     const char *name;
     Kind kind;
     int width;
@@ -41,7 +41,7 @@ struct VOX_EXPORT VOXField
     int none = -1;
     ///@}
     ///@{
-    /// Of a number whose values have names: the class that holds the enumeration, and its name there. Else
+    /// If the values of a number have names: the class that holds the enumeration, and its name there. Else
     /// null and an empty text.
     const QMetaObject *scope = nullptr;
     const char *enumName = "";
@@ -54,13 +54,13 @@ struct VOX_EXPORT VOXField
 
     /// Whether @p cmd belongs to the KVR set; its data may have no fields.
     static bool isKnown(unsigned char cmd);
-    /// In the order of their bytes, those that the command's frame has room for.
+    /// The fields that the command's frame has room for, in the order of their bytes.
     static Range of(unsigned char cmd);
 
     /// The fields of @p frame in the order of their bytes, as far as its data goes.
     static QVector<Value> valuesOf(const VOXMessage &frame);
     ///@{
-    /// The same by name. What Value::toVariant() and Value::toJson() give.
+    /// The same by name, with the values of Value::toVariant() and Value::toJson().
     static QVariantMap toVariantMap(const VOXMessage &frame);
     static QJsonObject toJson(const VOXMessage &frame);
     ///@}
@@ -98,8 +98,8 @@ struct VOX_EXPORT VOXField::Value
 {
     /// Never null.
     const VOXField *field = nullptr;
-    /// An int for a number, or the name that the number has; a bool for a flag; else a text: VOX::toString()
-    /// of an address, bytes in hexadecimal with spaces.
+    /// For a number its name, or an int if it has none; for a flag a bool; for any other field a text. The
+    /// text of an address is VOX::toString(); bytes are hexadecimal with spaces.
     QVariant value;
 
     /// Whether the number says that there is no value.
@@ -109,7 +109,8 @@ struct VOX_EXPORT VOXField::Value
     QVariant toVariant() const;
     QJsonValue toJson() const;
     ///@}
-    /// For people, with the unit. What a terminal would not show, or would obey, is a question mark.
+    /// The value as people read it, with the unit. A character that a terminal would not show, or would obey,
+    /// becomes a question mark.
     QString toString() const;
 };
 

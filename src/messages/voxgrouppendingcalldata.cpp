@@ -21,7 +21,7 @@ void VOXGroupPendingCallData::setError(BusPendingCall::Error error)
 
 void VOXGroupPendingCallData::setReply(const BusMessage &reply)
 {
-    // Told after the lock is gone: who hears of it may ask for the replies.
+    // The end is told after the lock is gone, because a receiver may ask for the replies.
     if (!isFinished() && collect(reply))
         finished();
 }

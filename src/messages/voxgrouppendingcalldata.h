@@ -4,8 +4,8 @@
 #include <vox/framework/buspendingcalldata.h>
 #include <vox/messages/vox_export.h>
 
-/// A call to many nodes: collects replies until as many have come as were wanted, or the line has been quiet
-/// for the call's time-out since the last one. Running out of time is success.
+/// A call to many nodes. It collects replies until as many have come as were wanted, or until none has come
+/// for the call's time-out. Running out of time is success.
 ///
 /// Lives on its bus's thread, like every call.
 /// @ingroup messages

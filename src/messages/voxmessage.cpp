@@ -12,7 +12,7 @@ constexpr unsigned char HighNibble = 0xf0;
 constexpr int NibbleBits = 4;
 constexpr unsigned int GroupDestination = 0x000000;
 constexpr unsigned int BroadcastDestination = 0xffffff;
-// Of a frame that is too short for one.
+// The destination of a frame that is too short for one.
 constexpr unsigned int NoDestination = 1;
 
 VOX::NodeType nodeType(int nibble)
@@ -228,7 +228,7 @@ bool VOXMessage::isValid() const
 
 void VOXMessage::prepare()
 {
-    // Also of a frame that came as plain bytes, whose data does not know of check values.
+    // A frame that came as plain bytes gets its check value, too, although its data is not a VOXMessageData.
     if (std::as_const(*this).data().size() >= MinLength)
         VOXMessageData::complete(*d);
 }

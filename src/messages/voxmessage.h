@@ -9,7 +9,7 @@
 /// Byte 0 is the command, byte 1 the control byte (ack flag, CRC flag, length), byte 2 the two node types,
 /// bytes 3 to 5 the source and 6 to 8 the destination. The data area starts at 9. All fields are
 /// little-endian but the check value in the last two bytes, whose high byte comes first; that is the format.
-/// A getter of a frame that is too short for its field gives 0 or false, a setter does nothing.
+/// If the frame is too short for a field, the field's getter gives 0 or false, and its setter does nothing.
 /// Shared and reentrant as every BusMessage.
 /// @ingroup messages
 class VOX_EXPORT VOXMessage : public BusMessage
@@ -32,8 +32,8 @@ public:
 
     /// A frame of no bytes.
     VOXMessage();
-    /// A frame of as many bytes as @p ctrl says in its length bits, with @p ctrl as its control byte. Else
-    /// all 0.
+    /// A frame of as many bytes as the length bits of @p ctrl say, with @p ctrl as its control byte. All
+    /// other bytes are 0.
     explicit VOXMessage(unsigned char ctrl);
     /// Shares the bytes, and everything else, of @p message.
     VOXMessage(const BusMessage &message);
@@ -44,7 +44,7 @@ public:
     void setCmd(unsigned char cmd);
     ///@}
 
-    /// The count of bytes, not the length field; its low eight bits.
+    /// The low eight bits of the count of bytes. This is not the length field.
     unsigned char len() const;
     /// Resizes to @p length, clamped to 11 to 31, and keeps the flags. New bytes are 0.
     void setLen(unsigned char length);
@@ -63,7 +63,7 @@ public:
     ///@}
 
     ///@{
-    /// The nibbles as they are: 11 and 12 have no name.
+    /// The nibbles as they are. Types 11 and 12 have no name.
     VOX::NodeType srcNodeType() const;
     void setSrcNodeType(VOX::NodeType type);
     VOX::NodeType destNodeType() const;
@@ -71,8 +71,8 @@ public:
     ///@}
 
     ///@{
-    /// 24 bits, with the node type in bits 24 to 27 if @p withType. A setter sets the node type with it, to 0
-    /// for a bare address.
+    /// An address of 24 bits, with the node type in bits 24 to 27 if @p withType. A setter also sets the node
+    /// type; a bare address sets it to 0.
     unsigned int srcAddr(bool withType) const;
     void setSrcAddr(unsigned int addr);
     unsigned int destAddr(bool withType) const;
@@ -88,9 +88,9 @@ public:
     /// format.
     void setBcastAddr(unsigned int addr, VOX::NodeType type);
 
-    /// Decided by the destination bytes alone: all 00 is a group frame, all FF a broadcast.
+    /// The destination bytes alone decide: all 00 is a group frame, all FF a broadcast.
     VOX::AddrType addrType() const { return addrType(data()); }
-    /// The same of the bytes of a frame.
+    /// The same for the bytes of a frame.
     static VOX::AddrType addrType(const QByteArray &frame);
 
     /// Whether length and length field agree, are at least 11, and there is a command. Does not look at the

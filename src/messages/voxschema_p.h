@@ -11,10 +11,11 @@
 #include <type_traits>
 #include <utility>
 
-/// How the layout of a command's data is written down, and how code writes and reads data by it.
+/// The form in which the layout of a command's data is written down, and functions that write and read data
+/// by it.
 ///
-/// The layouts themselves are in kvrschema_p.h and hrmv2schema_p.h: which fields a command has, in which
-/// order and how wide, stands nowhere else.
+/// The layouts themselves are in kvrschema_p.h and hrmv2schema_p.h. Nothing else says which fields a command
+/// has, in which order, and how wide they are.
 ///
 /// A field has one C++ type, which decides its width: quint8, quint16, bool and every enumeration travel as
 /// one or two bytes, quint32 and VOX::Addr as three, QByteArray as many as its layout says.
@@ -35,16 +36,16 @@ template <typename... Fields>
 struct Layout
 {
     std::array<VOXField, sizeof...(Fields)> fields;
-    /// Of the frame that is sent; 0 if it is the one of the descriptor.
+    /// The length of the frame that is sent; 0 if it is that of the descriptor.
     unsigned char length = 0;
 
-    /// For data and descriptor that do not agree: @p frameLength is what is sent. If that has no room for all
-    /// fields, those that do not fit are not sent.
+    /// For data and descriptor that do not agree: frames of @p frameLength are sent. If these have no room
+    /// for all fields, those that do not fit are not sent.
     constexpr Layout sentAs(unsigned char frameLength) const { return {fields, frameLength}; }
 
     constexpr int width() const { return widthOf(static_cast<int>(fields.size())); }
 
-    /// Of the first @p count fields.
+    /// The width of the first @p count fields.
     constexpr int widthOf(int count) const
     {
         int width = 0;
@@ -76,7 +77,7 @@ template <auto Command>
 inline constexpr bool hasLayout = !std::is_null_pointer_v<std::remove_cv_t<decltype(layout<Command>)>>;
 
 ///@{
-/// What layouts are made of.
+/// The parts that layouts are made of.
 template <typename... Fields>
 constexpr Layout<Fields...> fields(Fields... each)
 {
@@ -129,7 +130,7 @@ constexpr Field<Type> field(const char *name, const char *unit = "")
     return {describe<Type>(name, unit, false)};
 }
 
-/// The same, of the type of @p Member, in which a KVRAnswer keeps it. An optional number is not there if all
+/// The same, with the type of @p Member, in which a KVRAnswer keeps it. An optional number is empty if all
 /// its bytes are ff.
 template <auto Member>
 constexpr auto field(const char *name, const char *unit = "")
@@ -170,7 +171,7 @@ inline constexpr unsigned char sentLength = layout<Command>.length != 0
     ? layout<Command>.length
     : VOXCmdTable::findRow<Command>().size;
 
-/// Does not compile if the layout of @p Command does not fit its descriptor, and does not say so.
+/// Does not compile if the layout of @p Command does not fit its descriptor and has no sentAs().
 template <auto Command>
 constexpr bool checkLayout()
 {
@@ -198,7 +199,7 @@ constexpr bool checkLayouts(std::index_sequence<Rows...> rows)
     return (check(std::integral_constant<int, VOXCmdTable::rowsOf<Commands>[Rows].cmd>()) && ...);
 }
 
-/// The same of all of a set's commands that have a layout.
+/// The same for all commands of a set that have a layout.
 template <typename Commands>
 constexpr bool checkLayouts()
 {
@@ -206,7 +207,7 @@ constexpr bool checkLayouts()
 }
 
 ///@{
-/// Whether put() takes a value of @p Value for @p FieldType, and take() an output.
+/// Whether put() takes a value of type @p Value for @p FieldType, and whether take() takes such an output.
 template <typename FieldType, typename Value>
 inline constexpr bool isValue = std::is_same_v<Value, FieldType>;
 /// An enumeration or a flag may be taken as the byte that travels, too, by code that checks it first.
@@ -216,7 +217,7 @@ inline constexpr bool isOutput =
         Output,
         FieldType> || std::is_null_pointer_v<Output> || (std::is_same_v<Output, quint8> && (std::is_enum_v<FieldType> || std::is_same_v<FieldType, bool>));
 
-/// Of a command without a layout.
+/// For a command without a layout.
 template <typename NoLayout>
 struct Check
 {
@@ -259,13 +260,13 @@ struct Check<Layout<Fields...>>
 template <auto Command>
 using CheckOf = Check<std::remove_cv_t<decltype(layout<Command>)>>;
 
-/// An output without what it is wrapped in: a reference, or a pointer.
+/// The type of an output without its reference or pointer.
 template <typename Output>
 using Bare = std::remove_pointer_t<std::remove_cv_t<std::remove_reference_t<Output>>>;
 ///@}
 
 ///@{
-/// One field. What the data has no room for is neither written nor read, and the target stays as it was.
+/// Writes or reads one field. If the data has no room for it, the data or the target stays as it was.
 template <typename Value>
 void writeField(VOXDataWriter &writer, const VOXField &field, const Value &value)
 {

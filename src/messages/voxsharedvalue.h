@@ -5,8 +5,8 @@
 
 /// The common part of implicitly shared values that know whether they have ever been set.
 ///
-/// All values that were not share one block, Data::null(), which holds the defaults and a reference to itself
-/// for good. The first change, even to equal fields, makes a value valid. Reentrant.
+/// All values that have never been set share one block, Data::null(), which holds the defaults and a
+/// reference to itself for good. The first change, even to equal fields, makes a value valid. Reentrant.
 /// @ingroup messages
 template <typename Data>
 class VOXSharedValue
@@ -18,13 +18,13 @@ public:
     {
     }
 
-    /// Copied when moved from, too: what is left behind stays a value.
+    /// A move copies, too, so that the value that was moved from stays usable.
     VOXSharedValue(const VOXSharedValue &other) = default;
     /// Likewise.
     VOXSharedValue &operator=(const VOXSharedValue &other) = default;
     ~VOXSharedValue() = default;
 
-    /// Whether it has ever been written to since it was made or cleared.
+    /// Whether it has been written to since it was made or cleared.
     bool isValid() const { return d.constData() != Data::null(); }
     /// Back to the defaults, and invalid.
     void clear() { d = Data::null(); }
@@ -43,7 +43,7 @@ public:
     bool operator!=(const VOXSharedValue &other) const { return !(*this == other); }
 
 protected:
-    /// What the copies share; detaches when it is written to.
+    /// The data that the copies share; it detaches when it is written to.
     QSharedDataPointer<Data> d;
 };
 

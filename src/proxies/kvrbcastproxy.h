@@ -5,8 +5,8 @@
 
 /// All motors of a bus: a group to which everyone belongs.
 ///
-/// Its own address is that of the host, so what it inherits beyond the five operations of KVRGroupProxy
-/// reaches no node.
+/// Its own address is that of the host, so the inherited operations beyond the five of KVRGroupProxy reach no
+/// node.
 /// @ingroup proxies
 class VOX_EXPORT KVRBCastProxy : public KVRGroupProxy
 {

@@ -5,10 +5,11 @@
 
 /// The motors of a group, at the group's address: moves all of them by one frame.
 ///
-/// Five operations are the group's; they hide those of the base class. All others, queries and settings
-/// included, go to the address as if it were a node's, on purpose. Nobody is asked to acknowledge, so a call
-/// ends without error when its period of 255 ms is over, counted from the sending or from the last answer;
-/// what came all the same is in BusPendingCall::replies(). Thread and lifetime are those of VOXNode.
+/// Five operations go to the group; they hide those of the base class. All others, queries and settings
+/// included, go to the address as if it were a node's, on purpose. No motor is asked to acknowledge, so a
+/// call ends without error when its period of 255 ms is over, counted from the sending or from the last
+/// answer. Answers that come all the same are in BusPendingCall::replies(). Thread and lifetime are those of
+/// VOXNode.
 /// @ingroup proxies
 class VOX_EXPORT KVRGroupProxy : public KVRMotorProxy
 {
@@ -20,9 +21,9 @@ public:
     KVRGroupProxy(unsigned int addr, Bus *bus, QObject *parent = nullptr);
 
 public Q_SLOTS:
+    ///@{
     /// Moves, stops or winks all members, with the parameters of the operation of the same name in
     /// KVRMotorProxy. A motor that refuses does so without an answer.
-    ///@{
     BusPendingCall ctrlMove(KVRMotor::MoveFunction dir, quint8 duration, KVRMotor::SpeedType speed);
     BusPendingCall ctrlStop(quint8 tilt = 255);
     BusPendingCall ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt = 255);
@@ -35,7 +36,7 @@ public Q_SLOTS:
     void setDestNodeType(VOX::NodeType nodeType);
 
 protected:
-    /// With VOX::BCAST as @p addrType its commands go to everyone, and @p addr is their sender.
+    /// With VOX::BCAST as @p addrType, the commands go to everyone, and @p addr is their sender.
     KVRGroupProxy(unsigned int addr, VOX::AddrType addrType, Bus *bus, QObject *parent);
 
 private:

@@ -131,7 +131,7 @@ BusPendingCall KVRStdProxy::setNetworkStat(quint8 mode, quint8 retryCount)
 
 BusPendingCall KVRStdProxy::setNodeDiscovery(bool enable)
 {
-    // The other way round on the wire: 0 takes part.
+    // On the wire the flag is the other way round: 0 takes part.
     return request<KVR::SET_NODE_DISCOVERY>(*this, Acknowledged, !enable);
 }
 

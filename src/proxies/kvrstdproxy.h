@@ -12,22 +12,22 @@
 /// A host's handle on one node, for the commands that every node knows.
 ///
 /// Each operation sends one frame and returns at once. Arguments are cut to their width on the wire, not
-/// checked. What the node answers is decoded by the operation of the same name ending in Reply; set
-/// operations are answered by ACK or NACK, which KVR::getNackReply() tells apart. Keeps nothing but its
-/// address. Thread and lifetime are those of VOXNode.
+/// checked. The decoder of an answer has the name of the operation with Reply at the end. Set operations are
+/// answered by ACK or NACK, which KVR::getNackReply() tells apart. A proxy stores nothing but its address.
+/// Thread and lifetime are those of VOXNode.
 ///
-/// What a node refuses is told with the NACK of KVR::NackStatus that emulated nodes answer; a command that a
-/// node does not know is refused with NACK_BADMSG. A decoder is true if its message was long enough. Most do
-/// not look at the command, so they take the reply of their own call only; those that say so check command
-/// and length, and change nothing if they are false. Of the others, a value class becomes valid, and outputs
-/// change as far as the bytes went, even if the decoder then fails.
+/// The comments name the NACK of KVR::NackStatus with which emulated nodes refuse. A command that a node does
+/// not know is refused with NACK_BADMSG. A decoder is true if its message was long enough. Most decoders do
+/// not look at the command, so give them only the reply of their own call. Those that say so check command
+/// and length, and change nothing if they fail. The others change their outputs as far as the bytes went, and
+/// make a value class valid, even if they then fail.
 /// @ingroup proxies
 class VOX_EXPORT KVRStdProxy : public VOXNode
 {
     Q_OBJECT
 
 public:
-    /// The broadcast mode of a node; on as delivered. That of the wire is KVR::BcastMode.
+    /// The broadcast mode of a node; on as delivered. KVR::BcastMode is the same on the wire.
     enum BcastMode : int { BCAST_OFF = KVR::BCAST_OFF, BCAST_ON = KVR::BCAST_ON };
     Q_ENUM(BcastMode)
 
@@ -35,14 +35,14 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT AppVersionData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// Required by VOXSharedValue.
         static AppVersionData *null();
         auto fields() const { return std::tie(idxLetter, idxNum, profile, reference); }
         ///@}
 
-        /// See the getters of AppVersion.
         ///@{
+        /// See the getters of AppVersion.
         quint32 reference = 0;
         quint8 idxLetter = 0;
         quint8 idxNum = 0;
@@ -61,15 +61,15 @@ public:
     public:
         /// Invalid.
         AppVersion() = default;
-        /// Valid, whatever the fields. @p reference is cut to 24 bits.
+        /// Always valid. @p reference is cut to 24 bits.
         AppVersion(quint32 reference, char idxLetter, quint8 idxNum, quint8 profile);
 
         /// 24 bits.
         quint32 reference() const { return d->reference; }
         /// A Latin-1 code, not checked to be a letter.
         quint8 idxLetter() const { return d->idxLetter; }
-        /// A number of the version, 0 to 255.
         ///@{
+        /// A number of the version, 0 to 255.
         quint8 idxNum() const { return d->idxNum; }
         quint8 profile() const { return d->profile; }
         ///@}
@@ -77,13 +77,13 @@ public:
         /// By reference, then letter, number and profile.
         bool operator<(const AppVersion &other) const;
 
-        /// Empty if the version is invalid. What is neither letter nor digit prints as 0 in the place of the
-        /// letter, so not every version comes back as it was.
+        /// Empty if the version is invalid. A letter field that is neither letter nor digit prints as 0, so
+        /// that fromString() does not give every version back.
         QString toString() const;
         /// False, with nothing changed, if @p text is no version.
         bool fromString(const QString &text);
-        /// Invalid if @p text is no version. Number and profile are cut to eight bits; a reference of more
-        /// than 24 bits is none.
+        /// Invalid if @p text is no version. Number and profile are cut to eight bits. A text whose reference
+        /// has more than 24 bits is no version.
         static AppVersion AppVersionFromString(const QString &text);
     };
 
@@ -91,8 +91,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkConfigData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// Required by VOXSharedValue.
         static NetworkConfigData *null();
         auto fields() const
         {
@@ -100,8 +100,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkConfig; supervisionPeriod is whole here.
         ///@{
+        /// See the getters of NetworkConfig; supervisionPeriod is whole here.
         BcastMode bcastMode = BCAST_ON;
         quint8 maxRand = 0;
         bool supervisionActive = false;
@@ -112,13 +112,13 @@ public:
 
     /// How a node behaves on its network.
     ///
-    /// Invalid until data(), which is for writing, or a decoder changes it, and until then as a new node is:
-    /// broadcasts on, all else off or 0.
+    /// Invalid until a decoder or data(), which is for writing, changes it. Until then it is as in a new
+    /// node: broadcasts are on, all else is off or 0.
     /// @ingroup proxies
     class VOX_EXPORT NetworkConfig : public VOXSharedValue<NetworkConfigData>
     {
     public:
-        /// What data() and constData() give.
+        /// The type that data() and constData() give.
         using Data = NetworkConfigData;
 
         /// On the wire any byte but 0 is BCAST_ON.
@@ -137,8 +137,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkStatData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// Required by VOXSharedValue.
         static NetworkStatData *null();
         auto fields() const
         {
@@ -147,8 +147,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkStat.
         ///@{
+        /// See the getters of NetworkStat.
         quint8 maxRetryCount = 3;
         quint32 frameSent = 0;
         quint32 frameSeen = 0;
@@ -159,21 +159,21 @@ public:
         ///@}
     };
 
-    /// What a node has counted on its network.
+    /// The frames and events that a node has counted on its network.
     ///
     /// Invalid until a setter or a decoder changes it, with 3 retries and all else 0.
     /// @ingroup proxies
     class VOX_EXPORT NetworkStat : public VOXSharedValue<NetworkStatData>
     {
     public:
-        /// What data() and constData() give.
+        /// The type that data() and constData() give.
         using Data = NetworkStatData;
 
         /// How often the node repeats a frame at most: a setting among the counters.
         quint8 maxRetryCount() const { return d->maxRetryCount; }
-        /// Frames that the node has sent, has seen on the bus, and has received because they were for it. 24
-        /// bits travel, on purpose.
         ///@{
+        /// The numbers of frames that the node has sent, that it has seen on the bus, and that were for it.
+        /// 24 bits travel, on purpose.
         quint32 frameSent() const { return d->frameSent; }
         quint32 frameSeen() const { return d->frameSeen; }
         quint32 frameReceived() const { return d->frameReceived; }
@@ -185,8 +185,8 @@ public:
         /// How often supervision has failed.
         quint8 supervisionFailure() const { return d->supervisionFailure; }
 
-        /// What the getter of the same name gives. Makes the value valid.
         ///@{
+        /// Sets what the getter of the same name gives, and makes the object valid.
         void setMaxRetryCount(quint8 count) { d->maxRetryCount = count; }
         void setFrameSent(quint32 count) { d->frameSent = count; }
         void setFrameSeen(quint32 count) { d->frameSeen = count; }
@@ -201,8 +201,8 @@ public:
     /// @ingroup proxies
     struct VOX_EXPORT NetworkErrorStatData : public QSharedData
     {
-        /// What VOXSharedValue asks of its data.
         ///@{
+        /// Required by VOXSharedValue.
         static NetworkErrorStatData *null();
         auto fields() const
         {
@@ -211,8 +211,8 @@ public:
         }
         ///@}
 
-        /// See the getters of NetworkErrorStat.
         ///@{
+        /// See the getters of NetworkErrorStat.
         quint16 txFailures = 0;
         quint16 collisions = 0;
         quint16 rxDataError = 0;
@@ -232,13 +232,13 @@ public:
     class VOX_EXPORT NetworkErrorStat : public VOXSharedValue<NetworkErrorStatData>
     {
     public:
-        /// What data() and constData() give.
+        /// The type that data() and constData() give.
         using Data = NetworkErrorStatData;
 
-        /// How often the node has met this since setNetworkStat() cleared it: a frame not sent, a collision,
-        /// bad data, a command that it does not know, a frame of the wrong length, a full input or output
-        /// buffer, a wrong CRC, a bundle of the wrong size.
         ///@{
+        /// How often the node has met this fault since setNetworkStat() cleared the counters: a frame not
+        /// sent, a collision, bad data, a command that it does not know, a frame of the wrong length, a full
+        /// input or output buffer, a wrong CRC, a bundle of the wrong size.
         quint16 txFailures() const { return d->txFailures; }
         quint16 collisions() const { return d->collisions; }
         quint16 rxDataError() const { return d->rxDataError; }
@@ -250,8 +250,8 @@ public:
         quint16 bundleSizeError() const { return d->bundleSizeError; }
         ///@}
 
-        /// What the getter of the same name gives. Makes the value valid.
         ///@{
+        /// Sets what the getter of the same name gives, and makes the object valid.
         void setTxFailures(quint16 count) { d->txFailures = count; }
         void setCollisions(quint16 count) { d->collisions = count; }
         void setRxDataError(quint16 count) { d->rxDataError = count; }
@@ -272,8 +272,8 @@ public:
     bool getGroupAddrReply(const BusMessage &msg, quint8 &idx, unsigned int &addr) const;
     /// Reads 14 of the reply's 17 bytes, as the format has it.
     bool getNetworkStatReply(const BusMessage &msg, KVRStdProxy::NetworkStat &stat) const;
-    /// Fills the value, which becomes valid even if the message was too short.
     ///@{
+    /// Fills the value, which becomes valid even if the message was too short.
     bool getNetworkErrorStatReply(const BusMessage &msg, KVRStdProxy::NetworkErrorStat &stat) const;
     bool getNetworkConfigReply(const BusMessage &msg, KVRStdProxy::NetworkConfig &config) const;
     bool getNodeStackVersionReply(const BusMessage &msg, KVRStdProxy::AppVersion &version) const;
@@ -286,51 +286,52 @@ public:
     bool getNodeSerialNumberReply(const BusMessage &msg, QByteArray &serial) const;
     /// Checks the command alone.
     bool checkDataTest1Reply(const BusMessage &msg) const;
+    ///@{
     /// Checks command and length, and that all the bytes of @p data have come back: 10 in test 2, 20 in
     /// test 3. With fewer or more it is false, even if their padded or cut form has come back.
-    ///@{
     bool checkDataTest2Reply(const BusMessage &msg, const QByteArray &data) const;
     bool checkDataTest3Reply(const BusMessage &msg, const QByteArray &data) const;
     ///@}
 
 public Q_SLOTS:
-    /// Has no decoder: the source of the reply is the address. Asks this node only; discovery is a broadcast
-    /// of the command, made as a VOXCall.
+    /// Asks this node for its address. There is no decoder: the source of the reply is the address. To
+    /// discover nodes, broadcast the command with a VOXCall.
     BusPendingCall getNodeAddr();
     /// Asks for the group in slot @p idx, which counts from 0. A slot that does not exist is NACK_RNG;
     /// emulated nodes have 16 as delivered.
     BusPendingCall getGroupAddr(quint8 idx);
-    /// Puts the node into group @p addr, 24 bits, by slot @p idx, as in getGroupAddr(). Group 0 frees the
-    /// slot.
+    /// Puts the node into group @p addr, 24 bits, by means of slot @p idx, as in getGroupAddr(). Group 0
+    /// frees the slot.
     BusPendingCall setGroupAddr(quint8 idx, VOX::Addr addr);
-    /// Asks for what the node has counted on its network since setNetworkStat() cleared it.
     ///@{
+    /// Asks for what the node has counted on its network since setNetworkStat() cleared it.
     BusPendingCall getNetworkStat();
     BusPendingCall getNetworkErrorStat();
     ///@}
-    /// Mode 0: the statistics, to their defaults if @p retryCount is 254 or more, else only the retry count
-    /// is set. Mode 1: clears the error counters. Other modes are NACK_BADMSG.
+    /// Mode 0 resets the statistics to their defaults if @p retryCount is 254 or more; else it only sets the
+    /// retry count. Mode 1 clears the error counters. Other modes are NACK_BADMSG.
     BusPendingCall setNetworkStat(quint8 mode, quint8 retryCount = 255);
-    /// False silences the node to getNodeAddr() and discovery for five minutes, true ends that. The other way
-    /// round on the wire; that is the format.
+    /// With false the node does not answer getNodeAddr() and discovery for five minutes; true ends that. On
+    /// the wire the flag is the other way round; that is the format.
     BusPendingCall setNodeDiscovery(bool enable);
     /// Asks for broadcast mode, supervision and deaf mode.
     BusPendingCall getNetworkConfig();
-    /// 255 leaves a setting as it is, 0 turns it off, and anything else turns it on with the parameter behind
-    /// it: @p maxRand for @p bcastMode, @p supervisionPeriod for @p supervision. With an @p upload of 1 to
-    /// 254, which wants the node's data uploaded, no acknowledgement is asked for, and the call ends when it
-    /// is written.
+    /// 255 leaves a setting as it is, 0 turns it off, and any other value turns it on with the parameter
+    /// behind it: @p maxRand for @p bcastMode, @p supervisionPeriod for @p supervision. An @p upload of 1 to
+    /// 254 asks the node to upload its data. Such a call asks for no acknowledgement, and ends when it is
+    /// written.
     BusPendingCall setNetworkConfig(quint8 bcastMode = 255, quint8 maxRand = 0, quint8 supervision = 255,
                                     quint16 supervisionPeriod = 0, quint8 deafMode = 255,
                                     quint8 upload = 255);
-    /// Asks for an AppVersion, 12 bytes of serial number or 16 bytes of label, filled with zero bytes.
     ///@{
+    /// Asks for an AppVersion, for 12 bytes of serial number or for 16 bytes of label, filled with zero
+    /// bytes.
     BusPendingCall getNodeStackVersion();
     BusPendingCall getNodeSerialNumber();
     BusPendingCall getNodeAppVersion();
     BusPendingCall getNodeLabel();
     ///@}
-    /// Cut to 16 bytes, or filled with zero bytes.
+    /// Sets the label, cut to 16 bytes or filled with zero bytes.
     BusPendingCall setNodeLabel(const QByteArray &str);
     /// The node echoes a frame without data, which checkDataTest1Reply() recognises.
     BusPendingCall sendDataTest1();
@@ -343,8 +344,8 @@ public Q_SLOTS:
 };
 
 /// The layout of the value in a data area: 6 bytes of a version or configuration, 14 of statistics, 18 of
-/// error counters. A value that is read becomes valid, even if the data area is too short. What does not fit
-/// is not written.
+/// error counters. A value that is read becomes valid, even if the data area is too short. Fields that do not
+/// fit are not written.
 /// @relates KVRStdProxy
 ///@{
 VOX_EXPORT VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::AppVersion &version);

@@ -8,7 +8,8 @@ using namespace VOXSchema;
 namespace {
 constexpr quint32 MaxReference = 0xffffff;
 
-// Not by the first value: what holds none yet asks, too, whether a text converts to one.
+// This runs when the library is loaded, not with the first value. Code that holds no value yet asks, too,
+// whether a text converts to one.
 void registerMetaTypes()
 {
     qRegisterMetaType<KVRStdProxy::AppVersion>();
@@ -115,7 +116,7 @@ VOXDataWriter &operator<<(VOXDataWriter &writer, const KVRStdProxy::AppVersion &
 VOXDataReader &operator>>(VOXDataReader &reader, KVRStdProxy::NetworkConfig &config)
 {
     auto *to = config.data();
-    // Any byte but 0 is on.
+    // Any byte but 0 means on.
     quint8 broadcasts = to->bcastMode != KVRStdProxy::BCAST_OFF;
     take<KVR::POST_NETWORK_CONFIG>(reader, broadcasts, to->maxRand, to->supervisionActive,
                                    to->supervisionPeriod, to->deafMode);

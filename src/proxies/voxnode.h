@@ -6,10 +6,10 @@
 
 class VOXBus;
 
-/// Whatever stands for one node on a bus: a proxy of the host, or an emulated node.
+/// An object that stands for one node on a bus: a proxy of the host, or an emulated node.
 ///
 /// A proxy is used on its bus's thread; an emulated node may live on another. Belongs to its parent and never
-/// owns its bus: either may be destroyed first. A call goes on when the node that made it is gone.
+/// owns its bus: either may be destroyed first. A call goes on even if the node that made it is destroyed.
 /// @ingroup proxies
 class VOX_EXPORT VOXNode : public BusObject
 {
@@ -21,29 +21,30 @@ public:
     VOXNode(unsigned int addr, Bus *bus, QObject *parent = nullptr);
     ~VOXNode() override;
 
-    /// 24 bits; with @p full the node type in bits 24 to 27, and whatever stands above it, too.
+    /// The address, 24 bits. With @p full, also the node type in bits 24 to 27, and any bits above it.
     unsigned int addr(bool full = false) const;
     /// NODETYPE_ANY if the address has none.
     VOX::NodeType type() const;
-    /// Replaces bits 24 to 31 of the address. Silent: addrChanged() tells of addresses alone.
+    /// Replaces bits 24 to 31 of the address. Emits no signal: addrChanged() tells of addresses alone.
     void setType(VOX::NodeType type);
 
-    /// Whether @p frame came from this address. Frames have no numbers: what one node answers late may end a
-    /// call to another, so who must be sure asks.
+    /// Whether @p frame came from this address. Frames have no numbers, so a late answer of one node may end
+    /// a call to another. Ask this where it matters.
     bool hasSent(const BusMessage &frame) const;
 
-    /// Takes another address. Without a node type in it, the node keeps its own. The value passed is compared
-    /// with the full address, so the bare 24 bits of the present one are stored, and announced, once more.
+    /// Takes another address. If @p addr has no node type, the node keeps its own. @p addr is compared with
+    /// the full address as it is passed, so the bare 24 bits of the present address are stored, and
+    /// announced, once more.
     virtual void setAddr(unsigned int addr);
 
 public Q_SLOTS:
-    /// A null @p bus detaches, and is true; detach() says the same.
+    /// A null @p bus detaches the node, and the result is true. detach() does the same.
     virtual bool attach(VOXBus *bus);
     /// False, with nothing changed, if @p bus is null or of another kind.
     bool attach(Bus *bus) override;
 
 Q_SIGNALS:
-    /// With the full address.
+    /// Carries the full address.
     void addrChanged(VOX::Addr addr);
 
 protected:

@@ -49,7 +49,7 @@ bool VOXNodeListModel::insertRows(int row, int count, const QModelIndex &parent)
 {
     if (count < 1 || row < 0 || row > rowCount(parent))
         return false;
-    // Under the root, even if another parent was named.
+    // The rows go under the root, even if another parent was named.
     beginInsertRows(QModelIndex(), row, row + count - 1);
     for (int i = 0; i < count; ++i)
         m_nodes.insert(row, QPointer<VOXNode>());

@@ -11,10 +11,10 @@ class VOXNode;
 
 /// A list of nodes for item views: one column, whose display and edit data is the node, as a QObject pointer.
 ///
-/// The application inserts empty rows and stores a node in each. A node belongs to whoever made it, with two
-/// exceptions: one that another node replaces is deleted, and one whose parent is the model is deleted with
-/// its row, or with the model. All others outlive it. A node that is deleted elsewhere leaves its row empty.
-/// Used on one thread, that of its nodes.
+/// The application inserts empty rows and stores a node in each. A node belongs to the code that made it,
+/// with two exceptions. A node that another one replaces is deleted. A node whose parent is the model is
+/// deleted with its row, or with the model. All others outlive the model. A node that is deleted elsewhere
+/// leaves its row empty. Used on one thread, that of its nodes.
 ///
 /// Scripts may call data(), and the engine then owns a node that has no parent: it deletes the node once no
 /// script holds it any more, at the latest with itself. So give nodes a parent, or
@@ -40,12 +40,13 @@ public:
     /// holds none, the row does not exist, or @p role is neither display nor edit. Another node that was
     /// there is deleted later, whoever owns it. Views are not told: dataChanged() is not emitted, on purpose.
     bool setData(const QModelIndex &index, const QVariant &value, int role = Qt::EditRole) override;
-    /// Rows without a node. False, with nothing changed, if @p count is below 1 or @p row is not in the list
-    /// nor its end. A row as @p parent admits only row 0, which is then that of the list, on purpose.
+    /// Inserts rows without a node. False, with nothing changed, if @p count is below 1, or @p row is neither
+    /// in the list nor its end. If @p parent is a row, @p row must be 0, and the rows go to the beginning of
+    /// the list, on purpose.
     bool insertRows(int row, int count, const QModelIndex &parent = QModelIndex()) override;
-    /// Announces that @p count rows from @p row on go, but takes those at positions 0, 2, 4 and so on, on
-    /// purpose. Positions past the end are left out. False, with nothing changed, if @p count is below 1 or
-    /// not all of the rows exist.
+    /// Announces that @p count rows from @p row on are removed, but removes those at positions 0, 2, 4 and so
+    /// on, on purpose. Positions past the end are left out. False, with nothing changed, if @p count is below
+    /// 1 or not all of the rows exist.
     bool removeRows(int row, int count, const QModelIndex &parent = QModelIndex()) override;
 
 private:

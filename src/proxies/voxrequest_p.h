@@ -8,17 +8,17 @@
 /// The one shape of every operation and every decoder of the proxies: both follow the command's layout.
 namespace VOXRequest {
 
-/// What an operation adds to the ack flag that the call may have already.
+/// Whether an operation sets the ack flag, or leaves it as the command's descriptor wants it.
 enum Acknowledgement { AsDescribed, Acknowledged };
 
 using VOXSchema::take;
 
-/// Writes @p values into @p call and sends it for @p node. What does not fit the frame is not sent.
+/// Writes @p values into @p call and sends it for @p node. Values that do not fit the frame are not sent.
 template <auto Command, typename... Values>
 BusPendingCall send(VOXNode &node, VOXCall &call, const Values &...values)
 {
     VOXSchema::put<Command>(call, values...);
-    // Left to the node, this would take a copy.
+    // The node would have to make a copy to do this.
     call.prepare();
     return node.call(call);
 }

@@ -22,9 +22,9 @@ Q_LOGGING_CATEGORY(lcVoxBus, "vox.bus")
 namespace {
 constexpr int FrameTimeoutMs = 100;
 constexpr unsigned char BitsPerByte = 11;
-// A frame is looked at from its control byte on.
+// A frame is only looked at when its control byte has come.
 constexpr int MinBytes = 2;
-// As few bytes as this wait for the next arrival.
+// This many bytes or fewer wait for the next arrival.
 constexpr int RestThatWaits = 2;
 
 QByteArray hex(unsigned int value)
@@ -72,7 +72,8 @@ void VOXBus::init()
     listenToEventLoop();
 }
 
-// While a frame is being delivered the device announces no more. An event loop in there asks it instead.
+// The device announces no more input while a frame is being delivered. An event loop inside the delivery asks
+// the device instead.
 void VOXBus::listenToEventLoop()
 {
     auto *loop = QAbstractEventDispatcher::instance();
@@ -91,7 +92,8 @@ void VOXBus::listenToDevice()
     QIODevice *device = ioDevice();
     if (!device)
         return;
-    // A device with a parent can neither be moved nor be given one on another thread.
+    // A device that has a parent cannot be moved to another thread, and a device cannot get a parent on
+    // another thread.
     device->setParent(nullptr);
     device->moveToThread(thread());
     device->setParent(this);
@@ -107,7 +109,8 @@ int VOXBus::write(const QByteArray &frame)
                   static_cast<int>(frame.size()));
         return -1;
     }
-    // A share of its own: the next frame uses the working buffer again, even from inside the write.
+    // This shared copy keeps the bytes: the next frame uses the working buffer again, even from inside the
+    // write.
     const QByteArray line = toLine(frame);
     return writeLine(line);
 }
@@ -116,10 +119,10 @@ int VOXBus::writeLine(const QByteArray &bytes)
 {
     const DeviceUse use(*this);
     const QPointer<QIODevice> device = ioDevice();
-    // Asked first: a closed device warns.
+    // A closed device would log a warning, so it is not written to.
     if (!device || !device->isOpen() || device->write(bytes) < 0)
         return -2;
-    // Nothing of this bus any more: the device may have destroyed it.
+    // No member of this bus is used from here on: the device may have destroyed it.
     if (auto *port = qobject_cast<QSerialPort *>(device))
         port->flush();
     return 0;
@@ -171,8 +174,8 @@ bool VOXBus::processData()
     qCDebug(lcVoxBus, "[VOXBus]: Frame : %s", cut.frame.toHex().toUpper().constData());
     const bool accepted = isTaken(cut.check);
     processRest();
-    // Whoever gets the frame may use, close or destroy this bus, or wait for more in an event loop of its
-    // own, where the device does not announce it.
+    // A receiver of the frame may use, close or destroy this bus. It may also wait for more in a nested event
+    // loop, where the device does not announce it.
     if (accepted && deliver(cut.frame))
         processRest();
     return true;
@@ -206,7 +209,7 @@ void VOXBus::timerEvent(QTimerEvent *event)
     const bool taken = processData();
     if (!self)
         return;
-    // One byte an expiry: a byte that processData() itself has dropped counts.
+    // Each expiry drops one byte. If processData() itself has dropped one, that is the one.
     const qint64 after = isOpen() ? ioDevice()->bytesAvailable() : 0;
     if (!taken && after > 0 && after >= before) {
         if (after == before)
@@ -235,7 +238,7 @@ bool VOXBus::open()
         port->setStopBits(QSerialPort::OneStop);
         port->setFlowControl(QSerialPort::NoFlowControl);
     }
-    // A slot of the port's may have destroyed the bus.
+    // A slot of the port may have destroyed the bus.
     if (!use.hasBus())
         return false;
     if (opened != wasOpen)
@@ -291,7 +294,7 @@ bool VOXBus::hasGone(const QSerialPort &port)
     if (port.error() == QSerialPort::ResourceError)
         return true;
 #ifdef Q_OS_UNIX
-    // Pulled out while nothing is written, a port is only at the end of its input, again and again.
+    // A port that is pulled out while nothing is written only reports the end of its input, again and again.
     pollfd state{port.handle(), 0, 0};
     return port.error() == QSerialPort::ReadError && ::poll(&state, 1, 0) == 1
         && (state.revents & POLLHUP) != 0;
@@ -306,7 +309,7 @@ void VOXBus::serialPortError()
     if (!port || !hasGone(*port))
         return;
     qCWarning(lcVoxBus, "[VOXBus]: Bus ResourceError: %s", qPrintable(port->errorString()));
-    // The port's own close: openChanged() is not emitted here, on purpose.
+    // The port has gone by itself: openChanged() is not emitted for that, on purpose.
     closeDevice();
 }
 

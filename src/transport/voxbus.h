@@ -16,9 +16,10 @@ class VOXDevice;
 /// The network on a byte stream: a serial line, or any QIODevice.
 ///
 /// A frame travels with all bytes but its check value complemented. Received bytes are searched for frames
-/// whose check value is right; after anything else the search goes on one byte further, at once or when
-/// nothing has followed for 100 ms. Also carries emulated nodes, to which it hands the frames that answer no
-/// call. All on the thread that made it, except for attaching and detaching them.
+/// whose check value is right. Where no such frame begins the search goes on one byte further; where a frame
+/// may be incomplete, it does so when nothing has followed for 100 ms. Also carries emulated nodes, to which
+/// it hands the frames that answer no call. Used on the thread that made it, except for attaching and
+/// detaching nodes.
 /// @ingroup transport
 class VOX_EXPORT VOXBus : public Bus
 {
@@ -48,7 +49,7 @@ public:
     int write(const QByteArray &frame) override;
 
     /// Opens the device. A serial port gets 4800 bit/s, 8 data bits, odd parity and 1 stop bit, whatever
-    /// setBaudRate() has said before; the pacing keeps the rate that was said. That is meant. A serial port
+    /// setBaudRate() has set before, but the pacing keeps the rate that was set. That is meant. A serial port
     /// that is open already refuses: false, with openChanged(false), though it stays open.
     bool open() override;
     void close() override;
@@ -97,8 +98,8 @@ public:
     static void invert(char *data, std::size_t size);
 
 Q_SIGNALS:
-    /// By open() and close() alone: not when the device fails, or is closed behind the bus's back. That is
-    /// meant.
+    /// Emitted by open() and close() alone, not when the device fails or is closed behind the bus's back.
+    /// That is meant.
     void openChanged(bool opened);
 
 public Q_SLOTS:
@@ -109,22 +110,23 @@ public Q_SLOTS:
     void serialPortError();
 
 protected:
-    /// What hasInput() says. After the virtual functions of old, so that these keep their order.
+    /// The answer of hasInput(). Declared after the older virtual functions, so that these keep their order.
     virtual bool hasUnseenInput() const;
     /// For buses that bring a device of their own.
     VOXBus(BusDispatcher &dispatcher, QObject *parent);
-    /// The pause in the bytes.
+    /// Handles a pause in the received bytes.
     void timerEvent(QTimerEvent *event) override;
 
     /// The line form of @p frame in the working buffer, which the next use of the bus overwrites.
     const QByteArray &toLine(const QByteArray &frame);
-    /// Whether a frame with this check is taken. Says what is wrong with it.
+    /// Whether a frame with this check is taken. Logs what is wrong with it.
     static bool isTaken(const VOXFrameCutter::Check &check);
-    /// With the length that getLen() tells. A frame is looked at from @p minBytes on.
+    /// Makes a cutter that asks getLen() for lengths, and looks at nothing while there are fewer than @p
+    /// minBytes.
     VOXFrameCutter makeCutter(int minBytes) const;
     /// Queues another processData(), once.
     void processLater();
-    /// How often an event loop of this thread has run: more than before if one did so meanwhile.
+    /// How often an event loop of this thread has run. If the number has grown, one ran meanwhile.
     unsigned int eventLoopPasses() const { return m_eventLoopPasses; }
     /// Emits openChanged() if the state differs from @p wasOpen.
     void announceOpen(bool wasOpen);
@@ -141,7 +143,7 @@ private:
     bool m_isPassQueued = false;
     bool m_isListeningToEventLoop = false;
     unsigned int m_eventLoopPasses = 0;
-    // What processData() has seen, and left for more to come.
+    // The number of bytes that processData() has seen and left, because more may follow.
     qint64 m_incompleteBytes = 0;
     VOXBusDispatcher *m_deviceDispatcher;
 };

@@ -6,7 +6,7 @@
 #include <iterator>
 
 namespace {
-// Where the watch for broadcasts stands among those for nodes.
+// The key of the watch for broadcasts among those for nodes.
 constexpr unsigned int BroadcastKey = 0xffffff;
 constexpr int MinSweep = 64;
 }
@@ -45,7 +45,7 @@ void VOXBusDispatcher::detach(VOXDevice &device)
 {
     const QMutexLocker locker(&m_mutex);
     unsubscribe(m_nodes, device.addr(false), device);
-    // By their handles: to search the watch of all nodes takes the longer the more there are.
+    // Disconnected by their handles: searching the watch of all nodes takes longer the more nodes there are.
     const auto broadcasts = m_broadcasts.values(&device);
     for (const QMetaObject::Connection &connection : broadcasts)
         disconnect(connection);
@@ -65,8 +65,8 @@ void VOXBusDispatcher::groupDetach(VOXDevice &device, unsigned int group)
     unsubscribe(m_groups, group, device);
 }
 
-// A device that is destroyed without a detach() takes its connections with it, and no more. What it leaves
-// goes when the tables have doubled.
+// A device that is destroyed without a detach() takes its connections with it, but not its entries here.
+// These are removed when the tables have doubled.
 void VOXBusDispatcher::sweep()
 {
     if (m_nodes.size() + m_groups.size() + m_broadcasts.size() < m_sweepAt)
@@ -119,7 +119,8 @@ void VOXBusDispatcher::dispatch(const BusMessage &message)
     const VOXMessage frame(message);
     if (!frame.isValid())
         return;
-    // Not locked while the frame is delivered: a node may register anew, or destroy the bus, from inside.
+    // No lock is held while the frame is delivered: a node may register anew, or destroy the bus, from
+    // inside.
     if (const WatchPointer watch = find(frame))
         (*watch)(frame);
 }

@@ -11,8 +11,8 @@ class VOXDevice;
 
 /// Hands the frames that answer no call to the emulated nodes: by node address, by group, or to all.
 ///
-/// The four registrations may be called from any thread, also from inside a delivery; the rest on the bus's.
-/// Owns no node; one that is destroyed gets nothing any more.
+/// The four registrations may be called from any thread, also from inside a delivery; all else is used on the
+/// bus's thread. Owns no node; a node that is destroyed gets nothing any more.
 /// @ingroup transport
 class VOX_EXPORT VOXBusDispatcher : public QObject
 {
@@ -23,11 +23,12 @@ public:
     explicit VOXBusDispatcher(QObject *parent = nullptr);
     ~VOXBusDispatcher() override;
 
-    /// Under the device's own address, and for broadcasts. Connections are not made unique.
+    /// Registers @p device under its own address, and for broadcasts. Connections are not made unique.
     void attach(VOXDevice &device);
     /// Undoes every attach() under the device's present address. Its groups stay.
     void detach(VOXDevice &device);
-    /// Under @p group, taken as it is: with a node type in it, it never meets a frame.
+    /// Registers @p device under @p group, taken as it is. A group with a node type in it never matches a
+    /// frame.
     void groupAttach(VOXDevice &device, unsigned int group);
     /// Undoes every groupAttach() to @p group.
     void groupDetach(VOXDevice &device, unsigned int group);

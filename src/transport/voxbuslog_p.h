@@ -3,7 +3,7 @@
 
 #include <QLoggingCategory>
 
-/// What the buses say of their lines: "vox.bus", frames at debug level.
+/// The category of what the buses log of their lines, "vox.bus". Frames are logged at debug level.
 Q_DECLARE_LOGGING_CATEGORY(lcVoxBus)
 
 #endif

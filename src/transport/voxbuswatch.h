@@ -26,7 +26,7 @@ public:
     int receivers() const;
 
 Q_SIGNALS:
-    /// To VOXDevice::dispatch() of each node.
+    /// Connected to VOXDevice::dispatch() of each node.
     void dispatch(const VOXMessage &message);
 };
 

@@ -8,7 +8,7 @@
 
 #include <algorithm>
 
-/// The datagram that a bus has read last, and who sent it, for which the buffer is used again. Also the
+/// The datagram that a bus has read last, and its sender; the next one uses the same buffer. Also holds the
 /// datagrams that the bus has sent and whose echo it has not heard yet.
 class VOXDatagram
 {
@@ -23,13 +23,13 @@ public:
         QObject::connect(&socket, &QIODevice::aboutToClose, &socket, [this] { m_sent.clear(); });
     }
 
-    /// Reads also when nothing may be pending: until it is read, a socket that has announced something
-    /// announces no more.
+    /// Reads even if nothing may be pending: a socket that has announced something announces no more until it
+    /// is read.
     Result read(QUdpSocket &socket)
     {
         if (take(socket))
             return Read;
-        // One may have come since.
+        // A datagram may have come since.
         if (!socket.hasPendingDatagrams())
             return NothingPending;
         return take(socket) ? Read : Failed;
@@ -39,12 +39,13 @@ public:
     const QHostAddress &sender() const { return m_sender; }
     unsigned short senderPort() const { return m_senderPort; }
 
-    /// What waits for its echo, the oldest first. The buses differ in what goes when there is too much of it.
+    /// The datagrams whose echo has not come yet, the oldest first. Which are dropped when there are too many
+    /// depends on the bus.
     QList<QByteArray> &sent() { return m_sent; }
     /// Whether this datagram is an echo, which is then no longer waited for.
     bool takeEcho() { return m_sent.removeOne(m_bytes); }
 
-    /// Lets the system keep what a whole network sends at once, as far as it allows that.
+    /// Asks the system to buffer as much as a whole network sends at once. The system may allow less.
     static void setBuffers(QUdpSocket &socket)
     {
         constexpr int Size = 4 * 1024 * 1024;

@@ -37,7 +37,7 @@ VOXFrameCutter::Cut VOXFrameCutter::cut(const QByteArray &line) const
         return {Cut::Drop, {}, {}};
     if (line.size() < length)
         return {Cut::Wait, {}, {}};
-    // Never a share: a receiver's buffer may be large, and is used again.
+    // The frame copies its bytes: a receiver's buffer may be large, and is used again.
     QByteArray frame(line.constData(), length);
     invertBody(frame);
     const Check verdict = check(frame);

@@ -10,7 +10,7 @@
 /// Finds the frames among received bytes: the form in which they travel, their length and their check value.
 ///
 /// On the line all bytes of a frame but its check value are complemented. Keeps no bytes and knows of no
-/// device, so all receivers share it, and what watches a line. Reentrant.
+/// device, so that all receivers, and programs that watch a line, cut alike. Reentrant.
 /// @ingroup transport
 class VOX_EXPORT VOXFrameCutter
 {
@@ -22,7 +22,7 @@ public:
         ChecksumForCrc ///< The frame says that it has a CRC, but has the right checksum. Receivers take it.
     };
 
-    /// A verdict, and what it was made of.
+    /// A verdict, and the values that it comes from.
     struct Check
     {
         /// Whether the frame is taken.
@@ -43,7 +43,7 @@ public:
             Frame ///< One stands here. If its check value is wrong, only its first byte goes.
         };
 
-        Kind kind; ///< What it is.
+        Kind kind; ///< What begins here.
         QByteArray frame; ///< In plain form; empty if it is no frame.
         Check check; ///< Of the frame.
 

@@ -71,7 +71,7 @@ bool VOXMCastBus::open()
     const bool joined = join();
     m_joined = m_joined || joined;
     const bool isUsable = joined && isOpen();
-    // Last: a slot may destroy the bus.
+    // This comes last, because a slot may destroy the bus.
     announceOpen(false);
     return isUsable;
 }
@@ -145,8 +145,8 @@ bool VOXMCastBus::processData()
     const QPointer<VOXMCastBus> self(this);
     const unsigned int passesBefore = eventLoopPasses();
     const bool isTaken = read == VOXDatagram::Read && takeFrame();
-    // Whoever got the frame may have destroyed this bus, or run an event loop, where the socket may have
-    // announced something in vain: only a read, even of nothing, makes it announce again.
+    // A receiver of the frame may have destroyed this bus. Or it has run an event loop, where the socket may
+    // have announced something in vain. Only a read, even of nothing, makes the socket announce again.
     if (self && (eventLoopPasses() != passesBefore || hasInput()))
         processLater();
     return isTaken;

@@ -24,9 +24,9 @@ class VOX_EXPORT VOXMCastBus : public VOXBus
     Q_OBJECT
 
 public:
-    /// Opens at once, bound to any IPv4 address if @p bindAddress is null. Bound to the
-    /// address of the group, Linux keeps groups of one port apart; bound to any other single one, it hands it
-    /// no frames of the group. @p alias only tells log lines apart.
+    /// Opens at once, bound to @p bindAddress, or to any IPv4 address if that is null. On Linux, a bus bound
+    /// to the address of its group hears no other group of the port, and a bus bound to any other single
+    /// address hears no frames of its group. @p alias only tells log lines apart.
     VOXMCastBus(const QHostAddress &group, unsigned short port, const QString &alias = QString(),
                 const QHostAddress &bindAddress = QHostAddress(), QObject *parent = nullptr);
     ~VOXMCastBus() override;
@@ -42,8 +42,8 @@ public:
     bool isJoined() const { return m_joined; }
 
 public Q_SLOTS:
-    /// Takes one datagram. True if it has the length of a frame, even if its check value is wrong, and is not
-    /// the echo of our own.
+    /// Takes one datagram. True if it is not an echo of our own and has the length of a frame, even if its
+    /// check value is wrong.
     bool processData() override;
 
 protected:

@@ -13,18 +13,18 @@ constexpr int MaxSenders = 10;
 constexpr int MaxSentFrames = 256;
 constexpr int MaxBufferedBytes = 65536;
 constexpr int FrameTimeoutMs = 110;
-// With as many bytes left as this, another pass may find a frame.
+// Another pass may find a frame if this many bytes or more are left.
 constexpr int MinRest = 2;
 }
 
-/// What one sender has sent and nobody has taken yet, in line form.
+/// The bytes that one sender has sent and nobody has taken yet, in line form.
 struct VOXUdpBus::Buffer
 {
     Buffer(const QString &sender, VOXUdpBus *owner)
         : senderID(sender)
         , bus(owner)
     {
-        // Kept also when the buffer is empty.
+        // The memory is kept when the buffer becomes empty.
         data.reserve(VOXMessage::MaxLength);
     }
     ~Buffer() { stopTimer(); }
@@ -32,7 +32,7 @@ struct VOXUdpBus::Buffer
 
     void append(const QByteArray &datagram)
     {
-        // Its own copy, always: the datagram's bytes are used again.
+        // The bytes are always copied, because the datagram's buffer is used again.
         data.append(datagram.constData(), datagram.size());
         if (data.size() <= MaxBufferedBytes)
             return;
@@ -118,7 +118,7 @@ bool VOXUdpBus::bind()
 bool VOXUdpBus::open()
 {
     if (!isOpen()) {
-        // False once a slot has destroyed the bus.
+        // bind() is false if a slot has destroyed the bus.
         if (bind())
             announceOpen(false);
     }
@@ -143,7 +143,8 @@ int VOXUdpBus::write(const QByteArray &frame)
                   static_cast<int>(frame.size()));
         return -1;
     }
-    // A share of its own: the next frame uses the working buffer again, even from inside the write.
+    // This shared copy keeps the bytes: the next frame uses the working buffer again, even from inside the
+    // write.
     const QByteArray line = toLine(frame);
     return writeLine(line);
 }
@@ -249,9 +250,9 @@ bool VOXUdpBus::processBuffer(Buffer &buffer)
     const bool accepted = isTaken(cut.check);
     if (buffer.data.size() >= MinRest)
         processLater(buffer.senderID);
-    // From here on the buffer may be evicted, and the bus closed or destroyed, by who gets the frame. If an
-    // event loop ran there, the socket may have announced something in vain, and only a read, even of
-    // nothing, makes it announce again. To read always would cost system calls.
+    // From here on a receiver of the frame may close or destroy the bus, and the buffer may be evicted. If an
+    // event loop ran there, the socket may have announced something in vain. Only a read, even of nothing,
+    // makes the socket announce again. Reading every time would cost system calls.
     const unsigned int passesBefore = eventLoopPasses();
     if (accepted && deliver(cut.frame) && eventLoopPasses() != passesBefore)
         VOXBus::processLater();

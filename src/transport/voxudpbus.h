@@ -16,13 +16,13 @@ QT_END_NAMESPACE
 class VOXDatagram;
 
 /// The network over UDP, for gateways and simulated networks: each frame leaves as one datagram to one
-/// destination, and what comes is put together per sender, like a byte stream.
+/// destination, and the datagrams of each sender are read as one byte stream.
 ///
 /// With a unicast destination only datagrams of exactly that address and port are taken. With
-/// QHostAddress::Broadcast everyone's are, except the echo of our own; the broadcast address of a subnet
-/// counts as unicast. At most ten senders are remembered, and a sender's incomplete frame loses its first
-/// byte when nothing has followed for 110 ms. Of each sender 64 KiB are kept at most. Lives on the thread
-/// that made it.
+/// QHostAddress::Broadcast the datagrams of everyone are taken, except the echo of our own; the broadcast
+/// address of a subnet counts as unicast. At most ten senders are remembered, and a sender's incomplete frame
+/// loses its first byte when nothing has followed for 110 ms. At most 64 KiB of each sender are kept. Lives
+/// on the thread that made it.
 /// @ingroup transport
 class VOX_EXPORT VOXUdpBus : public VOXBus
 {
@@ -30,14 +30,14 @@ class VOX_EXPORT VOXUdpBus : public VOXBus
 
 public:
     /// Binds at once, to any IPv4 address if @p localAddress is null, and to the port of the destination if
-    /// @p localPort is 0. If that fails the bus is not open and open() may try again. The port is shared:
-    /// that another program has it, too, is no failure, and then only one of the two hears its peer.
+    /// @p localPort is 0. If that fails the bus is not open and open() may try again. The port is shared: it
+    /// is no failure if another program has it, too, but then only one of the two hears its peer.
     VOXUdpBus(const QHostAddress &destAddress, unsigned short destPort,
               const QHostAddress &localAddress = QHostAddress(), unsigned short localPort = 0,
               QObject *parent = nullptr);
     ~VOXUdpBus() override;
 
-    /// Where frames go from now on, and where they have to come from. The local side stays as it is.
+    /// Sets where frames go from now on, and where they have to come from. The local side stays as it is.
     void setDest(const QHostAddress &address, unsigned short port);
     ///@{
     /// As in the constructor, or the last setDest().
@@ -51,8 +51,8 @@ public:
     bool open() override;
 
 public Q_SLOTS:
-    /// Takes one datagram, and of what its sender has sent so far at most one frame. True if there was one,
-    /// even if its check value is wrong, or if a byte has been dropped and 11 or more are left.
+    /// Takes one datagram, and then at most one frame of all that its sender has sent so far. True if there
+    /// was a frame, even if its check value is wrong, or if a byte has been dropped and 11 or more are left.
     bool processData() override;
     /// Takes at most one frame of what the sender of this makeSenderID() has sent, with the same result.
     bool processData(const QString &senderID);
@@ -61,11 +61,11 @@ protected:
     struct Buffer;
 
     bool hasUnseenInput() const override;
-    /// The pauses in what the senders send.
+    /// Handles a pause in the bytes of a sender.
     void timerEvent(QTimerEvent *event) override;
-    /// The two as "address:port".
+    /// The sender as "address:port".
     QString makeSenderID(const QHostAddress &address, unsigned short port) const;
-    /// As processData(const QString &), for the sender of @p buffer, which is not to be used afterwards.
+    /// As processData(const QString &), for the sender of @p buffer. Do not use @p buffer afterwards.
     bool processBuffer(Buffer &buffer);
 
 private:

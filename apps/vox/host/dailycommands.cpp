@@ -26,7 +26,7 @@ bool readNumber(const QString &text, int most, int *number)
     return isNumber && *number >= 0 && *number <= most;
 }
 
-/// The line of a command: whom it is for, and what the options and words behind that say.
+/// The command line of a daily command: its target, and the options and words behind that.
 struct Daily
 {
     CommandLine line;
@@ -64,7 +64,7 @@ struct Daily
         return bus || stop(line.exitCode());
     }
 
-    /// Sends it to a node, a group or all, by the proxy for that.
+    /// Sends the command to a node, a group or all nodes, by the proxy for that.
     template <typename Send>
     int send(const Send &send, Asking asking = Asking::Once)
     {
@@ -91,7 +91,7 @@ private:
         return false;
     }
 
-    /// Nobody is asked to answer; who refuses all the same is named.
+    /// Nodes are not asked to answer. Those that refuse all the same are named.
     int collect(const BusPendingCall &call) const
     {
         call.waitForFinished();
@@ -162,7 +162,7 @@ int runWink(const QStringList &arguments)
     return daily.send([](auto &proxy) { return proxy.ctrlWink(); });
 }
 
-/// Where vox goto goes to: "up", "down", "50%", "ip:3" or pulses.
+/// Reads the place that vox goto goes to: "up", "down", "50%", "ip:3" or pulses.
 bool readPlace(const QString &text, KVRMotor::MoveToFunction *function, int *value)
 {
     constexpr int MaxPercent = 100;
@@ -293,7 +293,8 @@ int runLabel(const QStringList &arguments)
         isWriting ? Asking::Once : Asking::Again);
 }
 
-/// What a reply tells: a version as its text, an only field by itself, more of them by their names.
+/// The values of a reply. A version is its text, a single field its value, several fields an object by their
+/// names.
 QJsonValue toldBy(const KVRStdProxy &proxy, const VOXMessage &reply)
 {
     const bool isVersion =
@@ -317,7 +318,7 @@ QString toText(const QJsonValue &told, const VOXMessage &reply)
     return words.join(QStringLiteral(", "));
 }
 
-/// Everything that a node tells of itself; one that is no motor refuses a part of it.
+/// Prints everything that a node tells of itself. A node that is no motor refuses a part of the questions.
 int runInfo(const QStringList &arguments)
 {
     Daily daily("info", "All that a node tells of itself.", "vox info 000101", false);

@@ -5,7 +5,7 @@
 
 #include <QVector>
 
-/// What people on site do with a motor every day: vox move, stop, goto and the like.
+/// The commands for everyday work with a motor: vox move, stop, goto and the like.
 QVector<Command> dailyCommands();
 
 #endif

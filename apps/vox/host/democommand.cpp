@@ -29,7 +29,7 @@ constexpr int BeforeStopMs = 800;
 
 using PortPair = std::array<unsigned short, 2>;
 
-/// Two ports that the system has to spare.
+/// Two ports that are free.
 PortPair freePorts()
 {
     QUdpSocket first;
@@ -80,7 +80,7 @@ private:
     bool followUntilRest();
     void printReadings(const std::vector<Reading> &readings, bool over);
     void expect(bool ok, const QString &what);
-    /// What people read; with JSON there is a summary only.
+    /// Prints a line for people. With JSON only a summary is printed.
     void say(const QString &line) const
     {
         if (!m_isJson)

@@ -10,8 +10,8 @@ class VOXBus;
 /// Asks all nodes of @p bus for their addresses; the call collects until no more answers come.
 BusPendingCall discoverNodes(VOXBus &bus);
 
-/// The nodes that have answered, with their types, in the order of their addresses. One that has answered
-/// several times is in it as often.
+/// The nodes that have answered, with their types, in the order of their addresses. A node that has answered
+/// several times is in the list as often.
 QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery);
 
 #endif

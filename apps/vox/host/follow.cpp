@@ -17,9 +17,9 @@ constexpr int IntervalMs = 200;
 constexpr int PercentPerMark = 5;
 constexpr int BarWidth = 20;
 constexpr int MaxFailures = 5;
-/// So often a motor may be found at rest before it has begun to run.
+/// A motor may be found at rest this many times before it counts as having run.
 constexpr int MaxIdle = 5;
-/// What is nearer than the shortest way that a motor can be sent is there.
+/// The shortest way, in pulses, that a motor can be sent. A motor that is nearer to its target has arrived.
 constexpr int ShortestWay = 10;
 
 struct Reading
@@ -34,7 +34,7 @@ QString stateOf(const Reading &reading)
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(reading.status.state)));
 }
 
-/// Where a motor has come to rest that was sent elsewhere, and why, as far as it tells.
+/// A text that says where a motor has come to rest that was sent elsewhere, and why, as far as it tells.
 QString endOf(const Reading &reading, int target)
 {
     const auto source =
@@ -48,7 +48,7 @@ QString endOf(const Reading &reading, int target)
         .arg(stateOf(reading), QLatin1String(source), QLatin1String(cause));
 }
 
-/// The status first: if that is one of rest, the motor does not leave the position that is read then.
+/// Reads the status first: if the motor is at rest then, it does not leave the position that is read next.
 bool read(KVRMotorProxy &proxy, Reading *reading, QString *error)
 {
     const unsigned int addr = proxy.addr(false);
@@ -60,7 +60,7 @@ bool read(KVRMotorProxy &proxy, Reading *reading, QString *error)
                                        nullptr);
 }
 
-/// In pulses; -1 if the motor does not tell what it takes to know.
+/// The target in pulses; -1 if the motor does not tell what is needed to know it.
 int readTarget(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position, QString *error)
 {
     constexpr int Whole = 100;
@@ -146,7 +146,7 @@ int MotorFollower::follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction functio
         }
         failures = 0;
         const bool isRunning = reading.status.state == KVRMotor::STATE_RUNNING;
-        // What it did before says nothing of this move.
+        // A state from before this move does not count.
         const bool hasBegun = isRunning || isAt(reading, target) || ++idle > MaxIdle;
         if (!hasBegun)
             continue;
@@ -177,7 +177,7 @@ int MotorFollower::stop(KVRMotorProxy &proxy) const
     Reading reading;
     QString error;
     bool isRead = false;
-    // It may take a while to come to rest.
+    // The motor may take a while to come to rest.
     for (int attempt = 0; attempt < MaxFailures; ++attempt) {
         isRead = read(proxy, &reading, &error);
         if (isRead && reading.status.state != KVRMotor::STATE_RUNNING)

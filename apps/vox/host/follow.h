@@ -6,15 +6,15 @@
 
 class KVRMotorProxy;
 
-/// Follows a motor until it rests; a signal, or output that cannot be written any more, stops the motor
-/// first. Made before the motor is sent anywhere, so that none of them comes too early.
+/// Follows a motor until it rests. A signal, or output that cannot be written any more, stops the motor
+/// first. Make it before the motor is sent anywhere, so that no signal comes too early.
 class MotorFollower
 {
 public:
     explicit MotorFollower(bool isJson);
 
-    /// Shows where the motor is: a bar on a terminal, else a line or a JSON object a reading. The exit code:
-    /// 0 only if it rests where it was sent by these arguments of ctrlMoveTo().
+    /// Shows where the motor is: a bar on a terminal, else a line or a JSON object for each reading. Gives
+    /// the exit code, which is 0 only if the motor rests where these arguments of ctrlMoveTo() have sent it.
     int follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position);
 
 private:

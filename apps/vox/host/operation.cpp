@@ -16,7 +16,7 @@ const QString HexPrefix = QStringLiteral("hex:");
 
 QVector<QMetaMethod> operations()
 {
-    // Among the parameters' types.
+    // Some of these are types of parameters.
     VOX::registerMetaTypes();
     QVector<QMetaMethod> found;
     const QMetaObject &meta = KVRMotorProxy::staticMetaObject;
@@ -35,7 +35,7 @@ QMetaEnum enumerationOf(const QByteArray &type)
     return meta.enumerator(meta.indexOfEnumerator(name.constData()));
 }
 
-/// Decimal, or hexadecimal with 0x. A leading 0 alone means nothing.
+/// Decimal, or hexadecimal with 0x. A leading 0 alone has no meaning.
 uint toNumber(const QString &text, bool *isNumber)
 {
     constexpr int Decimal = 10;
@@ -242,7 +242,7 @@ bool Operation::setArguments(const QStringList &arguments, QString *problem)
     return true;
 }
 
-/// What it sends with zeros as arguments.
+/// The message that the operation sends with zeros as arguments.
 VOXMessage Operation::sample() const
 {
     Operation filled = *this;

@@ -16,19 +16,20 @@ class Operation
 {
 public:
     static QStringList names();
-    /// What the argument at @p index of the operation @p name may be, if that is one of an enumeration.
+    /// The values that the argument at @p index of the operation @p name may have, if it is of an
+    /// enumeration.
     static QStringList keys(const QString &name, int index);
-    /// What the operation @p name takes, argument by argument, for people.
+    /// The help of the operation @p name, argument by argument, for people.
     static QString help(const QString &name);
-    /// The form of @p name that takes @p argumentCount arguments. If there is none, false, and @p problem
-    /// says what is accepted.
+    /// Finds the form of @p name that takes @p argumentCount arguments. False if there is none; @p problem
+    /// then says what is accepted.
     static bool find(const QString &name, int argumentCount, Operation *operation, QString *problem);
 
     /// Takes the arguments as they were typed. False if one does not fit its parameter.
     bool setArguments(const QStringList &arguments, QString *problem);
     BusPendingCall call(KVRMotorProxy &proxy) const;
 
-    /// Whether it has arguments, and all of them are left out.
+    /// Whether the operation has arguments and all of them are left out.
     bool isAllDefaults() const;
     /// Name and parameters, for people.
     QString usage() const;

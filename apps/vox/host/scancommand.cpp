@@ -21,7 +21,7 @@ struct FoundNode
 {
     QString address;
     QString type;
-    /// Null if the node does not tell.
+    /// Null if the node does not tell its label.
     QString label;
     QString version;
     /// How many answers came from this address.
@@ -134,7 +134,7 @@ int runScan(const QStringList &arguments)
         printJson(nodes);
     else
         printTable(nodes);
-    // Not a failure: an empty line is an answer, too.
+    // This is no failure: it may be true that the line has no nodes.
     if (nodes.isEmpty())
         printError(QStringLiteral("scan"), QStringLiteral("nobody has answered"));
     return Success;

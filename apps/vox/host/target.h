@@ -5,7 +5,7 @@
 
 #include <QString>
 
-/// Whom a command is for: a node by its address, "group:ADDRESS", or "all".
+/// The target of a command: a node by its address, "group:ADDRESS", or "all".
 struct Target
 {
     static bool read(const QString &text, Target *target, QString *problem);

@@ -9,7 +9,7 @@
 
 namespace {
 using Table = QHash<unsigned char, VOXCmdInfo>;
-/// Names by value, of an enumeration.
+/// The names of an enumeration, by value.
 using Keys = QMap<int, QString>;
 
 constexpr int LastCommand = 0xff;
@@ -24,7 +24,7 @@ QString nameOf(unsigned char cmd)
     return KVR::findCmd(cmd).isValid() ? VOX::toString(cmd) : HRMv2::toString(cmd);
 }
 
-/// By name, those that fields use.
+/// The enumerations that fields use, by name.
 QMap<QString, Keys> enumerations()
 {
     QMap<QString, Keys> found;
@@ -95,7 +95,7 @@ QString section(const QString &title, const Table &table)
     return text;
 }
 
-/// Of the older set, what only it has.
+/// The commands that only the older set has.
 Table olderOnly()
 {
     Table table = HRMv2::cmds();

@@ -58,7 +58,7 @@ void FrameScanner::dropByte()
 {
     m_garbage += m_pending.at(0);
     m_pending.remove(0, 1);
-    // What may yet turn out to be a frame is kept together.
+    // Bytes that may yet turn out to be a frame are kept together.
     if (m_garbage.size() >= MaxGarbage + VOXMessage::MaxLength)
         showGarbage();
 }

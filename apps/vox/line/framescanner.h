@@ -10,18 +10,19 @@
 
 /// Cuts a stream of bytes into frames and garbage, and loses no byte.
 ///
-/// The cuts are those of a receiver. Unlike that, which forgets what it drops, it also shows frames whose
-/// check fails: those that reach up to a good one, to another of these, or to where the line is quiet.
+/// It cuts as a receiver does. A receiver forgets the bytes that it drops; the scanner also shows frames
+/// whose check fails, if they end where a good frame or another one of these begins, or where the line is
+/// quiet.
 class FrameScanner
 {
 public:
     explicit FrameScanner(std::function<void(const LineItem &)> found);
 
-    /// Takes what has come at @p timeNs.
+    /// Takes the bytes that have come at @p timeNs.
     void feed(const QByteArray &bytes, qint64 timeNs);
-    /// The line has been quiet for as long as a receiver waits for the rest of a frame: a byte goes.
+    /// Drops a byte, because the line has been quiet for as long as a receiver waits for the rest of a frame.
     void pause();
-    /// Nothing follows any more.
+    /// Shows what is left, because nothing follows any more.
     void flush();
 
     /// Whether there are bytes that have not been shown.
@@ -36,7 +37,7 @@ private:
     VOXFrameCutter m_cutter;
     QByteArray m_pending;
     QByteArray m_garbage;
-    // Where in the garbage frames begin whose check has failed, and their lengths.
+    // The offsets in the garbage at which frames begin whose check has failed, with their lengths.
     QMap<int, int> m_failed;
     qint64 m_timeNs = 0;
 };

@@ -28,7 +28,7 @@ QString hex(const QByteArray &bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
-/// The older command set has names of its own where the current one has none.
+/// The name of @p cmd. The older command set has names where the current one has none.
 QString nameOf(unsigned char cmd)
 {
     const QString name = VOX::toString(cmd);
@@ -42,7 +42,7 @@ QString commandOf(const VOXMessage &frame)
                           : name;
 }
 
-/// What stands behind the fields that are known.
+/// The bytes behind the fields that are known.
 QByteArray restOf(const VOXMessage &frame)
 {
     int offset = VOXMessage::HeaderLength;

@@ -7,25 +7,25 @@
 #include <QJsonObject>
 #include <QString>
 
-/// Something that came over a line: a frame, or bytes that are none.
+/// An item that came over a line: a frame, or bytes that are no frame.
 struct LineItem
 {
     enum Verdict {
         Intact,
-        /// A frame that says it has a CRC, but has the right checksum; buses take it.
+        /// The frame says that it has a CRC, but has the right checksum. Buses take it.
         ChecksumForCrc,
         Failed,
         Garbage
     };
 
-    /// What @p bytes are if they came alone, in line form.
+    /// The item that @p bytes, in line form, are if they came alone.
     static LineItem of(const QByteArray &bytes, qint64 timeNs);
 
     bool isFrame() const { return verdict != Garbage; }
     bool isTaken() const { return verdict == Intact || verdict == ChecksumForCrc; }
     bool isNack() const;
 
-    /// For people, in one line.
+    /// One line for people.
     QString toString() const;
     QJsonObject toJson() const;
 
@@ -34,7 +34,7 @@ struct LineItem
     /// In line form.
     QByteArray bytes;
     Verdict verdict = Garbage;
-    /// In logical form; of no bytes for garbage.
+    /// The frame in logical form; it has no bytes for garbage.
     VOXMessage frame;
 };
 

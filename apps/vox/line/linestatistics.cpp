@@ -16,10 +16,10 @@ constexpr double NsPerMs = 1e6;
 constexpr double NsPerSecond = 1e9;
 constexpr double BitsPerByte = 11;
 constexpr double LineRate = 4800;
-/// What a host waits for an answer, if nobody has told it otherwise.
+/// The time for which a host waits for an answer by default.
 constexpr qint64 TimeoutNs = 200000000;
 constexpr qint64 EchoNs = 100000000;
-/// After this an answer does not come any more.
+/// After this time an answer does not come any more.
 constexpr qint64 LostNs = 2000000000;
 constexpr int MaxNodes = 65536;
 constexpr int ManyBytes = 100;
@@ -72,7 +72,7 @@ void LineStatistics::setTime(qint64 timeNs)
 
 void LineStatistics::add(const LineItem &item)
 {
-    // Of a capture, also the time that the first record took on the line.
+    // A capture also includes the time that the first record took on the line.
     if (m_bytes == 0 && !m_isLive)
         m_firstNs =
             item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / LineRate * NsPerSecond);
@@ -91,7 +91,7 @@ void LineStatistics::addFrame(const LineItem &item)
     const bool isRequest = item.frame.srcAddr(false) == VOXBus::addr();
     if (!item.isTaken()) {
         ++m_failed;
-        // Only of nodes that are known: any address may stand in noise.
+        // Only nodes that are known count, because any address may stand in noise.
         const auto known = m_nodes.find(source);
         if (!isRequest && known != m_nodes.end())
             ++known->failed;
@@ -131,8 +131,8 @@ void LineStatistics::addSharedRequest(const LineItem &item)
     ++m_shared.count;
 }
 
-// The newest request that it can be for: hosts ask again when an answer is lost. If answers are only late,
-// those of the older requests follow.
+// Takes an answer as that of the newest request that it fits: hosts ask again when an answer is lost. If
+// answers are only late, those of the older requests follow.
 void LineStatistics::addAnswer(const LineItem &item)
 {
     if (m_nodes.size() >= MaxNodes)
@@ -161,7 +161,7 @@ bool LineStatistics::isSurplus(Node &node, const LineItem &item) const
         && (cmd == m_shared.answerCmd || cmd == KVR::NACK);
     if (!isShared)
         return item.timeNs - node.lastAnswered.timeNs < LostNs && isAnswer(cmd, node.lastAnswered.answerCmd);
-    // Each node answers once each time that all are asked.
+    // Each node answers once every time that all are asked.
     node.sharedAnswers = node.sharedNs == m_shared.firstNs ? node.sharedAnswers + 1 : 1;
     node.sharedNs = m_shared.firstNs;
     return node.sharedAnswers > m_shared.count;

@@ -8,7 +8,7 @@
 
 #include <vector>
 
-/// What happens on a line, in numbers, and what that may mean.
+/// Counts what happens on a line, and hints at what that may mean.
 ///
 /// Frames from the address that all hosts have are requests, frames to it answers.
 class LineStatistics
@@ -17,10 +17,10 @@ public:
     void add(const LineItem &item);
     /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
     void setTime(qint64 timeNs);
-    /// There is no line whose bytes take time.
+    /// Leaves out the load, because there is no line whose bytes take time.
     void leaveOutLoad() { m_hasLoad = false; }
 
-    /// For people, a line a line.
+    /// The report for people, a string for each line.
     QStringList toText() const;
     QJsonObject toJson() const;
 
@@ -30,7 +30,7 @@ private:
         qint64 timeNs;
         int answerCmd;
     };
-    /// The last thing that all, or a group, were asked, perhaps several times in a row.
+    /// The last request to all, or to a group. It may have been sent several times in a row.
     struct SharedRequest
     {
         qint64 firstNs = 0;
@@ -45,10 +45,11 @@ private:
         int surplus = 0;
         int failed = 0;
         QMap<QString, int> nacks;
-        /// Those that wait for their answers, in the order of time.
+        /// The requests that wait for their answers, in the order of time.
         std::vector<Request> open;
         Request lastAnswered = {0, -1};
-        /// Which requests to all it has answered, by the time of the first, and how often.
+        /// The request to all that the node has answered, by the time at which it was first sent; then how
+        /// often.
         qint64 sharedNs = 0;
         int sharedAnswers = 0;
 

@@ -14,10 +14,10 @@
 
 namespace {
 constexpr int BaudRate = 4800;
-// As long as receivers wait for the rest of a frame.
+// Receivers wait this long for the rest of a frame.
 constexpr int PauseMs = 100;
 
-/// Without a route for multicast, on a loopback interface, as the buses do.
+/// Joins @p group. Without a route for multicast it joins on a loopback interface, as the buses do.
 bool join(QUdpSocket &socket, const QHostAddress &group)
 {
     if (socket.joinMulticastGroup(group))

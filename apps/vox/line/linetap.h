@@ -15,20 +15,19 @@ struct BusUrl;
 class LineTap : public QObject
 {
 public:
-    /// Null if that bus cannot be listened to; @p problem says why. @p found is told of everything that
-    /// comes.
+    /// Null if that bus cannot be listened to; @p problem says why. Calls @p found with each item that comes.
     static std::unique_ptr<LineTap> open(const BusUrl &url, std::function<void(const LineItem &)> found,
                                          QString *problem);
 
     /// Nanoseconds since 1970.
     static qint64 nowNs();
 
-    /// Shows what has come and not been shown yet.
+    /// Shows the bytes that have come and not been shown yet.
     void flush() { m_scanner.flush(); }
     /// Called when the line has gone, with the reason.
     std::function<void(const QString &)> onGone;
 
-    /// What can be seen on this kind of bus; empty for everything.
+    /// A text that says what can be seen on this kind of bus; empty if everything can.
     const QString &limitation() const { return m_limitation; }
 
 protected:

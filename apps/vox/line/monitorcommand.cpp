@@ -21,7 +21,7 @@ const QString Red = QStringLiteral("\x1b[31m");
 const QString Yellow = QStringLiteral("\x1b[33m");
 const QString Plain = QStringLiteral("\x1b[0m");
 
-/// Which items are shown; everything, as long as nothing is asked for.
+/// Decides which items are shown. Without any option, all are.
 struct Filter
 {
     QSet<unsigned int> addrs;
@@ -72,7 +72,7 @@ bool readFilter(const QStringList &addrs, const QStringList &commands, Filter *f
     return true;
 }
 
-/// What is done with everything that comes.
+/// Shows, counts and writes the items that come.
 struct Monitor
 {
     Filter filter;
@@ -93,7 +93,7 @@ struct Monitor
         }
         if (filter.admits(item))
             show(item);
-        // Nobody sees anything any more.
+        // Nobody can see the output any more.
         if (hasOutputFailed())
             QCoreApplication::exit(Failure);
     }

@@ -11,13 +11,13 @@
 
 namespace {
 constexpr int LinkType = DLT_USER0;
-// Of the longest record that libpcap reads.
+// The length of the longest record that libpcap reads.
 constexpr int SnapLength = 262144;
 constexpr qint64 NsPerSecond = 1000000000;
 
 using Capture = std::unique_ptr<pcap_t, decltype(&pcap_close)>;
 
-// libpcap would open no file for "-".
+// The file is opened here, because libpcap takes "-" for a standard stream.
 std::FILE *openFile(const QString &name, const char *mode)
 {
     return std::fopen(QFile::encodeName(name).constData(), mode);
@@ -56,7 +56,7 @@ bool PcapWriter::write(const LineItem &item)
     pcap_dump(reinterpret_cast<u_char *>(m_file.get()), &header,
               reinterpret_cast<const u_char *>(item.bytes.constData()));
     pcap_dump_flush(m_file.get());
-    // Part of a long record may have failed before.
+    // Writing a part of a long record may have failed before.
     return !std::ferror(pcap_dump_file(m_file.get()));
 }
 

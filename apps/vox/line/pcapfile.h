@@ -8,13 +8,13 @@
 
 struct pcap_dumper;
 
-/// Writes a capture: classic pcap with nanosecond times, link type 147, one record a frame or a piece of
-/// garbage, in line form.
+/// Writes a capture: classic pcap with nanosecond times, link type 147, with one record for each frame or
+/// piece of garbage, in line form.
 class PcapWriter
 {
 public:
     bool open(const QString &name, QString *problem);
-    /// At once, so that a reader may follow. False if the file cannot take it.
+    /// Writes @p item at once, so that a reader may follow. False if the file cannot take it.
     bool write(const LineItem &item);
 
 private:
@@ -26,8 +26,8 @@ private:
     std::unique_ptr<pcap_dumper, Closer> m_file;
 };
 
-/// Reads a capture, classic or pcapng. False if it is none, of another link type, or damaged; @p problem says
-/// so, and @p items has what came before.
+/// Reads a capture, classic or pcapng. False if the file is no capture, has another link type, or is damaged;
+/// @p problem says so, and @p items has the records before that.
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem);
 
 #endif

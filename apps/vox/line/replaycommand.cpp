@@ -54,7 +54,7 @@ struct Replay
                            QStringLiteral("cannot send: %1").arg(bus.errorString()));
                 return false;
             }
-            // However fast it is wanted, a line takes its time.
+            // A serial line takes its time, however fast the replay is wanted.
             if (isSerial)
                 freeMs = std::max(dueMs, elapsedMs(clock)) + item.bytes.size() * MsPerByte;
             ++sent;

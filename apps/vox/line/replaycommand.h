@@ -3,7 +3,7 @@
 
 #include <QStringList>
 
-/// Sends what a capture holds, with its timing.
+/// Sends the frames of a capture, with its timing.
 int runReplay(const QStringList &arguments);
 
 #endif

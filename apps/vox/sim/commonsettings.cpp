@@ -8,7 +8,7 @@ constexpr int MaxByte = 0xff;
 constexpr int MaxWord = 0xffff;
 constexpr int MaxRetryCount = 253;
 
-// Hosts may store zero bytes behind a label, which look the same to them.
+// Hosts may store a label with zero bytes behind it. To them it is the same label.
 QJsonValue labelOf(KVRDevice &node)
 {
     QString label = QString::fromLatin1(node.nodeLabel());

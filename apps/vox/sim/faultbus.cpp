@@ -26,7 +26,8 @@ FaultBus::~FaultBus()
 
 void FaultBus::handleRequest(const BusMessage &request)
 {
-    // Only to tell which command an answer is for: a frame for a group counts for all.
+    // The command is only kept to tell which one an answer is for: a frame for a group counts as one for all
+    // nodes.
     const VOXMessage frame(request);
     if (frame.addrType() != VOX::P2P || m_requests.size() > MaxRequests)
         m_requests.clear();

@@ -6,8 +6,8 @@
 
 #include <QHash>
 
-/// Stands between emulated nodes and the line: brings them what comes, and their answers to the line, as the
-/// rules want them to look there.
+/// Stands between emulated nodes and the line. It brings frames from the line to the nodes, and puts their
+/// answers on the line with the faults that the rules want.
 class FaultBus : public VOXBus
 {
     Q_OBJECT
@@ -31,7 +31,7 @@ private:
 
     VOXBus &m_line;
     FaultRules &m_rules;
-    /// The command that a node was last asked, by its address; that of all at the broadcast's.
+    /// The last command to each node, by its address. The last one to all nodes is at the broadcast address.
     QHash<unsigned int, unsigned char> m_requests;
 };
 

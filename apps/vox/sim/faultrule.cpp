@@ -12,7 +12,7 @@ namespace {
 constexpr int MaxDelayMs = 60000;
 constexpr int MaxNoise = 1000;
 
-/// A kind: its word, and what values it takes.
+/// A kind of fault: its word, and the values that it takes.
 struct Form
 {
     FaultRule::Kind kind;
@@ -38,7 +38,7 @@ const Form forms[] = {
      QStringLiteral("so many random bytes come before it")},
 };
 
-/// What the value may be, for people.
+/// The values that a fault may have, for people.
 QString valuesOf(const Form &form)
 {
     if (form.kind == FaultRule::From)
@@ -48,7 +48,7 @@ QString valuesOf(const Form &form)
     QStringList names;
     for (int status = 0; status <= 0xff; ++status) {
         const QString name = KVR::toString(static_cast<KVR::NackStatus>(status));
-        // Those without a name are numbers.
+        // A status without a name is a number.
         if (name.at(0).isLetter())
             names += name;
     }
@@ -68,7 +68,7 @@ bool readCount(const QString &text, int least, int most, int *number)
 {
     bool isNumber = false;
     *number = text.toInt(&isNumber);
-    // What begins like an address is one, and not a number.
+    // A word that begins like an address is one, and no number.
     isNumber = isNumber && (text.size() == 1 || !text.startsWith(QLatin1Char('0')));
     return isNumber && *number >= least && *number <= most;
 }
@@ -187,7 +187,7 @@ QByteArray FaultRules::noise(int count)
 
 FaultyAnswer FaultRules::applyTo(const VOXMessage &answer, unsigned char requestCmd)
 {
-    // What the frame says comes first, then what the line does to it.
+    // Faults in what the frame says come first, then those that the line makes.
     constexpr int DataOffset = VOXMessage::HeaderLength;
     constexpr unsigned char NackLength = 12;
     VOXMessage frame = answer;

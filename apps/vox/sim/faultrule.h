@@ -8,29 +8,29 @@
 
 #include <random>
 
-/// What is wrong with the answers of emulated nodes, in one line of words:
+/// A fault in the answers of emulated nodes, in one line of words:
 ///
 ///     KIND [VALUE] [ADDRESS|all] [command NAME] [probability P] [count N]
 struct FaultRule
 {
     enum Kind { Drop, Delay, Corrupt, Cut, Twice, Nack, From, Noise };
 
-    /// False if @p words are none; @p problem says what is wrong with them.
+    /// False if @p words are no rule; @p problem says what is wrong with them.
     static bool read(const QString &words, FaultRule *rule, QString *problem);
-    /// The kinds, with what they do, a line each.
+    /// A line for each kind of fault, with what it does.
     static QString help();
 
-    /// In the words that it is read from.
+    /// The words that it was read from.
     QString words;
     Kind kind = Drop;
     /// Milliseconds, bytes, the status of a NACK or an address.
     int value = 0;
     bool isForAll = true;
     unsigned int addr = 0;
-    /// Of the request or of the answer; empty for all.
+    /// The command of the request or of the answer; empty for all.
     QString command;
     double probability = 1;
-    /// How often it will still happen; -1 for ever.
+    /// How often the fault will still happen; -1 for ever.
     int count = -1;
 };
 
@@ -44,7 +44,7 @@ struct FaultyAnswer
     bool isTouched = false;
 };
 
-/// The rules in force, and the dice. One seed makes the same faults again.
+/// The rules in force, and the random numbers. The same seed makes the same faults again.
 class FaultRules
 {
 public:
@@ -57,7 +57,7 @@ public:
     void add(const FaultRule &rule) { m_rules += rule; }
     void clear() { m_rules.clear(); }
 
-    /// What becomes of @p answer to the request @p requestCmd, all that applies together.
+    /// Applies all rules that fit to @p answer, which answers the request @p requestCmd.
     FaultyAnswer applyTo(const VOXMessage &answer, unsigned char requestCmd);
 
 private:

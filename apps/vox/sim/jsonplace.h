@@ -10,8 +10,8 @@
 /// A place in a JSON file that is being read: what stands there, and its path for people, as in
 /// "nodes[3].limits.down".
 ///
-/// Whatever does not fit reads as a default, and the first mistake is kept in @p problem with its path; so a
-/// reader reads on and looks at ok() when it is through.
+/// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path.
+/// So a reader reads on, and looks at ok() at the end.
 class JsonPlace
 {
 public:
@@ -27,9 +27,10 @@ public:
     JsonPlace operator[](const QString &key) const;
     /// An element of an array.
     JsonPlace at(int index) const;
-    /// How many elements the array has; 0 and a mistake if it is none, or has more than @p most.
+    /// How many elements the array has. If it is no array, or has more than @p most, that is a mistake, and
+    /// 0.
     int size(int most) const;
-    /// It has to be an object, and to have no members but these.
+    /// Whether it is an object without other members than @p keys; else that is a mistake.
     bool isObjectOf(const QStringList &keys) const;
 
     int number(int least, int most) const;

@@ -17,7 +17,7 @@ unsigned char byteAt(const JsonPlace &place)
     return static_cast<unsigned char>(place.number(0, MaxByte));
 }
 
-/// Null is an unset position.
+/// JSON's null stands for an unset position.
 unsigned short positionAt(const JsonPlace &place)
 {
     return place.isNull() ? Unset : static_cast<unsigned short>(place.number(0, Unset - 1));
@@ -37,7 +37,7 @@ QJsonValue keyOf(Enum value)
 void readDirection(KVRMotorDevice &motor, const JsonPlace &place)
 {
     motor.setMotorDirection(place.key<KVRMotor::TurnDirection>());
-    // Which has mirrored the position.
+    // The change of the direction has mirrored the position.
     motor.restAt(0);
 }
 
@@ -270,8 +270,8 @@ QJsonValue lockStatusOf(HRMv2Stub &motor)
 }
 }
 
-// In the order in which they are applied: a direction mirrors the position, and a limit has to be there
-// before what lies within it.
+// The settings are in the order in which they are applied: a direction mirrors the position, and a limit has
+// to be set before the positions within it.
 QVector<NodeSetting> motorSettings()
 {
     return {

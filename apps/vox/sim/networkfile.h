@@ -19,7 +19,7 @@ bool readJsonFile(const QString &name, QJsonObject *object, QString *problem);
 /// there is a mistake; @p problem names it with its path in the file.
 bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *problem);
 
-/// The faults that @p network wants, in the words of FaultRule.
+/// The faults that @p network asks for, in the words of FaultRule.
 QStringList faultsOf(const QJsonObject &network);
 
 /// The bus that @p network names; empty if it names none.

@@ -12,7 +12,7 @@
 #include <iterator>
 
 namespace {
-/// A node that tells of what it has handled.
+/// A node that tells its observer which requests it has handled.
 template <typename Device>
 class Observed : public Device
 {

@@ -6,11 +6,11 @@
 class KVRDevice;
 class VOXMessage;
 
-/// Is told what emulated nodes have handled.
+/// An observer of the requests that emulated nodes handle.
 class NodeObserver
 {
 public:
-    /// After @p node has handled @p request, whether it was refused or not.
+    /// Called after @p node has handled @p request, whether it has refused it or not.
     virtual void requestHandled(KVRDevice &node, const VOXMessage &request) = 0;
 
 protected:
@@ -21,7 +21,7 @@ protected:
 struct NodeModel
 {
     QString name;
-    /// Makes one that is on no bus. @p observer must outlive it.
+    /// Makes a node that is on no bus. @p observer must outlive it.
     KVRDevice *(*create)(unsigned int addr, NodeObserver &observer);
 };
 

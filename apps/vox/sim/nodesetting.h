@@ -6,13 +6,13 @@
 
 #include <QVector>
 
-/// A setting: who has it, and how it is read and written.
+/// A setting: which nodes have it, and how it is read and written.
 struct NodeSetting
 {
     QString key;
     bool (*isOf)(KVRDevice &node);
     void (*read)(KVRDevice &node, const JsonPlace &place);
-    /// Null for what no host can change.
+    /// Null for a setting that no host can change.
     QJsonValue (*write)(KVRDevice &node);
 };
 
@@ -46,9 +46,9 @@ NodeSetting constant(const QString &key)
     return {key, isA<Node>, readAs<Node, Read>, nullptr};
 }
 
-/// Of a node of any model.
+/// The settings of a node of any model.
 QVector<NodeSetting> commonSettings();
-/// Of motors, those that a single model has included.
+/// The settings of motors, including those that only one model has.
 QVector<NodeSetting> motorSettings();
 
 #endif

@@ -24,7 +24,7 @@
 namespace {
 constexpr unsigned int MaxSpeed = 1000;
 
-/// What the command line asks for.
+/// The options of the command line.
 struct Options
 {
     QString bus;
@@ -68,7 +68,7 @@ bool fill(Simulation *simulation, const Options &options, QString *problem)
     return problem->isEmpty();
 }
 
-/// Takes the nodes' state over. What is damaged of it is set aside, and its nodes start without.
+/// Takes over the state of the nodes. Damaged parts of it are set aside, and their nodes start without them.
 bool restore(StateFile *state, Simulation *simulation, const Options &options, QString *problem)
 {
     const StateFile::Result loaded = state->load(problem);
@@ -113,7 +113,7 @@ int run(const CommandLine &line, const Options &options)
     StateFile state(options.stateName, simulation);
     const bool keepsState = !options.stateName.isEmpty();
     QLockFile stateLock(options.stateName + QStringLiteral(".lock"));
-    // Its holder may run for long.
+    // The holder of the lock may run for long.
     stateLock.setStaleLockTime(0);
     if (keepsState) {
         if (!stateLock.tryLock() && stateLock.error() == QLockFile::LockFailedError)
@@ -130,7 +130,7 @@ int run(const CommandLine &line, const Options &options)
     const SignalWatcher signalWatcher;
     const SimConsole console(simulation, faults);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
-    // An adapter may be pulled out.
+    // The program ends when the adapter is pulled out.
     QObject::connect(bus->device(), &QIODevice::aboutToClose, qApp, &QCoreApplication::quit,
                      Qt::QueuedConnection);
     if (line.isJson())
@@ -196,7 +196,7 @@ int runSim(const QStringList &arguments)
     options.stateName = parser.value(state);
     if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(options.networkName))
         return line.fail(QStringLiteral("--state and --config are to be two files"));
-    // The file goes before the environment, too.
+    // The bus in the file takes precedence over the environment, too.
     const QString fileBus = busOf(options.network);
     options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;
     if (options.bus.isEmpty())

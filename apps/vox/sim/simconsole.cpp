@@ -52,7 +52,7 @@ SimConsole::SimConsole(Simulation &simulation, FaultRules &rules)
     , m_rules(rules)
     , m_notifier(STDIN_FILENO, QSocketNotifier::Read)
 {
-    // In the background of a shell, reading its terminal fails instead of stopping the program.
+    // With this, reading the terminal in the background of a shell fails instead of stopping the program.
     std::signal(SIGTTIN, SIG_IGN);
     connect(&m_notifier, &QSocketNotifier::activated, this, &SimConsole::readInput);
 }
@@ -66,7 +66,7 @@ void SimConsole::readInput()
         // A last line may have no end.
         if (count == 0)
             obey(QString::fromUtf8(m_input).trimmed());
-        // The terminal is somebody else's for now.
+        // The terminal belongs to another program for now.
         if (count < 0)
             QTimer::singleShot(RetryMs, this, [this] { m_notifier.setEnabled(true); });
         return;

@@ -12,7 +12,7 @@
 
 class VOXBus;
 
-/// The emulated nodes of one bus, no two of them with one address.
+/// The emulated nodes of one bus. No two of them have the same address.
 class Simulation final : private NodeObserver
 {
 public:
@@ -22,8 +22,8 @@ public:
         std::unique_ptr<KVRDevice> device;
     };
 
-    /// Adds a node that is not yet on a bus. Null if there is one with this address, or if no node can have
-    /// it; @p problem says so.
+    /// Adds a node that is not yet on a bus. Null if there is a node with this address already, or if no node
+    /// can have it; @p problem says so.
     KVRDevice *add(const NodeModel &model, unsigned int addr, QString *problem);
     void clear();
 
@@ -31,7 +31,7 @@ public:
     /// Null if there is none with this address.
     const Node *find(unsigned int addr) const;
 
-    /// Lets all motors live so many times as fast.
+    /// Lets all motors live @p factor times as fast.
     void setTimeScale(unsigned int factor);
     void attach(VOXBus &bus);
 

@@ -20,14 +20,14 @@ constexpr int SaveDelayMs = 1000;
 const QString NodesKey = QStringLiteral("nodes");
 const QString ModelKey = QStringLiteral("model");
 
-/// Of any value: a document is an object or an array.
+/// The JSON text of any value. QJsonDocument takes only objects and arrays.
 QByteArray toJson(const QJsonValue &value)
 {
     return QJsonDocument(QJsonArray{value}).toJson(QJsonDocument::Compact).mid(1).chopped(1);
 }
 
-/// One JSON object, a line a node. False if it cannot be written to the last byte, and then a file that was
-/// there is as it was.
+/// Writes one JSON object with a line for each node. False if not every byte can be written; a file that was
+/// there is then as it was.
 bool writeEntries(const QString &name, const QMap<QString, QByteArray> &entries, QString *problem)
 {
     QByteArray text = "{\"nodes\": {";
@@ -38,7 +38,7 @@ bool writeEntries(const QString &name, const QMap<QString, QByteArray> &entries,
     }
     text += "\n}}\n";
     QSaveFile file(name);
-    // commit() does not tell that the last bytes, or those that the system still holds, could not be written.
+    // commit() does not tell if the last bytes, or those that the system still holds, could not be written.
     if (file.open(QIODevice::WriteOnly) && file.write(text) == text.size() && file.flush()
         && ::fsync(file.handle()) == 0 && file.commit())
         return true;

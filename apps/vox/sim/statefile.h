@@ -9,36 +9,36 @@
 class KVRDevice;
 class Simulation;
 
-/// A file that keeps what the hosts of a simulation have set, and where its motors stand, from one run to the
-/// next.
+/// A file that keeps the settings that hosts have made in a simulation, and the positions of its motors, from
+/// one run to the next.
 ///
-/// One JSON object, a line a node; saved as a whole or not at all.
+/// It holds one JSON object with a line for each node, and is saved as a whole or not at all.
 class StateFile : public QObject
 {
 public:
     StateFile(const QString &name, Simulation &simulation);
 
     enum Result {
-        /// Also if there is no file yet.
+        /// The state is in the nodes. Also the result if there is no file yet.
         Taken,
-        /// Some entries, or all of the file, are of no use. The nodes have been set up in part: made anew,
-        /// they
-        /// get what is left from the next load().
+        /// Some entries, or all of the file, are of no use. The nodes have been set up in part. Make them
+        /// anew: the next load() gives them what is left.
         Damaged,
-        /// It is no file, or it cannot be read.
+        /// The file cannot be read, or is no file.
         Unusable
     };
 
-    /// Puts what is kept of them into the nodes. Entries of nodes that are not there stay in the file; those
-    /// of nodes that are of another model now are named and left. Else @p problem names the mistakes, each in
-    /// a line.
+    /// Sets the nodes up by their entries. Entries of nodes that are not there stay in the file; those of
+    /// nodes that are of another model now are reported and left out. Unless all is taken, @p problem names
+    /// the mistakes, each in a line.
     Result load(QString *problem);
-    /// Puts what load() could not use into another file, whose name it returns; empty if that fails.
+    /// Puts the entries that load() could not use into another file, and returns its name; empty if that
+    /// fails.
     QString setAside();
 
-    /// False if it cannot be written, and then the file is as it was; @p problem says why.
+    /// False if the file cannot be written; it is then as it was, and @p problem says why.
     bool save(QString *problem);
-    /// Saves within a second that a setting of @p node has changed.
+    /// Notes that a setting of @p node has changed, and saves that within a second.
     void noteChange(KVRDevice &node);
 
 protected:
