@@ -1,10 +1,10 @@
 #include "messages/vox.h"
+#include "support/captures.h"
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
-#include "vox/line/pcapfile.h"
 #include "vox/outputqueue.h"
 
 #include <QJsonArray>
@@ -73,16 +73,6 @@ QByteArray result(QProcess &process)
     const QByteArray code = QByteArray::number(exitCode(process));
     const QByteArray error = process.readAllStandardError();
     return code + ' ' + process.readAllStandardOutput() + (error.isEmpty() ? error : "! " + error);
-}
-
-/// Makes a capture of @p items.
-void writeCapture(const QString &name, const QList<LineItem> &items)
-{
-    PcapWriter writer;
-    QString problem;
-    QVERIFY(writer.open(name, &problem));
-    for (const LineItem &item : items)
-        QVERIFY(writer.write(item));
 }
 
 QByteArray run(const QString &line, const QString &bus = QString())
@@ -337,9 +327,9 @@ void tst_Vox::aSimulationWaitsForNoReader()
 {
     const QTemporaryDir folder;
     const QString capture = folder.filePath("damaged.pcap"), errors = folder.filePath("errors");
-    QList<LineItem> items;
+    std::vector<LineItem> items;
     for (int i = 0; i < 1000; ++i)
-        items += LineItem::of(line(frame("0E", 1)).chopped(1) + '?', i * qint64(1000000));
+        items.push_back(LineItem::of(line(frame("0E", 1)).chopped(1) + '?', i * qint64(1000000)));
     writeCapture(capture, items);
     const auto ports = freeUdpPorts();
     const QString udp("udp://127.0.0.1:%1?local=%2");
@@ -437,9 +427,9 @@ void tst_Vox::replayKeepsTime()
     QFETCH(QVector<int>, timesMs);
     const QTemporaryDir folder;
     const QString capture = folder.filePath("line.pcap");
-    QList<LineItem> items;
+    std::vector<LineItem> items;
     for (const int ms : timesMs)
-        items += LineItem::of(QByteArray::number(ms), (1000000 + ms) * qint64(1000000));
+        items.push_back(LineItem::of(QByteArray::number(ms), (1000000 + ms) * qint64(1000000)));
     writeCapture(capture, items);
     QUdpSocket peer;
     QVERIFY(peer.bind(QHostAddress(QHostAddress::LocalHost), 0));
