@@ -1,4 +1,5 @@
 #include "support/columns.h"
+#include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
@@ -11,9 +12,7 @@
 #include <QJsonArray>
 #include <QtTest>
 
-#include <csignal>
 #include <random>
-#include <sys/resource.h>
 
 /// What the monitor makes of the bytes of a line.
 class tst_Monitor : public QObject
@@ -92,15 +91,15 @@ void tst_Monitor::cutsAsReceiversDo()
     QString problem;
     QVERIFY(BusUrl::read("serial://" + pty.name, &url, &problem));
     QList<LineItem> items;
-    const auto tap = LineTap::open(
-        url, [&](const LineItem &item) { items.append(item); }, &problem);
+    const auto keep = [&](const LineItem &item) { items.append(item); };
+    const auto tap = LineTap::open(url, keep, &problem);
     QVERIFY2(tap, qPrintable(problem));
     // A pause that is shorter than that for which a receiver gives up, and one that is longer.
     for (const int pauseMs : {70, 250}) {
         items.clear();
         wire.write(line(stop).left(5));
-        QTimer::singleShot(pauseMs, Qt::PreciseTimer, &wire,
-                           [&] { wire.write(line(stop).mid(5) + line(query)); });
+        const auto goOn = [&] { wire.write(line(stop).mid(5) + line(query)); };
+        QTimer::singleShot(pauseMs, Qt::PreciseTimer, &wire, goOn);
         QTRY_VERIFY(!items.isEmpty() && items.constLast().frame.cmd() == 0x0E);
         QCOMPARE(items.constFirst().isTaken(), pauseMs < 100);
     }
@@ -190,12 +189,10 @@ void tst_Monitor::statistics()
     QFETCH(QString, hint);
     LineStatistics statistics;
     const QByteArray reply = line(frameFrom(0x000101, "7F"));
-    const QMap<char, QByteArray> bytes = {{'r', line(stop)},
-                                          {'a', reply},
-                                          {'n', line(frameFrom(0x000101, "6F FF"))},
-                                          {'f', reply.chopped(1) + '?'},
-                                          {'b', line(frame("40", 0xffffff))},
-                                          {'g', QByteArray(30, '?')}};
+    const QByteArray refusal = line(frameFrom(0x000101, "6F FF")), toAll = line(frame("40", 0xffffff));
+    const QMap<char, QByteArray> bytes = {{'r', line(stop)}, {'a', reply},
+                                          {'n', refusal},    {'f', reply.chopped(1) + '?'},
+                                          {'b', toAll},      {'g', QByteArray(30, '?')}};
     for (const QByteArray &step : script.split(' '))
         statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
     const QJsonObject json = statistics.toJson();
@@ -213,32 +210,31 @@ void tst_Monitor::statistics()
 void tst_Monitor::captures_data()
 {
     const auto row = columns<QByteArray, QString, QVector<qint64>>("bytes", "mistake", "times");
-    const QByteArray start = QByteArray::fromHex("4d3cb2a1 02000400 00000000 00000000 ffff0000");
-    const QByteArray header = start + QByteArray::fromHex("93000000");
-    const QByteArray record = QByteArray::fromHex("01000080 02000000 03000000 03000000 414243");
+    const auto bytesOf = [](const char *text) { return QByteArray::fromHex(text); };
+    const QByteArray start = bytesOf("4d3cb2a1 02000400 00000000 00000000 ffff0000");
+    const QByteArray header = start + bytesOf("93000000");
+    const QByteArray record = bytesOf("01000080 02000000 03000000 03000000 414243");
     row("whole", header + record, "", {2147483649000000002});
     row("of another machine, in microseconds",
-        QByteArray::fromHex("a1b2c3d4 00020004 00000000 00000000 0000ffff 00000093"
-                            "00000001 00000002 00000003 00000003 414243"),
+        bytesOf("a1b2c3d4 00020004 00000000 00000000 0000ffff 00000093"
+                "00000001 00000002 00000003 00000003 414243"),
         "", {1000002000});
     row("empty", QByteArray(), " is no capture that can be read: truncated", {});
     row("a text", "{\"bus\": \"udp://127.0.0.1:4801\"}", " is no capture that can be read: unknown", {});
-    row("of an Ethernet", start + QByteArray::fromHex("01000000"),
-        " is a capture of Ethernet, not of link type 147", {});
+    row("of an Ethernet", start + bytesOf("01000000"), " is a capture of Ethernet, not of link type 147", {});
     const char *cut = " cannot be read beyond 1 record: truncated";
     row("cut off in a record's head", header + record + record.left(9), cut, {2147483649000000002});
     row("cut off in a record", header + record + record.chopped(1), cut, {2147483649000000002});
-    row("a record that cannot be", header + QByteArray::fromHex("01000000 02000000 00000080 03000000 41"),
+    row("a record that cannot be", header + bytesOf("01000000 02000000 00000080 03000000 41"),
         " cannot be read beyond 0 records: invalid", {});
     // Times in microseconds of one interface, in nanoseconds of the other.
-    const QByteArray next =
-        QByteArray::fromHex("0a0d0d0a 1c000000 4d3c2b1a 01000000 ffffffffffffffff 1c000000"
-                            "01000000 14000000 93000000 00000000 14000000");
+    const QByteArray next = bytesOf("0a0d0d0a 1c000000 4d3c2b1a 01000000 ffffffffffffffff 1c000000"
+                                    "01000000 14000000 93000000 00000000 14000000");
     const QByteArray other =
-        QByteArray::fromHex("01000000 20000000 93000000 00000000 0900010009000000 00000000 20000000");
-    const QByteArray packets = QByteArray::fromHex(
-        "06000000 24000000 00000000 00000000 42420f00 03000000 03000000 41424300 24000000"
-        "06000000 24000000 01000000 00000000 03943577 03000000 03000000 41424300 24000000");
+        bytesOf("01000000 20000000 93000000 00000000 0900010009000000 00000000 20000000");
+    const QByteArray packets =
+        bytesOf("06000000 24000000 00000000 00000000 42420f00 03000000 03000000 41424300 24000000"
+                "06000000 24000000 01000000 00000000 03943577 03000000 03000000 41424300 24000000");
     row("pcapng", next + other + packets, "", {1000002000, 2000000003});
     row("pcapng, cut off", next + other + packets.chopped(5), cut, {1000002000});
     row("pcapng, with an Ethernet", next + QByteArray(other).replace(8, 1, "\1") + packets,
@@ -265,24 +261,19 @@ void tst_Monitor::captures()
     QCOMPARE(read, times);
 }
 
-// Which a limit stands for. What has been written before can be read.
+// What has been written before can be read.
 void tst_Monitor::aDiskThatIsFull()
 {
     const QTemporaryDir folder;
-    const rlimit full = {100, RLIM_INFINITY};
-    const rlimit free = {RLIM_INFINITY, RLIM_INFINITY};
-    std::signal(SIGXFSZ, SIG_IGN);
     for (const int size : {80, 200000}) {
         PcapWriter writer;
         std::vector<LineItem> items;
         QString problem;
         QVERIFY(writer.open(folder.filePath("full"), &problem));
         QVERIFY(writer.write(LineItem::of("ABC", 1)));
-        QVERIFY(readPcap(folder.filePath("full"), &items, &problem) && items.size() == 1);
-        QVERIFY(::setrlimit(RLIMIT_FSIZE, &full) == 0);
-        const bool isWritten = writer.write(LineItem::of(QByteArray(size, 'A'), 2));
-        QVERIFY(::setrlimit(RLIMIT_FSIZE, &free) == 0);
-        QVERIFY(!isWritten);
+        QVERIFY(readPcap(folder.filePath("full"), &items, &problem));
+        QCOMPARE(int(items.size()), 1);
+        QVERIFY(!onAFullDisk([&] { return writer.write(LineItem::of(QByteArray(size, 'A'), 2)); }));
     }
 }
 

@@ -1,7 +1,9 @@
 #include "devices/kvrmotordevice.h"
+#include "messages/hrmv2.h"
 #include "support/columns.h"
 #include "support/files.h"
-#include "support/frames.h"
+#include "support/watching.h"
+#include "support/wire.h"
 #include "vox/sim/networkfile.h"
 #include "vox/sim/nodesettings.h"
 #include "vox/sim/simulation.h"
@@ -9,9 +11,6 @@
 
 #include <QJsonDocument>
 #include <QtTest>
-
-#include <csignal>
-#include <sys/resource.h>
 
 /// The files that a simulation is made from and kept in.
 class tst_NetworkFile : public QObject
@@ -27,6 +26,8 @@ private Q_SLOTS:
     void stateIsKept();
     void damagedStates_data();
     void damagedStates();
+    void badInput_data();
+    void badInput();
 };
 
 namespace {
@@ -151,8 +152,8 @@ void tst_NetworkFile::nodesAreAsTheyArePut()
     QCOMPARE(simulation.nodes().size(), std::size_t(5));
     QCOMPARE(simulation.find(0x11)->device->nodeLabel(), QByteArray("No. 4"));
     auto &motor = static_cast<KVRMotorDevice &>(*simulation.find(1)->device);
-    QVERIFY(motor.targetPos() == 500 && motor.startPos() == 500);
-    QCOMPARE(motor.status().state, KVRMotor::STATE_LOCKED);
+    QCOMPARE(list(motor.targetPos(), motor.startPos(), motor.status().state),
+             list(500, 500, KVRMotor::STATE_LOCKED));
 }
 
 void tst_NetworkFile::stateIsKept()
@@ -166,7 +167,8 @@ void tst_NetworkFile::stateIsKept()
     QCOMPARE(fill(&simulation, network), QString());
     StateFile state(name, simulation);
     QVERIFY2(state.load(&problem) == StateFile::Taken && state.save(&problem), qPrintable(problem));
-    QVERIFY(contents(name).contains("as made") && contents(name).contains("elsewhere"));
+    for (const char *label : {"as made", "elsewhere"})
+        QVERIFY2(contents(name).contains(label), label);
 
     // At most once a second, however much changes, and not for a query.
     KVRDevice &node = *simulation.nodes().front().device;
@@ -195,18 +197,12 @@ void tst_NetworkFile::stateIsKept()
     QVERIFY(StateFile(name, changed).load(&problem) == StateFile::Taken);
     QVERIFY(changed.find(1)->device->nodeLabel().isEmpty());
     QCOMPARE(changed.find(0xaa)->device->nodeLabel(), QByteArray("elsewhere"));
-    QVERIFY(QDir(folder.path()).entryList(QDir::Files).size() == 1);
+    QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList("state.json"));
     QVERIFY(!StateFile(folder.filePath("no/such/folder"), next).save(&problem));
     QVERIFY(problem.contains("no/such/folder"));
-    // On a disk that is full, which a limit stands for.
     const QByteArray before = contents(name);
-    const rlimit full = {100, RLIM_INFINITY};
-    const rlimit free = {RLIM_INFINITY, RLIM_INFINITY};
-    std::signal(SIGXFSZ, SIG_IGN);
-    QVERIFY(::setrlimit(RLIMIT_FSIZE, &full) == 0);
-    const bool isSaved = state.save(&problem);
-    QVERIFY(::setrlimit(RLIMIT_FSIZE, &free) == 0);
-    QVERIFY2(!isSaved && problem.contains("cannot write " + name + ": "), qPrintable(problem));
+    QVERIFY(!onAFullDisk([&] { return state.save(&problem); }));
+    QVERIFY2(problem.contains("cannot write " + name + ": "), qPrintable(problem));
     QCOMPARE(contents(name), before);
     QVERIFY(StateFile(folder.path(), next).load(&problem) == StateFile::Unusable);
 }
@@ -233,8 +229,8 @@ void tst_NetworkFile::damagedStates()
 {
     QFETCH(QByteArray, text);
     QFETCH(QByteArray, aside);
-    text.replace('\'', '"');
-    aside.replace('\'', '"');
+    for (QByteArray *each : {&text, &aside})
+        each->replace('\'', '"');
     const QTemporaryDir folder;
     const QString name = folder.filePath("state.json");
     setContents(name, text);
@@ -254,6 +250,82 @@ void tst_NetworkFile::damagedStates()
     QVERIFY(state.load(&problem) == StateFile::Taken && state.save(&problem));
     QCOMPARE(simulation.find(1)->device->nodeLabel(), QByteArray("as made"));
     QCOMPARE(simulation.find(2)->device->nodeLabel(), QByteArray(aside == text ? "as made" : "kept"));
+}
+
+void tst_NetworkFile::badInput_data()
+{
+    const auto row = columns<QByteArray, QByteArray>("product", "setUp");
+    row("HRMV2", "HRMV2", "40");
+    // Limits, a position between them, a direction, and a lock of each kind.
+    const QByteArray locked(
+        "11 02 00 1027,11 02 01 0000,15 02 01 6400,12 01,16 01 05,5B 00 00 05,17 01 01 05");
+    for (const QByteArray product : {"TB20", "QM75", "MARLO", "TB60LV"}) {
+        row(product, product, "40");
+        row(product + ", set up and locked", product, locked);
+    }
+}
+
+// Every length, and every value of the bytes that select: one answer by the rule or silence, and whatever is
+// not acknowledged changes nothing.
+void tst_NetworkFile::badInput()
+{
+    QFETCH(QByteArray, product);
+    QFETCH(QByteArray, setUp);
+    const WarningLog quiet;
+    CatchingBus bus;
+    Simulation simulation;
+    QCOMPARE(fill(&simulation, "[{'model': '" + product + "', 'address': '000001'}]"), QString());
+    KVRDevice *node = simulation.find(1)->device.get();
+    node->attach(&bus);
+    // A legacy motor answers at once, too.
+    node->setProperty("stubOptions", 0);
+    node->dispatch(VOXMessage());
+    node->dispatch(BusMessage(frame("40", node->addr(true), VOXMessage::AckFlag).data().left(10)));
+    QCOMPARE(bus.frames, QByteArrayList());
+    for (const QByteArray &request : setUp.split(','))
+        node->dispatch(frame(request, node->addr(true), VOXMessage::AckFlag));
+    QJsonObject state = settingsOf(*node);
+    unsigned char sequence = 0;
+    const auto feed = [&](int cmd, int size, int first, int second) {
+        VOXMessage request(static_cast<unsigned char>(size | (++sequence % 4 ? VOXMessage::AckFlag : 0)));
+        request.setCmd(static_cast<unsigned char>(cmd));
+        request.setSrcAddr(HostAddr);
+        if (size > 12)
+            request.data()[9] = char(first);
+        if (size > 13)
+            request.data()[10] = char(second);
+        bus.frames.clear();
+        node->dispatch(request);
+        const VOXMessage answer(BusMessage(bus.frames.value(0)));
+        const VOXCmdInfo info = KVR::findCmd(request.cmd());
+        const bool isData = answer.isValid()
+            && (answer.cmd() == info.reply() || answer.cmd() == HRMv2::findCmd(request.cmd()).reply());
+        const bool isRefused = answer.cmd() == KVR::NACK && answer.len() == 12;
+        if (bus.frames.size() > 1
+            || (!bus.frames.isEmpty() && !isData && !isRefused && answer.cmd() != KVR::ACK)
+            || (!request.isAck() && answer.cmd() == KVR::ACK)
+            || (answer.isValid() && answer.destAddr(true) != HostAddr))
+            return QByteArray("wrong answer " + answer.data().toHex());
+        auto *motor = qobject_cast<KVRMotorDevice *>(node);
+        const bool isDone = answer.cmd() == KVR::ACK || (!request.isAck() && bus.frames.isEmpty());
+        if (motor && isDone)
+            motor->restAt(2000);
+        const bool mayChange = isDone || KVR::toString(KVR::Cmd(cmd)).startsWith("SET") || cmd <= 6;
+        const QJsonObject now = mayChange ? settingsOf(*node) : state;
+        const bool isSame = now == state;
+        state = now;
+        return isSame || isDone ? QByteArray() : "changed by a refusal: " + request.data().toHex();
+    };
+    for (int cmd = 1; cmd <= 0xFF; ++cmd) {
+        for (const int size : {11, 12, 13, 14, 15, 16, 17, 18, 26, 27, 31}) {
+            for (const int value : {0, 1, 2, 3, 4, 5, 6, 7, 8, 9, 16, 17, 127, 128, 254, 255})
+                QCOMPARE(feed(cmd, size, value, value & 1), QByteArray());
+        }
+        for (int value = 0; value <= 0xFF; ++value) {
+            for (const int second : value < 9 ? QVector<int>{0, 1, 2, 255} : QVector<int>{1})
+                QCOMPARE(feed(cmd, 16, value, second), QByteArray());
+        }
+    }
 }
 
 QTEST_GUILESS_MAIN(tst_NetworkFile)

@@ -1,11 +1,11 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "messages/voxfield.h"
+#include "support/captures.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "vox/host/operation.h"
 #include "vox/line/commandreference.h"
-#include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
 #include <QtTest>
@@ -128,12 +128,12 @@ void tst_Reference::everyOperationHasACommand()
 void tst_Reference::filesAreAsGenerated()
 {
     const QString page = Folder + "docs/commands.md";
-    const QByteArray begin = "-- Generated: what each command's frame holds.\n",
-                     end = "-- End of what is generated.\n";
+    const QByteArray begin = "-- Generated: what each command's frame holds.\n";
     const QByteArray script = contents(Dissector);
     const int from = script.indexOf(begin) + begin.size();
-    const int to = script.indexOf(end);
-    QVERIFY(from > begin.size() && to > from);
+    const int to = script.indexOf("-- End of what is generated.\n");
+    QVERIFY2(from > begin.size(), "no begin");
+    QVERIFY2(to > from, "no end");
     const QByteArray generated = script.left(from) + commandLua() + script.mid(to);
     if (qEnvironmentVariableIsSet("VOX_UPDATE")) {
         setContents(page, commandPage());
@@ -168,13 +168,7 @@ void tst_Reference::dissectorAndMonitorAgree()
     const QTemporaryDir folder;
     const QString capture = folder.filePath("all.pcap"), script = folder.filePath("vox.lua");
     const std::vector<LineItem> items = everything();
-    {
-        PcapWriter writer;
-        QString problem;
-        QVERIFY(writer.open(capture, &problem));
-        for (const LineItem &item : items)
-            QVERIFY(writer.write(item));
-    }
+    writeCapture(capture, items);
     // As root it takes no script of a user's.
     setContents(script, contents(Dissector));
     const auto everyone =
@@ -188,7 +182,8 @@ void tst_Reference::dissectorAndMonitorAgree()
     process.start(words.takeFirst(), words);
     QVERIFY(process.waitForFinished(60000));
     const QByteArray complaints = process.readAllStandardError();
-    QVERIFY2(!complaints.contains("Error") && process.exitCode() == 0, complaints);
+    QVERIFY2(!complaints.contains("Error"), complaints);
+    QCOMPARE(process.exitCode(), 0);
     const QJsonArray packets = QJsonDocument::fromJson(process.readAllStandardOutput()).array();
     QCOMPARE(packets.size(), int(items.size()));
     for (int i = 0; i < packets.size(); ++i) {

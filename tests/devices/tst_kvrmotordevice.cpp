@@ -301,7 +301,8 @@ void tst_KVRMotorDevice::intermediatePositions()
     TB60LVStub motor(1, nullptr);
     QVERIFY(motor.setMotorIP(1, 2000) && motor.setMotorIP(16, 8000) && motor.setMotorIP(3, 2003));
     QVERIFY(!motor.setMotorIP(0, 1) && !motor.setMotorIP(17, 1));
-    QVERIFY(motor.findMotorIP(2003) == 1 && motor.findMotorIP(2004) == 3 && motor.findMotorIP(1996) == 255);
+    QCOMPARE(list(motor.findMotorIP(2003), motor.findMotorIP(2004), motor.findMotorIP(1996)),
+             list(1, 3, 255));
     QVERIFY2(motor.findMotorIP(0xfffc) == 2, "unset slots take part");
     QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 3);
     QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
@@ -310,7 +311,7 @@ void tst_KVRMotorDevice::intermediatePositions()
     QVERIFY(motor.setMotorIP(2, 65535) && motor.setMotorIP(1, 65535) && motor.setMotorIP(3, 65535)
             && motor.setMotorIP(16, 0));
     QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
-    QVERIFY(motor.toPct(5000) == 255 && motor.toPulses(50) == 65535);
+    QCOMPARE(list(motor.toPct(5000), motor.toPulses(50)), list(255, 65535));
 }
 
 QTEST_GUILESS_MAIN(tst_KVRMotorDevice)

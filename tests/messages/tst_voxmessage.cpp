@@ -1,5 +1,6 @@
 #include "messages/voxdatareader.h"
 #include "messages/voxdatawriter.h"
+#include "support/columns.h"
 #include "support/frames.h"
 #include "transport/voxbus.h"
 
@@ -32,7 +33,7 @@ void tst_VOXMessage::lengthsAndFlags()
 {
     VOXMessage message(static_cast<unsigned char>(0xAB));
     QCOMPARE(int(message.len()), 11);
-    QVERIFY(message.isAck() && message.isCRC());
+    QCOMPARE(list(message.isAck(), message.isCRC()), list(true, true));
     message.setLen(40);
     QCOMPARE(int(message.len()), 31);
     QCOMPARE(header(message).left(5), QByteArray("00 BF"));
@@ -40,7 +41,7 @@ void tst_VOXMessage::lengthsAndFlags()
     message.setLen(5);
     QCOMPARE(header(message).left(5), QByteArray("00 AB"));
     message.setExtLen(0x4B);
-    QVERIFY(!message.isAck() && !message.isCRC());
+    QCOMPARE(list(message.isAck(), message.isCRC()), list(false, false));
     message.setAck(true);
     message.setCRC(true);
     QCOMPARE(header(message).left(5), QByteArray("00 EB"));
@@ -107,9 +108,10 @@ void tst_VOXMessage::copiesAndThePreparedMark()
 {
     VOXMessage message = frame("02 FF", 1);
     const VOXMessage copy = message;
-    QVERIFY(message.isPrepared() && copy.sharesDataWith(message));
+    QCOMPARE(list(message.isPrepared(), copy.sharesDataWith(message)), list(true, true));
     message.setCmd(3);
-    QVERIFY(!message.isPrepared() && copy.isPrepared() && !copy.sharesDataWith(message));
+    QCOMPARE(list(message.isPrepared(), copy.isPrepared(), copy.sharesDataWith(message)),
+             list(false, true, false));
     QCOMPARE(int(copy.cmd()), 2);
     message.prepare();
     message.setAck(true);
@@ -126,7 +128,7 @@ void tst_VOXMessage::shortFramesAreHarmless()
     const QByteArray whole = frame("03 01020304", 0x08A1B2C3).data();
     for (int size = 0; size < whole.size(); ++size) {
         VOXMessage message{BusMessage(whole.left(size))};
-        QVERIFY(!message.isValid() && message.addrType() == VOX::P2P);
+        QCOMPARE(list(message.isValid(), message.addrType()), list(false, VOX::P2P));
         QCOMPARE(message.destAddr(false), size < 9 ? 0u : 0xA1B2C3u);
         message.setDestAddr(1);
         message.setBcastAddr(1, VOX::NODETYPE_ANY);
@@ -153,7 +155,7 @@ void tst_VOXMessage::fieldsRoundTrip()
     bool no = true;
     VOXDataReader reader(message);
     (reader >> c >> u16 >> &addr >> yes >> &no).readUint32(u32);
-    QVERIFY(!reader.fail() && yes && !no);
+    QCOMPARE(list(reader.fail(), yes, no), list(false, true, false));
     QCOMPARE(c, '\xFE');
     QCOMPARE(int(u16), 0x8001);
     QCOMPARE(addr, 0x123456u);

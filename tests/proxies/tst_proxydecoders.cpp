@@ -3,7 +3,6 @@
 #include "support/frames.h"
 
 using P = KVRMotorProxy;
-
 using AppVersion = KVRStdProxy::AppVersion;
 using NetworkConfig = KVRStdProxy::NetworkConfig;
 using NetworkStat = KVRStdProxy::NetworkStat;
@@ -113,8 +112,8 @@ void tst_ProxyDecoders::dataTests()
     const P proxy(1, nullptr);
     for (const QByteArray data : {"0123456789", "0123456789abcdefghij"}) {
         const auto check = data.size() == 10 ? &P::checkDataTest2Reply : &P::checkDataTest3Reply;
-        const QByteArray cmd = data.size() == 10 ? "7C" : "7E",
-                         padded = data.left(3).leftJustified(data.size(), '\0');
+        const QByteArray cmd = data.size() == 10 ? "7C" : "7E";
+        const QByteArray padded = data.left(3).leftJustified(data.size(), '\0');
         QVERIFY((proxy.*check)(frameFrom(1, cmd + data.toHex()), data));
         for (const QByteArray &other : {data.left(3), data.chopped(1) + 'x', 'x' + data.mid(1), data + 'x'})
             QVERIFY(!(proxy.*check)(frameFrom(1, cmd + data.toHex()), other));
@@ -135,9 +134,9 @@ void tst_ProxyDecoders::partsOfAReply()
         const auto read = [&](int bit, int value) { return nulls & bit ? 7 : value; };
         const VOXMessage position = frameFrom(1, "0D 3412 50 08 02");
         QVERIFY(proxy.getMotorPositionReply(position, at(1, pulses), at(2, a), at(4, b), at(8, c)));
-        QVERIFY(pulses == read(1, 0x1234) && a == read(2, 0x50) && b == read(4, 8) && c == read(8, 2));
+        QCOMPARE(list(pulses, a, b, c), list(read(1, 0x1234), read(2, 0x50), read(4, 8), read(8, 2)));
         QVERIFY(proxy.getMotorIPReply(frameFrom(1, "35 03 7856 51"), at(2, a), at(1, pulses), at(4, b)));
-        QVERIFY(a == read(2, 3) && pulses == read(1, 0x5678) && b == read(4, 0x51));
+        QCOMPARE(list(a, pulses, b), list(read(2, 3), read(1, 0x5678), read(4, 0x51)));
     }
     quint8 up = 0, down = 0;
     bool isLocked = false;
@@ -148,20 +147,20 @@ void tst_ProxyDecoders::partsOfAReply()
     QVERIFY(proxy.getNetworkLockReply(frameFrom(1, "36 01 563412 05"), isLocked, down, nullptr));
     QVERIFY(proxy.getDCTLockReply(frameFrom(1, "37 01 563412 06"), isLocked, up, nullptr));
     QVERIFY(proxy.getMotorLimitsReply(frameFrom(1, "31 3412 7856"), limit));
-    QVERIFY(down == 5 && up == 6 && limit == 0x5678);
+    QCOMPARE(list(down, up, limit), list(5, 6, 0x5678));
 }
 
 namespace {
-/// Whether writing, if only what was there already, makes a value valid, its copies not, and clearing undoes
-/// it.
+/// Writing, if only what was there already, makes a value valid, its copies not, and clearing undoes it.
 template <typename T>
-bool becomesValid()
+void becomesValid()
 {
     T value, copy = value;
     value.data();
     T cleared = value;
     cleared.clear();
-    return value.isValid() && !copy.isValid() && value == copy && !cleared.isValid();
+    QCOMPARE(list(value.isValid(), copy.isValid(), cleared.isValid()), list(true, false, false));
+    QVERIFY(value == copy);
 }
 
 /// What @p value is encoded to in a data area of @p size bytes.
@@ -187,8 +186,8 @@ QByteArray recoded(const QByteArray &bytes, T &value)
 
 void tst_ProxyDecoders::validity()
 {
-    QVERIFY(becomesValid<AppVersion>() && becomesValid<NetworkConfig>());
-    QVERIFY(becomesValid<NetworkStat>() && becomesValid<NetworkErrorStat>());
+    becomesValid<AppVersion>(), becomesValid<NetworkConfig>();
+    becomesValid<NetworkStat>(), becomesValid<NetworkErrorStat>();
 }
 
 void tst_ProxyDecoders::versionOrder()
@@ -197,10 +196,9 @@ void tst_ProxyDecoders::versionOrder()
     const QList<AppVersion> versions = {
         {1, 'A', 1, 1}, {1, 'A', 1, 200}, {1, 'A', 200, 0}, {1, '\xe9', 0, 0}, {2, 'A', 0, 0}};
     for (int i = 0; i < versions.size(); ++i) {
-        for (int j = 0; j < versions.size(); ++j) {
-            QCOMPARE(versions.at(i) < versions.at(j), i < j);
-            QCOMPARE(versions.at(i) == versions.at(j), i == j);
-        }
+        const AppVersion &one = versions.at(i);
+        for (int j = 0; j < versions.size(); ++j)
+            QCOMPARE(list(i, j, one < versions.at(j), one == versions.at(j)), list(i, j, i < j, i == j));
     }
 }
 
@@ -231,7 +229,8 @@ void tst_ProxyDecoders::versionText()
     QCOMPARE(parsed.fromString(text), version.isValid());
     QVERIFY(parsed == (version.isValid() ? version : before));
     const auto converted = QVariant(text).value<AppVersion>();
-    QVERIFY(converted.isValid() == version.isValid() && converted == version);
+    QCOMPARE(converted.isValid(), version.isValid());
+    QVERIFY(converted == version);
 }
 
 void tst_ProxyDecoders::layouts()
@@ -242,34 +241,38 @@ void tst_ProxyDecoders::layouts()
 
     NetworkConfig config;
     QCOMPARE(recoded("07 05 80 3412 00", config), hex("01 05 01 3412 00"));
-    QVERIFY(config.bcastMode() == 1 && config.maxRand() == 5 && config.supervisionActive());
-    QVERIFY(config.supervisionPeriod() == 0x34 && config.constData()->supervisionPeriod == 0x1234);
-    QVERIFY(!config.deafMode() && NetworkConfig().bcastMode() == 1);
+    QCOMPARE(list(config.bcastMode(), config.maxRand(), config.supervisionActive(),
+                  config.supervisionPeriod(), config.constData()->supervisionPeriod, config.deafMode()),
+             list(KVRStdProxy::BcastMode(1), 5, true, 0x34, 0x1234, false));
+    QCOMPARE(int(NetworkConfig().bcastMode()), 1);
     config.data()->bcastMode = KVRStdProxy::BcastMode(7);
     QCOMPARE(encoded(config, 1), hex("01"));
 
-    NetworkStat stat;
+    NetworkStat stat, sameStat;
     const QByteArray counts = hex("01 040302 070605 0A0908 0C0B 0D 0E");
     QCOMPARE(recoded(counts, stat), counts);
-    QVERIFY(stat.maxRetryCount() == 1 && stat.frameSent() == 0x020304 && stat.frameSeen() == 0x050607);
-    QVERIFY(stat.frameReceived() == 0x08090a && stat.busyCount() == 0x0b0c && stat.maxSlot() == 0x0d);
-    QVERIFY(stat.supervisionFailure() == 0x0e && stat != NetworkStat());
-    NetworkStat sameStat;
-    QVERIFY(sameStat.maxRetryCount() == 3);
+    QCOMPARE(list(stat.maxRetryCount(), stat.frameSent(), stat.frameSeen(), stat.frameReceived(),
+                  stat.busyCount(), stat.maxSlot(), stat.supervisionFailure()),
+             list(1, 0x020304, 0x050607, 0x08090a, 0x0b0c, 0x0d, 0x0e));
+    QVERIFY(stat != sameStat);
+    QCOMPARE(int(sameStat.maxRetryCount()), 3);
     sameStat.setMaxRetryCount(1), sameStat.setFrameSent(0x020304), sameStat.setFrameSeen(0x050607);
     sameStat.setFrameReceived(0x08090a), sameStat.setBusyCount(0x0b0c), sameStat.setMaxSlot(0x0d);
     sameStat.setSupervisionFailure(0x0e);
     QVERIFY(sameStat == stat);
 
-    NetworkErrorStat errors;
+    NetworkErrorStat errors, same;
     const QByteArray bytes = hex("0100 0200 0300 0400 0500 0600 0700 0800 0109");
     QCOMPARE(recoded(bytes, errors), bytes);
-    QVERIFY(errors.txFailures() == 1 && errors.collisions() == 2 && errors.rxDataError() == 3);
-    QVERIFY(errors.unknownMessage() == 4 && errors.msgLengthError() == 5 && errors.rxFifoFull() == 6);
-    QVERIFY(errors.txFifoFull() == 7 && errors.crcError() == 8 && errors.bundleSizeError() == 0x0901);
-    NetworkErrorStat same;
-    same.setTxFailures(1), same.setCollisions(2), same.setRxDataError(3), same.setUnknownMessage(4);
-    same.setMsgLengthError(5), same.setRxFifoFull(6), same.setTxFifoFull(7), same.setCrcError(8);
+    QCOMPARE(list(errors.txFailures(), errors.collisions(), errors.rxDataError(), errors.unknownMessage(),
+                  errors.msgLengthError(), errors.rxFifoFull(), errors.txFifoFull(), errors.crcError(),
+                  errors.bundleSizeError()),
+             list(1, 2, 3, 4, 5, 6, 7, 8, 0x0901));
+    quint16 count = 1;
+    using E = NetworkErrorStat;
+    for (const auto set : {&E::setTxFailures, &E::setCollisions, &E::setRxDataError, &E::setUnknownMessage,
+                           &E::setMsgLengthError, &E::setRxFifoFull, &E::setTxFifoFull, &E::setCrcError})
+        (same.*set)(count++);
     same.setBundleSizeError(0x0901);
     QVERIFY(same == errors);
 }

@@ -14,4 +14,13 @@ auto columns(ColumnName<Types>... names)
     return [](const char *name, const Types &...values) { (QTest::newRow(name) << ... << values); };
 }
 
+/// Values of any kinds as one text: a comparison of two such shows which differs. They are made in any order.
+template <typename... Values>
+QString list(const Values &...values)
+{
+    QString text;
+    (QDebug(&text) << ... << values);
+    return text;
+}
+
 #endif

@@ -85,8 +85,9 @@ struct Wire : UdpPair
             const QByteArray wanted = hex(exchange.mid(request.size()));
             const bool isAsking = !request.contains('-');
             const QByteArray actual = ask(frame(request, dest, isAsking ? flags : 0));
+            const QString name = VOX::toString(frame(request, dest).cmd());
             if (actual != (silenced.contains(wanted.left(2)) ? QByteArray() : wanted))
-                return exchange + ", but there came: " + actual;
+                return name.toLatin1() + ": " + exchange + ", but there came: " + actual;
         }
         return QByteArray();
     }
