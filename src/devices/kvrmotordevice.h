@@ -328,7 +328,7 @@ protected:
     void setStatus(KVRMotor::State state, KVRMotor::Source source, KVRMotor::Cause cause,
                    KVRMotor::Direction direction);
 
-    /// By slot, from 0 on; UnsetPosition where there is none.
+    /// The intermediate positions by slot, from 0 on; UnsetPosition where there is none.
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
     /// Whether the product runs at these speeds, in revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;

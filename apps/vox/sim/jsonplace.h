@@ -10,8 +10,8 @@
 /// A place in a JSON file that is being read: what stands there, and its path for people, as in
 /// "nodes[3].limits.down".
 ///
-/// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path.
-/// So a reader reads on, and looks at ok() at the end.
+/// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path. A
+/// reader can thus read on, and look at ok() at the end.
 class JsonPlace
 {
 public:
