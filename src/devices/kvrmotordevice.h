@@ -151,8 +151,8 @@ public:
     ///@}
 
     ///@{
-    /// Lets the motor live @p factor times as fast, from the next move on. With 0 that move never ends.
-    /// Speeds are reported as before; for simulators and tests.
+    /// Lets the motor live @p factor times as fast, from the next move on. With 0 a move never ends. Speeds
+    /// are reported as before; for simulators and tests.
     void setTimeScale(unsigned int factor) { m_timeScale = factor; }
     unsigned int timeScale() const { return m_timeScale; }
     ///@}
