@@ -30,8 +30,8 @@ public:
     };
     Q_ENUM(State)
 
-    /// The direction of the present move, or of the last one. A move to where the motor is, and a wink, have
-    /// none.
+    /// The direction of the present move, or of the last one; NONE for a move to where the motor is, and for
+    /// a wink.
     enum Direction : quint32 { DIRECTION_DOWN = 0, DIRECTION_UP = 1, DIRECTION_NONE = 255 };
     Q_ENUM(Direction)
 

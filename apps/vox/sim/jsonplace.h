@@ -28,7 +28,7 @@ public:
     /// An element of an array.
     JsonPlace at(int index) const;
     /// How many elements the array has. If it is no array, or has more than @p most, that is a mistake, and
-    /// 0.
+    /// the result is 0.
     int size(int most) const;
     /// Whether it is an object without other members than @p keys; else that is a mistake.
     bool isObjectOf(const QStringList &keys) const;
