@@ -8,7 +8,7 @@ namespace {
 const QString BusName = QStringLiteral("bus");
 const QString JsonName = QStringLiteral("json");
 
-/// Set while a command is asked what it takes.
+/// Set while a command is asked for its description.
 CommandDescription *wanted = nullptr;
 }
 

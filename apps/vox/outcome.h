@@ -13,8 +13,8 @@ class Outcome
 {
 public:
     explicit Outcome(const BusPendingCall &call);
-    /// The result of a call that asked the node at @p addr. An answer of another node is an error and no
-    /// reply.
+    /// The result of a call that asked the node at @p addr. An answer of another node is an error, and
+    /// reply() is then empty.
     Outcome(const BusPendingCall &call, unsigned int addr);
 
     const VOXMessage &reply() const { return m_reply; }

@@ -18,7 +18,7 @@ class VOX_EXPORT EmulatedPosition : public QObject
     Q_OBJECT
 
 public:
-    /// At rest. @p speed in pulses per minute.
+    /// Makes a shaft at rest. @p speed is in pulses per minute.
     explicit EmulatedPosition(unsigned short speed = 0, unsigned short position = 0);
 
     /// The pulse that has been reached by now.
@@ -52,7 +52,8 @@ public:
     qint64 remainingTime() const;
 
     ///@{
-    /// From where the move began to its target, or to @p position; DIRECTION_NONE if that is the same place.
+    /// The direction from where the move began to its target, or to @p position; DIRECTION_NONE if that is
+    /// the same place.
     KVRMotor::Direction direction() const { return direction(m_target); }
     KVRMotor::Direction direction(unsigned short position) const;
     ///@}

@@ -140,8 +140,8 @@ protected:
     VOXReply nack(const VOXMessage &request, int status) const;
     /// Does what @p msg asks for, which is heard, and gives the answer of dispatch(); invalid for no answer.
     VOXMessage standardAnswer(const VOXMessage &msg);
-    /// @p answer if it is sent by the motors' rule, else an invalid one. ACK and NACK are sent only if @p
-    /// request asks for an acknowledgement, data always.
+    /// Gives @p answer if the motors' rule sends it, else an invalid one. ACK and NACK are sent only if
+    /// @p request asks for an acknowledgement, data always.
     static VOXMessage wanted(const VOXMessage &request, const VOXReply &answer);
 
     /// Calls @p news, which only emits a signal, at once or when the last TellLater is gone. Keeps the order.

@@ -151,8 +151,8 @@ public:
     ///@}
 
     ///@{
-    /// Lets the motor live @p factor times as fast, from the next move on. With 0 that move never ends.
-    /// Speeds are reported as before; for simulators and tests.
+    /// Lets the motor live @p factor times as fast, from the next move on. With 0 a move never ends. Speeds
+    /// are reported as before; for simulators and tests.
     void setTimeScale(unsigned int factor) { m_timeScale = factor; }
     unsigned int timeScale() const { return m_timeScale; }
     ///@}
@@ -328,7 +328,7 @@ protected:
     void setStatus(KVRMotor::State state, KVRMotor::Source source, KVRMotor::Cause cause,
                    KVRMotor::Direction direction);
 
-    /// By slot, from 0 on; UnsetPosition where there is none.
+    /// The intermediate positions by slot, from 0 on; UnsetPosition where there is none.
     const QVector<unsigned short> &intermediatePositions() const { return m_intermediatePositions; }
     /// Whether the product runs at these speeds, in revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;

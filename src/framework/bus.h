@@ -74,7 +74,7 @@ protected:
     /// @p device as in setIoDevice(), or null for now.
     Bus(BusDispatcher &dispatcher, QIODevice *device, QObject *parent);
 
-    /// Null if there is none yet, or it has been deleted behind the bus's back.
+    /// Null if there is none yet, or if it has been deleted behind the bus's back.
     QIODevice *ioDevice() const { return m_device; }
     /// Takes over @p device, which must be on this thread, and listens for its end. To be called once: a
     /// former device is neither deleted nor disconnected.

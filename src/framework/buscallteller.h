@@ -15,7 +15,7 @@ class VOX_BUS_EXPORT BusCallTeller : public QObject
     Q_OBJECT
 
 public:
-    /// With nothing to tell.
+    /// Has nothing to tell at first.
     BusCallTeller() = default;
     /// Leaves what is still to be told to the event loop.
     ~BusCallTeller() override;

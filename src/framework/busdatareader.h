@@ -11,8 +11,8 @@
 class VOX_BUS_EXPORT BusDataReader
 {
 public:
-    /// From @p offset, @p size bytes; a negative size is a range in which every access fails. Keeps a copy of
-    /// the message.
+    /// Reads @p size bytes from @p offset on; a negative size is a range in which every access fails. Keeps a
+    /// copy of the message.
     BusDataReader(const BusMessage &message, unsigned int offset, int size);
 
     /// One byte, as it is.

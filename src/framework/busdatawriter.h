@@ -12,8 +12,8 @@
 class VOX_BUS_EXPORT BusDataWriter
 {
 public:
-    /// From @p offset, @p size bytes, or fewer if the message ends before; a negative size is a range in
-    /// which every access fails.
+    /// Writes @p size bytes from @p offset on, or fewer if the message ends before; a negative size is a
+    /// range in which every access fails.
     BusDataWriter(BusMessage &message, unsigned int offset, int size);
 
     /// One byte, as it is.

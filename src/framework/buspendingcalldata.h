@@ -34,7 +34,7 @@ public:
     virtual void setError(BusPendingCall::Error error);
     /// Takes a reply; the base ends the call with it.
     virtual void setReply(const BusMessage &reply);
-    /// In their order of arrival.
+    /// The replies, in their order of arrival.
     virtual QList<BusMessage> replies() const;
     /// Starts the time-out. The message has been written, and needs another @p delay milliseconds to be out
     /// and across.

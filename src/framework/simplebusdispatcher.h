@@ -11,9 +11,9 @@ class Bus;
 
 /// Sends first in, first out, with one call at a time waiting for its reply.
 ///
-/// A call that expects no reply does not wait while group calls collect theirs. A call that expects one waits
-/// until all these periods are over, so that a late refusal is never taken for its answer. Uses one timer,
-/// which does not run while the bus is idle. Lives on its bus's thread.
+/// A call that expects no reply does not wait while group calls collect replies. A call that expects one
+/// waits until all these periods are over, so that a late refusal is never taken for its answer. Uses one
+/// timer, which does not run while the bus is idle. Lives on its bus's thread.
 /// @ingroup framework
 class VOX_BUS_EXPORT SimpleBusDispatcher : public BusDispatcher
 {

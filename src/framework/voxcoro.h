@@ -74,7 +74,7 @@ private:
 class BusCallAwaiter
 {
 public:
-    /// For @p call, on its bus's thread.
+    /// Waits for @p call, on its bus's thread.
     explicit BusCallAwaiter(BusPendingCall call)
         : m_call(std::move(call))
     {

@@ -8,7 +8,7 @@
 class VOX_EXPORT KVRAck : public VOXReply
 {
 public:
-    /// From @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
+    /// Goes from @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
     KVRAck(const VOXNode &node, const VOXMessage &request);
 };
 

@@ -30,12 +30,12 @@ public:
     };
     Q_ENUM(State)
 
-    /// The direction of the present move, or of the last one. A move to where the motor is, and a wink, have
-    /// none.
+    /// The direction of the present move, or of the last one; NONE for a move to where the motor is, and for
+    /// a wink.
     enum Direction : quint32 { DIRECTION_DOWN = 0, DIRECTION_UP = 1, DIRECTION_NONE = 255 };
     Q_ENUM(Direction)
 
-    /// Where the reason for the motor's state comes from: the motor itself, or the network.
+    /// Where the motor's state has its origin: the motor itself, or the network.
     enum Source : quint32 { SOURCE_INTERNAL = 0, SOURCE_NETWORK = 1 };
     Q_ENUM(Source)
 

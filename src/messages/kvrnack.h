@@ -10,9 +10,9 @@
 class VOX_EXPORT KVRNack : public VOXReply
 {
 public:
-    /// From @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
+    /// Goes from @p node to the source of @p request, as a CRC frame if that is one. @p node is not kept.
     KVRNack(const VOXNode &node, const VOXMessage &request, KVR::NackStatus status);
-    /// To @p dest, which has its node type in bits 24 to 27; without the CRC flag.
+    /// Goes to @p dest, which has its node type in bits 24 to 27; without the CRC flag.
     KVRNack(const VOXNode &node, unsigned int dest, KVR::NackStatus status);
 
 private:

@@ -14,11 +14,11 @@ class VOX_EXPORT VOXReply : public VOXMessage
 public:
     /// No answer: an invalid message, which is never sent.
     VOXReply();
-    /// To the source of @p request, as a CRC frame if that is one.
+    /// Goes to the source of @p request, as a CRC frame if that is one.
     VOXReply(const VOXNode &node, const VOXMessage &request, const VOXCmdInfo &info);
     /// The same with @p ctrl, and so its length, in place of the descriptor's.
     VOXReply(const VOXNode &node, const VOXMessage &request, unsigned char cmd, unsigned char ctrl);
-    /// To @p dest, which has its node type in bits 24 to 27; the CRC flag is the descriptor's.
+    /// Goes to @p dest, which has its node type in bits 24 to 27; the CRC flag is the descriptor's.
     VOXReply(const VOXNode &node, unsigned int dest, const VOXCmdInfo &info);
 
 private:

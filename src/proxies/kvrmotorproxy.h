@@ -50,9 +50,9 @@ public Q_SLOTS:
     /// Asks the motor to show which one it is. Its status has CAUSE_WINK until its next move, stop or lock.
     /// Refused: NACK_NODE_IS_LOCKED.
     BusPendingCall ctrlWink();
-    /// Locks the motor against moves and winks where it is, after its present move, or where @p fun and @p
-    /// value send it, as in ctrlMoveTo(); or releases it. @p priority stays with the lock: a request with a
-    /// lower one is NACK_LOW_PRIORITY. A release sets it to 0. Also refused: NACK_END_LIMITS_NOT_SET, even
+    /// Locks the motor against moves and winks where it is, after its present move, or where @p fun and
+    /// @p value send it, as in ctrlMoveTo(); or releases it. @p priority stays with the lock: a request with
+    /// a lower one is NACK_LOW_PRIORITY. A release sets it to 0. Also refused: NACK_END_LIMITS_NOT_SET, even
     /// for functions that need no limit, NACK_IP_NOT_SET, NACK_BADMSG. QM75 and TB20 motors lack it.
     BusPendingCall ctrlNetworkLock(KVRMotor::NetworkLockFunction fun, quint16 value, quint8 priority);
 
@@ -231,7 +231,7 @@ public Q_SLOTS:
     ///@}
 
     ///@{
-    /// How often the motor was powered up. The name of the decoder's parameter is misleading.
+    /// How often the motor was powered up. The decoder's parameter is that count, too, despite its name.
     BusPendingCall diagGetPowerCount();
     bool diagGetPowerCountReply(const BusMessage &msg, quint16 &postObstacleMove) const;
     ///@}

@@ -74,7 +74,7 @@ public:
         quint8 profile() const { return d->profile; }
         ///@}
 
-        /// By reference, then letter, number and profile.
+        /// Compares the reference, then letter, number and profile.
         bool operator<(const AppVersion &other) const;
 
         /// Empty if the version is invalid. A letter field that is neither letter nor digit prints as 0, so

@@ -25,7 +25,7 @@ class VOX_EXPORT VOXNodeListModel : public QAbstractListModel
     Q_OBJECT
 
 public:
-    /// Without rows.
+    /// Has no rows at first.
     explicit VOXNodeListModel(QObject *parent = nullptr);
     ~VOXNodeListModel() override;
 

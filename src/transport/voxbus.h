@@ -121,8 +121,8 @@ protected:
     const QByteArray &toLine(const QByteArray &frame);
     /// Whether a frame with this check is taken. Logs what is wrong with it.
     static bool isTaken(const VOXFrameCutter::Check &check);
-    /// Makes a cutter that asks getLen() for lengths, and looks at nothing while there are fewer than @p
-    /// minBytes.
+    /// Makes a cutter that asks getLen() for lengths, and looks at nothing while there are fewer than
+    /// @p minBytes.
     VOXFrameCutter makeCutter(int minBytes) const;
     /// Queues another processData(), once.
     void processLater();

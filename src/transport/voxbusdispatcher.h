@@ -19,7 +19,7 @@ class VOX_EXPORT VOXBusDispatcher : public QObject
     Q_OBJECT
 
 public:
-    /// Without any node.
+    /// Has no nodes at first.
     explicit VOXBusDispatcher(QObject *parent = nullptr);
     ~VOXBusDispatcher() override;
 

@@ -16,7 +16,7 @@ class VOX_EXPORT VOXBusWatch : public QObject, public QSharedData
     Q_OBJECT
 
 public:
-    /// Without references: the first one that goes deletes it.
+    /// Has no references at first. The last one to go deletes it.
     explicit VOXBusWatch(QObject *parent = nullptr);
 
     /// Delivers @p message.

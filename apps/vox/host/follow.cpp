@@ -17,7 +17,7 @@ constexpr int IntervalMs = 200;
 constexpr int PercentPerMark = 5;
 constexpr int BarWidth = 20;
 constexpr int MaxFailures = 5;
-/// A motor may be found at rest this many times before it counts as having run.
+/// A motor may be found at rest this many times before its move counts as begun.
 constexpr int MaxIdle = 5;
 /// The shortest way, in pulses, that a motor can be sent. A motor that is nearer to its target has arrived.
 constexpr int ShortestWay = 10;

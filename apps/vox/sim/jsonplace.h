@@ -10,8 +10,8 @@
 /// A place in a JSON file that is being read: what stands there, and its path for people, as in
 /// "nodes[3].limits.down".
 ///
-/// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path.
-/// So a reader reads on, and looks at ok() at the end.
+/// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path. A
+/// reader can thus read on, and look at ok() at the end.
 class JsonPlace
 {
 public:
@@ -28,7 +28,7 @@ public:
     /// An element of an array.
     JsonPlace at(int index) const;
     /// How many elements the array has. If it is no array, or has more than @p most, that is a mistake, and
-    /// 0.
+    /// the result is 0.
     int size(int most) const;
     /// Whether it is an object without other members than @p keys; else that is a mistake.
     bool isObjectOf(const QStringList &keys) const;
