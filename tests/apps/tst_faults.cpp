@@ -4,7 +4,6 @@
 #include "support/udppair.h"
 #include "vox/sim/faultbus.h"
 
-#include <QtTest>
 #include <QUdpSocket>
 
 /// Faults as a foreign peer sees them, a plain socket.

@@ -10,7 +10,6 @@
 #include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
-#include <QtTest>
 
 #include <random>
 

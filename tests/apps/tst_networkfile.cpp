@@ -10,7 +10,6 @@
 #include "vox/sim/statefile.h"
 
 #include <QJsonDocument>
-#include <QtTest>
 
 /// The files that a simulation is made from and kept in.
 class tst_NetworkFile : public QObject

@@ -8,7 +8,6 @@
 #include "vox/line/commandreference.h"
 
 #include <QJsonArray>
-#include <QtTest>
 
 #include <numeric>
 #include <unistd.h>

@@ -131,8 +131,13 @@ void tst_KVRMotorDevice::conversations()
 // What comes after: the statuses, where the motor comes to rest, its limits and intermediate positions.
 void tst_KVRMotorDevice::effects_data()
 {
-    const auto row =
+    const auto add =
         columns<int, QByteArray, QByteArray, QByteArray>("position", "before", "request", "after");
+    const auto row = [&](const char *name, int position, const QByteArray &before, const QByteArray &request,
+                         const char *after) {
+        const QByteArray command = VOX::toString(frame(request, 0).cmd()).toLatin1();
+        add(command + ": " + name, position, before, request, after);
+    };
     row("a second up", 1000, "", "01 01 64 00", "1 1 1 1|0 1 0 0 @ 298");
     row("up past 0 wraps", 100, Limits, "01 01 64 00", "1 0 1 1|0 0 0 0 @ 64934");
     row("down past 65535 wraps", 65000, "", "01 00 64 00", "@ 166");
@@ -290,8 +295,8 @@ void tst_KVRMotorDevice::othersFrames()
     net.motor.addCustomReply(KVR::GET_NODE_LABEL, frame("65 01", HostAddr));
     net.motor.addCustomReply(static_cast<KVR::Cmd>(KVR::GET_MOTOR_STATUS), frame("65 02", HostAddr));
     QTest::ignoreMessage(QtWarningMsg, "[KVRDevice]: unknown cmd(0B)");
-    QCOMPARE(net.mismatch("45 > 65 01, 0E > 0F 01 FF 01 02, 0B > 6F 10, 56 FF 00 FF 0000 01 FF >,"
-                          "0E >, 45 >, 02 FF >",
+    QCOMPARE(net.mismatch("45 > 65 01, 0E > 0F 01 FF 01 02, 0B > 6F 10, 56 FF 00 FF 0000 01 FF >, 0E >, 45 >,"
+                          "02 FF >",
                           0x123456, 0, {}),
              QByteArray());
 }

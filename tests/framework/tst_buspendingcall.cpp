@@ -6,7 +6,6 @@
 #include "support/timers.h"
 #include "support/watching.h"
 
-#include <QAbstractEventDispatcher>
 #include <QThread>
 
 #include <atomic>

@@ -4,8 +4,6 @@
 #include "support/frames.h"
 #include "transport/voxbus.h"
 
-#include <QtTest>
-
 /// The frame, its check values, and its fields.
 class tst_VOXMessage : public QObject
 {

@@ -38,7 +38,8 @@ void tst_VOXUdpBus::theLocalSide()
     const VOXUdpBus another(Loopback, 1, Loopback, port);
     QVERIFY2(another.isOpen(), "the port is not shared");
     const auto &socket = static_cast<const QUdpSocket &>(*bus.device());
-    QVERIFY(socket.localAddress() == QHostAddress(QHostAddress::AnyIPv4) && socket.localPort() == port);
+    QCOMPARE(socket.localAddress(), QHostAddress(QHostAddress::AnyIPv4));
+    QCOMPARE(socket.localPort(), port);
 #if QT_VERSION < QT_VERSION_CHECK(6, 0, 0)
     QVERIFY(QMetaType::type("QHostAddress") != QMetaType::UnknownType);
 #endif
