@@ -248,7 +248,11 @@ VOXMessage Operation::sample() const
     Operation filled = *this;
     filled.m_arguments.clear();
     for (int i = 0; i < m_method.parameterCount(); ++i)
+#if QT_VERSION >= QT_VERSION_CHECK(6, 0, 0)
+        filled.m_arguments += QVariant(m_method.parameterMetaType(i));
+#else
         filled.m_arguments += QVariant(m_method.parameterType(i), nullptr);
+#endif
     auto *line = new QBuffer;
     VOXBus bus(line);
     bus.open();
