@@ -1,18 +1,22 @@
 # Debian packages, one a component.
-set(runtime_package libvox${VOX_SUFFIX}${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+set(version_suffix ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(qt_packages_5 "qtbase5-dev (>= 5.15), libqt5serialport5-dev (>= 5.15)")
 set(qt_packages_6 "qt6-base-dev (>= 6.4), qt6-serialport-dev (>= 6.4)")
 if(VOX_QT EQUAL 6)
-    set(runtime_package libvox${VOX_SUFFIX}-${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
+    # A digit at the end of the name would run into the version.
+    string(PREPEND version_suffix -)
     set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS qt6-declarative-dev)
 else()
     set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SUGGESTS qtdeclarative5-dev)
 endif()
 
+set(runtime_package libvox${VOX_SUFFIX}${version_suffix})
+set(simulation_package libvoxsimulation${VOX_SUFFIX}${version_suffix})
+
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VOX developers <maintainers@vox-network.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL runtime development)
+set(CPACK_COMPONENTS_ALL runtime simulation development)
 if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
@@ -24,12 +28,18 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+set(CPACK_DEBIAN_SIMULATION_PACKAGE_NAME ${simulation_package})
+set(CPACK_DEBIAN_SIMULATION_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_SIMULATION_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_SIMULATION_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvox${VOX_SUFFIX}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
-set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION}), ${qt_packages_${VOX_QT}}")
+set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION}), ${qt_packages_${VOX_QT}}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
-set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION})")
 set(CPACK_STRIP_FILES ON)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium
@@ -48,6 +58,9 @@ endforeach()
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
     "Host programs move, set and query motorised window coverings over a
 serial line, UDP or UDP multicast; emulated nodes stand in for them. For Qt ${VOX_QT}.")
+set(CPACK_COMPONENT_SIMULATION_DESCRIPTION
+    "Simulated networks: whole networks of motorised window coverings in a
+test, with faults and in virtual time. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_DEVELOPMENT_DESCRIPTION
     "Development files: headers, CMake package and pkg-config file of libvox,
 with guides, examples and the reference of the API. For Qt ${VOX_QT}.")

@@ -1,9 +1,9 @@
 // The file that describes a simulated network, of any bytes: a network whose nodes keep what it says, or a
 // mistake with a text.
 
+#include "simulation/jsonplace_p.h"
 #include "support/fuzzing.h"
 #include "vox/sim/faultrule.h"
-#include "vox/sim/jsonplace.h"
 #include "vox/sim/networkfile.h"
 #include "vox/sim/nodesettings.h"
 #include "vox/sim/simulation.h"

@@ -1,7 +1,7 @@
 #include "vox/command.h"
 
 #include "transport/voxbus.h"
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 #include "vox/console.h"
 
 namespace {
@@ -114,7 +114,7 @@ std::unique_ptr<VOXBus> CommandLine::openBus()
 {
     QString problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
     const QString url = busUrl();
-    std::unique_ptr<VOXBus> bus = url.isEmpty() ? nullptr : ::openBus(url, &problem);
+    std::unique_ptr<VOXBus> bus = url.isEmpty() ? nullptr : VOXBusUrl::openBus(url, &problem);
     if (!bus)
         m_exitCode = fail(problem);
     return bus;

@@ -5,7 +5,11 @@
 #include "messages/kvrmotor.h"
 #include "messages/voxmessage.h"
 
+#include <QRegularExpression>
+
 namespace {
+constexpr unsigned int GroupDestination = 0x000000;
+constexpr unsigned int BroadcastDestination = 0xffffff;
 constexpr unsigned int TypeMask = 0xf;
 constexpr int TypeShift = 24;
 constexpr int AddrDigits = 6;
@@ -98,6 +102,31 @@ QString VOX::logText(unsigned int addr)
     return QStringLiteral("%1(%2))")
         .arg(toString(getType(addr)))
         .arg(addr & AddrMask, AddrDigits, 16, QLatin1Char('0'));
+}
+
+bool VOX::readAddr(const QString &text, unsigned int *addr)
+{
+    static const QRegularExpression sixDigits(QStringLiteral("^[0-9A-Fa-f]{6}$"));
+    if (!sixDigits.match(text).hasMatch())
+        return false;
+    *addr = text.toUInt(nullptr, 16);
+    return true;
+}
+
+QString VOX::nodeAddrProblem(unsigned int addr)
+{
+    if (addr != GroupDestination && addr != BroadcastDestination && addr != (HostAddr & AddrMask))
+        return QString();
+    return QStringLiteral("%1 is no node's address: 000000 means a group, FFFFFF all nodes, 010000 the host")
+        .arg(toString(addr));
+}
+
+bool VOX::readNodeAddr(const QString &text, unsigned int *addr, QString *problem)
+{
+    *problem = readAddr(text, addr)
+        ? nodeAddrProblem(*addr)
+        : QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
+    return problem->isEmpty();
 }
 
 void VOX::htovox(unsigned short value, unsigned char *bytes)

@@ -100,6 +100,13 @@ public:
     /// Node type and address. Ends in two closing parentheses, which readers of these logs expect.
     static QString logText(unsigned int addr);
 
+    /// Reads an address of six hexadecimal digits. False if @p text is none; @p addr then stays as it is.
+    static bool readAddr(const QString &text, unsigned int *addr);
+    /// Why no node can have this address; empty if one can.
+    static QString nodeAddrProblem(unsigned int addr);
+    /// Reads the address of a node. False if @p text is none; @p problem says why, in one line.
+    static bool readNodeAddr(const QString &text, unsigned int *addr, QString *problem);
+
     /// Little-endian, two bytes.
     static void htovox(unsigned short value, unsigned char *bytes);
     /// Little-endian, and only three bytes: the form of an address.

@@ -3,7 +3,7 @@
 #include "support/frames.h"
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 #include "vox/line/framescanner.h"
 #include "vox/line/linestatistics.h"
 #include "vox/line/linetap.h"
@@ -86,9 +86,9 @@ void tst_Monitor::cutsAsReceiversDo()
     PipeDevice wire;
     PtyPort pty(wire);
     wire.open(QIODevice::ReadWrite);
-    BusUrl url;
+    VOXBusUrl url;
     QString problem;
-    QVERIFY(BusUrl::read("serial://" + pty.name, &url, &problem));
+    QVERIFY(VOXBusUrl::read("serial://" + pty.name, &url, &problem));
     QList<LineItem> items;
     const auto keep = [&](const LineItem &item) { items.append(item); };
     const auto tap = LineTap::open(url, keep, &problem);

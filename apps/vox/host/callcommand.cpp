@@ -1,8 +1,8 @@
 #include "vox/host/callcommand.h"
 
+#include "messages/vox.h"
 #include "proxies/kvrmotorproxy.h"
 #include "transport/voxbus.h"
-#include "vox/address.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/host/operation.h"
@@ -58,7 +58,7 @@ int runCall(const QStringList &arguments)
     unsigned int addr = 0;
     Operation operation;
     const QStringList operands = words.mid(2);
-    if (!readNodeAddr(words.at(0), &addr, &problem)
+    if (!VOX::readNodeAddr(words.at(0), &addr, &problem)
         || !Operation::find(words.at(1), operands.size(), &operation, &problem)
         || !operation.setArguments(operands, &problem))
         return line.fail(problem);

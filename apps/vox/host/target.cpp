@@ -1,6 +1,6 @@
 #include "vox/host/target.h"
 
-#include "vox/address.h"
+#include "messages/vox.h"
 
 bool Target::read(const QString &text, Target *target, QString *problem)
 {
@@ -11,10 +11,10 @@ bool Target::read(const QString &text, Target *target, QString *problem)
     }
     if (!text.startsWith(groupPrefix)) {
         target->type = VOX::P2P;
-        return readNodeAddr(text, &target->addr, problem);
+        return VOX::readNodeAddr(text, &target->addr, problem);
     }
     target->type = VOX::GROUP;
-    if (readAddr(text.mid(groupPrefix.size()), &target->addr))
+    if (VOX::readAddr(text.mid(groupPrefix.size()), &target->addr))
         return true;
     *problem = QStringLiteral("'%1' is no group; group:00A001 is one").arg(text);
     return false;

@@ -1,7 +1,7 @@
 #include "vox/line/linetap.h"
 #include "transport/voxbus.h"
 
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 
 #include <QNetworkInterface>
 #include <QSerialPort>
@@ -41,27 +41,27 @@ LineTap::LineTap(std::function<void(const LineItem &)> found)
 {
 }
 
-std::unique_ptr<LineTap> LineTap::open(const BusUrl &url, std::function<void(const LineItem &)> found,
+std::unique_ptr<LineTap> LineTap::open(const VOXBusUrl &url, std::function<void(const LineItem &)> found,
                                        QString *problem)
 {
     std::unique_ptr<LineTap> tap(new LineTap(std::move(found)));
-    if (url.kind == BusUrl::Pty) {
+    if (url.kind == VOXBusUrl::Pty) {
         *problem = QStringLiteral("nobody talks on a new pseudo-terminal");
         return nullptr;
     }
     const bool isOpen =
-        url.kind == BusUrl::Serial ? tap->openSerial(url, problem) : tap->openSocket(url, problem);
+        url.kind == VOXBusUrl::Serial ? tap->openSerial(url, problem) : tap->openSocket(url, problem);
     return isOpen ? std::move(tap) : nullptr;
 }
 
-bool LineTap::openSerial(const BusUrl &url, QString *problem)
+bool LineTap::openSerial(const VOXBusUrl &url, QString *problem)
 {
     auto *port = new QSerialPort(url.path, this);
     const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(BaudRate)
         && port->setDataBits(QSerialPort::Data8) && port->setParity(QSerialPort::OddParity)
         && port->setStopBits(QSerialPort::OneStop);
     if (!isOpen) {
-        *problem = openProblem(url.path, port->errorString());
+        *problem = VOXBusUrl::openProblem(url.path, port->errorString());
         return false;
     }
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
@@ -81,12 +81,12 @@ bool LineTap::openSerial(const BusUrl &url, QString *problem)
     return true;
 }
 
-bool LineTap::openSocket(const BusUrl &url, QString *problem)
+bool LineTap::openSocket(const VOXBusUrl &url, QString *problem)
 {
     auto *socket = new QUdpSocket(this);
     const QHostAddress local = url.localAddress();
     const unsigned short port = url.local == 0 ? url.port : url.local;
-    const bool isMulticast = url.kind == BusUrl::Multicast;
+    const bool isMulticast = url.kind == VOXBusUrl::Multicast;
     if (!socket->bind(local, port, QUdpSocket::ShareAddress | QUdpSocket::ReuseAddressHint)
         || (isMulticast && !join(*socket, url.host))) {
         *problem = QStringLiteral("cannot open %1: %2").arg(url.text, socket->errorString());

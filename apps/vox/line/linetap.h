@@ -9,14 +9,14 @@
 #include <memory>
 
 class QIODevice;
-struct BusUrl;
+struct VOXBusUrl;
 
 /// Listens to a bus, and never sends.
 class LineTap : public QObject
 {
 public:
     /// Null if that bus cannot be listened to; @p problem says why. Calls @p found with each item that comes.
-    static std::unique_ptr<LineTap> open(const BusUrl &url, std::function<void(const LineItem &)> found,
+    static std::unique_ptr<LineTap> open(const VOXBusUrl &url, std::function<void(const LineItem &)> found,
                                          QString *problem);
 
     /// Nanoseconds since 1970.
@@ -35,8 +35,8 @@ protected:
 
 private:
     explicit LineTap(std::function<void(const LineItem &)> found);
-    bool openSerial(const BusUrl &url, QString *problem);
-    bool openSocket(const BusUrl &url, QString *problem);
+    bool openSerial(const VOXBusUrl &url, QString *problem);
+    bool openSocket(const VOXBusUrl &url, QString *problem);
 
     FrameScanner m_scanner;
     QBasicTimer m_pauseTimer;

@@ -2,8 +2,8 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
-#include "vox/address.h"
-#include "vox/busurl.h"
+#include "messages/vox.h"
+#include "transport/voxbusurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/line/linestatistics.h"
@@ -59,7 +59,7 @@ bool readFilter(const QStringList &addrs, const QStringList &commands, Filter *f
 {
     for (const QString &text : addrs) {
         unsigned int addr = 0;
-        if (!readAddr(text, &addr)) {
+        if (!VOX::readAddr(text, &addr)) {
             *problem = QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
             return false;
         }
@@ -148,10 +148,10 @@ int readCapture(const CommandLine &line, const QString &output, Monitor *monitor
 
 int listen(CommandLine &line, const QString &output, Monitor *monitor)
 {
-    BusUrl url;
+    VOXBusUrl url;
     QString problem = QStringLiteral("--bus URL or the name of a capture is missing");
     std::unique_ptr<LineTap> tap;
-    if (!line.busUrl().isEmpty() && BusUrl::read(line.busUrl(), &url, &problem))
+    if (!line.busUrl().isEmpty() && VOXBusUrl::read(line.busUrl(), &url, &problem))
         tap = LineTap::open(
             url, [monitor](const LineItem &item) { monitor->take(item); }, &problem);
     if (!tap || !openCapture(line, output, monitor, &problem))
@@ -161,7 +161,7 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
         monitor->report();
     };
     monitor->statistics.setTime(LineTap::nowNs());
-    if (url.kind != BusUrl::Serial)
+    if (url.kind != VOXBusUrl::Serial)
         monitor->statistics.leaveOutLoad();
     tap->onGone = [&](const QString &reason) {
         printError(QStringLiteral("monitor"), QStringLiteral("%1 has gone: %2").arg(url.text, reason));

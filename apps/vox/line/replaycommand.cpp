@@ -1,7 +1,7 @@
 #include "vox/line/replaycommand.h"
 
 #include "transport/voxbus.h"
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/line/pcapfile.h"
@@ -100,9 +100,9 @@ int runReplay(const QStringList &arguments)
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)
         return line.exitCode();
-    BusUrl url;
-    BusUrl::read(line.busUrl(), &url, &problem);
-    Replay replay{items, *bus, factor, url.kind == BusUrl::Serial};
+    VOXBusUrl url;
+    VOXBusUrl::read(line.busUrl(), &url, &problem);
+    Replay replay{items, *bus, factor, url.kind == VOXBusUrl::Serial};
     const bool isWhole = replay.run();
     if (line.isJson())
         printJson(

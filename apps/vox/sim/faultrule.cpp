@@ -2,7 +2,7 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
-#include "vox/address.h"
+#include "messages/vox.h"
 #include "vox/line/lineitem.h"
 
 #include <algorithm>
@@ -80,7 +80,7 @@ bool readValue(const Form &form, const QString &word, FaultRule *rule, QString *
     if (form.kind == FaultRule::Nack) {
         isRead = readStatus(word, &rule->value);
     } else if (form.kind == FaultRule::From) {
-        isRead = readAddr(word, &addr);
+        isRead = VOX::readAddr(word, &addr);
         rule->value = static_cast<int>(addr);
     } else {
         isRead = readCount(word, 0, form.most, &rule->value);
@@ -140,7 +140,7 @@ bool FaultRule::read(const QString &words, FaultRule *rule, QString *problem)
     if (!form->value.isEmpty()
         && !readValue(*form, rest.isEmpty() ? QString() : rest.takeFirst(), rule, problem))
         return false;
-    if (!rest.isEmpty() && (rest.first() == QLatin1String("all") || readAddr(rest.first(), &rule->addr)))
+    if (!rest.isEmpty() && (rest.first() == QLatin1String("all") || VOX::readAddr(rest.first(), &rule->addr)))
         rule->isForAll = rest.takeFirst() == QLatin1String("all");
     while (!rest.isEmpty()) {
         const QString word = rest.takeFirst();

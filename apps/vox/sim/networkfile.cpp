@@ -1,9 +1,9 @@
 #include "vox/sim/networkfile.h"
 
-#include "vox/address.h"
-#include "vox/busurl.h"
+#include "messages/vox.h"
+#include "simulation/jsonplace_p.h"
+#include "transport/voxbusurl.h"
 #include "vox/sim/faultrule.h"
-#include "vox/sim/jsonplace.h"
 #include "vox/sim/nodesettings.h"
 #include "vox/sim/simulation.h"
 
@@ -33,7 +33,7 @@ AddressRange rangeAt(const JsonPlace &place)
     const QString text = place.text();
     const QString first = text.section(QLatin1Char('-'), 0, 0);
     const QString last = text.contains(QLatin1Char('-')) ? text.section(QLatin1Char('-'), 1) : first;
-    if (!readAddr(first, &range.first) || !readAddr(last, &range.last))
+    if (!VOX::readAddr(first, &range.first) || !VOX::readAddr(last, &range.last))
         place.fail(QStringLiteral("is to be an address of six hexadecimal digits, or a range of two of them, "
                                   "such as 000101-000164"));
     else if (range.last < range.first)
@@ -97,9 +97,9 @@ bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *pr
     problem->clear();
     const JsonPlace root(network, QString(), problem);
     root.isObjectOf({BusKey, NodesKey, FaultsKey});
-    BusUrl url;
+    VOXBusUrl url;
     QString mistake;
-    if (root[BusKey].isPresent() && !BusUrl::read(root[BusKey].text(), &url, &mistake))
+    if (root[BusKey].isPresent() && !VOXBusUrl::read(root[BusKey].text(), &url, &mistake))
         root[BusKey].fail(mistake);
     const JsonPlace entries = root[NodesKey];
     const int count = entries.size(int{MaxNodes});

@@ -2,7 +2,7 @@
 #define NODESETTING_H
 
 #include "devices/kvrdevice.h"
-#include "vox/sim/jsonplace.h"
+#include "simulation/jsonplace_p.h"
 
 #include <QVector>
 

@@ -1,8 +1,8 @@
 #include "vox/sim/simcommand.h"
 
+#include "messages/vox.h"
 #include "transport/voxbus.h"
-#include "vox/address.h"
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/outcome.h"
@@ -45,7 +45,7 @@ bool addNode(const QString &text, Simulation *simulation, QString *problem)
         *problem = QStringLiteral("unknown model '%1'; one of %2").arg(name, nodeModelNames());
     else if (text.count(QLatin1Char('@')) != 1)
         *problem = QStringLiteral("'%1' is no MODEL@ADDRESS").arg(text);
-    else if (readNodeAddr(text.section(QLatin1Char('@'), 1), &addr, problem))
+    else if (VOX::readNodeAddr(text.section(QLatin1Char('@'), 1), &addr, problem))
         simulation->add(*model, addr, problem);
     return problem->isEmpty();
 }
@@ -96,10 +96,10 @@ int run(const CommandLine &line, const Options &options)
     Simulation simulation;
     if (!fill(&simulation, options, &problem))
         return line.fail(problem);
-    if (isPortTaken(options.bus))
+    if (VOXBusUrl::isPortTaken(options.bus))
         return line.fail(QStringLiteral("another program has the port of %1").arg(options.bus));
     QString url;
-    const std::unique_ptr<VOXBus> bus = openBus(options.bus, &problem, &url);
+    const std::unique_ptr<VOXBus> bus = VOXBusUrl::openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
     FaultRules faults(options.seed);

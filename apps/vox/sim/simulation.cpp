@@ -1,6 +1,6 @@
 #include "vox/sim/simulation.h"
 
-#include "vox/address.h"
+#include "messages/vox.h"
 
 #include "devices/kvrmotordevice.h"
 #include "transport/voxbus.h"
@@ -14,7 +14,7 @@ bool isSetting(unsigned char cmd)
 
 KVRDevice *Simulation::add(const NodeModel &model, unsigned int addr, QString *problem)
 {
-    *problem = nodeAddrProblem(addr);
+    *problem = VOX::nodeAddrProblem(addr);
     if (find(addr))
         *problem = QStringLiteral("two nodes with address %1").arg(VOX::toString(addr));
     if (!problem->isEmpty())

@@ -1,8 +1,8 @@
 #include "vox/sim/statefile.h"
 
-#include "vox/address.h"
+#include "messages/vox.h"
+#include "simulation/jsonplace_p.h"
 #include "vox/console.h"
-#include "vox/sim/jsonplace.h"
 #include "vox/sim/networkfile.h"
 #include "vox/sim/nodesettings.h"
 #include "vox/sim/simulation.h"
@@ -92,7 +92,7 @@ void StateFile::readEntry(const QString &addr, const QJsonValue &value, QString 
 {
     const JsonPlace place(value, QStringLiteral("%1.%2").arg(NodesKey, addr), problem);
     unsigned int number = 0;
-    if (!readAddr(addr, &number)) {
+    if (!VOX::readAddr(addr, &number)) {
         place.fail(QStringLiteral("is no address of six hexadecimal digits"));
         return;
     }

@@ -1,6 +1,6 @@
-#include "vox/sim/jsonplace.h"
+#include "simulation/jsonplace_p.h"
 
-#include "vox/address.h"
+#include "messages/vox.h"
 
 #include <QJsonArray>
 #include <QJsonObject>
@@ -97,7 +97,7 @@ QByteArray JsonPlace::latin1(int most) const
 unsigned int JsonPlace::address() const
 {
     unsigned int addr = 0;
-    if (!readAddr(m_value.toString(), &addr))
+    if (!VOX::readAddr(m_value.toString(), &addr))
         fail(QStringLiteral("is to be an address of six hexadecimal digits, in quotes"));
     return addr;
 }

@@ -1,9 +1,9 @@
-#include "vox/busurl.h"
+#include "transport/voxbusurl.h"
 
 #include "framework/simplebusdispatcher.h"
+#include "transport/ptydevice_p.h"
 #include "transport/voxmcastbus.h"
 #include "transport/voxudpbus.h"
-#include "vox/ptydevice.h"
 
 #include <QFileInfo>
 #include <QUdpSocket>
@@ -41,7 +41,7 @@ bool readPort(const QString &text, unsigned short *port)
     return isNumber && *port != 0;
 }
 
-bool readItem(const QString &key, const QString &value, BusUrl *parts)
+bool readItem(const QString &key, const QString &value, VOXBusUrl *parts)
 {
     if (key == LocalKey)
         return readPort(value, &parts->local);
@@ -54,7 +54,7 @@ bool readItem(const QString &key, const QString &value, BusUrl *parts)
 }
 
 /// False, with @p problem set, if @p url is not of the form of @p example or has other items than @p keys.
-bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, BusUrl *parts,
+bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, VOXBusUrl *parts,
                    QString *problem)
 {
     if (!parts->host.setAddress(url.host()) || url.port() < 1 || url.path().size() > 1) {
@@ -74,7 +74,7 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     return true;
 }
 
-bool readSerialUrl(const QUrl &url, BusUrl *parts, QString *problem)
+bool readSerialUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
 {
     parts->path = url.path();
     if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
@@ -83,7 +83,7 @@ bool readSerialUrl(const QUrl &url, BusUrl *parts, QString *problem)
     return false;
 }
 
-bool readMulticastUrl(const QUrl &url, BusUrl *parts, QString *problem)
+bool readMulticastUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
 {
     if (!readSocketUrl(url, {BindKey, AliasKey, LatencyKey}, QStringLiteral("mcast://239.0.0.1:4800"), parts,
                        problem))
@@ -97,24 +97,24 @@ BusPointer opened(BusPointer bus, const QString &name, QString *problem)
 {
     if (bus->isOpen())
         return bus;
-    *problem = openProblem(name, bus->errorString());
+    *problem = VOXBusUrl::openProblem(name, bus->errorString());
     return nullptr;
 }
 
-BusPointer openSerial(const BusUrl &url)
+BusPointer openSerial(const VOXBusUrl &url)
 {
     auto bus = std::make_unique<VOXBus>(url.path);
     bus->open();
     return bus;
 }
 
-BusPointer openUdp(const BusUrl &url)
+BusPointer openUdp(const VOXBusUrl &url)
 {
     const Silence silence;
     return std::make_unique<VOXUdpBus>(url.host, url.port, url.bind, url.local);
 }
 
-BusPointer openMulticast(const BusUrl &url)
+BusPointer openMulticast(const VOXBusUrl &url)
 {
     const Silence silence;
     auto bus = std::make_unique<VOXMCastBus>(url.host, url.port, url.alias, url.localAddress());
@@ -124,7 +124,7 @@ BusPointer openMulticast(const BusUrl &url)
     return bus;
 }
 
-BusPointer joined(BusPointer bus, const BusUrl &url, QString *problem)
+BusPointer joined(BusPointer bus, const VOXBusUrl &url, QString *problem)
 {
     if (!bus || static_cast<VOXMCastBus &>(*bus).isJoined())
         return bus;
@@ -142,11 +142,11 @@ BusPointer openPty(QString *portUrl)
 }
 }
 
-bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
+bool VOXBusUrl::read(const QString &text, VOXBusUrl *url, QString *problem)
 {
     const QUrl parsed(text, QUrl::StrictMode);
     const QString scheme = parsed.isValid() ? parsed.scheme() : QString();
-    *url = BusUrl();
+    *url = VOXBusUrl();
     url->text = text;
     if (scheme == QLatin1String("serial")) {
         url->kind = Serial;
@@ -173,7 +173,7 @@ bool BusUrl::read(const QString &text, BusUrl *url, QString *problem)
     return false;
 }
 
-QString openProblem(const QString &name, const QString &reason)
+QString VOXBusUrl::openProblem(const QString &name, const QString &reason)
 {
     QString problem = QStringLiteral("cannot open %1: %2").arg(name, reason);
     if (reason.contains(QLatin1String("locking")))
@@ -184,28 +184,28 @@ QString openProblem(const QString &name, const QString &reason)
     return problem;
 }
 
-QHostAddress BusUrl::localAddress() const
+QHostAddress VOXBusUrl::localAddress() const
 {
     if (!bind.isNull())
         return bind;
     return kind == Multicast ? host : QHostAddress(QHostAddress::AnyIPv4);
 }
 
-BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
+BusPointer VOXBusUrl::openBus(const QString &text, QString *problem, QString *portUrl)
 {
-    BusUrl url;
-    if (!BusUrl::read(text, &url, problem))
+    VOXBusUrl url;
+    if (!VOXBusUrl::read(text, &url, problem))
         return nullptr;
     if (portUrl)
         *portUrl = text;
     switch (url.kind) {
-    case BusUrl::Serial:
+    case VOXBusUrl::Serial:
         return opened(openSerial(url), url.path, problem);
-    case BusUrl::Udp:
+    case VOXBusUrl::Udp:
         return opened(openUdp(url), text, problem);
-    case BusUrl::Multicast:
+    case VOXBusUrl::Multicast:
         return joined(opened(openMulticast(url), text, problem), url, problem);
-    case BusUrl::Pty:
+    case VOXBusUrl::Pty:
         break;
     }
     if (portUrl)
@@ -214,11 +214,12 @@ BusPointer openBus(const QString &text, QString *problem, QString *portUrl)
     return nullptr;
 }
 
-bool isPortTaken(const QString &text)
+bool VOXBusUrl::isPortTaken(const QString &text)
 {
-    BusUrl url;
+    VOXBusUrl url;
     QString problem;
-    if (!BusUrl::read(text, &url, &problem) || url.kind != BusUrl::Udp || url.host == QHostAddress::Broadcast)
+    if (!VOXBusUrl::read(text, &url, &problem) || url.kind != VOXBusUrl::Udp
+        || url.host == QHostAddress::Broadcast)
         return false;
     QUdpSocket probe;
     return !probe.bind(url.localAddress(), url.local == 0 ? url.port : url.local,

@@ -1,4 +1,4 @@
-#include "vox/ptydevice.h"
+#include "transport/ptydevice_p.h"
 
 #include <QFile>
 #include <QPointer>

@@ -1,5 +1,5 @@
-#ifndef PTYDEVICE_H
-#define PTYDEVICE_H
+#ifndef VOX_TRANSPORT_PTYDEVICE_P_H
+#define VOX_TRANSPORT_PTYDEVICE_P_H
 
 #include <QIODevice>
 

@@ -1,5 +1,7 @@
-#ifndef JSONPLACE_H
-#define JSONPLACE_H
+#ifndef VOX_SIMULATION_JSONPLACE_P_H
+#define VOX_SIMULATION_JSONPLACE_P_H
+
+#include <vox/simulation/simulation_export.h>
 
 #include <QByteArray>
 #include <QJsonValue>
@@ -12,7 +14,7 @@
 ///
 /// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path. A
 /// reader can thus read on, and look at ok() at the end.
-class JsonPlace
+class VOX_SIMULATION_EXPORT JsonPlace
 {
 public:
     /// @p problem must outlive the place, and all that are made from it.

@@ -1,0 +1,62 @@
+#ifndef VOX_TRANSPORT_VOXBUSURL_H
+#define VOX_TRANSPORT_VOXBUSURL_H
+
+#include <vox/messages/vox_export.h>
+
+#include <QHostAddress>
+#include <QString>
+
+#include <memory>
+
+class VOXBus;
+
+/// The parts of a bus's URL:
+///
+///     serial:///dev/ttyUSB0
+///     udp://DESTINATION:PORT?local=PORT&bind=ADDRESS
+///     mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS
+///     pty:
+///
+/// A value, from any thread.
+/// @ingroup transport
+struct VOX_EXPORT VOXBusUrl
+{
+    enum Kind : int { Serial, Udp, Multicast, Pty };
+
+    /// False if @p text is no such URL; @p problem says why, in one line.
+    static bool read(const QString &text, VOXBusUrl *url, QString *problem);
+
+    /// Opens the bus that @p text names, on the calling thread. A pseudo-terminal is only made if there is a
+    /// @p portUrl, which is then the bus at its other end; else it is the same as @p text. Null if @p text
+    /// names no bus, or one that cannot be opened; @p problem says why, in one line. While the bus is made,
+    /// Qt's log is silent in the whole process.
+    static std::unique_ptr<VOXBus> openBus(const QString &text, QString *problem, QString *portUrl = nullptr);
+
+    /// A text that the bus or port @p name cannot be opened for @p reason, and what may help.
+    static QString openProblem(const QString &name, const QString &reason);
+
+    /// Whether @p text is a UDP bus to one peer whose port another program has. A bus shares its port without
+    /// a warning, and then only one of the two hears the peer.
+    static bool isPortTaken(const QString &text);
+
+    /// The address that a socket binds to: @c bind, or else any address. For multicast it is else that of the
+    /// group, because a socket that is bound to any address hears the other groups on its port, too.
+    QHostAddress localAddress() const;
+
+    QString text;
+    Kind kind = Pty;
+    /// Of a serial port.
+    QString path;
+    /// Where a UDP bus sends to.
+    QHostAddress host;
+    unsigned short port = 0;
+    /// Null for any address.
+    QHostAddress bind;
+    /// 0 for the same as the port.
+    unsigned short local = 0;
+    QString alias;
+    /// 0 if the URL names none.
+    unsigned short latencyMs = 0;
+};
+
+#endif
