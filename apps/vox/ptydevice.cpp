@@ -1,7 +1,6 @@
 #include "vox/ptydevice.h"
 
 #include <QFile>
-#include <QPointer>
 #include <QSocketNotifier>
 
 #include <algorithm>
