@@ -1,6 +1,6 @@
 #include "messages/kvr.h"
 
-#include "messages/kvrtable_p.h"
+#include "messages/kvrschema_p.h"
 #include "messages/voxmessage.h"
 
 #include <initializer_list>
@@ -8,8 +8,6 @@
 using namespace VOXCmdTable;
 
 namespace {
-constexpr int NackLength = 12;
-constexpr int StatusOffset = VOXMessage::HeaderLength;
 constexpr auto NotANack = static_cast<KVR::NackStatus>(-1);
 
 QMetaEnum metaEnum(const char *name)
@@ -68,9 +66,10 @@ bool KVR::isNack(const VOXMessage &message)
 
 KVR::NackStatus KVR::getNackReply(const VOXMessage &message)
 {
-    if (message.data().size() != NackLength || message.cmd() != NACK)
-        return NotANack;
-    return static_cast<NackStatus>(static_cast<unsigned char>(message.data().at(StatusOffset)));
+    NackStatus status = NotANack;
+    if (message.cmd() == NACK && message.data().size() == VOXSchema::frameLength<NACK>)
+        VOXSchema::take<NACK>(message, status);
+    return status;
 }
 
 QString KVR::toString(Cmd cmd)
