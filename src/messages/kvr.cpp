@@ -10,12 +10,6 @@ using namespace VOXCmdTable;
 namespace {
 constexpr auto NotANack = static_cast<KVR::NackStatus>(-1);
 
-QMetaEnum metaEnum(const char *name)
-{
-    const QMetaObject &meta = KVR::staticMetaObject;
-    return meta.enumerator(meta.indexOfEnumerator(name));
-}
-
 QString firstName(std::initializer_list<QMetaEnum> enums, int value)
 {
     for (const QMetaEnum &candidate : enums) {
@@ -88,30 +82,30 @@ QString KVR::toString(NackStatus status)
 
 QMetaEnum KVR::CmdMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("Cmd");
+    static const QMetaEnum found = QMetaEnum::fromType<Cmd>();
     return found;
 }
 
 QMetaEnum KVR::MotorCmdMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("MotorCmd");
+    static const QMetaEnum found = QMetaEnum::fromType<MotorCmd>();
     return found;
 }
 
 QMetaEnum KVR::DiagMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("DiagCmd");
+    static const QMetaEnum found = QMetaEnum::fromType<DiagCmd>();
     return found;
 }
 
 QMetaEnum KVR::NackStatusEnum()
 {
-    static const QMetaEnum found = metaEnum("NackStatus");
+    static const QMetaEnum found = QMetaEnum::fromType<NackStatus>();
     return found;
 }
 
 QMetaEnum KVR::MotorNackStatusEnum()
 {
-    static const QMetaEnum found = metaEnum("MotorNackStatus");
+    static const QMetaEnum found = QMetaEnum::fromType<MotorNackStatus>();
     return found;
 }
