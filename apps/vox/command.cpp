@@ -74,7 +74,7 @@ bool CommandLine::parse(const QStringList &arguments)
     return twice.isEmpty();
 }
 
-/// The first option that was given twice but takes one value, because neither of the two is better; empty if
+/// The first option that takes one value and was given two. The program cannot know which is meant. Empty if
 /// there is none.
 QString CommandLine::givenTwice() const
 {

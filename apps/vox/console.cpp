@@ -2,7 +2,6 @@
 
 #include "vox/outputqueue.h"
 
-#include <array>
 #include <atomic>
 #include <cerrno>
 #include <csignal>

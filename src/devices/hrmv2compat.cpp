@@ -42,14 +42,10 @@ VOXReply HRMv2Compat::handle(int cmd, const VOXMessage &request)
 
 bool HRMv2Compat::dispatch(const VOXMessage &request)
 {
-    if (!findHandler(request.cmd()))
-        return false;
-    m_motor.serve([&] {
-        VOXReply answer;
-        answerTo(request, &answer);
-        return m_motor.wanted(request, answer);
-    });
-    return true;
+    const Handler handler = findHandler(request.cmd());
+    if (handler)
+        m_motor.serve([&] { return m_motor.wanted(request, handler(*this, request)); });
+    return handler != nullptr;
 }
 
 bool HRMv2Compat::answerTo(const VOXMessage &request, VOXReply *answer)

@@ -16,10 +16,10 @@
 /// An emulated node that answers the commands which every node knows.
 ///
 /// Refuses with a NACK even if no acknowledgement was asked for; acknowledges only if asked to. The handlers,
-/// whose names end in Reply, return an answer to the sender of their request; dispatch() tells what has
-/// changed and then sends it. A slot of any of these signals may destroy the node, which then does not
-/// answer. A handler that a host calls directly emits its signals at once, and no slot may destroy the node
-/// meanwhile. Used on the thread that it lives on.
+/// whose names end in Reply, return an answer to the sender of their request; dispatch() emits the
+/// signals of what has changed and then sends it. A slot of any of these signals may destroy the node, which
+/// then does not answer. A handler that a host calls directly emits its signals at once, and no slot may
+/// destroy the node meanwhile. Used on the thread that it lives on.
 /// @ingroup devices
 class VOX_EXPORT KVRDevice : public VOXDevice
 {
@@ -76,8 +76,8 @@ public:
     void setGroupCount(int count);
     ///@}
 
-    /// Answers @p cmd with @p reply, byte for byte. An invalid @p reply means no answer at all. Only deaf
-    /// mode, and the commands that a subclass answers itself, are looked at before.
+    /// Answers @p cmd with @p reply, byte for byte. An invalid @p reply means no answer at all. Deaf mode,
+    /// and commands that a subclass answers itself, come first.
     void addCustomReply(KVR::Cmd cmd, const VOXMessage &reply);
     /// Has @p cmd answered as usual again.
     void removeCustomReply(KVR::Cmd cmd);
@@ -105,8 +105,8 @@ public:
     VOXReply dataTestReply(const VOXMessage &request) const;
 
 public Q_SLOTS:
-    /// Cut to 16 bytes. It is compared before that, so a longer label counts as a change each time that it is
-    /// set.
+    /// Cut to 16 bytes. The label is compared before it is cut, so a longer one counts as a change each
+    /// time that it is set.
     void setNodeLabel(const QByteArray &label);
     void dispatch(const VOXMessage &msg) override;
     ///@{
@@ -136,12 +136,13 @@ protected:
     bool isDeafTo(const VOXMessage &msg) const;
     /// An ACK, or no answer if none was asked for.
     VOXReply acknowledgement(const VOXMessage &request) const;
-    /// Made whether @p request asks for an acknowledgement or not. @p status may be a KVR::MotorNackStatus.
+    /// A NACK, even if @p request asks for no acknowledgement. @p status may be a KVR::MotorNackStatus.
     VOXReply nack(const VOXMessage &request, int status) const;
-    /// Does what @p msg asks for, which is heard, and gives the answer of dispatch(); invalid for no answer.
+    /// Does what @p msg asks for, and gives the answer that dispatch() sends; an invalid one is none. The
+    /// caller has asked isDeafTo().
     VOXMessage standardAnswer(const VOXMessage &msg);
-    /// Gives @p answer if the motors' rule sends it, else an invalid one. ACK and NACK are sent only if
-    /// @p request asks for an acknowledgement, data always.
+    /// @p answer if a motor sends it, else an invalid one. Motors send ACK and NACK only if @p request asks
+    /// for an acknowledgement, and data always.
     static VOXMessage wanted(const VOXMessage &request, const VOXReply &answer);
 
     /// Calls @p news, which only emits a signal, at once or when the last TellLater is gone. Keeps the order.

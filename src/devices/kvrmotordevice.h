@@ -54,7 +54,7 @@ public:
     unsigned char position();
     /// The pulse that the shaft has reached by now.
     unsigned short positionPulses() { return m_position.currentPosition(); }
-    /// Puts the shaft elsewhere; after a move it then drives on toward the old target.
+    /// Puts the shaft elsewhere. From there it drives to the target of its last move, even if that has ended.
     void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
     /// Puts the shaft at @p position, where it stays. A move that this ends is reported as an arrival.
     void restAt(unsigned short position);
@@ -105,7 +105,7 @@ public:
     unsigned char downSpeed() const { return m_downSpeed.value(); }
     unsigned char slowSpeed() const { return m_slowSpeed.value(); }
     ///@}
-    /// False, with nothing changed, if there is one that the product does not run at.
+    /// False, with nothing changed, if the product does not run at one of them.
     bool setRollingSpeeds(unsigned char up, unsigned char down, unsigned char slow);
     /// The direction is only reported: moves go the same way.
     KVRMotor::TurnDirection motorDirection() const { return m_turnDirection; }
@@ -140,7 +140,7 @@ public:
     Lock dctLock(int index) const { return m_dctLocks.value(index - 1); }
     /// False if there is no such lock.
     bool setDCTLock(int index, const Lock &lock);
-    /// Opens all locks. Their sources and priorities stay, and later requests still meet them.
+    /// Opens all locks. Their sources and priorities stay, and later requests need the priority.
     void resetLocks();
     /// Whether no lock is set.
     bool isDefaultLocks() const;
@@ -159,8 +159,8 @@ public:
 
     /// Moves for a duration in units of 10 ms, 0 standing for 255. Not held at the limits, which need not be
     /// set: a way up past pulse 0 wraps to a high target, as it does in the drive. Refuses with
-    /// NACK_NODE_IS_LOCKED, and unknown directions and speeds with NACK_BADMSG. dispatch() refuses it for a
-    /// locked motor before, so the status does not show that refusal.
+    /// NACK_NODE_IS_LOCKED, and unknown directions and speeds with NACK_BADMSG. If the motor is locked,
+    /// dispatch() refuses without calling this, and the status does not show that refusal.
     VOXReply ctrlMoveReply(const VOXMessage &request);
     /// Stops a locked motor, too.
     VOXReply ctrlStopReply(const VOXMessage &request) { return handle(KVR::CTRL_STOP, request); }

@@ -4,7 +4,6 @@
 
 using namespace VOXAnswer;
 
-// The two totals go as three bytes and leave the fourth 0, as the format has it.
 VOXReply KVRMotorDevice::diagReply(const VOXMessage &request)
 {
     const MotorDiagnosticData &counters = *m_diagnostic.constData();

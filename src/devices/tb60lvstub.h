@@ -6,7 +6,8 @@
 /// An emulated TB60LV: a low-voltage tubular motor for roller blinds, with soft start and stop and a torque
 /// limitation.
 ///
-/// Ramps and torque limitation are stored and reported, but do not change how the emulation moves.
+/// The ramps of SET_MOTOR_SOFT_START_STOP and the limitation of SET_TORQUE_LIMITATION are stored and
+/// reported, but do not change how the emulation moves.
 /// @ingroup devices
 class VOX_EXPORT TB60LVStub : public ProductStub
 {

@@ -54,7 +54,7 @@ protected:
     class VOX_BUS_EXPORT DeviceUse
     {
     public:
-        /// Stands inside those of @p bus that there are already.
+        /// Stands inside the ones that @p bus has already.
         explicit DeviceUse(Bus &bus);
         ~DeviceUse();
         Q_DISABLE_COPY_MOVE(DeviceUse)

@@ -7,7 +7,7 @@
 
 /// Pending calls in order, the oldest first. A call is in one queue at most.
 ///
-/// The calls themselves hold the links: nothing is allocated, and to append, to take and to remove take the
+/// The calls themselves hold the links: nothing is allocated, and appending or taking out a call takes the
 /// same time however many there are. Holds a reference to each of its calls. Used on the bus's thread.
 /// @ingroup framework
 class VOX_BUS_EXPORT BusCallQueue

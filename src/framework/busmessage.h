@@ -46,8 +46,8 @@ protected:
     /// Adopts @p data, which a subclass has created on the heap.
     explicit BusMessage(BusMessageData &data);
 
-    /// A new, unowned pending call for sending this message over @p bus, which may be null. If this message
-    /// is not prepared, the call sends a prepared copy.
+    /// A new pending call that sends this message over @p bus, which may be null; the caller takes it over.
+    /// If this message is not prepared, the call sends a prepared copy.
     virtual BusPendingCallData *createPendingCall(Bus *bus) const;
 
     /// What the copies share.

@@ -40,8 +40,8 @@ public:
     virtual BusMessageData *clone() const;
     /// Completes the bytes before they are sent, and marks them so.
     virtual void prepare();
-    /// A new, unowned pending call for sending @p message, which shares this data, over @p bus, which may be
-    /// null.
+    /// A new pending call that sends @p message over @p bus; the caller takes it over. @p message shares this
+    /// data. @p bus may be null.
     virtual BusPendingCallData *createPendingCall(const QSharedDataPointer<BusMessageData> &message,
                                                   Bus *bus) const;
 

@@ -36,8 +36,7 @@ public:
     virtual void setReply(const BusMessage &reply);
     /// The replies, in their order of arrival.
     virtual QList<BusMessage> replies() const;
-    /// Starts the time-out. The message has been written, and needs another @p delay milliseconds to be out
-    /// and across.
+    /// Starts the time-out. The message has been written, and arrives after another @p delay milliseconds.
     virtual void setMessageSent(unsigned int delay);
     /// Whether the call keeps collecting for a period, even if its message asks for no answer.
     virtual bool collectsReplies() const;

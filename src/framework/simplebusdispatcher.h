@@ -49,7 +49,7 @@ protected:
     /// Tries again to send.
     void timerEvent(QTimerEvent *event) override;
 
-    /// Milliseconds until a frame of @p length bytes that is being written is out and across.
+    /// Milliseconds from the write of a frame of @p length bytes until it has arrived.
     virtual unsigned int sentDelay(int length) const;
     /// A frame of ours is about to be written. Called once more, with zeros, if that fails.
     virtual void frameSent(int length, unsigned int busFreeDelay);

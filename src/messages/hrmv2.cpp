@@ -24,6 +24,6 @@ QString HRMv2::toString(unsigned char cmd)
 
 QMetaEnum HRMv2::CmdMetaEnum()
 {
-    static const QMetaEnum found = staticMetaObject.enumerator(staticMetaObject.indexOfEnumerator("Cmd"));
+    static const QMetaEnum found = QMetaEnum::fromType<Cmd>();
     return found;
 }

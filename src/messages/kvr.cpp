@@ -1,6 +1,6 @@
 #include "messages/kvr.h"
 
-#include "messages/kvrtable_p.h"
+#include "messages/kvrschema_p.h"
 #include "messages/voxmessage.h"
 
 #include <initializer_list>
@@ -8,15 +8,7 @@
 using namespace VOXCmdTable;
 
 namespace {
-constexpr int NackLength = 12;
-constexpr int StatusOffset = VOXMessage::HeaderLength;
 constexpr auto NotANack = static_cast<KVR::NackStatus>(-1);
-
-QMetaEnum metaEnum(const char *name)
-{
-    const QMetaObject &meta = KVR::staticMetaObject;
-    return meta.enumerator(meta.indexOfEnumerator(name));
-}
 
 QString firstName(std::initializer_list<QMetaEnum> enums, int value)
 {
@@ -68,9 +60,10 @@ bool KVR::isNack(const VOXMessage &message)
 
 KVR::NackStatus KVR::getNackReply(const VOXMessage &message)
 {
-    if (message.data().size() != NackLength || message.cmd() != NACK)
-        return NotANack;
-    return static_cast<NackStatus>(static_cast<unsigned char>(message.data().at(StatusOffset)));
+    NackStatus status = NotANack;
+    if (message.cmd() == NACK && message.data().size() == VOXSchema::frameLength<NACK>)
+        VOXSchema::take<NACK>(message, status);
+    return status;
 }
 
 QString KVR::toString(Cmd cmd)
@@ -89,30 +82,30 @@ QString KVR::toString(NackStatus status)
 
 QMetaEnum KVR::CmdMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("Cmd");
+    static const QMetaEnum found = QMetaEnum::fromType<Cmd>();
     return found;
 }
 
 QMetaEnum KVR::MotorCmdMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("MotorCmd");
+    static const QMetaEnum found = QMetaEnum::fromType<MotorCmd>();
     return found;
 }
 
 QMetaEnum KVR::DiagMetaEnum()
 {
-    static const QMetaEnum found = metaEnum("DiagCmd");
+    static const QMetaEnum found = QMetaEnum::fromType<DiagCmd>();
     return found;
 }
 
 QMetaEnum KVR::NackStatusEnum()
 {
-    static const QMetaEnum found = metaEnum("NackStatus");
+    static const QMetaEnum found = QMetaEnum::fromType<NackStatus>();
     return found;
 }
 
 QMetaEnum KVR::MotorNackStatusEnum()
 {
-    static const QMetaEnum found = metaEnum("MotorNackStatus");
+    static const QMetaEnum found = QMetaEnum::fromType<MotorNackStatus>();
     return found;
 }

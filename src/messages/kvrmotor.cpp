@@ -2,12 +2,12 @@
 
 QMetaEnum KVRMotor::AppModeMetaEnum()
 {
-    static const int index = staticMetaObject.indexOfEnumerator("AppMode");
-    return staticMetaObject.enumerator(index);
+    static const QMetaEnum found = QMetaEnum::fromType<AppMode>();
+    return found;
 }
 
 QMetaEnum KVRMotor::MotorStateEnum()
 {
-    static const int index = staticMetaObject.indexOfEnumerator("State");
-    return staticMetaObject.enumerator(index);
+    static const QMetaEnum found = QMetaEnum::fromType<State>();
+    return found;
 }

@@ -1,6 +1,6 @@
 #include "messages/kvrnack.h"
 
-#include "messages/voxdatawriter.h"
+#include "messages/kvrschema_p.h"
 
 KVRNack::KVRNack(const VOXNode &node, const VOXMessage &request, KVR::NackStatus status)
     : VOXReply(node, request, KVR::findCmd(KVR::NACK))
@@ -16,6 +16,6 @@ KVRNack::KVRNack(const VOXNode &node, unsigned int dest, KVR::NackStatus status)
 
 void KVRNack::finish(KVR::NackStatus status)
 {
-    VOXDataWriter(*this).writeUint8(static_cast<unsigned char>(status));
+    VOXSchema::put<KVR::NACK>(*this, status);
     prepare();
 }

@@ -29,20 +29,19 @@ QString nameOrUnknown(const QString &name, int value)
 
 QMetaEnum VOX::NodeTypeMetaEnum()
 {
-    static const int index = staticMetaObject.indexOfEnumerator("NodeType");
-    return staticMetaObject.enumerator(index);
+    static const QMetaEnum found = QMetaEnum::fromType<NodeType>();
+    return found;
 }
 
 QMetaEnum VOX::AddrTypeMetaEnum()
 {
-    static const int index = staticMetaObject.indexOfEnumerator("AddrType");
-    return staticMetaObject.enumerator(index);
+    static const QMetaEnum found = QMetaEnum::fromType<AddrType>();
+    return found;
 }
 
 QMetaEnum VOX::LockStatusMetaEnum()
 {
-    static const int index = staticMetaObject.indexOfEnumerator("LockStatus");
-    return staticMetaObject.enumerator(index);
+    return QMetaEnum();
 }
 
 VOX::NodeType VOX::getType(unsigned int addr)

@@ -5,21 +5,16 @@
 
 #include <QDebug>
 
-/// @addtogroup messages
-/// @{
-
-/// Debug output of a command as VOX::logText() has it. Reentrant.
+///@{
+/// Debug output of a command, a node type or an address, as VOX::logText() has it. Reentrant.
 ///
 /// No other header includes this one. With the two integer forms in scope, every unsigned number that is
 /// streamed to a QDebug is ambiguous. Call these two by name: operator<<(qDebug(), addr).
+/// @ingroup messages
 VOX_EXPORT QDebug operator<<(QDebug debug, unsigned char cmd);
-/// Likewise.
 VOX_EXPORT QDebug operator<<(QDebug debug, KVR::Cmd cmd);
-/// Likewise of a node type.
 VOX_EXPORT QDebug operator<<(QDebug debug, VOX::NodeType type);
-/// Likewise of an address.
 VOX_EXPORT QDebug operator<<(QDebug debug, unsigned int addr);
-
-/// @}
+///@}
 
 #endif

@@ -31,21 +31,14 @@ struct VOX_EXPORT VOXField
     class Range;
     struct Value;
 
-    ///@{
-    /// In order: the name; the kind; the width in bytes; the unit of a number, or an empty text; the number
-    /// that says that there is no value, or -1 if every number is a value.
-    const char *name;
-    Kind kind;
-    int width;
-    const char *unit = "";
-    int none = -1;
-    ///@}
-    ///@{
-    /// If the values of a number have names: the class that holds the enumeration, and its name there. Else
-    /// null and an empty text.
+    const char *name; ///< What tools call it.
+    Kind kind; ///< What its bytes mean.
+    int width; ///< In bytes.
+    const char *unit = ""; ///< Of a number; empty if it has none.
+    int none = -1; ///< The number that says that there is no value; -1 if every number is a value.
+    /// The class that holds the enumeration of the values of a number; null if these have no names.
     const QMetaObject *scope = nullptr;
-    const char *enumName = "";
-    ///@}
+    const char *enumName = ""; ///< The name of that enumeration; empty if there is none.
 
     /// Invalid if the values have no names.
     QMetaEnum enumeration() const;

@@ -5,7 +5,7 @@
 #include <algorithm>
 
 namespace {
-enum Offset { Command = 0, Control = 1, NodeTypes = 2, Source = 3, Destination = 6 };
+enum Offset { Command = 0, Control = VOXMessage::ControlOffset, NodeTypes = 2, Source = 3, Destination = 6 };
 
 constexpr unsigned char LowNibble = 0x0f;
 constexpr unsigned char HighNibble = 0xf0;

@@ -22,6 +22,8 @@ public:
     static constexpr int MinLength = HeaderLength + CheckLength;
     static constexpr int MaxLength = 31;
     ///@}
+    /// Where the control byte is.
+    static constexpr int ControlOffset = 1;
     /// The bits of the control byte that hold the length.
     static constexpr unsigned char LengthMask = 0x1f;
     ///@{

@@ -3,10 +3,6 @@
 #include "messages/voxcheckvalue.h"
 #include "messages/voxmessage.h"
 
-namespace {
-constexpr int ControlOffset = 1;
-}
-
 VOXMessageData *VOXMessageData::clone() const
 {
     return new VOXMessageData(*this);
@@ -24,7 +20,8 @@ bool VOXMessageData::complete(BusMessageData &data)
         return false;
     const int covered = bytes.size() - VOXMessage::CheckLength;
     const auto size = static_cast<std::size_t>(covered);
-    const bool isCRC = (static_cast<unsigned char>(bytes.at(ControlOffset)) & VOXMessage::CrcFlag) != 0;
+    const bool isCRC =
+        (static_cast<unsigned char>(bytes.at(VOXMessage::ControlOffset)) & VOXMessage::CrcFlag) != 0;
     const unsigned short check = isCRC ? VOXCheckValue::crc(bytes.constData(), size)
                                        : VOXCheckValue::checksum(bytes.constData(), size);
     bytes[covered] = static_cast<char>(check >> 8);

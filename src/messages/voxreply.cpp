@@ -1,21 +1,6 @@
 #include "messages/voxreply.h"
 
-#include "messages/voxmessagedata.h"
 #include "proxies/voxnode.h"
-
-namespace {
-class ReplyData : public VOXMessageData
-{
-public:
-    using VOXMessageData::VOXMessageData;
-
-    unsigned int busFreeDelay() const override { return m_busFreeDelay; }
-    ReplyData *clone() const override { return new ReplyData(*this); }
-
-private:
-    unsigned int m_busFreeDelay = 5;
-};
-}
 
 VOXReply::VOXReply() = default;
 
@@ -37,9 +22,8 @@ VOXReply::VOXReply(const VOXNode &node, unsigned int dest, const VOXCmdInfo &inf
 }
 
 VOXReply::VOXReply(const VOXNode &node, unsigned int dest, unsigned char cmd, unsigned char ctrl)
-    : VOXMessage(*new ReplyData(ctrl))
+    : VOXMessage(ctrl)
 {
-    setExtLen(ctrl);
     setCmd(cmd);
     setSrcAddr(node.addr(true));
     setDestAddr(dest);

@@ -165,6 +165,10 @@ constexpr Field<QByteArray, Member> bytes(const char *name, int width)
 }
 ///@}
 
+/// The length of a frame that holds the fields of @p Command and no more.
+template <auto Command>
+inline constexpr int frameLength = VOXMessage::MinLength + layout<Command>.width();
+
 /// The control byte of the frame that @p Command is sent in.
 template <auto Command>
 inline constexpr unsigned char sentLength = layout<Command>.length != 0
@@ -177,7 +181,7 @@ constexpr bool checkLayout()
 {
     static_assert(hasLayout<Command>, "a command without a layout");
     constexpr int frame = VOXCmdTable::findRow<Command>().size & VOXMessage::LengthMask;
-    constexpr bool fits = frame == VOXMessage::MinLength + layout<Command>.width();
+    constexpr bool fits = frame == frameLength<Command>;
     static_assert(fits || layout<Command>.length != 0,
                   "the layout does not fill the descriptor's frame: sentAs() says what is sent");
     static_assert(!fits || layout<Command>.length == 0,

@@ -2,10 +2,6 @@
 
 #include "proxies/voxrequest_p.h"
 
-namespace {
-constexpr unsigned int CollectionPeriodMs = 255;
-}
-
 KVRGroupProxy::KVRGroupProxy(unsigned int addr, Bus *bus, QObject *parent)
     : KVRGroupProxy(addr, VOX::GROUP, bus, parent)
 {
@@ -26,7 +22,7 @@ template <auto Command, typename... Values>
 BusPendingCall KVRGroupProxy::send(const Values &...values)
 {
     static const VOXCmdInfo info = KVR::findCmd(static_cast<unsigned char>(Command));
-    VOXCall message(info, addr(true), m_addrType, CollectionPeriodMs);
+    VOXCall message(info, addr(true), m_addrType, VOXCall::DefaultSharedTimeout);
     message.setAck(false);
     if (m_destNodeType != VOX::NODETYPE_ANY)
         message.setDestNodeType(m_destNodeType);

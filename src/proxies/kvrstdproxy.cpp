@@ -14,7 +14,7 @@ bool isCommand(const VOXMessage &message, KVR::Cmd cmd)
 template <auto Command>
 bool hasLength(const BusMessage &message)
 {
-    return message.data().size() == VOXMessage::MinLength + VOXSchema::layout<Command>.width();
+    return message.data().size() == VOXSchema::frameLength<Command>;
 }
 
 template <auto Command>

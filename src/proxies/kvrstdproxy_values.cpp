@@ -1,5 +1,6 @@
-#include "messages/kvrschema_p.h"
 #include "proxies/kvrstdproxy.h"
+
+#include "messages/kvrschema_p.h"
 
 #include <QStringList>
 

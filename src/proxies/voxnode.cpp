@@ -3,10 +3,6 @@
 #include "messages/voxmessage.h"
 #include "transport/voxbus.h"
 
-namespace {
-constexpr int TypeShift = 24;
-}
-
 VOXNode::VOXNode(unsigned int addr, Bus *bus, QObject *parent)
     : BusObject(bus, parent)
     , m_addr(addr)
@@ -35,7 +31,7 @@ bool VOXNode::hasSent(const BusMessage &frame) const
 
 void VOXNode::setType(VOX::NodeType type)
 {
-    m_addr = (m_addr & VOX::AddrMask) | static_cast<unsigned int>(type) << TypeShift;
+    m_addr = VOX::makeAddr(type, static_cast<int>(m_addr));
 }
 
 bool VOXNode::storeAddr(unsigned int addr)

@@ -1,7 +1,6 @@
 #include "transport/ptydevice_p.h"
 
 #include <QFile>
-#include <QPointer>
 #include <QSocketNotifier>
 
 #include <algorithm>

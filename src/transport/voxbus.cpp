@@ -7,7 +7,6 @@
 #include "transport/voxbuslog_p.h"
 
 #include <QAbstractEventDispatcher>
-#include <QThread>
 #include <QTimerEvent>
 
 #include <algorithm>

@@ -6,8 +6,6 @@
 #include <utility>
 
 namespace {
-constexpr int ControlOffset = 1;
-
 unsigned char byteAt(const QByteArray &bytes, int index)
 {
     return static_cast<unsigned char>(bytes.at(index));
@@ -22,9 +20,9 @@ VOXFrameCutter::VOXFrameCutter(int minBytes, std::function<unsigned char(unsigne
 
 int VOXFrameCutter::lengthAt(const QByteArray &line, int offset) const
 {
-    if (line.size() - offset <= ControlOffset)
+    if (line.size() - offset <= VOXMessage::ControlOffset)
         return 0;
-    const auto control = static_cast<unsigned char>(~byteAt(line, offset + ControlOffset));
+    const auto control = static_cast<unsigned char>(~byteAt(line, offset + VOXMessage::ControlOffset));
     return m_lengthOf ? m_lengthOf(control) : control & VOXMessage::LengthMask;
 }
 
@@ -56,7 +54,7 @@ VOXFrameCutter::Check VOXFrameCutter::check(const QByteArray &frame)
     const int covered = frame.size() - VOXMessage::CheckLength;
     const auto size = static_cast<std::size_t>(covered);
     Check check;
-    check.hasCrc = (byteAt(frame, ControlOffset) & VOXMessage::CrcFlag) != 0;
+    check.hasCrc = (byteAt(frame, VOXMessage::ControlOffset) & VOXMessage::CrcFlag) != 0;
     check.received = static_cast<unsigned short>(byteAt(frame, covered) << 8 | byteAt(frame, covered + 1));
     if (check.hasCrc)
         check.crc = VOXCheckValue::crc(frame.constData(), size);

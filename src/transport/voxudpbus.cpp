@@ -143,10 +143,7 @@ int VOXUdpBus::write(const QByteArray &frame)
                   static_cast<int>(frame.size()));
         return -1;
     }
-    // This shared copy keeps the bytes: the next frame uses the working buffer again, even from inside the
-    // write.
-    const QByteArray line = toLine(frame);
-    return writeLine(line);
+    return VOXBus::write(frame);
 }
 
 int VOXUdpBus::writeLine(const QByteArray &bytes)

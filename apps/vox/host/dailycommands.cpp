@@ -11,8 +11,6 @@
 
 #include <QJsonArray>
 
-#include <functional>
-
 namespace {
 constexpr int MaxWord = 0xffff;
 constexpr int MaxByte = 0xff;

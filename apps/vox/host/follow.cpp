@@ -34,7 +34,7 @@ QString stateOf(const Reading &reading)
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(reading.status.state)));
 }
 
-/// A text that says where a motor has come to rest that was sent elsewhere, and why, as far as it tells.
+/// Says where a motor rests that was sent to @p target, and why, as far as it tells.
 QString endOf(const Reading &reading, int target)
 {
     const auto source =

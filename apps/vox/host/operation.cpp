@@ -66,12 +66,11 @@ bool readFlag(const QString &text, QVariant *value, QString *expected)
 
 bool readAddr(const QString &text, QVariant *value, QString *expected)
 {
-    constexpr uint MaxAddr = 0xffffff;
     bool isNumber = false;
     const uint addr = text.toUInt(&isNumber, 16);
     *value = addr;
     *expected = QStringLiteral("an address of up to six hexadecimal digits");
-    return isNumber && addr <= MaxAddr;
+    return isNumber && addr <= VOX::AddrMask;
 }
 
 bool readBytes(const QString &text, int most, QVariant *value, QString *expected)

@@ -3,6 +3,7 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "messages/voxfield.h"
+#include "vox/line/lineitem.h"
 
 #include <QMap>
 #include <QStringList>
@@ -17,11 +18,6 @@ constexpr int LastCommand = 0xff;
 QString hex(int value)
 {
     return QStringLiteral("%1").arg(value, 2, 16, QLatin1Char('0'));
-}
-
-QString nameOf(unsigned char cmd)
-{
-    return KVR::findCmd(cmd).isValid() ? VOX::toString(cmd) : HRMv2::toString(cmd);
 }
 
 /// The enumerations that fields use, by name.
@@ -87,7 +83,7 @@ QString section(const QString &title, const Table &table)
             fields += describe(field);
         text += QStringLiteral("| %1 | `%2` | %3 | %4 | %5 | %6 |\n")
                     .arg(hex(id), nameOf(id))
-                    .arg(info.size() & 0x1f)
+                    .arg(info.size() & VOXMessage::LengthMask)
                     .arg(addressing(info.options()),
                          info.reply() == 0 ? QString() : QStringLiteral("`%1`").arg(nameOf(info.reply())),
                          fields.join(QStringLiteral("; ")));
@@ -126,11 +122,14 @@ QByteArray commandPage()
                        "little-endian. `vox call`, `vox\n"
                        "monitor` and the dissector in `share/wireshark` read the table that this page is "
                        "made from. The frame's length\n"
-                       "is in bytes, header and check value included; where the data listed needs another "
-                       "length, that is what travels.\n"
-                       "What the frames of the older generation hold is not listed. `vox call ADDRESS "
-                       "OPERATION` without arguments names\n"
-                       "those that an operation wants; `setNodeDiscovery true` sends 0, on purpose.\n");
+                       "is in bytes, header and check value included. An answer whose data needs another "
+                       "length is sent with that length;\n"
+                       "only `POST_NETWORK_STAT` and the two totals end in bytes without a meaning. The "
+                       "data of the older generation is\n"
+                       "not listed.\n\n"
+                       "The operation that sends `CTRL_MOVETO` is `ctrlMoveTo`, and so on. `vox call "
+                       "ctrlMoveTo --help` shows its\n"
+                       "arguments. `setNodeDiscovery true` sends 0, on purpose.\n");
     page += section(QStringLiteral("Every node"), KVR::cmds());
     page += section(QStringLiteral("Motors"), KVR::motorCmds());
     page += section(QStringLiteral("Counters of motors"), KVR::diagCmds());

@@ -28,13 +28,6 @@ QString hex(const QByteArray &bytes)
     return QString::fromLatin1(bytes.toHex(' ').toUpper());
 }
 
-/// The name of @p cmd. The older command set has names where the current one has none.
-QString nameOf(unsigned char cmd)
-{
-    const QString name = VOX::toString(cmd);
-    return name.isEmpty() || !KVR::findCmd(cmd).isValid() ? HRMv2::toString(cmd) : name;
-}
-
 QString commandOf(const VOXMessage &frame)
 {
     const QString name = nameOf(frame.cmd());
@@ -77,6 +70,11 @@ QString ends(const VOXMessage &frame)
     return QStringLiteral("%1 > %2").arg(VOX::toString(frame.srcAddr(false)),
                                          VOX::toString(frame.destAddr(false)));
 }
+}
+
+QString nameOf(unsigned char cmd)
+{
+    return KVR::findCmd(cmd).isValid() ? VOX::toString(cmd) : HRMv2::toString(cmd);
 }
 
 QByteArray inverted(QByteArray bytes)

@@ -38,6 +38,8 @@ struct LineItem
     VOXMessage frame;
 };
 
+/// The name of @p cmd in the current command set, or else in the older one; empty if neither has it.
+QString nameOf(unsigned char cmd);
 /// The frame of @p bytes turned between line form and logical form.
 QByteArray inverted(QByteArray bytes);
 

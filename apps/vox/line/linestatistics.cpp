@@ -9,7 +9,6 @@
 #include <algorithm>
 #include <cmath>
 #include <iterator>
-#include <utility>
 
 namespace {
 constexpr double NsPerMs = 1e6;

@@ -1,7 +1,6 @@
 #include "vox/line/monitorcommand.h"
 
 #include "messages/hrmv2.h"
-#include "messages/kvr.h"
 #include "messages/vox.h"
 #include "transport/voxbusurl.h"
 #include "vox/command.h"

@@ -23,7 +23,8 @@ std::FILE *openFile(const QString &name, const char *mode)
     return std::fopen(QFile::encodeName(name).constData(), mode);
 }
 
-// A classic capture has 32 bits without a sign for each; libpcap takes half of all seconds for negative.
+// In a classic capture, each of the two numbers has 32 bits without a sign. libpcap reads seconds with a
+// sign.
 qint64 timeNs(const timeval &time)
 {
     return static_cast<quint32>(time.tv_sec) * NsPerSecond + static_cast<quint32>(time.tv_usec);
