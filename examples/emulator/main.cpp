@@ -29,7 +29,8 @@ private:
     {
         static const DataSheet sheet = [] {
             DataSheet filled;
-            filled.type = VOX::NODETYPE_QM60;
+            // None of the types stands for it, and so no frame that is for one type only reaches it.
+            filled.type = VOX::NODETYPE_ANY;
             filled.pulsesPerRound = 200;
             // Least, most, as delivered.
             filled.ranges.rollingSpeed = {5, 30, 30};

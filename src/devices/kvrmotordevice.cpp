@@ -91,6 +91,7 @@ void KVRMotorDevice::setRanges(const Ranges &ranges)
     m_dctLocks.resize(ranges.dctLocks);
     m_appModes = ranges.appModes;
     m_appMode = defaultAppMode();
+    m_tilts = ranges.tilts;
 }
 
 void KVRMotorDevice::restAt(unsigned short position)
@@ -110,6 +111,14 @@ unsigned char KVRMotorDevice::angle()
 {
     const TellLater untilDone(*this);
     return isMoving() || m_appMode == KVRMotor::ROLLER ? None : m_angle;
+}
+
+void KVRMotorDevice::setAngle(unsigned char angle)
+{
+    if (m_angle == angle)
+        return;
+    m_angle = angle;
+    tell([this, angle] { Q_EMIT angleChanged(angle); });
 }
 
 unsigned char KVRMotorDevice::toPct(unsigned short pulses) const

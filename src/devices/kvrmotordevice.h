@@ -58,8 +58,12 @@ public:
     void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
     /// Puts the shaft at @p position, where it stays. A move that this ends is reported as an arrival.
     void restAt(unsigned short position);
-    /// The tilt angle; 255 while moving, and for a roller.
+    ///@{
+    /// The tilt angle; at first 0. 255 stands for an unknown one, and is all that is told while moving and by
+    /// a roller, which keep the angle. Setting it moves nothing.
     unsigned char angle();
+    void setAngle(unsigned char angle);
+    ///@}
     ///@{
     /// Where the present move began, and where it ends; both are the position itself at rest.
     unsigned short startPos() const { return m_position.startPos(); }
@@ -164,8 +168,9 @@ public:
     VOXReply ctrlMoveReply(const VOXMessage &request);
     /// Stops a locked motor, too.
     VOXReply ctrlStopReply(const VOXMessage &request) { return handle(KVR::CTRL_STOP, request); }
-    /// A pulse or a percentage is taken as it is, also beyond the down limit. Refuses with
-    /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
+    /// A pulse or a percentage is taken as it is, also beyond the down limit. The tilt is taken at once, and
+    /// told once the motor rests, if the product tilts and is no roller; 255 keeps the present one. Refuses
+    /// with NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, and an unknown function with
     /// NACK_BADMSG.
     VOXReply ctrlMoveToReply(const VOXMessage &request) { return handle(KVR::CTRL_MOVETO, request); }
     /// Jogs by 10 to 1000 pulses, or by 10 to 1000 units of 10 ms that slowSpeed() turns into as many pulses,
@@ -262,6 +267,9 @@ Q_SIGNALS:
     /// status() may be further on than @p status: a move to where the motor stands first reports that it
     /// runs.
     void statusChanged(const KVRMotor::Status &status);
+    /// Emitted once for each change of the angle that is kept, before statusChanged() of the move that brings
+    /// it. A move or an app mode that hides the angle, or shows it again, changes none.
+    void angleChanged(unsigned char angle);
 
 protected:
     /// The settings with which a product is made.
@@ -281,6 +289,8 @@ protected:
         ///@}
         /// The first is the default; a motor that supports none is a roller for good.
         QVector<KVRMotor::AppMode> appModes;
+        /// Whether CTRL_MOVETO sets the tilt angle, except of a roller. If not, its tilt is ignored.
+        bool tilts = false;
     };
     /// For the constructor of a product. Puts each setting to its default, without a signal.
     void setRanges(const Ranges &ranges);
@@ -346,7 +356,7 @@ private:
     VOXReply ctrlMoveUnlessLocked(const VOXMessage &request);
     VOXReply handleMove(const VOXMessage &request, quint8 function, quint8 duration, quint8 selector);
     VOXReply handleStop(const VOXMessage &request);
-    VOXReply handleMoveTo(const VOXMessage &request, quint8 function, quint16 value);
+    VOXReply handleMoveTo(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt);
     VOXReply handleMoveOf(const VOXMessage &request, quint8 function, quint16 value);
     VOXReply handleWink(const VOXMessage &request);
     VOXReply handleAppMode(const VOXMessage &request, quint8 mode);
@@ -363,6 +373,7 @@ private:
     VOXReply changeNetworkLock(const VOXMessage &request, quint8 function, quint16 value, quint8 priority);
 
     VOXReply go(const VOXMessage &request, unsigned short target, unsigned char speed = 0);
+    VOXReply goAndTilt(const VOXMessage &request, unsigned short target, unsigned char tilt);
     VOXReply jog(const VOXMessage &request, KVRMotor::Direction direction, unsigned int pulses);
     unsigned int pulsesIn(unsigned int duration, unsigned char speed) const;
     unsigned short nearestLimit();
@@ -391,6 +402,7 @@ private:
     KVRMotor::AppMode m_appMode = KVRMotor::ROLLER;
     unsigned int m_timeScale = 1;
     unsigned char m_angle = 0;
+    bool m_tilts = false;
 };
 
 #endif

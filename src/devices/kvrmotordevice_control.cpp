@@ -35,6 +35,14 @@ VOXReply KVRMotorDevice::go(const VOXMessage &request, unsigned short target, un
     return acknowledgement(request);
 }
 
+VOXReply KVRMotorDevice::goAndTilt(const VOXMessage &request, unsigned short target, unsigned char tilt)
+{
+    const TellLater untilDone(*this);
+    if (m_tilts && m_appMode != KVRMotor::ROLLER && tilt != None)
+        setAngle(tilt);
+    return go(request, target);
+}
+
 VOXReply KVRMotorDevice::handleMove(const VOXMessage &request, quint8 function, quint8 duration,
                                     quint8 selector)
 {
@@ -63,21 +71,22 @@ VOXReply KVRMotorDevice::handleStop(const VOXMessage &request)
     return acknowledgement(request);
 }
 
-VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function, quint16 value)
+VOXReply KVRMotorDevice::handleMoveTo(const VOXMessage &request, quint8 function, quint16 value, quint8 tilt)
 {
     switch (function) {
     case KVRMotor::MOVETO_DOWN_LIMIT:
-        return go(request, downLimit());
+        return goAndTilt(request, downLimit(), tilt);
     case KVRMotor::MOVETO_UP_LIMIT:
-        return go(request, upLimit());
+        return goAndTilt(request, upLimit(), tilt);
     case KVRMotor::MOVETO_IP: {
         const unsigned short target = motorIP(static_cast<unsigned char>(value));
-        return target == UnsetPosition ? nack(request, KVR::NACK_IP_NOT_SET) : go(request, target);
+        return target == UnsetPosition ? nack(request, KVR::NACK_IP_NOT_SET)
+                                       : goAndTilt(request, target, tilt);
     }
     case KVRMotor::MOVETO_PULSES:
-        return go(request, value);
+        return goAndTilt(request, value, tilt);
     case KVRMotor::MOVETO_PERCENT:
-        return go(request, static_cast<unsigned short>(downLimit() * unsigned{value} / Percent));
+        return goAndTilt(request, static_cast<unsigned short>(downLimit() * unsigned{value} / Percent), tilt);
     default:
         return nack(request, KVR::NACK_BADMSG);
     }

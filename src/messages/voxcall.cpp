@@ -80,6 +80,18 @@ void VOXCall::setReplyCount(short count)
         own->setReplyCount(count);
 }
 
+VOXCall::Matching VOXCall::matching() const
+{
+    const VOXCallData *own = callData();
+    return own ? own->matching() : AnyNode;
+}
+
+void VOXCall::setMatching(Matching matching)
+{
+    if (VOXCallData *own = callData())
+        own->setMatching(matching);
+}
+
 void VOXCall::setTimeout(unsigned int timeout)
 {
     if (VOXCallData *own = callData())

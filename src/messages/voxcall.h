@@ -15,6 +15,18 @@ class VOXCallData;
 class VOX_EXPORT VOXCall : public VOXMessage
 {
 public:
+    /// Which frames that are addressed to a call's source answer it.
+    enum Matching : unsigned char {
+        /// The reply that is named, any command if none is; a NACK; an ACK if the call has the ack flag. The
+        /// sender is not compared.
+        AnyNode,
+        /// Strict: the reply that is named, a NACK, or an ACK if the call has the ack flag, from the node
+        /// that
+        /// was asked, by 24 bits of its address. A group or broadcast call takes them from any node but the
+        /// host.
+        AskedNode
+    };
+
     /// The default for a call to one node.
     static constexpr unsigned int DefaultTimeout = 200;
     /// The default for a group or broadcast call.
@@ -41,6 +53,11 @@ public:
     /// until its time is over.
     short replyCount() const;
     void setReplyCount(short count);
+    ///@}
+    ///@{
+    /// AnyNode unless set. Copies made before keep theirs.
+    Matching matching() const;
+    void setMatching(Matching matching);
     ///@}
     /// The time counts from when the frame is out. For a group or broadcast call it starts anew with each
     /// reply.

@@ -8,15 +8,23 @@ namespace {
 constexpr int ControlOffset = 1;
 constexpr int NodeTypesOffset = 2;
 constexpr int SourceOffset = 3;
+constexpr int DestinationOffset = 6;
+
+unsigned int addrAt(const QByteArray &frame, int offset)
+{
+    unsigned int addr = 0;
+    if (frame.size() >= VOXMessage::HeaderLength)
+        VOX::voxtoh(reinterpret_cast<const unsigned char *>(frame.constData()) + offset, addr);
+    return addr;
+}
 
 unsigned int sourceOf(const QByteArray &frame)
 {
     if (frame.size() < VOXMessage::HeaderLength)
         return 0;
-    const auto *bytes = reinterpret_cast<const unsigned char *>(frame.constData());
-    unsigned int addr = 0;
-    VOX::voxtoh(bytes + SourceOffset, addr);
-    return VOX::makeAddr(static_cast<VOX::NodeType>(bytes[NodeTypesOffset] >> 4), static_cast<int>(addr));
+    const int types = static_cast<unsigned char>(frame.at(NodeTypesOffset));
+    return VOX::makeAddr(static_cast<VOX::NodeType>(types >> 4),
+                         static_cast<int>(addrAt(frame, SourceOffset)));
 }
 }
 
@@ -59,8 +67,18 @@ bool VOXCallData::isReply(const BusMessage &message) const
     if (frame.data().size() < VOXMessage::MinLength)
         return false;
     const unsigned char cmd = frame.cmd();
-    const bool fits = m_reply == 0 || cmd == m_reply || cmd == KVR::NACK || (cmd == KVR::ACK && isAck());
-    return fits && isForMe(frame);
+    const bool isStrict = m_matching == VOXCall::AskedNode;
+    const bool isExpected = m_reply == 0 ? !isStrict : cmd == m_reply;
+    const bool fits = isExpected || cmd == KVR::NACK || (cmd == KVR::ACK && isAck());
+    return fits && isForMe(frame) && (!isStrict || isFromAsked(frame));
+}
+
+bool VOXCallData::isFromAsked(const VOXMessage &message) const
+{
+    const unsigned int sender = message.srcAddr(false);
+    if (VOXMessage::addrType(bytes()) != VOX::P2P)
+        return sender != (VOX::HostAddr & VOX::AddrMask);
+    return sender == addrAt(bytes(), DestinationOffset);
 }
 
 bool VOXCallData::isForMe(const VOXMessage &message) const

@@ -1,9 +1,8 @@
 #ifndef VOX_MESSAGES_VOXCALLDATA_H
 #define VOX_MESSAGES_VOXCALLDATA_H
 
+#include <vox/messages/voxcall.h>
 #include <vox/messages/voxmessagedata.h>
-
-class VOXMessage;
 
 /// The data of a call beside its frame: how long to wait, for which reply, and for how many. Hosts use
 /// VOXCall.
@@ -23,7 +22,7 @@ public:
 
     /// A frame answers the call if it is addressed to the call's source and is the reply, a NACK, or an ACK
     /// where the call asks for one. With the reply id 0, any command fits. The sender of the frame is not
-    /// compared, on purpose.
+    /// compared, on purpose, unless matching() is VOXCall::AskedNode.
     bool isReply(const BusMessage &message) const override;
     bool hasReply() const override;
     unsigned int busFreeDelay() const override { return m_busFreeDelay; }
@@ -37,8 +36,10 @@ public:
     /// As in VOXCall.
     unsigned char reply() const { return m_reply; }
     short replyCount() const { return m_replyCount; }
+    VOXCall::Matching matching() const { return m_matching; }
     void setReply(unsigned char reply) { m_reply = reply; }
     void setReplyCount(short count) { m_replyCount = count; }
+    void setMatching(VOXCall::Matching matching) { m_matching = matching; }
     void setTimeout(unsigned int timeout) { m_timeout = timeout; }
     void setBusFreeDelay(unsigned char delay) { m_busFreeDelay = delay; }
     ///@}
@@ -50,10 +51,13 @@ protected:
     bool isForMe(const VOXMessage &message) const;
 
 private:
+    bool isFromAsked(const VOXMessage &message) const;
+
     unsigned int m_timeout;
     short m_replyCount = -1;
     unsigned char m_reply;
     unsigned char m_busFreeDelay = DefaultBusFreeDelay;
+    VOXCall::Matching m_matching = VOXCall::AnyNode;
 };
 
 #endif

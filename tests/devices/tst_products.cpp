@@ -4,6 +4,7 @@
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
 #include "messages/hrmv2.h"
+#include "messages/kvrack.h"
 #include "support/columns.h"
 #include "support/timers.h"
 #include "support/wire.h"
@@ -23,6 +24,7 @@ private Q_SLOTS:
     void legacyTargets();
     void counters();
     void mirroring();
+    void tilt();
 };
 
 namespace {
@@ -50,6 +52,32 @@ struct Legacy : HRMv2Stub
     }
 };
 
+/// A product of one's own, which tilts, and acknowledges a wink without one.
+struct Blind : ProductStub
+{
+    Blind(unsigned int addr, VOXBus *bus)
+        : ProductStub(dataSheet(), addr, bus, nullptr)
+    {
+    }
+    bool answerOwn(const VOXMessage &request, VOXReply *answer) override
+    {
+        *answer = KVRAck(*this, request);
+        return request.cmd() == KVR::CTRL_WINK;
+    }
+    static const DataSheet &dataSheet()
+    {
+        static const Ranges ranges = {{10, 60, 10},
+                                      {10, 60, 10},
+                                      {1, 65534, UnsetPosition},
+                                      2,
+                                      2,
+                                      {KVRMotor::VENETIAN, KVRMotor::ROLLER},
+                                      true};
+        static const DataSheet sheet = {VOX::NODETYPE_ANY, 100, ranges, {}};
+        return sheet;
+    }
+};
+
 template <typename Node>
 KVRDevice *make(VOXBus *bus)
 {
@@ -70,6 +98,7 @@ const QMap<QByteArray, Product> Products = {
     {"MARLO", {make<MarloStub>, 6, "128 105 105 105 64 64767 16 1 2", "14 18 24 28"}},
     {"TB60LV", {make<TB60LVStub>, 8, "1686 25 25 15 1686 64767 16 1 0", "14 18 24 28 B6"}},
     {"MOTOR", {make<Motor>, 0, "100 10 10 10 1 65534 2 2 0", "14 18 24 28"}},
+    {"BLIND", {make<Blind>, 0, "100 10 10 10 1 65534 2 2 1", "14 18 24 28"}},
     {"NODE", {make<KVRDevice>, 0, {}, {}}},
     {"HRMV2", {make<Legacy>, 0, {}, {}}},
 };
@@ -399,6 +428,37 @@ void tst_Products::mirroring()
     // No tilt in motion.
     QCOMPARE(list(curtain.motor().angle(), curtain.say("0C").mid(12, 2)), list(255, QByteArray("FF")));
     QCOMPARE(curtain.holds("11 04 00 6400 > 6F 26"), QByteArray());
+}
+
+// A product that says so takes the tilt of moves that it accepts, asked for an answer or not. Others, and
+// rollers, take none.
+void tst_Products::tilt()
+{
+    for (const QByteArray modes : {"MARLO:", "MOTOR:10 01 > 7F,"}) {
+        Net other(modes.left(5));
+        QCOMPARE(other.holds(modes.mid(6) + Limits + "03 01 0000 1E > 7F, 0C > 0D 0000 00 00 FF"),
+                 QByteArray());
+    }
+    Net net("BLIND");
+    const QSignalSpy angles(&net.motor(), &KVRMotorDevice::angleChanged);
+    const QByteArray taken = "03 01 0000 07 > 6F 22, 0C > 0D FFFF FF 00 FF," + Limits
+        + "03 01 0000 1E > 7F, 0C > 0D 0000 00 1E FF, 03 01 0000 FF > 7F, 03 02 0200 07 > 6F 23,"
+          "03 05 0000 07 > 6F 10, 04 06 0000 07 > 7F, 02 07 > 7F, 0C > 0D 0000 00 1E FF,"
+          "-03 03 0000 FE >, 0C > 0D 0000 00 FE FF, -05 >, 05 > 7F, 0E > 0F 00 FF 00 00";
+    const QByteArray hidden = ", 10 00 > 7F, 03 01 0000 07 > 7F, 0C > 0D 0000 00 FF FF, 10 01 > 7F,"
+                              "06 00 0000 05 > 7F, 03 01 0000 07 > 6F 20, 0C > 0D 0000 00 FE FF,"
+                              "06 05 0000 05 > 7F, 03 00 0000 00 > 7F";
+    QCOMPARE(net.holds(taken + hidden), QByteArray());
+    QTRY_VERIFY(net.motor().isMoving());
+    QCOMPARE(list(net.motor().angle(), net.say("0C").mid(12, 2)), list(255, QByteArray("FF")));
+    net.motor().restAt(5);
+    QCOMPARE(net.motor().angle(), uchar(0));
+    net.motor().setAngle(9);
+    net.motor().setAngle(9);
+    QCOMPARE(net.holds("0C > 0D 0500 00 09 FF"), QByteArray());
+    QCOMPARE(list(angles.size(), angles[0][0].toInt(), angles[1][0].toInt(), angles[2][0].toInt(),
+                  angles[3][0].toInt()),
+             list(4, 0x1E, 0xFE, 0, 9));
 }
 
 QTEST_GUILESS_MAIN(tst_Products)

@@ -78,33 +78,60 @@ void tst_VOXCall::frames()
 
 void tst_VOXCall::matching_data()
 {
-    const auto row = columns<BusMessage, BusMessage, bool>("call", "answer", "matches");
-    const VOXCall query(info(0x40), HostAddr, 0x123456, 0);
-    const VOXCall order(info(0x05), HostAddr, 0x123456, 0);
-    const VOXCall group(info(0x40), 0x06000123, VOX::GROUP, 0);
-    const VOXCall fromNode(info(0x40), 0x08000007, 0x123456, 0);
-    row("the reply", query, frame("60", HostAddr), true);
-    row("a NACK", query, frame("6F 01", HostAddr), true);
-    row("an ACK, which was asked for", query, frame("7F", HostAddr), true);
-    row("another command", query, frame("61 00000000", HostAddr), false);
-    row("to the address without its type", query, frame("60", 0x010000), true);
-    row("to the address with another type", query, frame("60", 0x02010000), false);
-    row("to another address", query, frame("60", 0x0F010001), false);
-    row("to a caller that is no host", fromNode, frame("60", 0x08000007), true);
-    row("to a host in its place", fromNode, frame("60", 0x0F000007), false);
-    row("ten bytes", query, BusMessage(answer("60").left(10)), false);
-    row("no reply named: any command", order, frame("75 00", HostAddr), true);
-    row("a group answers to its own number", group, frame("60", 0x0F000123), true);
-    row("and not to the host", group, frame("60", HostAddr), false);
-    row("an ACK that was not asked for", group, frame("7F", 0x0F000123), false);
-    row("a NACK from a group", group, frame("6F 10", 0x000123), true);
+    const auto row = columns<BusMessage, BusMessage, bool, bool>("call", "answer", "plain", "strict");
+    const unsigned int node = 0x123456, other = 0x123457, group = 0x0F000123;
+    const auto from = [](unsigned int source, const QByteArray &words, unsigned int dest = HostAddr) {
+        VOXMessage message = frame(words, dest);
+        message.setSrcAddr(source);
+        return message;
+    };
+    const VOXCall query(info(0x40), HostAddr, node, 0), order(info(0x05), HostAddr, node, 0);
+    VOXCall quiet(query), asking(order);
+    quiet.setAck(false);
+    asking.setAck(true);
+    const VOXCall typed(info(0x40), HostAddr, 0x08123456, 0), fromNode(info(0x40), 0x08000007, node, 0);
+    const VOXCall shared(info(0x40), 0x06000123, VOX::GROUP, 0), all(info(0x40), HostAddr, VOX::BCAST, 0);
+    row("the reply", query, from(node, "60"), true, true);
+    row("a NACK", query, from(node, "6F 01"), true, true);
+    row("an ACK, which was asked for", query, from(node, "7F"), true, true);
+    row("an ACK that was not asked for", quiet, from(node, "7F"), false, false);
+    row("another command", query, from(node, "61 00000000"), false, false);
+    row("to the address without its type", query, from(node, "60", 0x010000), true, true);
+    row("to the address with another type", query, from(node, "60", 0x02010000), false, false);
+    row("to another address", query, from(node, "60", 0x0F010001), false, false);
+    row("to a caller that is no host", fromNode, from(node, "60", 0x08000007), true, true);
+    row("to a host in its place", fromNode, from(node, "60", 0x0F000007), false, false);
+    row("ten bytes", query, BusMessage(answer("60").left(10)), false, false);
+    row("from a node that was asked without its type", query, from(0x08123456, "60"), true, true);
+    row("from a node that was asked as another type", typed, from(0x02123456, "60"), true, true);
+    row("the reply of another node", query, from(other, "60"), true, false);
+    row("another node's of the same type", typed, from(0x08113456, "60"), true, false);
+    row("the NACK of another node", query, from(other, "6F 01"), true, false);
+    row("the ACK of another node", query, from(other, "7F"), true, false);
+    row("no reply named: any command", order, from(node, "75 00"), true, false);
+    row("no reply named: command 0", order, from(node, "00"), true, false);
+    row("no reply named: a NACK", order, from(node, "6F 10"), true, true);
+    row("no reply named: an ACK that was not asked for", order, from(node, "7F"), true, false);
+    row("no reply named: an ACK", asking, from(node, "7F"), true, true);
+    row("no reply named: the ACK of another node", asking, from(other, "7F"), true, false);
+    row("a group answers to its own number", shared, from(node, "60", group), true, true);
+    row("and not to the host", shared, from(node, "60"), false, false);
+    row("an ACK to a group that did not ask", shared, from(node, "7F", group), false, false);
+    row("a NACK from a group", shared, from(other, "6F 10", 0x000123), true, true);
+    row("from the host to its own group", shared, from(HostAddr, "60", group), true, false);
+    row("from any node to everyone's caller", all, from(other, "60"), true, true);
+    row("from the host, without its type, to itself", all, from(0x010000, "60"), true, false);
 }
 
 void tst_VOXCall::matching()
 {
     QFETCH(BusMessage, call);
     QFETCH(BusMessage, answer);
-    QTEST(call.sharedData().isReply(answer), "matches");
+    const auto &plain = dynamic_cast<const VOXCallData &>(call.sharedData());
+    const std::unique_ptr<VOXCallData> strict(plain.clone());
+    strict->setMatching(VOXCall::AskedNode);
+    QTEST(strict->isReply(answer), "strict");
+    QTEST(plain.isReply(answer), "plain");
 }
 
 void tst_VOXCall::settersCopyOnWrite()
@@ -115,21 +142,24 @@ void tst_VOXCall::settersCopyOnWrite()
     second.setReply(0x60);
     second.setReplyCount(3);
     second.setBusFreeDelay(7);
+    second.setMatching(VOXCall::AskedNode);
     // A frame that is changed through another class is still this call.
     VOXMessage slice(second);
     slice.setAck(true);
     const auto fields = [](const BusMessage &call) {
         const auto &data = dynamic_cast<const VOXCallData &>(call.sharedData());
-        return QList<int>{int(data.timeout()), data.reply(), data.replyCount(), int(data.busFreeDelay())};
+        return QList<int>{int(data.timeout()), data.reply(), data.replyCount(), int(data.busFreeDelay()),
+                          data.matching()};
     };
-    QCOMPARE(fields(first), QList<int>({200, 0, -1, 10}));
-    QCOMPARE(fields(slice), QList<int>({9, 0x60, 3, 7}));
+    QCOMPARE(fields(first), QList<int>({200, 0, -1, 10, 0}));
+    QCOMPARE(fields(slice), QList<int>({9, 0x60, 3, 7, 1}));
     QCOMPARE(list(first.sharedData().hasReply(), second.sharedData().hasReply()), list(false, true));
     // And a foreign frame in a call has none of its fields.
     VOXCall hollow(first);
     static_cast<BusMessage &>(hollow) = frame("02", 1);
     hollow.setReply(3);
-    QCOMPARE(int(hollow.reply()), 0);
+    hollow.setMatching(VOXCall::AskedNode);
+    QCOMPARE(list(int(hollow.reply()), hollow.matching()), list(0, VOXCall::AnyNode));
 }
 
 void tst_VOXCall::replies()
