@@ -9,8 +9,6 @@ using namespace VOXAnswer;
 namespace {
 constexpr unsigned int FullTravel = 255;
 
-enum PositionFunction { ToUpLimit = 1, ToDownLimit = 2, Stop = 3, ToIP = 4, ToPulses = 8, ToFraction = 16 };
-
 /// A function that no motor knows.
 constexpr quint8 NoFunction = 255;
 }
@@ -86,14 +84,14 @@ VOXReply HRMv2Compat::handleMotorIP(const VOXMessage &request, quint8 index, qui
 VOXReply HRMv2Compat::handlePosition(const VOXMessage &request, quint8 function, quint16 value)
 {
     switch (function) {
-    case ToUpLimit:
+    case HRMv2::POSITION_UP_LIMIT:
         return m_motor.go(request, m_motor.upLimit());
-    case ToDownLimit:
+    case HRMv2::POSITION_DOWN_LIMIT:
         return m_motor.go(request, m_motor.downLimit());
-    case Stop:
+    case HRMv2::POSITION_STOP:
         m_motor.stopMoving();
         return m_motor.acknowledgement(request);
-    case ToIP: {
+    case HRMv2::POSITION_IP: {
         // The value is not cut to a byte first: 256 is no position, and 65535 is not the one before the
         // first.
         const bool isSlot = value < m_motor.motorIPCount();
@@ -102,9 +100,9 @@ VOXReply HRMv2Compat::handlePosition(const VOXMessage &request, quint8 function,
         return target == KVRMotorDevice::UnsetPosition ? m_motor.nack(request, KVR::NACK_IP_NOT_SET)
                                                        : m_motor.go(request, target);
     }
-    case ToPulses:
+    case HRMv2::POSITION_PULSES:
         return m_motor.go(request, value);
-    case ToFraction:
+    case HRMv2::POSITION_FRACTION:
         return m_motor.go(request,
                           static_cast<unsigned short>(m_motor.downLimit() * unsigned{value} / FullTravel));
     default:

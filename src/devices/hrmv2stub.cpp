@@ -164,12 +164,9 @@ VOXReply HRMv2Stub::lockStatusReply(const VOXMessage &request) const
 
 VOXReply HRMv2Stub::handleMotorIP(const VOXMessage &request)
 {
-    // Unlike other motors, this one skips the first byte. The shortest frame then has no room for the
-    // position, which is 0.
     quint8 index = 0;
     quint16 position = 0;
-    VOXDataReader reader(request);
-    reader >> static_cast<quint8 *>(nullptr) >> index >> position;
+    VOXSchema::take<VOXCmdTable::OLDER_SET_IP>(request, nullptr, index, position);
     return setMotorIP(index, position) ? VOXReply(KVRAck(*this, request)) : nack(request, KVR::NACK_RNG);
 }
 

@@ -5,6 +5,7 @@
 using namespace VOXCmdTable;
 
 static_assert(VOXSchema::checkLayouts<HRMv2::Cmd>());
+static_assert(VOXSchema::checkLayouts<OlderForm>());
 
 const QHash<unsigned char, VOXCmdInfo> &HRMv2::cmds()
 {

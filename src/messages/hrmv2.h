@@ -61,6 +61,28 @@ public:
     };
     Q_ENUM(Cmd)
 
+    /// What SET_MOTOR_POSITION does, and what its value means.
+    enum PositionFunction : int {
+        POSITION_UP_LIMIT = 1,
+        POSITION_DOWN_LIMIT = 2,
+        POSITION_STOP = 3, ///< Stops the motor where it is.
+        POSITION_IP = 4, ///< An index, from 0.
+        POSITION_PULSES = 8,
+        POSITION_FRACTION = 16 ///< Of the way down, in 255ths.
+    };
+    Q_ENUM(PositionFunction)
+
+    /// What SET_LOCK_STATUS does. The lock holds at once, even if the function first moves the motor
+    /// somewhere.
+    enum LockFunction : int {
+        LOCK_HERE = 0,
+        LOCK_AT_UP_LIMIT = 1,
+        LOCK_AT_DOWN_LIMIT = 2,
+        LOCK_AT_IP = 4, ///< The index counts from 1 here, unlike that of POSITION_IP, on purpose.
+        LOCK_RELEASE = 5
+    };
+    Q_ENUM(LockFunction)
+
     HRMv2() = delete;
 
     /// The table by id, which is never destroyed. The two label commands have the control byte 0x2b on

@@ -49,6 +49,14 @@ inline constexpr Row rowsOf<HRMv2::Cmd>[] = {
     {HRMv2::SET_MOTOR_LIMITS, 14, NodeGroup, None},
 };
 
+/// Commands that motors of the older generation read in another form than motors of the current one do.
+enum OlderForm : int { OLDER_SET_IP = HRMv2::SET_IP };
+
+template <>
+inline constexpr Row rowsOf<OlderForm>[] = {
+    {OLDER_SET_IP, 15, NodeGroup, None},
+};
+
 }
 
 #endif

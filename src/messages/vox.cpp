@@ -174,7 +174,7 @@ void VOX::registerMetaTypes()
                        KVRMotor::SpeedType, KVRMotor::MoveToFunction, KVRMotor::MoveOfFunction,
                        KVRMotor::NetworkLockFunction, KVRMotor::Limit, KVRMotor::LimitFunction,
                        KVRMotor::IPFunction, KVRMotor::TurnDirection, KVRMotor::SoftStartStopFunction,
-                       KVRMotor::SoftStartStopRamps, KVRMotor::TorqueFunction,
-                       KVRMotor::FactoryDefFunction>();
+                       KVRMotor::SoftStartStopRamps, KVRMotor::TorqueFunction, KVRMotor::FactoryDefFunction,
+                       HRMv2::PositionFunction, HRMv2::LockFunction>();
     Q_UNUSED(once)
 }

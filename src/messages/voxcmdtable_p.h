@@ -43,6 +43,17 @@ constexpr Row findRow()
     return {0, 0, Nobody, None};
 }
 
+constexpr unsigned char byteOf(int id)
+{
+    return static_cast<unsigned char>(id);
+}
+
+/// @p row as hosts see it.
+inline VOXCmdInfo toInfo(const Row &row)
+{
+    return {byteOf(row.cmd), row.size, row.options, byteOf(row.reply)};
+}
+
 using Table = QHash<unsigned char, VOXCmdInfo>;
 
 /// The table is never destroyed, so that static objects may send until the very end.
@@ -50,10 +61,8 @@ template <std::size_t Count>
 const Table *build(const Row (&rows)[Count])
 {
     auto *table = new Table;
-    for (const Row &row : rows) {
-        const auto cmd = static_cast<unsigned char>(row.cmd);
-        table->insert(cmd, VOXCmdInfo(cmd, row.size, row.options, static_cast<unsigned char>(row.reply)));
-    }
+    for (const Row &row : rows)
+        table->insert(byteOf(row.cmd), toInfo(row));
     return table;
 }
 

@@ -1,5 +1,6 @@
 #include "messages/voxfield.h"
 
+#include "messages/hrmv2schema_p.h"
 #include "messages/kvrschema_p.h"
 
 #include <QJsonObject>
@@ -9,7 +10,7 @@
 using namespace VOXSchema;
 
 namespace {
-/// The fields of a command; those without room in its frame are left out.
+/// The fields of a command, as far as they are known; those without room in its frame are left out.
 struct Entry
 {
     const VOXField *first = nullptr;
@@ -25,10 +26,14 @@ constexpr void enter(Entries &entries, std::index_sequence<Rows...>)
 {
     const auto enterOne = [&entries](auto command) {
         constexpr auto Command = static_cast<Commands>(decltype(command)::value);
-        checkLayout<Command>();
-        const auto &one = layout<Command>;
-        entries[Command] = {one.fields.data(), static_cast<unsigned char>(one.countIn(sentLength<Command>)),
-                            true};
+        Entry &entry = entries[Command];
+        entry.isKnown = true;
+        if constexpr (hasLayout<Command>) {
+            checkLayout<Command>();
+            const auto &one = layout<Command>;
+            entry.first = one.fields.data();
+            entry.count = static_cast<unsigned char>(one.countIn(sentLength<Command>));
+        }
     };
     (enterOne(std::integral_constant<int, VOXCmdTable::rowsOf<Commands>[Rows].cmd>()), ...);
 }
@@ -39,16 +44,16 @@ constexpr void enterAll(Entries &entries)
     enter<Commands>(entries, std::make_index_sequence<std::size(VOXCmdTable::rowsOf<Commands>)>());
 }
 
+template <typename... Commands>
 constexpr Entries makeEntries()
 {
     Entries entries{};
-    enterAll<KVR::Cmd>(entries);
-    enterAll<KVR::MotorCmd>(entries);
-    enterAll<KVR::DiagCmd>(entries);
+    (enterAll<Commands>(entries), ...);
     return entries;
 }
 
-constexpr Entries entries = makeEntries();
+constexpr Entries current = makeEntries<KVR::Cmd, KVR::MotorCmd, KVR::DiagCmd>();
+constexpr Entries older = makeEntries<HRMv2::Cmd>();
 
 int littleEndian(const QByteArray &bytes)
 {
@@ -108,20 +113,22 @@ QString VOXField::key(int value) const
 
 bool VOXField::isKnown(unsigned char cmd)
 {
-    return entries[cmd].isKnown;
+    return current[cmd].isKnown;
 }
 
-VOXField::Range VOXField::of(unsigned char cmd)
+VOXField::Range VOXField::of(unsigned char cmd, Meaning meaning)
 {
-    return {entries[cmd].first, entries[cmd].count};
+    const bool isOlder = older[cmd].isKnown && (meaning == InHRMv2 || !current[cmd].isKnown);
+    const Entry &entry = isOlder ? older[cmd] : current[cmd];
+    return {entry.first, entry.count};
 }
 
-QVector<VOXField::Value> VOXField::valuesOf(const VOXMessage &frame)
+QVector<VOXField::Value> VOXField::valuesOf(const VOXMessage &frame, Meaning meaning)
 {
     QVector<Value> values;
     const QByteArray &bytes = frame.data();
     int offset = VOXMessage::HeaderLength;
-    for (const VOXField &field : of(frame.cmd())) {
+    for (const VOXField &field : of(frame.cmd(), meaning)) {
         if (offset + field.width > bytes.size() - VOXMessage::CheckLength)
             break;
         values.append({&field, decode(field, bytes.mid(offset, field.width))});
@@ -130,19 +137,19 @@ QVector<VOXField::Value> VOXField::valuesOf(const VOXMessage &frame)
     return values;
 }
 
-QVariantMap VOXField::toVariantMap(const VOXMessage &frame)
+QVariantMap VOXField::toVariantMap(const VOXMessage &frame, Meaning meaning)
 {
     QVariantMap map;
-    const QVector<Value> values = valuesOf(frame);
+    const QVector<Value> values = valuesOf(frame, meaning);
     for (const Value &each : values)
         map.insert(QLatin1String(each.field->name), each.toVariant());
     return map;
 }
 
-QJsonObject VOXField::toJson(const VOXMessage &frame)
+QJsonObject VOXField::toJson(const VOXMessage &frame, Meaning meaning)
 {
     QJsonObject object;
-    const QVector<Value> values = valuesOf(frame);
+    const QVector<Value> values = valuesOf(frame, meaning);
     for (const Value &each : values)
         object.insert(QLatin1String(each.field->name), each.toJson());
     return object;

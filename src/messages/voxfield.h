@@ -13,8 +13,8 @@ class VOXMessage;
 
 /// One field of a command's data: what it is called, what it holds and how it is shown.
 ///
-/// Fields are known of all commands of the KVR set, requests and replies. They live as long as the library.
-/// From any thread.
+/// Fields are known of all commands of the KVR set, requests and replies, and of a part of the HRMv2 set.
+/// They live as long as the library. From any thread.
 /// @ingroup messages
 struct VOX_EXPORT VOXField
 {
@@ -27,6 +27,10 @@ struct VOX_EXPORT VOXField
         Letter, ///< One Latin-1 character.
         Bytes
     };
+
+    /// What an id means that both sets have. Only code that knows the node can tell. Any other id is found
+    /// either way.
+    enum Meaning { InKVR, InHRMv2 };
 
     class Range;
     struct Value;
@@ -48,14 +52,14 @@ struct VOX_EXPORT VOXField
     /// Whether @p cmd belongs to the KVR set; its data may have no fields.
     static bool isKnown(unsigned char cmd);
     /// The fields that the command's frame has room for, in the order of their bytes.
-    static Range of(unsigned char cmd);
+    static Range of(unsigned char cmd, Meaning meaning = InKVR);
 
     /// The fields of @p frame in the order of their bytes, as far as its data goes.
-    static QVector<Value> valuesOf(const VOXMessage &frame);
+    static QVector<Value> valuesOf(const VOXMessage &frame, Meaning meaning = InKVR);
     ///@{
     /// The same by name, with the values of Value::toVariant() and Value::toJson().
-    static QVariantMap toVariantMap(const VOXMessage &frame);
-    static QJsonObject toJson(const VOXMessage &frame);
+    static QVariantMap toVariantMap(const VOXMessage &frame, Meaning meaning = InKVR);
+    static QJsonObject toJson(const VOXMessage &frame, Meaning meaning = InKVR);
     ///@}
 };
 

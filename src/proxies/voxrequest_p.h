@@ -23,11 +23,11 @@ BusPendingCall send(VOXNode &node, VOXCall &call, const Values &...values)
     return node.call(call);
 }
 
-/// Sends @p Command to @p node. The descriptor is looked up once.
+/// Sends @p Command, of whichever set, to @p node.
 template <auto Command, typename... Values>
 BusPendingCall request(VOXNode &node, Acknowledgement acknowledgement, const Values &...values)
 {
-    static const VOXCmdInfo info = KVR::findCmd(static_cast<unsigned char>(Command));
+    static const VOXCmdInfo info = VOXCmdTable::toInfo(VOXCmdTable::findRow<Command>());
     VOXCall call(info, VOX::HostAddr, node.addr(true), 0);
     if (acknowledgement == Acknowledged)
         call.setAck(true);
