@@ -1,8 +1,8 @@
 #include "vox/outcome.h"
 
 #include "messages/kvr.h"
-#include "messages/voxfield.h"
 #include "vox/console.h"
+#include "vox/line/lineitem.h"
 #include "vox/warnings.h"
 
 #include <QJsonDocument>
@@ -38,7 +38,7 @@ int Outcome::exitCode() const
     return m_error.isEmpty() && !KVR::isNack(m_reply) ? Success : Failure;
 }
 
-QJsonObject Outcome::toJson() const
+QJsonObject Outcome::toJson(VOXField::Meaning meaning) const
 {
     if (!m_error.isEmpty()) {
         QJsonObject object{{QStringLiteral("error"), m_error}};
@@ -50,20 +50,20 @@ QJsonObject Outcome::toJson() const
         return {{QStringLiteral("sent"), true}};
     return {{QStringLiteral("address"), VOX::toString(m_reply.srcAddr(false))},
             {QStringLiteral("type"), VOX::toString(m_reply.srcNodeType())},
-            {QStringLiteral("command"), VOX::toString(m_reply.cmd())},
-            {QStringLiteral("fields"), VOXField::toJson(m_reply)}};
+            {QStringLiteral("command"), nameOf(m_reply.cmd(), meaning)},
+            {QStringLiteral("fields"), VOXField::toJson(m_reply, meaning)}};
 }
 
-int Outcome::print(const QString &command, bool isJson) const
+int Outcome::print(const QString &command, bool isJson, VOXField::Meaning meaning) const
 {
     if (isJson)
-        printJson(toJson());
+        printJson(toJson(meaning));
     else
-        printText(command);
+        printText(command, meaning);
     return exitCode();
 }
 
-void Outcome::printText(const QString &command) const
+void Outcome::printText(const QString &command, VOXField::Meaning meaning) const
 {
     if (!m_error.isEmpty()) {
         printError(command, m_error);
@@ -72,8 +72,8 @@ void Outcome::printText(const QString &command) const
     } else if (exitCode() != Success) {
         printLine(QStringLiteral("NACK %1").arg(KVR::toString(KVR::getNackReply(m_reply))));
     } else {
-        printLine(VOX::toString(m_reply.cmd()));
-        const auto values = VOXField::valuesOf(m_reply);
+        printLine(nameOf(m_reply.cmd(), meaning));
+        const auto values = VOXField::valuesOf(m_reply, meaning);
         for (const VOXField::Value &value : values)
             printLine(QStringLiteral("  %1: %2").arg(QLatin1String(value.field->name), value.toString()));
     }

@@ -2,6 +2,7 @@
 #define OUTCOME_H
 
 #include "framework/buspendingcall.h"
+#include "messages/voxfield.h"
 #include "messages/voxmessage.h"
 
 #include <QJsonObject>
@@ -24,12 +25,12 @@ public:
     /// The exit code of a command that consists of this call.
     int exitCode() const;
 
-    QJsonObject toJson() const;
+    QJsonObject toJson(VOXField::Meaning meaning = VOXField::InKVR) const;
     /// Prints it for @p command, and returns the exit code.
-    int print(const QString &command, bool isJson) const;
+    int print(const QString &command, bool isJson, VOXField::Meaning meaning = VOXField::InKVR) const;
 
 private:
-    void printText(const QString &command) const;
+    void printText(const QString &command, VOXField::Meaning meaning) const;
 
     VOXMessage m_reply;
     QString m_error;

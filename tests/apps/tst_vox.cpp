@@ -145,6 +145,10 @@ void tst_Vox::commandLines_data()
     row("sim --config /bin/sh", "in line 1");
     row("sim --node NODE@000001 --speed 1 --speed 2", "--speed is given more than once");
     row("monitor --bus mcast://239.0.0.1:4810 line.pcap", "a bus is shown or a capture, not both");
+    row("scan --range 000300", "--range: '000300' is no range; 000300-00031F is one");
+    row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
+    row("scan --range 000302-000301", "--range: the range ends before it begins: 000301 is below 000302");
+    row("scan --range 000001-010001", "--range: a range has at most 65536 addresses");
     row("scan --bus tcp://1.2.3.4:5", "'tcp://1.2.3.4:5' is no bus");
     row("scan --bus udp://127.0.0.1", "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("scan --bus udp://127.0.0.1:4810?local=x", "'local=x'");
@@ -188,6 +192,9 @@ void tst_Vox::commandLines_data()
         "1 {'address':'000103','command':'NACK','fields':{'status':'NODE_IS_LOCKED'}");
     row("wink all", "0 000401 NACK BADMSG\nsent\n");
     row("goto 000101 ip:7", "1 NACK IP_NOT_SET\n");
+    row("call 000301 hrmv2:getMotorIP 2", "0 POST_MOTOR_IP\n  index: 2\n  position: 2000 pulses\n");
+    row("call 000301 hrmv2:getMotorInfo", "0 POST_MOTOR_INFO\n  data: 0D 00 00 02 0C 05 06 20 00 00\n");
+    row("call 000301 hrmv2:setMotorPosition POSITION_STOP 0", "1 NACK BADMSG\n");
     row("lock 000103", "1 NACK FEATURE_NOT_SUPPORTED\n");
     row("info 000401", "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: ");
 }
@@ -261,6 +268,14 @@ void tst_Vox::scanFindsAllNodes()
     const QString taken = QString("udp://127.0.0.1:1?local=%1").arg(QUrl(simulation.bus).port());
     const QByteArray other = run("sim --node NODE@000001", taken);
     QVERIFY2(other.startsWith("2 ") && other.contains("another program has the port"), other);
+    // Each address is asked, by which those that hear no broadcast are found.
+    QCOMPARE(simulation.run("call 000401 setNodeDiscovery false"), QByteArray("0 ACK\n"));
+    QCOMPARE(simulation.run("scan").count('\n'), 23);
+    QCOMPARE(simulation.run("scan --range 0003FF-000401").simplified(),
+             "0 000401 NODETYPE_ANY Gateway 0-000-0");
+    QCOMPARE(simulation.run("scan --range 000300-000302").simplified(),
+             "0 000301 NODETYPE_ANY ? older generation");
+    QVERIFY(simulation.run("scan --range 000301-000301 --json").contains("\"generation\":\"HRMv2\""));
     exitCode(simulation.process, SIGKILL);
     QVERIFY(simulation.run("scan --json").startsWith("0 []\n"));
 }
@@ -523,6 +538,7 @@ void tst_Vox::bashCompletes_data()
     row("vox sim --st", "--state");
     row("vox call 000101 ctrlMoveT", "ctrlMoveTo");
     row("vox call --json 000101 ctrlMoveTo MOVETO_PE", "MOVETO_PERCENT");
+    row("vox call 000301 hrmv2:setLockStatus LOCK_R", "LOCK_RELEASE");
     row("vox monitor --command SET_NODE_L", "SET_NODE_LABEL");
     row("vox sim --node MA", "MARLO@");
     row("vox move 000101 d", "down");

@@ -1,7 +1,6 @@
 #include "vox/host/callcommand.h"
 
 #include "messages/vox.h"
-#include "proxies/kvrmotorproxy.h"
 #include "transport/voxbus.h"
 #include "vox/command.h"
 #include "vox/console.h"
@@ -31,7 +30,9 @@ int runCall(const QStringList &arguments)
     CommandLine line(QStringLiteral("call"),
                      QStringLiteral("Calls one operation of a node and prints its reply. 'vox call OPERATION "
                                     "--help' tells what it takes. Numbers are decimal, or hexadecimal with "
-                                    "0x; arguments of an enumeration are its key names or numbers.\n\n"
+                                    "0x; arguments of an enumeration are its key names or numbers. "
+                                    "Operations that begin with hrmv2: are for motors of the older "
+                                    "generation, which understand no others.\n\n"
                                     "Operations: %1")
                          .arg(operations),
                      QStringLiteral("vox call 000101 getMotorStatus"),
@@ -69,8 +70,7 @@ int runCall(const QStringList &arguments)
     const std::unique_ptr<VOXBus> bus = line.openBus();
     if (!bus)
         return line.exitCode();
-    KVRMotorProxy proxy(addr, bus.get());
-    const Asking asking = words.at(1).startsWith(QLatin1String("get")) ? Asking::Again : Asking::Once;
-    return ask(addr, asking, [&] { return operation.call(proxy); })
-        .print(QStringLiteral("call"), line.isJson());
+    const Asking asking = operation.isQuery() ? Asking::Again : Asking::Once;
+    return ask(addr, asking, [&] { return operation.call(addr, bus.get()); })
+        .print(QStringLiteral("call"), line.isJson(), operation.meaning());
 }

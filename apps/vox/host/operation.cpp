@@ -1,6 +1,6 @@
 #include "vox/host/operation.h"
 
-#include "messages/voxfield.h"
+#include "proxies/hrmv2motorproxy.h"
 #include "proxies/kvrmotorproxy.h"
 #include "transport/voxbus.h"
 #include "vox/console.h"
@@ -13,25 +13,43 @@
 
 namespace {
 const QString HexPrefix = QStringLiteral("hex:");
+const QString OlderPrefix = QStringLiteral("hrmv2:");
+
+void addOperations(const QMetaObject &meta, QVector<QMetaMethod> *found)
+{
+    for (int i = VOXNode::staticMetaObject.methodCount(); i < meta.methodCount(); ++i) {
+        const QMetaMethod method = meta.method(i);
+        if (qstrcmp(method.typeName(), "BusPendingCall") == 0)
+            found->append(method);
+    }
+}
 
 QVector<QMetaMethod> operations()
 {
     // Some of these are types of parameters.
     VOX::registerMetaTypes();
     QVector<QMetaMethod> found;
-    const QMetaObject &meta = KVRMotorProxy::staticMetaObject;
-    for (int i = KVRStdProxy::staticMetaObject.methodOffset(); i < meta.methodCount(); ++i) {
-        const QMetaMethod method = meta.method(i);
-        if (qstrcmp(method.typeName(), "BusPendingCall") == 0)
-            found.append(method);
-    }
+    addOperations(KVRMotorProxy::staticMetaObject, &found);
+    addOperations(HRMv2MotorProxy::staticMetaObject, &found);
     return found;
 }
 
-QMetaEnum enumerationOf(const QByteArray &type)
+bool isOlder(const QMetaMethod &method)
 {
+    return method.enclosingMetaObject() == &HRMv2MotorProxy::staticMetaObject;
+}
+
+QString nameOf(const QMetaMethod &method)
+{
+    const QString name = QString::fromLatin1(method.name());
+    return isOlder(method) ? OlderPrefix + name : name;
+}
+
+QMetaEnum enumerationOf(const QMetaMethod &method, int index)
+{
+    const QByteArray type = method.parameterTypes().at(index);
     const QByteArray name = type.mid(type.lastIndexOf(':') + 1);
-    const QMetaObject &meta = KVRMotor::staticMetaObject;
+    const QMetaObject &meta = isOlder(method) ? HRMv2::staticMetaObject : KVRMotor::staticMetaObject;
     return meta.enumerator(meta.indexOfEnumerator(name.constData()));
 }
 
@@ -125,7 +143,7 @@ bool readArgument(const QMetaMethod &method, int index, const QString &text, QVa
     case QMetaType::QByteArray:
         return readBytes(text, VOXField::of(commandOf(method)).at(index).width, value, expected);
     default:
-        return readKey(enumerationOf(method.parameterTypes().at(index)), text, value, expected);
+        return readKey(enumerationOf(method, index), text, value, expected);
     }
 }
 }
@@ -135,7 +153,7 @@ QStringList Operation::names()
     QStringList found;
     const QVector<QMetaMethod> methods = operations();
     for (const QMetaMethod &method : methods)
-        found += QString::fromLatin1(method.name());
+        found += nameOf(method);
     found.removeDuplicates();
     return found;
 }
@@ -145,9 +163,9 @@ QStringList Operation::keys(const QString &name, int index)
     QStringList found;
     const QVector<QMetaMethod> methods = operations();
     for (const QMetaMethod &method : methods) {
-        if (QLatin1String(method.name()) != name || index < 0 || index >= method.parameterCount())
+        if (nameOf(method) != name || index < 0 || index >= method.parameterCount())
             continue;
-        const QMetaEnum keys = enumerationOf(method.parameterTypes().at(index));
+        const QMetaEnum keys = enumerationOf(method, index);
         for (int i = 0; i < keys.keyCount(); ++i)
             found += QString::fromLatin1(keys.key(i));
         break;
@@ -160,7 +178,7 @@ bool Operation::find(const QString &name, int argumentCount, Operation *operatio
     QStringList forms;
     const QVector<QMetaMethod> methods = operations();
     for (const QMetaMethod &method : methods) {
-        if (QLatin1String(method.name()) != name)
+        if (nameOf(method) != name)
             continue;
         operation->m_method = method;
         if (method.parameterCount() == argumentCount)
@@ -181,7 +199,7 @@ QString Operation::help(const QString &name)
     QVector<Operation> shorter;
     const QVector<QMetaMethod> methods = operations();
     for (const QMetaMethod &method : methods) {
-        if (QLatin1String(method.name()) != name)
+        if (nameOf(method) != name)
             continue;
         Operation form;
         form.m_method = method;
@@ -191,8 +209,9 @@ QString Operation::help(const QString &name)
             whole = form;
     }
     const int least = whole.m_method.parameterCount() - shorter.size();
-    const QVector<VOXField::Value> defaults =
-        shorter.isEmpty() ? QVector<VOXField::Value>() : VOXField::valuesOf(shorter.last().sample());
+    const QVector<VOXField::Value> defaults = shorter.isEmpty()
+        ? QVector<VOXField::Value>()
+        : VOXField::valuesOf(shorter.last().sample(), whole.meaning());
     QString text = QStringLiteral("Usage: vox call [options] ADDRESS %1").arg(whole.usage());
     for (int i = 0; i < whole.m_method.parameterCount(); ++i) {
         QVariant value;
@@ -217,11 +236,21 @@ bool Operation::isAllDefaults() const
 
 QString Operation::usage() const
 {
-    QStringList words = {QString::fromLatin1(m_method.name())};
+    QStringList words = {nameOf(m_method)};
     const QList<QByteArray> parameters = m_method.parameterNames();
     for (const QByteArray &parameter : parameters)
         words += QString::fromLatin1(parameter).toUpper();
     return words.join(QLatin1Char(' '));
+}
+
+bool Operation::isQuery() const
+{
+    return m_method.name().startsWith("get");
+}
+
+VOXField::Meaning Operation::meaning() const
+{
+    return isOlder(m_method) ? VOXField::InHRMv2 : VOXField::InKVR;
 }
 
 bool Operation::setArguments(const QStringList &arguments, QString *problem)
@@ -255,20 +284,22 @@ VOXMessage Operation::sample() const
     auto *line = new QBuffer;
     VOXBus bus(line);
     bus.open();
-    KVRMotorProxy proxy(1, &bus);
-    filled.call(proxy);
+    filled.call(1, &bus);
     return LineItem::of(line->data(), 0).frame;
 }
 
-BusPendingCall Operation::call(KVRMotorProxy &proxy) const
+BusPendingCall Operation::call(unsigned int addr, Bus *bus) const
 {
+    KVRMotorProxy current(addr, bus);
+    HRMv2MotorProxy older(addr, bus);
+    QObject *proxy = isOlder(m_method) ? static_cast<QObject *>(&older) : &current;
     constexpr int MaxArguments = 6;
     QGenericArgument arguments[MaxArguments];
     const QList<QByteArray> types = m_method.parameterTypes();
     for (int i = 0; i < m_arguments.size(); ++i)
         arguments[i] = QGenericArgument(types.at(i).constData(), m_arguments.at(i).constData());
     BusPendingCall call;
-    m_method.invoke(&proxy, Qt::DirectConnection, Q_RETURN_ARG(BusPendingCall, call), arguments[0],
+    m_method.invoke(proxy, Qt::DirectConnection, Q_RETURN_ARG(BusPendingCall, call), arguments[0],
                     arguments[1], arguments[2], arguments[3], arguments[4], arguments[5]);
     return call;
 }

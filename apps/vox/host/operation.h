@@ -2,16 +2,17 @@
 #define OPERATION_H
 
 #include "framework/buspendingcall.h"
+#include "messages/voxfield.h"
 
 #include <QMetaMethod>
 #include <QStringList>
 #include <QVariant>
 #include <QVector>
 
-class KVRMotorProxy;
-class VOXMessage;
+class Bus;
 
-/// An operation of the motor proxy, or of the standard proxy that it derives from, found by its name.
+/// An operation of the motor proxy, or of the standard proxy that it derives from, found by its name; or one
+/// of the proxy for motors of the older generation, whose operations have "hrmv2:" before their names.
 class Operation
 {
 public:
@@ -27,7 +28,13 @@ public:
 
     /// Takes the arguments as they were typed. False if one does not fit its parameter.
     bool setArguments(const QStringList &arguments, QString *problem);
-    BusPendingCall call(KVRMotorProxy &proxy) const;
+    /// Calls it for the node at @p addr.
+    BusPendingCall call(unsigned int addr, Bus *bus) const;
+
+    /// Whether it only reads.
+    bool isQuery() const;
+    /// Which set its command and the reply belong to.
+    VOXField::Meaning meaning() const;
 
     /// Whether the operation has arguments and all of them are left out.
     bool isAllDefaults() const;

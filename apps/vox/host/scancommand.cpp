@@ -1,5 +1,7 @@
 #include "vox/host/scancommand.h"
 
+#include "messages/hrmv2answer.h"
+#include "proxies/hrmv2motorproxy.h"
 #include "proxies/kvrstdproxy.h"
 #include "transport/voxbus.h"
 #include "vox/command.h"
@@ -24,20 +26,35 @@ struct FoundNode
     /// Null if the node does not tell its label.
     QString label;
     QString version;
+    /// Whether it only understands the older command set.
+    bool isOlder = false;
     /// How many answers came from this address.
     int answers = 1;
 };
 
+bool answersInOlderSet(unsigned int addr, VOXBus &bus)
+{
+    HRMv2MotorProxy proxy(addr, &bus);
+    const Outcome told = ask(addr, Asking::Again, [&] { return proxy.getMotorSettings(); });
+    return HRMv2Answer::from<HRMv2Answer::MotorSettings>(told.reply()).has_value();
+}
+
 FoundNode describe(unsigned int addr, VOXBus &bus)
 {
     KVRStdProxy proxy(addr, &bus);
-    FoundNode node{VOX::toString(proxy.addr(false)), VOX::toString(proxy.type()), QString(), QString(), 1};
+    FoundNode node;
+    node.address = VOX::toString(proxy.addr(false));
+    node.type = VOX::toString(proxy.type());
     const Outcome told = ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeLabel(); });
-    const Outcome versionTold =
-        ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeAppVersion(); });
     QByteArray label;
     if (proxy.getNodeLabelReply(told.reply(), label))
         node.label = QString::fromLatin1(label.constData());
+    else
+        node.isOlder = answersInOlderSet(proxy.addr(false), bus);
+    if (node.isOlder)
+        return node;
+    const Outcome versionTold =
+        ask(proxy.addr(false), Asking::Again, [&] { return proxy.getNodeAppVersion(); });
     KVRStdProxy::AppVersion version;
     if (proxy.getNodeAppVersionReply(versionTold.reply(), version))
         node.version = version.toString();
@@ -71,7 +88,8 @@ void printTable(const QVector<FoundNode> &nodes)
     for (const FoundNode &node : nodes)
         printLine(QStringLiteral("%1  %2  %3  %4")
                       .arg(node.address, node.type.leftJustified(typeWidth),
-                           labelOf(node).leftJustified(labelWidth), node.version)
+                           labelOf(node).leftJustified(labelWidth),
+                           node.isOlder ? QStringLiteral("older generation") : node.version)
                       .trimmed());
 }
 
@@ -88,11 +106,75 @@ void printJson(const QVector<FoundNode> &nodes)
                            {QStringLiteral("type"), node.type},
                            {QStringLiteral("label"), textOrNull(node.label)},
                            {QStringLiteral("appVersion"), textOrNull(node.version)}};
+        if (node.isOlder)
+            object.insert(QStringLiteral("generation"), QStringLiteral("HRMv2"));
         if (node.answers > 1)
             object.insert(QStringLiteral("answers"), node.answers);
         array += object;
     }
     printLine(QString::fromUtf8(QJsonDocument(array).toJson(QJsonDocument::Compact)));
+}
+
+/// Addresses from the first to the last.
+struct AddressRange
+{
+    /// Asking so many absent nodes takes four hours.
+    static constexpr unsigned int MaxCount = 65536;
+
+    static bool read(const QString &text, AddressRange *range, QString *problem)
+    {
+        const QStringList ends = text.split(QLatin1Char('-'));
+        if (ends.size() != 2)
+            *problem = QStringLiteral("'%1' is no range; 000300-00031F is one").arg(text);
+        else if (VOX::readNodeAddr(ends.first(), &range->first, problem)
+                 && VOX::readNodeAddr(ends.last(), &range->last, problem))
+            *problem = range->problem();
+        return problem->isEmpty();
+    }
+
+    QString problem() const
+    {
+        if (first > last)
+            return QStringLiteral("the range ends before it begins: %1 is below %2")
+                .arg(VOX::toString(last), VOX::toString(first));
+        return last - first < MaxCount ? QString()
+                                       : QStringLiteral("a range has at most %1 addresses").arg(MaxCount);
+    }
+
+    unsigned int first = 0;
+    unsigned int last = 0;
+};
+
+/// Who answers a broadcast. The nodes are in @p addrs, each as often as it has answered.
+bool findByBroadcast(VOXBus &bus, QVector<unsigned int> *addrs, QString *problem)
+{
+    const BusPendingCall discovery = discoverNodes(bus);
+    discovery.waitForFinished();
+    *problem = discovery.errorString();
+    *addrs = discoveredAddrs(discovery);
+    return !discovery.isError();
+}
+
+/// Asks each address of @p range for its label. Nodes of both generations answer that, or refuse, and so do
+/// those that hide from discovery.
+bool findInRange(const AddressRange &range, VOXBus &bus, QVector<unsigned int> *addrs, QString *problem)
+{
+    for (unsigned int addr = range.first; addr <= range.last; ++addr) {
+        if (!VOX::nodeAddrProblem(addr).isEmpty())
+            continue;
+        printProgress(QStringLiteral("asking %1, %2 to go, %3 found")
+                          .arg(VOX::toString(addr))
+                          .arg(range.last - addr)
+                          .arg(addrs->size()));
+        KVRStdProxy proxy(addr, &bus);
+        const Outcome told = ask(addr, Asking::Again, [&] { return proxy.getNodeLabel(); });
+        if (told.isAnswered())
+            *addrs += told.reply().srcAddr(true);
+        *problem = told.error();
+        if (!told.isAnswered() && !bus.isOpen())
+            return false;
+    }
+    return true;
 }
 }
 
@@ -100,23 +182,37 @@ int runScan(const QStringList &arguments)
 {
     CommandLine line(
         QStringLiteral("scan"),
-        QStringLiteral("Finds the nodes of a bus by broadcast, and prints address, type, label and "
-                       "application version of each; with --json, as one array. That nobody "
-                       "answers is no failure."),
+        QStringLiteral("Finds the nodes of a bus by broadcast, or asks each address of a range, and prints "
+                       "address, type, label and application version of each; with --json, as one array. "
+                       "That nobody answers is no failure."),
         QStringLiteral("vox scan"), CommandLine::BusOption | CommandLine::JsonOption);
+    const QCommandLineOption rangeOption(
+        QStringLiteral("range"),
+        QStringLiteral(
+            "Ask each address from FIRST to LAST, at most 65536, once, in place of a broadcast. This "
+            "finds motors of the older generation, too. Each address without a node takes 226 ms "
+            "on a serial line."),
+        QStringLiteral("FIRST-LAST"));
+    line.addOptions({rangeOption});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
+    QString problem;
+    AddressRange range;
+    const bool hasRange = line.parser().isSet(rangeOption);
+    if (hasRange && !AddressRange::read(line.parser().value(rangeOption), &range, &problem))
+        return line.fail(QStringLiteral("--range: %1").arg(problem));
     const std::unique_ptr<VOXBus> network = line.openBus();
     if (!network)
         return line.exitCode();
 
-    const BusPendingCall discovery = discoverNodes(*network);
-    discovery.waitForFinished();
-    if (discovery.isError()) {
-        printError(QStringLiteral("scan"), discovery.errorString());
+    QVector<unsigned int> addrs;
+    const bool isDone = hasRange ? findInRange(range, *network, &addrs, &problem)
+                                 : findByBroadcast(*network, &addrs, &problem);
+    printProgress(QString());
+    if (!isDone) {
+        printError(QStringLiteral("scan"), problem);
         return Failure;
     }
-    QVector<unsigned int> addrs = discoveredAddrs(discovery);
     QMap<QString, int> answers;
     for (const unsigned int addr : qAsConst(addrs))
         ++answers[VOX::toString(addr & VOX::AddrMask)];

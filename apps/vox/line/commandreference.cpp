@@ -3,6 +3,7 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "messages/voxfield.h"
+#include "messages/voxmessage.h"
 #include "vox/line/lineitem.h"
 
 #include <QMap>
@@ -69,7 +70,7 @@ QString addressing(unsigned char options)
     return words.join(QStringLiteral(", "));
 }
 
-QString section(const QString &title, const Table &table)
+QString section(const QString &title, const Table &table, VOXField::Meaning meaning = VOXField::InKVR)
 {
     QString text = QStringLiteral("\n## %1\n\n| Id | Command | Frame | Sent to | Answer | Data |\n"
                                   "| --- | --- | --- | --- | --- | --- |\n")
@@ -79,27 +80,20 @@ QString section(const QString &title, const Table &table)
     for (const unsigned char id : qAsConst(ids)) {
         const VOXCmdInfo info = table.value(id);
         QStringList fields;
-        for (const VOXField &field : VOXField::of(id))
+        for (const VOXField &field : VOXField::of(id, meaning))
             fields += describe(field);
+        const int length = info.size() & VOXMessage::LengthMask;
+        if (meaning == VOXField::InHRMv2 && fields.isEmpty() && length > VOXMessage::MinLength)
+            fields += QStringLiteral("not known");
         text += QStringLiteral("| %1 | `%2` | %3 | %4 | %5 | %6 |\n")
-                    .arg(hex(id), nameOf(id))
-                    .arg(info.size() & VOXMessage::LengthMask)
+                    .arg(hex(id), nameOf(id, meaning))
+                    .arg(length)
                     .arg(addressing(info.options()),
-                         info.reply() == 0 ? QString() : QStringLiteral("`%1`").arg(nameOf(info.reply())),
+                         info.reply() == 0 ? QString()
+                                           : QStringLiteral("`%1`").arg(nameOf(info.reply(), meaning)),
                          fields.join(QStringLiteral("; ")));
     }
     return text;
-}
-
-/// The commands that only the older set has.
-Table olderOnly()
-{
-    Table table = HRMv2::cmds();
-    for (auto it = HRMv2::cmds().cbegin(); it != HRMv2::cmds().cend(); ++it) {
-        if (KVR::findCmd(it.key()).isValid())
-            table.remove(it.key());
-    }
-    return table;
 }
 
 QString luaFields(unsigned char cmd)
@@ -124,16 +118,19 @@ QByteArray commandPage()
                        "made from. The frame's length\n"
                        "is in bytes, header and check value included. An answer whose data needs another "
                        "length is sent with that length;\n"
-                       "only `POST_NETWORK_STAT` and the two totals end in bytes without a meaning. The "
-                       "data of the older generation is\n"
-                       "not listed.\n\n"
+                       "only `POST_NETWORK_STAT` and the two totals end in bytes without a meaning.\n\n"
                        "The operation that sends `CTRL_MOVETO` is `ctrlMoveTo`, and so on. `vox call "
                        "ctrlMoveTo --help` shows its\n"
                        "arguments. `setNodeDiscovery true` sends 0, on purpose.\n");
     page += section(QStringLiteral("Every node"), KVR::cmds());
     page += section(QStringLiteral("Motors"), KVR::motorCmds());
     page += section(QStringLiteral("Counters of motors"), KVR::diagCmds());
-    page += section(QStringLiteral("Motors of the older generation"), olderOnly());
+    page += section(QStringLiteral("Motors of the older generation"), HRMv2::cmds(), VOXField::InHRMv2);
+    page +=
+        QStringLiteral("\nSome ids mean something else in the other tables: the node that sends or gets the "
+                       "frame decides. Motors of this\n"
+                       "generation skip the first byte of `SET_IP`, and want 15 bytes; those of the current "
+                       "one read it as listed.\n");
     page += QStringLiteral("\n## Enumerations\n");
     const QMap<QString, Keys> all = enumerations();
     for (auto each = all.begin(); each != all.end(); ++each) {

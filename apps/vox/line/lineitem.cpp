@@ -2,7 +2,6 @@
 
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
-#include "messages/voxfield.h"
 #include "transport/voxframecutter.h"
 
 #include <QDateTime>
@@ -72,9 +71,11 @@ QString ends(const VOXMessage &frame)
 }
 }
 
-QString nameOf(unsigned char cmd)
+QString nameOf(unsigned char cmd, VOXField::Meaning meaning)
 {
-    return KVR::findCmd(cmd).isValid() ? VOX::toString(cmd) : HRMv2::toString(cmd);
+    const bool isOlder =
+        HRMv2::findCmd(cmd).isValid() && (meaning == VOXField::InHRMv2 || !KVR::findCmd(cmd).isValid());
+    return isOlder ? HRMv2::toString(cmd) : VOX::toString(cmd);
 }
 
 QByteArray inverted(QByteArray bytes)

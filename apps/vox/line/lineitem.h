@@ -1,6 +1,7 @@
 #ifndef LINEITEM_H
 #define LINEITEM_H
 
+#include "messages/voxfield.h"
 #include "messages/voxmessage.h"
 
 #include <QByteArray>
@@ -38,8 +39,8 @@ struct LineItem
     VOXMessage frame;
 };
 
-/// The name of @p cmd in the current command set, or else in the older one; empty if neither has it.
-QString nameOf(unsigned char cmd);
+/// The name of @p cmd in the command set that goes first, or else in the other; empty if neither has it.
+QString nameOf(unsigned char cmd, VOXField::Meaning meaning = VOXField::InKVR);
 /// The frame of @p bytes turned between line form and logical form.
 QByteArray inverted(QByteArray bytes);
 
