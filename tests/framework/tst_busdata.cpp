@@ -59,11 +59,13 @@ void tst_BusData::ranges()
         QByteArray bytes(step.toInt(), '?');
         const unsigned int moved = reader.read(bytes.data(), count);
         QCOMPARE(moved, reader.fail() ? 0 : count);
-        QVERIFY(!reader.fail() || bytes == QByteArray(bytes.size(), '?'));
+        QCOMPARE(bytes.count('?'), reader.fail() ? bytes.size() : 0);
         read.append(reader.fail() ? "-" : bytes);
         bytes.fill(char('a' + read.size() - 1));
-        QVERIFY(message.isEmpty() || writer.write(bytes.constData(), count) == moved);
-        QVERIFY(message.isEmpty() || writer.fail() == reader.fail());
+        if (!message.isEmpty()) {
+            QCOMPARE(writer.write(bytes.constData(), count), moved);
+            QCOMPARE(writer.fail(), reader.fail());
+        }
     }
     QTEST(read.join(' '), "read");
     QCOMPARE(target.data(), message.isEmpty() ? source.data() : message);
