@@ -71,7 +71,8 @@ void tst_VOXMCastBus::membersHearEachOther()
     QCOMPARE(log.texts().value(0), QString("[VOXBus]: not sending corrupted message (len=10)"));
     // Its calls wait for nothing, and have a millisecond more.
     BusObject host(&line.one.bus, nullptr);
-    QVERIFY(host.call(order(0x50)).isFinished() && host.call(order(0x51)).isFinished());
+    for (const int cmd : {0x50, 0x51})
+        QVERIFY(host.call(order(cmd)).isFinished());
     QCOMPARE(intervalsOf(dataOf(host.call(query(0x40)))), QList<int>{5001});
 }
 
@@ -148,9 +149,9 @@ void tst_VOXMCastBus::framesAreLogged()
     const QString form("[VOXMCastBus]: Frame (%1) : %2 VOXMCastBus alias %3");
     QCOMPARE(texts.value(0), form.arg("write", "FDF30FFFFFFEA9CBED00075C", "one"));
     const QString heard = texts.filter("alias : two").value(0);
-    QVERIFY2(heard.startsWith(form.arg("Read", "020CF0000001563412FF075C", ": two sender : "))
-                 && heard.endsWith(QString(" %1").arg(port)),
-             qPrintable(heard));
+    const QString start = form.arg("Read", "020CF0000001563412FF075C", ": two sender : ");
+    const QString end = QString(" %1").arg(port);
+    QCOMPARE(list(heard.left(start.size()), heard.right(end.size())), list(start, end));
     QCOMPARE(texts.constLast(),
              "-----VOXMCastBus::processData, No Pending datagrams on  \"two\" sender : QObject(0x0)");
 }
@@ -162,8 +163,10 @@ void tst_VOXMCastBus::closingAndOpening()
     // Its echo never comes, so the equal frame of another is not taken for it.
     QCOMPARE(line.one.bus.write(first.data()), 0);
     line.one.bus.close();
-    QVERIFY(!line.one.bus.isOpen() && line.one.bus.isJoined() && line.one.bus.write(first.data()) == -2);
-    QVERIFY(line.one.bus.open() && line.one.bus.open() && line.one.bus.isOpen());
+    QCOMPARE(list(line.one.bus.isOpen(), line.one.bus.isJoined(), line.one.bus.write(first.data())),
+             list(false, true, -2));
+    QCOMPARE(InOrder({line.one.bus.open(), line.one.bus.open(), line.one.bus.isOpen()}),
+             InOrder({true, true, true}));
     QCOMPARE(changes, (QList<QVariantList>{{false}, {true}}));
     for (Member *member : {&line.two, &line.three}) {
         QTRY_COMPARE(member->frames, QByteArrayList{first.data()});
@@ -184,13 +187,13 @@ void tst_VOXMCastBus::anOpenThatFails()
 {
     VOXMCastBus bus(Group, freeUdpPorts().first, QString(), Group);
     const auto &socket = static_cast<const QUdpSocket &>(*bus.device());
-    QVERIFY(socket.localAddress() == Group);
+    QCOMPARE(socket.localAddress(), Group);
     const unsigned short port = socket.localPort();
     bus.close();
     QUdpSocket other;
     QVERIFY(other.bind(QHostAddress(QHostAddress::AnyIPv4), port, QUdpSocket::DontShareAddress));
     const WarningLog log;
-    QVERIFY(!bus.open() && !bus.isOpen() && bus.isJoined());
+    QCOMPARE(InOrder({bus.open(), bus.isOpen(), bus.isJoined()}), InOrder({false, false, true}));
     // It tries to join all the same, and has been a member.
     const QString used("The bound address is already in use"),
         join("[VOXMCastBus]: failed to join MCast group");
