@@ -142,17 +142,19 @@ void tst_Monitor::noByteIsLost()
 
 void tst_Monitor::items()
 {
-    const auto text = [](const VOXMessage &message) { return LineItem::of(line(message), 0).toString(); };
     const VOXMessage move = frame("03 04 3200 FF", 0x000101, VOXMessage::AckFlag);
-    QVERIFY(text(move).endsWith("010000 > 000101  CTRL_MOVETO  fun=MOVETO_PERCENT  position=50  tilt=255"));
-    const QJsonObject json = LineItem::of(line(move), 1700000000123006789).toJson();
-    QCOMPARE(json["time"].toString(), QString("2023-11-14T22:13:20.123006789Z"));
-    QCOMPARE(json["source"].toString() + json["sourceType"].toString(), QString("010000NODETYPE_MASTER"));
-    QVERIFY(text(groupFrame("05", 0x00a001)).endsWith("group 00A001  CTRL_WINK"));
     // A label may hold what a terminal would obey, and more bytes than fields are shown as they are.
-    QVERIFY(text(frameFrom(1, "65 1B5B324A00")).endsWith("POST_NODE_LABEL  data=1B 5B 32 4A 00"));
-    QVERIFY(text(frameFrom(1, "65 1B5B324A000000000000000000000000")).endsWith("label=?[2J"));
-    QVERIFY(text(frameFrom(1, "42 0102")).endsWith("GET_MOTOR_SETTINGS  data=01 02"));
+    const std::pair<VOXMessage, QString> texts[] = {
+        {move, "010000 > 000101  CTRL_MOVETO  fun=MOVETO_PERCENT  position=50  tilt=255"},
+        {groupFrame("05", 0x00a001), "group 00A001  CTRL_WINK"},
+        {frameFrom(1, "65 1B5B324A00"), "POST_NODE_LABEL  data=1B 5B 32 4A 00"},
+        {frameFrom(1, "65 1B5B324A000000000000000000000000"), "label=?[2J"},
+        {frameFrom(1, "42 0102"), "GET_MOTOR_SETTINGS  data=01 02"}};
+    for (const auto &[message, end] : texts)
+        QCOMPARE(LineItem::of(line(message), 0).toString().right(end.size()), end);
+    const QJsonObject json = LineItem::of(line(move), 1700000000123006789).toJson();
+    QCOMPARE(list(json["time"].toString(), json["source"].toString(), json["sourceType"].toString()),
+             list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
 }
 
 void tst_Monitor::statistics_data()
