@@ -15,9 +15,7 @@ class tst_VOXCall : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void frames_data();
     void frames();
-    void matching_data();
     void matching();
     void settersCopyOnWrite();
     void replies();
@@ -47,9 +45,15 @@ struct Line : RecordingBus
 };
 }
 
-void tst_VOXCall::frames_data()
+void tst_VOXCall::frames()
 {
-    const auto row = columns<BusMessage, QByteArray, unsigned int, int>("call", "header", "timeout", "reply");
+    const auto row = [&](const char *name, const BusMessage &call, const char *header, int timeout,
+                         int reply) {
+        const auto &data = dynamic_cast<const VOXCallData &>(call.sharedData());
+        QCOMPARE(list(name, hex(data.bytes().left(9).toHex()), data.timeout(), data.reply(),
+                      data.busFreeDelay(), data.replyCount()),
+                 list(name, hex(header), timeout, reply, 10, -1));
+    };
     const VOXCmdInfo query = info(0x40), order = info(0x05);
     row("a query has an ack", VOXCall(query, HostAddr, 0x08123456, 0), "408BF8 000001 563412", 200, 0x60);
     row("an order has none", VOXCall(order, HostAddr, 0x123456, 0), "050BF0 000001 563412", 200, 0);
@@ -63,20 +67,11 @@ void tst_VOXCall::frames_data()
     row("any frame", VOXCall(frame("02 FF", 1), 9), "020CF0 000001 010000", 9, 0);
 }
 
-void tst_VOXCall::frames()
+void tst_VOXCall::matching()
 {
-    QFETCH(BusMessage, call);
-    QFETCH(QByteArray, header);
-    const auto &data = dynamic_cast<const VOXCallData &>(call.sharedData());
-    QCOMPARE(hex(data.bytes().left(9).toHex()), hex(header));
-    QTEST(data.timeout(), "timeout");
-    QTEST(int(data.reply()), "reply");
-    QCOMPARE(list(data.busFreeDelay(), data.replyCount()), list(10, -1));
-}
-
-void tst_VOXCall::matching_data()
-{
-    const auto row = columns<BusMessage, BusMessage, bool>("call", "answer", "matches");
+    const auto row = [&](const char *name, const BusMessage &call, const BusMessage &answer, bool matches) {
+        QCOMPARE(list(name, call.sharedData().isReply(answer)), list(name, matches));
+    };
     const VOXCall query(info(0x40), HostAddr, 0x123456, 0);
     const VOXCall order(info(0x05), HostAddr, 0x123456, 0);
     const VOXCall group(info(0x40), 0x06000123, VOX::GROUP, 0);
@@ -96,13 +91,6 @@ void tst_VOXCall::matching_data()
     row("and not to the host", group, frame("60", HostAddr), false);
     row("an ACK that was not asked for", group, frame("7F", 0x0F000123), false);
     row("a NACK from a group", group, frame("6F 10", 0x000123), true);
-}
-
-void tst_VOXCall::matching()
-{
-    QFETCH(BusMessage, call);
-    QFETCH(BusMessage, answer);
-    QTEST(call.sharedData().isReply(answer), "matches");
 }
 
 void tst_VOXCall::settersCopyOnWrite()

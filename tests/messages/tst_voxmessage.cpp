@@ -171,7 +171,8 @@ void tst_VOXMessage::accessesAreAllOrNothing()
         accesses[room](writer, reader);
         for (int width = 0; width <= 4; ++width) {
             reader.skip(width);
-            QCOMPARE(list(writer.fail(), reader.fail(), (reader >> u8).fail()), list(true, true, true));
+            QCOMPARE(InOrder({writer.fail(), reader.fail(), (reader >> u8).fail()}),
+                     InOrder({true, true, true}));
         }
         QCOMPARE(u8 + u16 + u24 + u32, 28u);
         QCOMPARE(writer.write("x", 1) + reader.read(nullptr, 0), 0u);
