@@ -20,13 +20,11 @@ class tst_BusPendingCall : public QObject
 private Q_SLOTS:
     void endsOnce_data();
     void endsOnce();
-    void slotsMayDestroy_data();
     void slotsMayDestroy();
     void contextsMayBeElsewhereOrGone();
     void nobodyIsToldInsideACall();
     void watchersHearInOrder();
     void manyCallsMayBeCanceled();
-    void keptCallsAreSentAsWhatTheyAre_data();
     void keptCallsAreSentAsWhatTheyAre();
     void aCallThatNeverWasIsCanceled();
     void framesThatNobodyClaims();
@@ -151,37 +149,33 @@ void tst_BusPendingCall::endsOnce()
              list(hex(reply), reply.isEmpty() ? 0 : 1));
 }
 
-void tst_BusPendingCall::slotsMayDestroy_data()
+void tst_BusPendingCall::slotsMayDestroy()
 {
-    const auto row = columns<int, Step>("next", "action");
+    const auto row = [&](const char *name, int next, Step action) {
+        for (const bool isAlone : {false, true}) {
+            World world;
+            world.start();
+            world.next = world.object.call(query(0x41));
+            int heard = 0;
+            world.call.onFinished(this, [&] {
+                ++heard;
+                action(world);
+            });
+            const std::unique_ptr<Ear> second(isAlone ? nullptr : new Ear(world.call));
+            Ear behind(world.next);
+            world.hear("60");
+            QTRY_VERIFY(isAlone || second->hasHeardOnce());
+            QCOMPARE(heard, 1);
+            if (world.bus)
+                world.hear("61");
+            QTRY_VERIFY(behind.hasHeardOnce());
+            QCOMPARE(list(name, int(world.next.error())), list(name, next));
+        }
+    };
     row("the bus", Call::Canceled, [](World &w) { w.bus.reset(); });
     row("the line", Call::NotOpen, [](World &w) { w.bus->close(); });
     row("the next call", Call::Canceled, [](World &w) { w.next.cancel(); });
     row("the last handle", Call::NoError, [](World &w) { w.call = w.object.call(order(0x50)); });
-}
-
-void tst_BusPendingCall::slotsMayDestroy()
-{
-    QFETCH(Step, action);
-    for (const bool isAlone : {false, true}) {
-        World world;
-        world.start();
-        world.next = world.object.call(query(0x41));
-        int heard = 0;
-        world.call.onFinished(this, [&] {
-            ++heard;
-            action(world);
-        });
-        const std::unique_ptr<Ear> second(isAlone ? nullptr : new Ear(world.call));
-        Ear behind(world.next);
-        world.hear("60");
-        QTRY_VERIFY(isAlone || second->hasHeardOnce());
-        QCOMPARE(heard, 1);
-        if (world.bus)
-            world.hear("61");
-        QTRY_VERIFY(behind.hasHeardOnce());
-        QTEST(int(world.next.error()), "next");
-    }
 }
 
 void tst_BusPendingCall::contextsMayBeElsewhereOrGone()
@@ -273,9 +267,18 @@ void tst_BusPendingCall::manyCallsMayBeCanceled()
     QCOMPARE(world.bus->dispatcher().queueLength(), 0);
 }
 
-void tst_BusPendingCall::keptCallsAreSentAsWhatTheyAre_data()
+void tst_BusPendingCall::keptCallsAreSentAsWhatTheyAre()
 {
-    const auto row = columns<BusMessage, QByteArray, int>("kept", "frame", "replies");
+    const auto row = [&](const char *name, const BusMessage &kept, const char *frame, int replies) {
+        World world;
+        world.call = world.object.call(kept);
+        // Its copies stay as they were.
+        QVERIFY(!kept.isPrepared());
+        QCOMPARE(list(name, hex(world.bus->written.value(0).toHex())), list(name, hex(frame)));
+        for (int i = 0; i < 2; ++i)
+            world.bus->dispatcher().dispatch(::frame("60", VOXMessage(kept).srcAddr(true)).data());
+        QCOMPARE(list(name, world.call.replies().size()), list(name, replies));
+    };
     const VOXCmdInfo info(0x40, 11, VOX::P2P, 0x60);
     const VOXCall node(info, HostAddr, 0x123456, 5000), group(info, 0x06000123, VOX::GROUP, 5000);
     const QByteArray toNode = "408BF0 000001 563412 069F", toGroup = "400BF6 230100 000000 0792";
@@ -286,21 +289,6 @@ void tst_BusPendingCall::keptCallsAreSentAsWhatTheyAre_data()
     VOXMessage built(0x0b);
     built.setCmd(0x05);
     row("a frame of one's own", BusMessage(built), "050B00 000000 000000 08E7", 0);
-}
-
-void tst_BusPendingCall::keptCallsAreSentAsWhatTheyAre()
-{
-    QFETCH(BusMessage, kept);
-    QFETCH(QByteArray, frame);
-    QFETCH(int, replies);
-    World world;
-    world.call = world.object.call(kept);
-    // Its copies stay as they were.
-    QVERIFY(!kept.isPrepared());
-    QCOMPARE(hex(world.bus->written.value(0).toHex()), hex(frame));
-    for (int i = 0; i < 2; ++i)
-        world.bus->dispatcher().dispatch(::frame("60", VOXMessage(kept).srcAddr(true)).data());
-    QCOMPARE(world.call.replies().size(), replies);
 }
 
 void tst_BusPendingCall::aCallThatNeverWasIsCanceled()
