@@ -4,8 +4,6 @@
 
 using P = KVRMotorProxy;
 using M = KVRMotor;
-using Operation = std::function<void(P &)>;
-Q_DECLARE_METATYPE(Operation)
 
 class tst_ProxyRequests : public QObject
 {
@@ -13,7 +11,6 @@ class tst_ProxyRequests : public QObject
 
 private Q_SLOTS:
     void typesAreKnownFromTheStart();
-    void requests_data();
     void requests();
     void groupRequests();
     void timeouts();
@@ -35,9 +32,22 @@ void tst_ProxyRequests::typesAreKnownFromTheStart()
 }
 
 // Command, control byte (80 asks for an answer), data.
-void tst_ProxyRequests::requests_data()
+void tst_ProxyRequests::requests()
 {
-    const auto row = columns<QByteArray, Operation>("bytes", "operation");
+    const auto row = [&](const char *name, const QByteArray &bytes,
+                         const std::function<void(P &)> &operation) {
+        // A group, too, asks its address as a node where only the base class is known.
+        RecordingBus bus, second;
+        P proxy(0x08123456, &bus);
+        KVRGroupProxy group(0x08123456, &second);
+        operation(proxy);
+        operation(group);
+        for (const QByteArray &frame : {bus.written.value(0), second.written.value(0)}) {
+            const QByteArray sent = frame.left(2) + frame.mid(9).chopped(2);
+            QCOMPARE(list(name, hex(sent.toHex()), hex(frame.mid(2, 7).toHex())),
+                     list(name, hex(bytes), hex("F8 000001 563412")));
+        }
+    };
     const QByteArray all =
         "40 getNodeAddr 45 getNodeLabel 46 getNetworkConfig 4C getNodeSerialNumber 4D getNetworkErrorStat "
         "4E getNetworkStat 70 getNodeStackVersion 74 getNodeAppVersion 79 sendDataTest1 0C getMotorPosition "
@@ -94,22 +104,6 @@ void tst_ProxyRequests::requests_data()
     row("set DCT lock", "17 8E 01 02 05", [](P &p) { p.setDCTLock(true, 2, 5); });
     row("no room for tilt limits", "18 8B", [](P &p) { p.setTiltLimits(1, 2, 3); });
     row("reset", "1F 8C 11", [](P &p) { p.setFactoryDefault(M::FACTORY_MOTOR_LIMITS); });
-}
-
-void tst_ProxyRequests::requests()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(Operation, operation);
-    // A group, too, asks its address as a node where only the base class is known.
-    RecordingBus bus, second;
-    P proxy(0x08123456, &bus);
-    KVRGroupProxy group(0x08123456, &second);
-    operation(proxy);
-    operation(group);
-    for (const QByteArray &frame : {bus.written.value(0), second.written.value(0)}) {
-        QCOMPARE(hex((frame.left(2) + frame.mid(9).chopped(2)).toHex()), hex(bytes));
-        QCOMPARE(hex(frame.mid(2, 7).toHex()), hex("F8 000001 563412"));
-    }
 }
 
 void tst_ProxyRequests::groupRequests()
