@@ -26,14 +26,12 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void aMoveIsFollowed();
-    void outputThatCannotBeWritten_data();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
     void replayKeepsTime();
     void aSimulationObeysLines();
     void everyCommandHasHelp();
-    void bashCompletes_data();
     void bashCompletes();
     void guidesWork_data();
     void guidesWork();
@@ -300,9 +298,13 @@ void tst_Vox::aMoveIsFollowed()
     QVERIFY2(status.contains("DOWN\n  source: SOURCE_NETWORK\n  cause: CAUSE_NETWORK"), status);
 }
 
-void tst_Vox::outputThatCannotBeWritten_data()
+void tst_Vox::outputThatCannotBeWritten()
 {
-    const auto row = columns<QByteArray>("said");
+    const auto row = [&](const QString &script, const QByteArray &said) {
+        const Simulation simulation(Floor);
+        QCOMPARE(list(script, shell(script, simulation.bus)), list(script, said));
+        QVERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
+    };
     const QByteArray full = "1 ! vox: the output cannot be written: No space left on device\n";
     const QByteArray stopped = "vox goto: stopped, because the output cannot be written\n";
     row("vox --help >/dev/full", full);
@@ -312,14 +314,6 @@ void tst_Vox::outputThatCannotBeWritten_data()
         "2 ! vox monitor: cannot write /dev/full: No space left on device\n");
     row("vox goto 000101 down --wait >/dev/full", full + stopped);
     row("vox goto 000101 up --wait | head -n 2 >/dev/null", "1 ! " + stopped);
-}
-
-void tst_Vox::outputThatCannotBeWritten()
-{
-    QFETCH(QByteArray, said);
-    const Simulation simulation(Floor);
-    QCOMPARE(shell(QTest::currentDataTag(), simulation.bus), said);
-    QVERIFY(simulation.run("status 000101").contains("STATE_STOPPED"));
 }
 
 // Of what nobody reads so much is kept as there is room for, and the rest is counted.
@@ -516,9 +510,17 @@ void tst_Vox::everyCommandHasHelp()
     }
 }
 
-void tst_Vox::bashCompletes_data()
+void tst_Vox::bashCompletes()
 {
-    const auto row = columns<QByteArray>("found");
+    const auto row = [&](const QString &line, const QByteArray &found) {
+        const QString script(
+            "source '%1'; COMP_LINE='%2'; COMP_WORDS=(%2); %3 COMP_CWORD=$((${#COMP_WORDS[@]} - 1));"
+            "COMP_POINT=${#COMP_LINE}; _vox 2>/dev/null; printf '%s' \"${COMPREPLY[*]}\"");
+        const char *last = line.endsWith(' ') ? "COMP_WORDS+=('');" : "";
+        const QByteArray said =
+            shell(script.arg(VOX_SOURCE_DIR "/share/completion/vox.bash", line, last), QString());
+        QCOMPARE(list(line, said), list(line, "0 " + found));
+    };
     row("vox mon", "monitor");
     row("vox sim --st", "--state");
     row("vox call 000101 ctrlMoveT", "ctrlMoveTo");
@@ -528,18 +530,6 @@ void tst_Vox::bashCompletes_data()
     row("vox move 000101 d", "down");
     row("vox sim --config ex", "");
     row("vox fly ", "");
-}
-
-void tst_Vox::bashCompletes()
-{
-    QFETCH(QByteArray, found);
-    const QString line = QTest::currentDataTag();
-    const QString script(
-        "source '%1'; COMP_LINE='%2'; COMP_WORDS=(%2); %3 COMP_CWORD=$((${#COMP_WORDS[@]} - 1));"
-        "COMP_POINT=${#COMP_LINE}; _vox 2>/dev/null; printf '%s' \"${COMPREPLY[*]}\"");
-    const char *last = line.endsWith(' ') ? "COMP_WORDS+=('');" : "";
-    QCOMPARE(shell(script.arg(VOX_SOURCE_DIR "/share/completion/vox.bash", line, last), QString()),
-             "0 " + found);
 }
 
 void tst_Vox::guidesWork_data()
