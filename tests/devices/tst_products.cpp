@@ -100,9 +100,10 @@ QByteArray bytesOf(const QByteArray &request)
 {
     const QByteArray name = request.trimmed().split(' ').first();
     int id = -1;
+    // A name that both generations have is the current one's.
     for (const QMetaEnum &ids : {KVR::CmdMetaEnum(), KVR::MotorCmdMetaEnum(), HRMv2::CmdMetaEnum()})
-        id = qMax(id, ids.keyToValue(name));
-    return QByteArray::number(id, 16) + request.trimmed().mid(name.size());
+        id = id < 0 ? ids.keyToValue(name) : id;
+    return QByteArray::number(id, 16).rightJustified(2, '0') + request.trimmed().mid(name.size());
 }
 
 const QByteArray Limits("11 02 00 1027 > 7F, 11 02 01 0000 > 7F,");
