@@ -19,14 +19,11 @@ class tst_Monitor : public QObject
     Q_OBJECT
 
 private Q_SLOTS:
-    void scanning_data();
     void scanning();
     void noByteIsLost();
     void cutsAsReceiversDo();
     void items();
-    void statistics_data();
     void statistics();
-    void captures_data();
     void captures();
     void aDiskThatIsFull();
 };
@@ -43,9 +40,20 @@ QByteArray damaged(QByteArray bytes)
 }
 }
 
-void tst_Monitor::scanning_data()
+void tst_Monitor::scanning()
 {
-    const auto row = columns<QByteArrayList, QByteArray>("chunks", "found");
+    const auto row = [&](const char *name, const QByteArrayList &chunks, const char *found) {
+        QByteArrayList actual;
+        FrameScanner scanner([&](const LineItem &item) {
+            const QByteArray cmd = item.frame.data().left(1).toHex().toUpper();
+            const QByteArray marks[] = {cmd, "~" + cmd, "!" + cmd, QByteArray::number(item.bytes.size())};
+            actual += marks[item.verdict];
+        });
+        for (const QByteArray &chunk : chunks)
+            scanner.feed(chunk, 0);
+        scanner.flush();
+        QCOMPARE(list(name, actual.join(' ')), list(name, found));
+    };
     const QByteArray a = line(stop), b = line(query);
     QByteArray tolerated = query.data();
     const unsigned int checksum = VOXBus::chksum(tolerated.left(9));
@@ -63,22 +71,6 @@ void tst_Monitor::scanning_data()
     row("a frame cut off, and two frames in what it claims",
         {line(frame("65 303132333435363738", 1)).left(9) + a + b}, "9 02 0E");
     row("one byte", {"x"}, "1");
-}
-
-void tst_Monitor::scanning()
-{
-    QFETCH(QByteArrayList, chunks);
-    QFETCH(QByteArray, found);
-    QByteArrayList actual;
-    FrameScanner scanner([&](const LineItem &item) {
-        const QByteArray cmd = item.frame.data().left(1).toHex().toUpper();
-        const QByteArray marks[] = {cmd, "~" + cmd, "!" + cmd, QByteArray::number(item.bytes.size())};
-        actual += marks[item.verdict];
-    });
-    for (const QByteArray &chunk : chunks)
-        scanner.feed(chunk, 0);
-    scanner.flush();
-    QCOMPARE(actual.join(' '), found);
 }
 
 void tst_Monitor::cutsAsReceiversDo()
@@ -99,7 +91,7 @@ void tst_Monitor::cutsAsReceiversDo()
         wire.write(line(stop).left(5));
         const auto goOn = [&] { wire.write(line(stop).mid(5) + line(query)); };
         QTimer::singleShot(pauseMs, Qt::PreciseTimer, &wire, goOn);
-        QTRY_VERIFY(!items.isEmpty() && items.constLast().frame.cmd() == 0x0E);
+        QTRY_COMPARE(int(items.isEmpty() ? 0 : items.constLast().frame.cmd()), 0x0E);
         QCOMPARE(items.constFirst().isTaken(), pauseMs < 100);
     }
 }
@@ -142,22 +134,43 @@ void tst_Monitor::noByteIsLost()
 
 void tst_Monitor::items()
 {
-    const auto text = [](const VOXMessage &message) { return LineItem::of(line(message), 0).toString(); };
     const VOXMessage move = frame("03 04 3200 FF", 0x000101, VOXMessage::AckFlag);
-    QVERIFY(text(move).endsWith("010000 > 000101  CTRL_MOVETO  fun=MOVETO_PERCENT  position=50  tilt=255"));
-    const QJsonObject json = LineItem::of(line(move), 1700000000123006789).toJson();
-    QCOMPARE(json["time"].toString(), QString("2023-11-14T22:13:20.123006789Z"));
-    QCOMPARE(json["source"].toString() + json["sourceType"].toString(), QString("010000NODETYPE_MASTER"));
-    QVERIFY(text(groupFrame("05", 0x00a001)).endsWith("group 00A001  CTRL_WINK"));
     // A label may hold what a terminal would obey, and more bytes than fields are shown as they are.
-    QVERIFY(text(frameFrom(1, "65 1B5B324A00")).endsWith("POST_NODE_LABEL  data=1B 5B 32 4A 00"));
-    QVERIFY(text(frameFrom(1, "65 1B5B324A000000000000000000000000")).endsWith("label=?[2J"));
-    QVERIFY(text(frameFrom(1, "42 0102")).endsWith("GET_MOTOR_SETTINGS  data=01 02"));
+    const std::pair<VOXMessage, QString> texts[] = {
+        {move, "010000 > 000101  CTRL_MOVETO  fun=MOVETO_PERCENT  position=50  tilt=255"},
+        {groupFrame("05", 0x00a001), "group 00A001  CTRL_WINK"},
+        {frameFrom(1, "65 1B5B324A00"), "POST_NODE_LABEL  data=1B 5B 32 4A 00"},
+        {frameFrom(1, "65 1B5B324A000000000000000000000000"), "label=?[2J"},
+        {frameFrom(1, "42 0102"), "GET_MOTOR_SETTINGS  data=01 02"}};
+    for (const auto &[message, end] : texts)
+        QCOMPARE(LineItem::of(line(message), 0).toString().right(end.size()), end);
+    const QJsonObject json = LineItem::of(line(move), 1700000000123006789).toJson();
+    QCOMPARE(list(json["time"].toString(), json["source"].toString(), json["sourceType"].toString()),
+             list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
 }
 
-void tst_Monitor::statistics_data()
+void tst_Monitor::statistics()
 {
-    const auto row = columns<QByteArray, QString, QString>("script", "node", "hint");
+    const auto row = [&](const char *name, const QByteArray &script, const char *node, const char *hint) {
+        LineStatistics statistics;
+        const QByteArray reply = line(frameFrom(0x000101, "7F"));
+        const QByteArray refusal = line(frameFrom(0x000101, "6F FF")), toAll = line(frame("40", 0xffffff));
+        const QMap<char, QByteArray> bytes = {{'r', line(stop)}, {'a', reply},
+                                              {'n', refusal},    {'f', reply.chopped(1) + '?'},
+                                              {'b', toAll},      {'g', QByteArray(30, '?')}};
+        for (const QByteArray &step : script.split(' '))
+            statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
+        const QJsonObject json = statistics.toJson();
+        QStringList actual;
+        for (const QJsonValue &value : json["nodes"].toArray()) {
+            for (const QString key : {"answers", "medianMs", "worstMs", "unanswered", "failedChecks"})
+                actual += value[key].toVariant().toString();
+            actual += QJsonDocument(value["nacks"].toObject()).toJson(QJsonDocument::Compact);
+        }
+        QCOMPARE(list(name, actual.join(' '), json["hints"].toArray().first().toString()),
+                 list(name, node, hint));
+        QCOMPARE(statistics.toText().filter("hint: ").size(), qstrlen(hint) == 0 ? 0 : 1);
+    };
     // Milliseconds, and what comes: a request, an answer, a refusal, an echo, a failed answer, garbage.
     row("good", "0r 10a 100r 130a 200r 220a", "3 20 30 0 0 {}", "");
     row("no answer", "0r 150r 170a 400r", "1 20 20 1 0 {}", "");
@@ -181,34 +194,24 @@ void tst_Monitor::statistics_data()
         "120 bytes and no valid frame among them: parity or bit rate may be wrong");
 }
 
-void tst_Monitor::statistics()
+void tst_Monitor::captures()
 {
-    QFETCH(QByteArray, script);
-    QFETCH(QString, node);
-    QFETCH(QString, hint);
-    LineStatistics statistics;
-    const QByteArray reply = line(frameFrom(0x000101, "7F"));
-    const QByteArray refusal = line(frameFrom(0x000101, "6F FF")), toAll = line(frame("40", 0xffffff));
-    const QMap<char, QByteArray> bytes = {{'r', line(stop)}, {'a', reply},
-                                          {'n', refusal},    {'f', reply.chopped(1) + '?'},
-                                          {'b', toAll},      {'g', QByteArray(30, '?')}};
-    for (const QByteArray &step : script.split(' '))
-        statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
-    const QJsonObject json = statistics.toJson();
-    QStringList actual;
-    for (const QJsonValue &value : json["nodes"].toArray()) {
-        for (const QString key : {"answers", "medianMs", "worstMs", "unanswered", "failedChecks"})
-            actual += value[key].toVariant().toString();
-        actual += QJsonDocument(value["nacks"].toObject()).toJson(QJsonDocument::Compact);
-    }
-    QCOMPARE(actual.join(' '), node);
-    QCOMPARE(json["hints"].toArray().first().toString(), hint);
-    QCOMPARE(statistics.toText().filter("hint: ").size(), hint.isEmpty() ? 0 : 1);
-}
-
-void tst_Monitor::captures_data()
-{
-    const auto row = columns<QByteArray, QString, QVector<qint64>>("bytes", "mistake", "times");
+    const auto row = [&](const char *name, const QByteArray &bytes, const QString &mistake,
+                         const QVector<qint64> &times) {
+        QTemporaryFile file;
+        QVERIFY(file.open());
+        file.write(bytes);
+        file.close();
+        std::vector<LineItem> items;
+        QString problem;
+        QCOMPARE(list(name, readPcap(file.fileName(), &items, &problem)), list(name, mistake.isEmpty()));
+        QVERIFY2(mistake.isEmpty() ? problem.isEmpty() : problem.startsWith(file.fileName() + mistake),
+                 qPrintable(problem));
+        QVector<qint64> read;
+        for (const LineItem &item : items)
+            read += item.bytes == "ABC" ? item.timeNs : -1;
+        QCOMPARE(read, times);
+    };
     const auto bytesOf = [](const char *text) { return QByteArray::fromHex(text); };
     const QByteArray start = bytesOf("4d3cb2a1 02000400 00000000 00000000 ffff0000");
     const QByteArray header = start + bytesOf("93000000");
@@ -238,26 +241,6 @@ void tst_Monitor::captures_data()
     row("pcapng, cut off", next + other + packets.chopped(5), cut, {1000002000});
     row("pcapng, with an Ethernet", next + QByteArray(other).replace(8, 1, "\1") + packets,
         " cannot be read beyond 0 records: an interface has a type 1", {});
-}
-
-void tst_Monitor::captures()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(QString, mistake);
-    QFETCH(QVector<qint64>, times);
-    QTemporaryFile file;
-    QVERIFY(file.open());
-    file.write(bytes);
-    file.close();
-    std::vector<LineItem> items;
-    QString problem;
-    QCOMPARE(readPcap(file.fileName(), &items, &problem), mistake.isEmpty());
-    QVERIFY2(mistake.isEmpty() ? problem.isEmpty() : problem.startsWith(file.fileName() + mistake),
-             qPrintable(problem));
-    QVector<qint64> read;
-    for (const LineItem &item : items)
-        read += item.bytes == "ABC" ? item.timeNs : -1;
-    QCOMPARE(read, times);
 }
 
 // What has been written before can be read.

@@ -1,7 +1,6 @@
 #include "support/columns.h"
+#include "support/timers.h"
 #include "support/wire.h"
-
-#include <QAbstractEventDispatcher>
 
 class tst_KVRDevice : public QObject
 {
@@ -78,7 +77,7 @@ void tst_KVRDevice::conversations()
         errors.setTxFailures(1);
         net.node.setNetworkErrorStat(errors);
         for (const char *unknown : {"0E", "FE"}) {
-            if (conversation.contains(QByteArray(unknown) + "> 6F 10"))
+            if (conversation.contains(QByteArray(unknown) + " > 6F 10"))
                 QTest::ignoreMessage(QtWarningMsg, QByteArray("[KVRDevice]: unknown cmd(") + unknown + ')');
         }
         // It refuses whether or not it was asked to answer.
@@ -109,21 +108,16 @@ void tst_KVRDevice::customReplies()
 void tst_KVRDevice::discoverySilence()
 {
     Net net;
-    const auto timers = [&net] { return QAbstractEventDispatcher::instance()->registeredTimers(&net.node); };
     net.say("50 01");
     net.say("50 02");
-    QCOMPARE(net.say("40"), QByteArray());
-    QCOMPARE(timers().size(), 1);
-    QCOMPARE(timers().constFirst().interval, 300000);
-    QTimerEvent fiveMinutesLater(timers().constFirst().timerId);
-    QCoreApplication::sendEvent(&net.node, &fiveMinutesLater);
-    QCOMPARE(timers().size(), 0);
-    QCOMPARE(net.say("40"), hex("60"));
+    QCOMPARE(list(net.say("40"), timersOf(net.node).size()), list("", 1));
+    QCOMPARE(timersOf(net.node).constFirst().interval, 300000);
+    expire(net.node);
+    QCOMPARE(list(net.say("40"), timersOf(net.node).size()), list("60", 0));
     net.say("50 01");
     QCOMPARE(net.say("40"), QByteArray());
     net.say("50 00");
-    QCOMPARE(timers().size(), 0);
-    QCOMPARE(net.say("40"), hex("60"));
+    QCOMPARE(list(net.say("40"), timersOf(net.node).size()), list("60", 0));
 }
 
 void tst_KVRDevice::groups()
@@ -213,10 +207,7 @@ void tst_KVRDevice::changes()
         net.node.setAppVersion({1, 'A', 1, 1});
         net.say(request);
     }
-    QCOMPARE(stacks.size(), 1);
-    QCOMPARE(apps.size(), 1);
-    QCOMPARE(configs.size(), 1);
-    QCOMPARE(uploads.size(), 2);
+    QCOMPARE(list(stacks.size(), apps.size(), configs.size(), uploads.size()), list(1, 1, 1, 2));
     // The upload is asked for when the rest is set.
     connect(&net.node, &KVRDevice::uploadRequest, this, [&] { QCOMPARE(configs.size(), 2); });
     net.say("56 01 01 FF 0000 FF 01");

@@ -228,8 +228,9 @@ void tst_KVRMotorDevice::inMotion()
         QCOMPARE(stopped.say("11 02 00 1027"), hex("6F 26"));
         QCOMPARE(stopped.say(request), hex("7F"));
         QCOMPARE(stopped.statuses, QByteArrayList{status});
-        QVERIFY(stopped.motor.positionPulses() > 0 && stopped.motor.positionPulses() < 10000);
-        QCOMPARE(stopped.motor.startPos(), stopped.motor.targetPos());
+        const int position = stopped.motor.positionPulses();
+        QCOMPARE(list(qBound(1, position, 9999), stopped.motor.startPos()),
+                 list(position, stopped.motor.targetPos()));
     }
 
     Net locked(Moving);
@@ -241,11 +242,11 @@ void tst_KVRMotorDevice::inMotion()
 
     Net put(Moving);
     put.say("05");
-    QVERIFY2(put.motor.isMoving() && put.motor.targetPos() == 10000, "a wink stops nothing");
+    QCOMPARE(list(put.motor.isMoving(), put.motor.targetPos()), list(true, 10000)); // a wink stops nothing
     put.motor.setPositionPulses(10000);
     put.say("03 01 0000 FF");
     put.motor.restAt(77);
-    QCOMPARE(put.statuses, (QByteArrayList{"1 255 1 2", "0 255 0 0", "1 1 1 1", "0 1 0 0"}));
+    QCOMPARE(put.statuses.join('|'), QByteArray("1 255 1 2|0 255 0 0|1 1 1 1|0 1 0 0"));
     QCOMPARE(put.motor.positionPulses(), quint16(77));
 
     // The direction is told from where the move began.
@@ -277,9 +278,8 @@ void tst_KVRMotorDevice::inMotion()
     clock.start();
     const int before = accelerated.motor.positionPulses();
     accelerated.say("03 00 0000 FF");
-    const int travelled = accelerated.motor.startPos() - before;
-    QVERIFY2(travelled >= 0 && travelled <= (clock.elapsed() + 1) * 1686 * 15 / 60000 + 1,
-             "the shaft has jumped");
+    const qint64 travelled = accelerated.motor.startPos() - before;
+    QCOMPARE(travelled, qBound(qint64(0), travelled, (clock.elapsed() + 1) * 1686 * 15 / 60000 + 1));
 }
 
 // Of other products, of the standard commands, and while it is deaf.
@@ -304,18 +304,24 @@ void tst_KVRMotorDevice::othersFrames()
 void tst_KVRMotorDevice::intermediatePositions()
 {
     TB60LVStub motor(1, nullptr);
-    QVERIFY(motor.setMotorIP(1, 2000) && motor.setMotorIP(16, 8000) && motor.setMotorIP(3, 2003));
-    QVERIFY(!motor.setMotorIP(0, 1) && !motor.setMotorIP(17, 1));
-    QCOMPARE(list(motor.findMotorIP(2003), motor.findMotorIP(2004), motor.findMotorIP(1996)),
-             list(1, 3, 255));
-    QVERIFY2(motor.findMotorIP(0xfffc) == 2, "unset slots take part");
-    QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 3);
-    QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
-    QVERIFY(motor.setMotorIP(2, 2003));
-    QCOMPARE(int(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN)), 2);
-    QVERIFY(motor.setMotorIP(2, 65535) && motor.setMotorIP(1, 65535) && motor.setMotorIP(3, 65535)
-            && motor.setMotorIP(16, 0));
-    QCOMPARE(int(motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP)), 16);
+    QCOMPARE(InOrder({motor.setMotorIP(1, 2000), motor.setMotorIP(16, 8000), motor.setMotorIP(3, 2003),
+                      motor.setMotorIP(0, 1), motor.setMotorIP(17, 1)}),
+             InOrder({true, true, true, false, false}));
+    const auto next = [&] {
+        return list(motor.findNextMotorIP(2000, KVRMotor::DIRECTION_DOWN),
+                    motor.findNextMotorIP(65535, KVRMotor::DIRECTION_UP));
+    };
+    // Unset slots take no part.
+    QCOMPARE(list(motor.findMotorIP(2003), motor.findMotorIP(2004), motor.findMotorIP(1996),
+                  motor.findMotorIP(0xfffc)),
+             list(1, 3, 255, 2));
+    QCOMPARE(next(), list(3, 16));
+    // Of two at one place it is the first.
+    motor.setMotorIP(2, 2003);
+    QCOMPARE(next(), list(2, 16));
+    for (const auto &[index, position] : {std::pair(2, 65535), {1, 65535}, {3, 65535}, {16, 0}})
+        QVERIFY(motor.setMotorIP(uchar(index), ushort(position)));
+    QCOMPARE(next(), list(255, 16));
     QCOMPARE(list(motor.toPct(5000), motor.toPulses(50)), list(255, 65535));
 }
 

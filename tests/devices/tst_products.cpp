@@ -124,6 +124,17 @@ struct Net : Wire
     }
 };
 
+/// The bytes of a command with its name, as in "CTRL_STOP FF", in hexadecimal.
+QByteArray bytesOf(const QByteArray &request)
+{
+    const QByteArray name = request.trimmed().split(' ').first();
+    int id = -1;
+    // A name that both generations have is the current one's.
+    for (const QMetaEnum &ids : {KVR::CmdMetaEnum(), KVR::MotorCmdMetaEnum(), HRMv2::CmdMetaEnum()})
+        id = id < 0 ? ids.keyToValue(name) : id;
+    return QByteArray::number(id, 16).rightJustified(2, '0') + request.trimmed().mid(name.size());
+}
+
 const QByteArray Limits("11 02 00 1027 > 7F, 11 02 01 0000 > 7F,");
 }
 
@@ -300,21 +311,31 @@ void tst_Products::slotsMayDestroy_data()
 {
     const auto row = columns<QByteArray, QByteArray, QByteArray>("product", "before", "requests");
     // The first is a move that ends before anyone looks.
-    const QByteArray moved("03 03 0A00 FF");
+    const QByteArray moved("CTRL_MOVETO 03 0A00 FF");
     row("by an arrival", "TB60LV", moved,
-        "0C, 01 00 64 00, 01 02 64 00, 04 00 0000 FF, 04 02 6400 FF,04 05 6400 FF, 11 01 00 0000, "
-        "11 01 01 0000, 11 02 00 1027, 12 01,15 01 01 0000, 1F 00, 02 FF, 05, 06 00 0000 00");
-    row("by an arrival, in a product's answer", "MARLO", moved, "11 02 00 1027, 01 00 48 00, 04 02 6400 FF");
-    row("by an arrival, in a legacy answer", "TB20", moved, "54 03 0000, 5B 00 00 00");
-    row("by a status", "TB60LV", "05",
-        "03 00 0000 FF, 03 01 0000 FF, 04 02 6400 FF, 04 03 6400 FF, 01 01 64 00,02 FF, 06 00 0000 05");
-    row("by a refusal", "TB60LV", "16 01 05", "03 00 0000 FF, 04 02 6400 FF, 05");
-    row("by a product's refusal", "MARLO", "16 01 05", "01 00 48 00, 04 02 6400 FF");
-    row("by a release", "MARLO", "06 00 0000 05", "06 05 0000 05, 1F 00, 1F 17");
-    row("by a legacy refusal, or lock", "TB20", "5B 02 00 05", "54 01 0000, 5B 00 00 05");
-    row("by what all nodes tell", "NODE", "40",
-        "55 41414141414141414141414141414141, 56 01 05 FF 0000 FF FF, 56 FF 05 FF 0000 FF 01,"
-        "56 01 05 FF 0000 FF 01");
+        "GET_MOTOR_POSITION, CTRL_MOVE 00 64 00, CTRL_MOVE 02 64 00, CTRL_MOVEOF 00 0000 FF, "
+        "CTRL_MOVEOF 02 6400 FF, CTRL_MOVEOF 05 6400 FF, SET_MOTOR_LIMITS 01 00 0000, "
+        "SET_MOTOR_LIMITS 01 01 0000, SET_MOTOR_LIMITS 02 00 1027, SET_MOTOR_DIRECTION 01, "
+        "SET_MOTOR_IP 01 01 0000, SET_FACTORY_DEFAULT 00, CTRL_STOP FF, CTRL_WINK, "
+        "CTRL_NETWORK_LOCK 00 0000 00");
+    row("by an arrival, in a product's answer", "MARLO", moved,
+        "SET_MOTOR_LIMITS 02 00 1027, CTRL_MOVE 00 48 00, CTRL_MOVEOF 02 6400 FF");
+    row("by an arrival, in a legacy answer", "TB20", moved,
+        "SET_MOTOR_POSITION 03 0000, SET_LOCK_STATUS 00 00 00");
+    row("by a status", "TB60LV", "CTRL_WINK",
+        "CTRL_MOVETO 00 0000 FF, CTRL_MOVETO 01 0000 FF, CTRL_MOVEOF 02 6400 FF, CTRL_MOVEOF 03 6400 FF, "
+        "CTRL_MOVE 01 64 00, CTRL_STOP FF, CTRL_NETWORK_LOCK 00 0000 05");
+    row("by a refusal", "TB60LV", "SET_NETWORK_LOCK 01 05",
+        "CTRL_MOVETO 00 0000 FF, CTRL_MOVEOF 02 6400 FF, CTRL_WINK");
+    row("by a product's refusal", "MARLO", "SET_NETWORK_LOCK 01 05",
+        "CTRL_MOVE 00 48 00, CTRL_MOVEOF 02 6400 FF");
+    row("by a release", "MARLO", "CTRL_NETWORK_LOCK 00 0000 05",
+        "CTRL_NETWORK_LOCK 05 0000 05, SET_FACTORY_DEFAULT 00, SET_FACTORY_DEFAULT 17");
+    row("by a legacy refusal, or lock", "TB20", "SET_LOCK_STATUS 02 00 05",
+        "SET_MOTOR_POSITION 01 0000, SET_LOCK_STATUS 00 00 05");
+    row("by what all nodes tell", "NODE", "GET_NODE_ADDR",
+        "SET_NODE_LABEL 41414141414141414141414141414141, SET_NETWORK_CONFIG 01 05 FF 0000 FF FF, "
+        "SET_NETWORK_CONFIG FF 05 FF 0000 FF 01, SET_NETWORK_CONFIG 01 05 FF 0000 FF 01");
 }
 
 // A slot that hears of a change may destroy the node, which does not answer then: it tells first. So may the
@@ -333,7 +354,7 @@ void tst_Products::slotsMayDestroy()
             motor->setLimits(0, 10000);
             motor->setTimeScale(10000);
         }
-        node->dispatch(frame(before, Addr));
+        node->dispatch(frame(bytesOf(before), Addr));
         QTest::qSleep(3);
         bus.frames.clear();
         const auto destroy = [&node] { delete node; };
@@ -348,7 +369,7 @@ void tst_Products::slotsMayDestroy()
         return !isLeft && bus.frames.isEmpty();
     };
     for (const QByteArray &request : requests.split(',')) {
-        const VOXMessage asked = frame(request, Addr, VOXMessage::AckFlag);
+        const VOXMessage asked = frame(bytesOf(request), Addr, VOXMessage::AckFlag);
         QVERIFY2(isSilent([&](KVRDevice &device) { device.dispatch(asked); }), request);
     }
     const std::function<void(M &)> looks[] = {
@@ -356,7 +377,7 @@ void tst_Products::slotsMayDestroy()
         [](M &m) { m.isMovingUp(); },         [](M &m) { m.isMovingDown(); }, [](M &m) { m.restAt(7); },
         [](M &m) { m.setPositionPulses(10); }};
     for (const auto &look : looks)
-        QVERIFY(!before.startsWith("03")
+        QVERIFY(!before.startsWith("CTRL_MOVETO")
                 || isSilent([&](KVRDevice &device) { look(static_cast<M &>(device)); }));
 }
 

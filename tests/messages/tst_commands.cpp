@@ -1,9 +1,8 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "messages/voxdebug.h"
+#include "support/columns.h"
 #include "support/frames.h"
-
-#include <QtTest>
 
 using Table = QHash<unsigned char, VOXCmdInfo>;
 
@@ -20,8 +19,7 @@ class tst_Commands : public QObject
 
 private Q_SLOTS:
     void tables();
-    void names();
-    void numbers();
+    void namesAndNumbers();
     void logTexts();
 };
 
@@ -33,7 +31,7 @@ void tst_Commands::tables()
                                                   {HRMv2::cmds(), HRMv2::CmdMetaEnum()}};
     for (const auto &[table, ids] : tables) {
         for (auto it = table.cbegin(); it != table.cend(); ++it)
-            QVERIFY2(it.key() == it->cmd() && ids.valueToKey(it.key()), "a command without a name");
+            QCOMPARE(list(int(it->cmd()), ids.valueToKey(it.key()) != nullptr), list(int(it.key()), true));
         QCOMPARE(ids.keyCount(), table.size());
     }
     // Id, size, addressing and reply of each, by id.
@@ -69,38 +67,41 @@ void tst_Commands::tables()
         QCOMPARE(info == VOXCmdInfo(1, 11, 1, 2), &info == infos);
 }
 
-void tst_Commands::names()
+void tst_Commands::namesAndNumbers()
 {
-    const auto nack = [](int status) { return KVR::toString(static_cast<KVR::NackStatus>(status)); };
+    using Nack = KVR::NackStatus;
     // Status 1 has two names.
-    QCOMPARE(nack(1) + ' ' + nack(0x25) + ' ' + nack(7), QString("RNG FEATURE_NOT_SUPPORTED 07"));
-    QVERIFY2(VOX::toString(static_cast<unsigned char>(0xFE)).isEmpty(), "no command");
-    QVERIFY2(HRMv2::toString(0x50).isEmpty(), "a current command is no legacy one");
-    QCOMPARE(VOX::toString(VOX::NodeType(15)), QString("NODETYPE_MASTER"));
-    QCOMPARE(VOX::toString(VOX::BCAST), QString("BCAST"));
-    QVERIFY2(VOX::toString(VOX::LOCKED).isEmpty(), "lock states have no names");
-    QVERIFY(HasText<VOX::NodeType> && HasText<unsigned char> && HasText<int> && HasText<VOX::Addr>);
-    QVERIFY2(!HasText<KVR::Cmd> && !HasText<HRMv2::Cmd> && !HasText<KVR::NackStatus>, "not as an address");
-    QCOMPARE(VOX::toString(0x1A) + ' ' + VOX::toString(0x0612AB34u), QString("00001A 612AB34"));
-}
+    QCOMPARE(list(KVR::toString(Nack(1)), KVR::toString(Nack(0x25)), KVR::toString(Nack(7))),
+             list("RNG", "FEATURE_NOT_SUPPORTED", "07"));
+    // A number of no command, one of no legacy command, and lock states have no names.
+    QCOMPARE(list(VOX::toString(uchar(0xFE)), HRMv2::toString(0x50), VOX::toString(VOX::LOCKED)),
+             list("", "", ""));
+    QCOMPARE(list(VOX::toString(VOX::NodeType(15)), VOX::toString(VOX::BCAST), VOX::toString(0x1A),
+                  VOX::toString(0x0612AB34u)),
+             list("NODETYPE_MASTER", "BCAST", "00001A", "612AB34"));
+    QCOMPARE(list(HasText<VOX::NodeType>, HasText<uchar>, HasText<int>, HasText<VOX::Addr>),
+             list(true, true, true, true));
+    // Not as an address.
+    QCOMPARE(list(HasText<KVR::Cmd>, HasText<HRMv2::Cmd>, HasText<Nack>), list(false, false, false));
 
-void tst_Commands::numbers()
-{
-    QVERIFY(!KVR::findCmd(0x08).isValid() && KVR::findCmd(0x08) == VOXCmdInfo(0, 0, 0, 0));
-    QCOMPARE(int(KVR::getNackReply(frame("6F FF", HostAddr))), 255);
-    QCOMPARE(int(KVR::getNackReply(frame("6F 22 00", HostAddr))), -1);
-    QCOMPARE(int(KVR::getNackReply(frame("6E 22", HostAddr))), -1);
-    QCOMPARE(int(KVR::getNackReply(VOXMessage())), -1);
-    QVERIFY(KVR::isNack(frame("6F FF", HostAddr)) && !KVR::isNack(frame("7F", HostAddr)));
-    QVERIFY(KVR::isAck(frame("7F", HostAddr)) && !KVR::isAck(frame("6F FF", HostAddr)));
-    QCOMPARE(VOX::makeAddr(VOX::NodeType(0x17), 0x1234567), 0x07234567u);
-    QCOMPARE(int(VOX::getType(0xF0123456)), 0);
+    QCOMPARE(list(KVR::findCmd(8).isValid(), KVR::findCmd(8) == VOXCmdInfo(0, 0, 0, 0)), list(false, true));
+    const std::tuple<VOXMessage, int, bool, bool> answers[] = {
+        {frame("6F FF", HostAddr), 255, true, false},
+        {frame("7F", HostAddr), -1, false, true},
+        {frame("6F 22 00", HostAddr), -1, false, false},
+        {frame("6E 22", HostAddr), -1, false, false},
+        {VOXMessage(), -1, false, false}};
+    for (const auto &[message, status, isNack, isAck] : answers)
+        QCOMPARE(list(int(KVR::getNackReply(message)), KVR::isNack(message), KVR::isAck(message)),
+                 list(status, isNack, isAck));
     unsigned char bytes[4] = {0, 0, 0, 0xEE};
     VOX::htovox(0x0A123456u, bytes);
-    QCOMPARE(QByteArray(reinterpret_cast<char *>(bytes), 4).toHex(), QByteArray("563412ee"));
     unsigned int addr = 0xFFFFFFFF;
     VOX::voxtoh(bytes, addr);
-    QCOMPARE(addr, 0x123456u);
+    QCOMPARE(list(QByteArray(reinterpret_cast<char *>(bytes), 4).toHex(), int(addr)),
+             list("563412ee", 0x123456));
+    QCOMPARE(list(int(VOX::makeAddr(VOX::NodeType(0x17), 0x1234567)), int(VOX::getType(0xF0123456))),
+             list(0x07234567, 0));
 }
 
 void tst_Commands::logTexts()

@@ -12,8 +12,7 @@ class tst_VOXMessage : public QObject
 private Q_SLOTS:
     void lengthsAndFlags();
     void addresses();
-    void validity();
-    void checkValues();
+    void validityAndCheckValues();
     void copiesAndThePreparedMark();
     void shortFramesAreHarmless();
     void fieldsRoundTrip();
@@ -30,21 +29,22 @@ QByteArray header(const VOXMessage &message)
 void tst_VOXMessage::lengthsAndFlags()
 {
     VOXMessage message(static_cast<unsigned char>(0xAB));
-    QCOMPARE(int(message.len()), 11);
-    QCOMPARE(list(message.isAck(), message.isCRC()), list(true, true));
+    const auto seen = [&] {
+        return list(header(message).left(5), message.len(), message.isAck(), message.isCRC());
+    };
+    QCOMPARE(seen(), list("00 AB", 11, true, true));
     message.setLen(40);
-    QCOMPARE(int(message.len()), 31);
-    QCOMPARE(header(message).left(5), QByteArray("00 BF"));
+    QCOMPARE(seen(), list("00 BF", 31, true, true));
     QCOMPARE(message.data().mid(11), QByteArray(20, '\0'));
     message.setLen(5);
-    QCOMPARE(header(message).left(5), QByteArray("00 AB"));
+    QCOMPARE(seen(), list("00 AB", 11, true, true));
     message.setExtLen(0x4B);
-    QCOMPARE(list(message.isAck(), message.isCRC()), list(false, false));
+    QCOMPARE(seen(), list("00 4B", 11, false, false));
     message.setAck(true);
     message.setCRC(true);
-    QCOMPARE(header(message).left(5), QByteArray("00 EB"));
+    QCOMPARE(seen(), list("00 EB", 11, true, true));
     message.setAck(false);
-    QCOMPARE(header(message).left(5), QByteArray("00 6B"));
+    QCOMPARE(seen(), list("00 6B", 11, false, true));
     message.setExtLen(0x43);
     QCOMPARE(message.data().size(), 3);
     QCOMPARE(int(VOXMessage(BusMessage(QByteArray(267, 'x'))).len()), 11);
@@ -55,29 +55,26 @@ void tst_VOXMessage::addresses()
     VOXMessage message(static_cast<unsigned char>(11));
     message.setSrcAddr(0x0F010203);
     message.setDestAddr(0xF8A1B2C3);
-    QCOMPARE(header(message), hex("00 0B F8 030201 C3B2A1"));
-    QCOMPARE(message.srcAddr(true), 0x0F010203u);
-    QCOMPARE(message.srcAddr(false), 0x010203u);
-    QCOMPARE(message.destAddr(true), 0x08A1B2C3u);
+    QCOMPARE(list(header(message), message.srcAddr(true), message.srcAddr(false), message.destAddr(true)),
+             list(hex("00 0B F8 030201 C3B2A1"), 0x0F010203, 0x010203, 0x08A1B2C3));
     message.setSrcNodeType(VOX::NODETYPE_TB20);
     QCOMPARE(header(message), hex("00 0B 28 030201 C3B2A1"));
 
     message.setGroupAddr(0x06123456, VOX::NODETYPE_MASTER);
-    QCOMPARE(header(message), hex("00 0B F6 563412 000000"));
-    QCOMPARE(message.bcastAddr(true), 0x06123456u);
+    QCOMPARE(list(header(message), message.bcastAddr(true)), list(hex("00 0B F6 563412 000000"), 0x06123456));
     message.setBcastAddr(0x06123456, VOX::NODETYPE_ANY);
-    QCOMPARE(header(message), hex("00 0B 60 563412 FFFFFF"));
-    QCOMPARE(message.bcastAddr(true), 0x00123456u);
-    QCOMPARE(message.srcAddr(true), 0x06123456u);
+    QCOMPARE(list(header(message), message.bcastAddr(true), message.srcAddr(true)),
+             list(hex("00 0B 60 563412 FFFFFF"), 0x00123456, 0x06123456));
 
     // The type does not matter, and one byte that differs makes a node.
-    QCOMPARE(frame("02", 0x0F000000).addrType(), VOX::GROUP);
-    QCOMPARE(frame("02", 0xFFFFFF).addrType(), VOX::BCAST);
-    QCOMPARE(frame("02", 0x00FFFF).addrType(), VOX::P2P);
-    QCOMPARE(frame("02", 0x010000).addrType(), VOX::P2P);
+    for (const auto &[addr, type] : {std::pair(0x0F000000u, VOX::GROUP),
+                                     {0xFFFFFFu, VOX::BCAST},
+                                     {0x00FFFFu, VOX::P2P},
+                                     {0x010000u, VOX::P2P}})
+        QCOMPARE(list(addr, frame("02", addr).addrType()), list(addr, type));
 }
 
-void tst_VOXMessage::validity()
+void tst_VOXMessage::validityAndCheckValues()
 {
     const auto isValid = [](const QByteArray &bytes) { return VOXMessage(BusMessage(bytes)).isValid(); };
     const QByteArray good = frame("02 FF", 1).data();
@@ -87,19 +84,14 @@ void tst_VOXMessage::validity()
     QVERIFY2(!isValid('\0' + good.mid(1)), "command 0");
     QVERIFY2(!isValid(QByteArray("\x02\x0A", 2) + QByteArray(8, '\1')), "ten bytes that agree");
     QVERIFY2(!isValid(good + QByteArray(256, '\0')), "256 bytes too many");
-}
 
-void tst_VOXMessage::checkValues()
-{
     QByteArray digits("123456789");
     VOXBus::invert(digits.data(), std::size_t(digits.size()));
     const std::tuple<QByteArray, int, int> cases[] = {{QByteArray(9, '\0'), 0x08F7, 0x3B54},
                                                       {digits, 0x01DD, 0x2189},
                                                       {QByteArray(3, '\xF0'), 0x002D, 0x31F8}};
-    for (const auto &[plain, checksum, crc] : cases) {
-        QCOMPARE(int(VOXBus::chksum(plain)), checksum);
-        QCOMPARE(int(VOXBus::crc(plain)), crc);
-    }
+    for (const auto &[plain, checksum, crc] : cases)
+        QCOMPARE(list(VOXBus::chksum(plain), VOXBus::crc(plain)), list(checksum, crc));
 }
 
 void tst_VOXMessage::copiesAndThePreparedMark()
@@ -108,9 +100,8 @@ void tst_VOXMessage::copiesAndThePreparedMark()
     const VOXMessage copy = message;
     QCOMPARE(list(message.isPrepared(), copy.sharesDataWith(message)), list(true, true));
     message.setCmd(3);
-    QCOMPARE(list(message.isPrepared(), copy.isPrepared(), copy.sharesDataWith(message)),
-             list(false, true, false));
-    QCOMPARE(int(copy.cmd()), 2);
+    QCOMPARE(list(message.isPrepared(), copy.isPrepared(), copy.sharesDataWith(message), int(copy.cmd())),
+             list(false, true, false, 2));
     message.prepare();
     message.setAck(true);
     QVERIFY2(!message.isPrepared(), "a frame that nobody shares");
@@ -126,8 +117,8 @@ void tst_VOXMessage::shortFramesAreHarmless()
     const QByteArray whole = frame("03 01020304", 0x08A1B2C3).data();
     for (int size = 0; size < whole.size(); ++size) {
         VOXMessage message{BusMessage(whole.left(size))};
-        QCOMPARE(list(message.isValid(), message.addrType()), list(false, VOX::P2P));
-        QCOMPARE(message.destAddr(false), size < 9 ? 0u : 0xA1B2C3u);
+        QCOMPARE(list(message.isValid(), message.addrType(), message.destAddr(false)),
+                 list(false, VOX::P2P, size < 9 ? 0u : 0xA1B2C3u));
         message.setDestAddr(1);
         message.setBcastAddr(1, VOX::NODETYPE_ANY);
         message.setAck(true);
@@ -147,17 +138,12 @@ void tst_VOXMessage::fieldsRoundTrip()
     QCOMPARE(hex(message.data().mid(9, 12).toHex()), hex("FE 0180 563412 01 00 98BADCFE"));
     char c = 0;
     unsigned short u16 = 0;
-    unsigned int addr = 0xFFFFFFFF;
-    unsigned int u32 = 0;
-    bool yes = false;
-    bool no = true;
+    unsigned int addr = 0xFFFFFFFF, u32 = 0;
+    bool yes = false, no = true;
     VOXDataReader reader(message);
     (reader >> c >> u16 >> &addr >> yes >> &no).readUint32(u32);
-    QCOMPARE(list(reader.fail(), yes, no), list(false, true, false));
-    QCOMPARE(c, '\xFE');
-    QCOMPARE(int(u16), 0x8001);
-    QCOMPARE(addr, 0x123456u);
-    QCOMPARE(u32, 0xFEDCBA98u);
+    QCOMPARE(list(reader.fail(), int(c), u16, addr, yes, no, u32),
+             list(false, int('\xFE'), 0x8001, 0x123456, true, false, 0xFEDCBA98));
 }
 
 // One byte is missing: nothing is moved, and nothing afterwards.
@@ -185,7 +171,8 @@ void tst_VOXMessage::accessesAreAllOrNothing()
         accesses[room](writer, reader);
         for (int width = 0; width <= 4; ++width) {
             reader.skip(width);
-            QVERIFY(writer.fail() && reader.fail() && (reader >> u8).fail());
+            QCOMPARE(InOrder({writer.fail(), reader.fail(), (reader >> u8).fail()}),
+                     InOrder({true, true, true}));
         }
         QCOMPARE(u8 + u16 + u24 + u32, 28u);
         QCOMPARE(writer.write("x", 1) + reader.read(nullptr, 0), 0u);

@@ -1,5 +1,5 @@
+#include "proxies/kvrmotorproxy.h"
 #include "support/columns.h"
-#include "support/decoding.h"
 #include "support/frames.h"
 
 using P = KVRMotorProxy;
@@ -8,19 +8,79 @@ using NetworkConfig = KVRStdProxy::NetworkConfig;
 using NetworkStat = KVRStdProxy::NetworkStat;
 using NetworkErrorStat = KVRStdProxy::NetworkErrorStat;
 
+/// Whether a decoder is content, and what it has written into its outputs, in hexadecimal.
+using Decoded = QPair<bool, QByteArray>;
+using Decoder = std::function<Decoded(const BusMessage &)>;
+
+/// An output, however a decoder wants it.
+template <typename T>
+struct Output
+{
+    /// Filled with 0, or with another value than that.
+    explicit Output(bool isZero)
+    {
+        if constexpr (std::is_same_v<T, QByteArray>)
+            value = isZero ? "" : "?";
+        else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+            value = static_cast<T>(isZero ? 0 : ~0);
+        else if constexpr (std::is_same_v<T, KVRMotor::Status>)
+            value = {Output<KVRMotor::State>(isZero).value, Output<KVRMotor::Direction>(isZero).value,
+                     Output<KVRMotor::Source>(isZero).value, Output<KVRMotor::Cause>(isZero).value};
+        else
+            isZero ? value.clear() : void(value.data());
+    }
+    operator T &() { return value; }
+    operator T *() { return &value; }
+    T value{};
+};
+
+template <typename T>
+QByteArray shown(const T &value)
+{
+    if constexpr (std::is_same_v<T, QByteArray>)
+        return value.toHex().toUpper();
+    else if constexpr (std::is_integral_v<T> || std::is_enum_v<T>)
+        return QByteArray::number(static_cast<unsigned int>(value), 16).toUpper();
+    else if constexpr (std::is_same_v<T, KVRMotor::Status>)
+        return shown(value.state) + ' ' + shown(value.direction) + ' ' + shown(value.source) + ' '
+            + shown(value.cause);
+    else
+        return value.isValid() ? "valid" : "invalid";
+}
+
+/// One of a proxy. An output that it has not written is a "-".
+template <typename Class, typename... Outputs>
+Decoder decoder(bool (Class::*decode)(const BusMessage &, Outputs...) const)
+{
+    return [decode](const BusMessage &message) {
+        const auto run = [&](auto... output) {
+            const bool isOk = (P(1, nullptr).*decode)(message, output...);
+            return std::pair(isOk, QByteArrayList({shown(output.value)...}).join(' ').split(' '));
+        };
+        const auto runFrom = [&]([[maybe_unused]] bool isZero) {
+            return run(Output<std::remove_pointer_t<std::remove_reference_t<Outputs>>>(isZero)...);
+        };
+        auto [isOk, outputs] = runFrom(true);
+        const auto others = runFrom(false);
+        for (int i = 0; i < outputs.size(); ++i) {
+            if (outputs.at(i) != others.second.at(i))
+                outputs[i] = "-";
+        }
+        return Decoded(isOk && others.first, outputs.join(' '));
+    };
+}
+
 /// What proxies make of replies, and the values that some of them hold.
 class tst_ProxyDecoders : public QObject
 {
     Q_OBJECT
 
 private Q_SLOTS:
-    void decoders_data();
     void decoders();
     void dataTests();
     void partsOfAReply();
     void validity();
     void versionOrder();
-    void versionText_data();
     void versionText();
     void layouts();
 };
@@ -30,13 +90,32 @@ enum Strictness { Lenient = 0, ChecksCommand = 1, ChecksLength = 2, Strict = 3 }
 }
 
 // What has been read when the last byte is missing; without it, nothing has, however much is missing.
-void tst_ProxyDecoders::decoders_data()
+void tst_ProxyDecoders::decoders()
 {
-    const auto add = columns<Decoder, QByteArray, QByteArray, QByteArray, int>(
-        "decode", "shortest", "outputs", "cut", "strictness");
-    const auto row = [&](const char *name, auto decode, const char *shortest, const char *outputs,
-                         const char *cut = nullptr, int strictness = Lenient) {
-        add(name, decoder(decode), shortest, outputs, cut, strictness);
+    const auto row = [&](const char *name, auto method, const QByteArray &shortest, const QByteArray &outputs,
+                         const QByteArray &cut = QByteArray(), int strictness = Lenient) {
+        const Decoder decode = decoder(method);
+        const VOXMessage whole = frameFrom(1, shortest);
+        QCOMPARE(list(name, decode(whole)), list(name, Decoded(true, outputs)));
+
+        QByteArrayList untouched = outputs.split(' ');
+        std::fill(untouched.begin(), untouched.end(), outputs.isEmpty() ? "" : "-");
+        const QByteArray bytes = QByteArray::fromHex(shortest);
+        for (int size = bytes.size() - 1; size > 0; --size) {
+            const Decoded shorter = decode(frameFrom(1, bytes.left(size).toHex()));
+            const bool isTold = cut.isNull() || size == bytes.size() - 1;
+            const QByteArray left = !isTold ? shorter.second : cut.isNull() ? untouched.join(' ') : cut;
+            QCOMPARE(list(name, size, shorter), list(name, size, Decoded(false, left)));
+        }
+        for (int size = 0; size < whole.data().size(); ++size)
+            QVERIFY2(!decode(BusMessage(whole.data().left(size))).first, name);
+        VOXMessage foreign = whole, invalid = whole;
+        foreign.setCmd(1);
+        invalid.data()[1] = '\x1f' ^ invalid.data().at(1);
+        const bool takesAny = !(strictness & ChecksCommand), takesLonger = !(strictness & ChecksLength);
+        QCOMPARE(list(name, decode(foreign).first, decode(invalid).first), list(name, takesAny, takesAny));
+        if (whole.len() < VOXMessage::MaxLength)
+            QCOMPARE(list(name, decode(frameFrom(1, shortest + "00")).first), list(name, takesLonger));
     };
     row("group", &P::getGroupAddrReply, "61 05 563412", "5 123456", "5 -");
     row("statistics", &P::getNetworkStatReply, "6E 0102030405060708090A0B0C0D0E", "valid", "valid");
@@ -44,12 +123,12 @@ void tst_ProxyDecoders::decoders_data()
         "valid");
     row("configuration", &P::getNetworkConfigReply, "66 01 05 01 3412 01", "valid", "valid");
     row("stack version", &P::getNodeStackVersionReply, "71 563412 41 03 01", "valid", "valid");
-    row("application version", &P::getNodeAppVersionReply, "75 563412 41 03 01", "valid", nullptr, Strict);
+    row("application version", &P::getNodeAppVersionReply, "75 563412 41 03 01", "valid", {}, Strict);
     row("label, with its zero bytes", &P::getNodeLabelReply, "65 4B69746368656E000000000000000000",
-        "4B69746368656E000000000000000000", nullptr, Strict);
+        "4B69746368656E000000000000000000", {}, Strict);
     row("serial number", &P::getNodeSerialNumberReply, "6C 313233343536373839303100",
-        "313233343536373839303100", nullptr, ChecksLength);
-    row("first data test", &P::checkDataTest1Reply, "7A", "", nullptr, ChecksCommand);
+        "313233343536373839303100", {}, ChecksLength);
+    row("first data test", &P::checkDataTest1Reply, "7A", "", {}, ChecksCommand);
 
     row("position", &P::getMotorPositionReply, "0D 3412 50 07 02", "1234 50 7 2", "1234 50 7 -");
     row("status", &P::getMotorStatusReply, "0F 01 FF 02 03", "1 FF 2 3");
@@ -72,38 +151,6 @@ void tst_ProxyDecoders::decoders_data()
     row("power count", &P::diagGetPowerCountReply, "C4 0102", "201");
     row("reset count", &P::diagGetResetCountReply, "C5 0102", "201");
     row("encoder errors", &P::diagGetEncoderErrorsReply, "C6 0102", "201");
-}
-
-void tst_ProxyDecoders::decoders()
-{
-    QFETCH(Decoder, decode);
-    QFETCH(QByteArray, shortest);
-    QFETCH(QByteArray, outputs);
-    QFETCH(QByteArray, cut);
-    QFETCH(int, strictness);
-    const VOXMessage whole = frameFrom(1, shortest);
-    QCOMPARE(decode(whole), Decoded(true, outputs));
-
-    QByteArrayList untouched = outputs.split(' ');
-    std::fill(untouched.begin(), untouched.end(), outputs.isEmpty() ? "" : "-");
-    const QByteArray bytes = QByteArray::fromHex(shortest);
-    for (int size = bytes.size() - 1; size > 0; --size) {
-        const Decoded shorter = decode(frameFrom(1, bytes.left(size).toHex()));
-        QVERIFY2(!shorter.first, "a shorter frame will do");
-        if (cut.isNull() || size == bytes.size() - 1)
-            QCOMPARE(shorter.second, cut.isNull() ? untouched.join(' ') : cut);
-    }
-    for (int size = 0; size < whole.data().size(); ++size)
-        QVERIFY2(!decode(BusMessage(whole.data().left(size))).first, "a torn frame will do");
-
-    VOXMessage foreign = whole;
-    foreign.setCmd(1);
-    QCOMPARE(decode(foreign).first, !(strictness & ChecksCommand));
-    VOXMessage invalid = whole;
-    invalid.data()[1] = '\x1f' ^ invalid.data().at(1);
-    QCOMPARE(decode(invalid).first, !(strictness & ChecksCommand));
-    if (whole.len() < VOXMessage::MaxLength)
-        QCOMPARE(decode(frameFrom(1, shortest + "00")).first, !(strictness & ChecksLength));
 }
 
 // All that was sent has to come back, in a frame of the right command and length.
@@ -202,9 +249,18 @@ void tst_ProxyDecoders::versionOrder()
     }
 }
 
-void tst_ProxyDecoders::versionText_data()
+void tst_ProxyDecoders::versionText()
 {
-    const auto row = columns<QString, AppVersion, QString>("text", "version", "printed");
+    const auto row = [&](const char *name, const QString &text, const AppVersion &version,
+                         const char *printed) {
+        const AppVersion before(7, 'B', 8, 9);
+        AppVersion parsed = before;
+        const bool isRead = parsed.fromString(text);
+        const auto converted = QVariant(text).value<AppVersion>();
+        QCOMPARE(list(name, version.toString(), isRead, converted.isValid()),
+                 list(name, printed, version.isValid(), version.isValid()));
+        QCOMPARE(list(parsed == (isRead ? version : before), converted == version), list(true, true));
+    };
     row("the highest reference comes back", "16777215-z00-0", {16777215, 'z', 0, 0}, "16777215-z00-0");
     row("numbers need no padding", "1-A3-2", {1, 'A', 3, 2}, "1-A03-2");
     row("numbers are cut to a byte", "1-A300-258", {1, 'A', 44, 2}, "1-A44-2");
@@ -217,20 +273,6 @@ void tst_ProxyDecoders::versionText_data()
          {"16777216-A01-1", "4294967297-A01-1", "-1-A01-1", "-A01-1", "1-A-1", "1-AB-1", "1--1", "1-A01",
           "1-A01-1-1", "1-A01-", "1-A01-x", "0x1-A01-1", "1-A0x1-1", "1-A01-0x1", ""})
         row(bad, bad, {}, "");
-}
-
-void tst_ProxyDecoders::versionText()
-{
-    QFETCH(QString, text);
-    QFETCH(AppVersion, version);
-    QTEST(version.toString(), "printed");
-    const AppVersion before(7, 'B', 8, 9);
-    AppVersion parsed = before;
-    QCOMPARE(parsed.fromString(text), version.isValid());
-    QVERIFY(parsed == (version.isValid() ? version : before));
-    const auto converted = QVariant(text).value<AppVersion>();
-    QCOMPARE(converted.isValid(), version.isValid());
-    QVERIFY(converted == version);
 }
 
 void tst_ProxyDecoders::layouts()
@@ -254,8 +296,7 @@ void tst_ProxyDecoders::layouts()
     QCOMPARE(list(stat.maxRetryCount(), stat.frameSent(), stat.frameSeen(), stat.frameReceived(),
                   stat.busyCount(), stat.maxSlot(), stat.supervisionFailure()),
              list(1, 0x020304, 0x050607, 0x08090a, 0x0b0c, 0x0d, 0x0e));
-    QVERIFY(stat != sameStat);
-    QCOMPARE(int(sameStat.maxRetryCount()), 3);
+    QCOMPARE(list(sameStat.maxRetryCount(), stat == sameStat, stat != sameStat), list(3, false, true));
     sameStat.setMaxRetryCount(1), sameStat.setFrameSent(0x020304), sameStat.setFrameSeen(0x050607);
     sameStat.setFrameReceived(0x08090a), sameStat.setBusyCount(0x0b0c), sameStat.setMaxSlot(0x0d);
     sameStat.setSupervisionFailure(0x0e);

@@ -4,8 +4,6 @@
 
 using P = KVRMotorProxy;
 using M = KVRMotor;
-using Operation = std::function<void(P &)>;
-Q_DECLARE_METATYPE(Operation)
 
 class tst_ProxyRequests : public QObject
 {
@@ -13,7 +11,6 @@ class tst_ProxyRequests : public QObject
 
 private Q_SLOTS:
     void typesAreKnownFromTheStart();
-    void requests_data();
     void requests();
     void groupRequests();
     void timeouts();
@@ -35,9 +32,22 @@ void tst_ProxyRequests::typesAreKnownFromTheStart()
 }
 
 // Command, control byte (80 asks for an answer), data.
-void tst_ProxyRequests::requests_data()
+void tst_ProxyRequests::requests()
 {
-    const auto row = columns<QByteArray, Operation>("bytes", "operation");
+    const auto row = [&](const char *name, const QByteArray &bytes,
+                         const std::function<void(P &)> &operation) {
+        // A group, too, asks its address as a node where only the base class is known.
+        RecordingBus bus, second;
+        P proxy(0x08123456, &bus);
+        KVRGroupProxy group(0x08123456, &second);
+        operation(proxy);
+        operation(group);
+        for (const QByteArray &frame : {bus.written.value(0), second.written.value(0)}) {
+            const QByteArray sent = frame.left(2) + frame.mid(9).chopped(2);
+            QCOMPARE(list(name, hex(sent.toHex()), hex(frame.mid(2, 7).toHex())),
+                     list(name, hex(bytes), hex("F8 000001 563412")));
+        }
+    };
     const QByteArray all =
         "40 getNodeAddr 45 getNodeLabel 46 getNetworkConfig 4C getNodeSerialNumber 4D getNetworkErrorStat "
         "4E getNetworkStat 70 getNodeStackVersion 74 getNodeAppVersion 79 sendDataTest1 0C getMotorPosition "
@@ -96,22 +106,6 @@ void tst_ProxyRequests::requests_data()
     row("reset", "1F 8C 11", [](P &p) { p.setFactoryDefault(M::FACTORY_MOTOR_LIMITS); });
 }
 
-void tst_ProxyRequests::requests()
-{
-    QFETCH(QByteArray, bytes);
-    QFETCH(Operation, operation);
-    // A group, too, asks its address as a node where only the base class is known.
-    RecordingBus bus, second;
-    P proxy(0x08123456, &bus);
-    KVRGroupProxy group(0x08123456, &second);
-    operation(proxy);
-    operation(group);
-    for (const QByteArray &frame : {bus.written.value(0), second.written.value(0)}) {
-        QCOMPARE(hex((frame.left(2) + frame.mid(9).chopped(2)).toHex()), hex(bytes));
-        QCOMPARE(hex(frame.mid(2, 7).toHex()), hex("F8 000001 563412"));
-    }
-}
-
 void tst_ProxyRequests::groupRequests()
 {
     RecordingBus bus;
@@ -141,12 +135,14 @@ void tst_ProxyRequests::timeouts()
     QElapsedTimer clock;
     clock.start();
     const auto took = [&clock](const BusPendingCall &call, int time, BusPendingCall::Error error) {
-        return call.waitForFinished() && call.error() == error && clock.elapsed() >= time
-            && clock.restart() < time + 1000;
+        QVERIFY(call.waitForFinished());
+        QCOMPARE(call.error(), error);
+        const qint64 after = clock.restart();
+        QCOMPARE(list(after, after >= time, after < time + 1000), list(after, true, true));
     };
-    QVERIFY(took(group.getMotorStatus(), 200, BusPendingCall::Timeout));
-    QVERIFY(took(group.KVRMotorProxy::ctrlStop(), 200, BusPendingCall::Timeout));
-    QVERIFY(took(group.ctrlStop(), 255, BusPendingCall::NoError));
+    took(group.getMotorStatus(), 200, BusPendingCall::Timeout);
+    took(group.KVRMotorProxy::ctrlStop(), 200, BusPendingCall::Timeout);
+    took(group.ctrlStop(), 255, BusPendingCall::NoError);
 }
 
 void tst_ProxyRequests::nodes()
@@ -179,11 +175,18 @@ void tst_ProxyRequests::nodes()
     VOXBus bus{QString()};
     RecordingBus foreign;
     Counting node(0x123456, nullptr);
-    QVERIFY(!node.attach(&foreign) && !node.bus() && node.attach(static_cast<Bus *>(&bus)));
-    QVERIFY2(node.count == 1, "past what subclasses override");
-    QVERIFY(!node.attach(&foreign) && !node.attach(static_cast<Bus *>(nullptr)) && node.bus() == &bus);
-    QVERIFY(node.attach(static_cast<VOXBus *>(nullptr)) && !node.bus());
-    QVERIFY(node.hasSent(frameFrom(0x08123456, "7F")) && !node.hasSent(frameFrom(0x123457, "7F")));
+    // Whether it takes a bus, which it has then, and how often what subclasses override has been asked.
+    const std::tuple<Bus *, bool, Bus *, int> attempts[] = {{&foreign, false, nullptr, 0},
+                                                            {&bus, true, &bus, 1},
+                                                            {&foreign, false, &bus, 1},
+                                                            {nullptr, false, &bus, 1}};
+    for (const auto &[to, isTaken, after, count] : attempts) {
+        QCOMPARE(node.attach(to), isTaken);
+        QCOMPARE(list(node.bus() == after, node.count), list(true, count));
+    }
+    QCOMPARE(InOrder({node.attach(static_cast<VOXBus *>(nullptr)), !node.bus()}), InOrder({true, true}));
+    QCOMPARE(list(node.hasSent(frameFrom(0x08123456, "7F")), node.hasSent(frameFrom(0x123457, "7F"))),
+             list(true, false));
 }
 
 QTEST_GUILESS_MAIN(tst_ProxyRequests)

@@ -15,12 +15,16 @@ auto columns(ColumnName<Types>... names)
 }
 
 /// Values of any kinds as one text: a comparison of two such shows which differs. They are made in any order.
+/// Texts are equal whether they are strings or byte arrays.
 template <typename... Values>
 QString list(const Values &...values)
 {
     QString text;
-    (QDebug(&text) << ... << values);
+    (QDebug(&text).noquote() << ... << values);
     return text;
 }
+
+/// What steps have come to that are taken one after the other: in braces, as in InOrder({first(), second()}).
+using InOrder = QList<bool>;
 
 #endif

@@ -1,12 +1,11 @@
 #include "devices/tb60lvstub.h"
 #include "proxies/kvrmotorproxy.h"
+#include "support/columns.h"
 #include "support/ptyport.h"
 #include "support/receivers.h"
 #include "support/recordingbus.h"
 #include "support/timers.h"
 #include "support/watching.h"
-
-#include <QtTest>
 
 /// The byte stream bus: its line form and its device. How it finds frames is told in tst_framing.
 class tst_VOXBus : public QObject
@@ -26,20 +25,20 @@ void tst_VOXBus::opening()
     QSignalSpy changes(&bus, &VOXBus::openChanged);
     bus.close();
     device->refusesToOpen = true;
-    QVERIFY(!bus.open() && changes.isEmpty());
+    QCOMPARE(InOrder({bus.open(), bus.isOpen(), changes.isEmpty()}), InOrder({false, false, true}));
     device->refusesToOpen = false;
-    QVERIFY(bus.open() && bus.property("isOpen").toBool());
+    QCOMPARE(InOrder({bus.open(), bus.property("isOpen").toBool()}), InOrder({true, true}));
     QCOMPARE(changes, QList<QVariantList>{{true}});
     const WarningLog log(QtDebugMsg);
     device->feed(line(first));
     QCOMPARE(log.texts(), QStringList("[VOXBus]: Frame : 020CF0000001563412FF075C"));
     device->refusesToWrite = true;
-    QCOMPARE(bus.write(first.data()), -2);
-    QVERIFY(!bus.setBaudRate(VOXBus::BAUD_9600));
+    QCOMPARE(list(bus.write(first.data()), bus.setBaudRate(VOXBus::BAUD_9600)), list(-2, false));
     bus.close();
     QVERIFY(!bus.processData());
     VOXBus nothing(static_cast<QIODevice *>(nullptr));
-    QVERIFY(!nothing.open() && !nothing.isOpen() && !nothing.processData());
+    QCOMPARE(InOrder({nothing.open(), nothing.isOpen(), nothing.processData()}),
+             InOrder({false, false, false}));
     QCOMPARE(nothing.write(first.data()), -2);
 }
 
@@ -63,7 +62,7 @@ void tst_VOXBus::portSettings()
     port->setPortName(pty.name);
     QVERIFY(bus.open());
     QCOMPARE(settings(), expected);
-    QVERIFY(!bus.open() && bus.isOpen());
+    QCOMPARE(InOrder({bus.open(), bus.isOpen()}), InOrder({false, true}));
     QCOMPARE(changes, (QList<QVariantList>{{true}, {false}}));
     // The pacing is still at 1200, where 11 bytes of 11 bits take 100.8 ms.
     BusObject host(&bus, nullptr);
@@ -81,18 +80,20 @@ void tst_VOXBus::serialPorts()
     QVERIFY2(!pty.name.isEmpty(), "no pseudo-terminals on this machine");
     VOXBus bus(pty.name);
     KVRMotorProxy proxy(0x123456, &bus);
-    const auto isAnswered = [&] {
+    const auto opensAndIsAnswered = [&] {
+        QVERIFY(bus.open());
         const BusPendingCall call = proxy.getMotorStatus();
-        return call.waitForFinished() && text(call.reply()) == hex("0F 00 00 00 00");
+        call.waitForFinished();
+        QCOMPARE(text(call.reply()), hex("0F 00 00 00 00"));
     };
-    QVERIFY(bus.open() && isAnswered());
+    opensAndIsAnswered();
     bus.close();
     {
         const WarningLog log;
         QCOMPARE(bus.write(first.data()), -2);
         QCOMPARE(log.texts(), QStringList());
     }
-    QVERIFY(bus.open() && isAnswered());
+    opensAndIsAnswered();
 
     // While nothing is written, and while something is.
     QSignalSpy changes(&bus, &VOXBus::openChanged);
@@ -102,20 +103,21 @@ void tst_VOXBus::serialPorts()
     QTRY_VERIFY(!bus.isOpen());
     PtyPort other(*wire);
     bus.findChild<QSerialPort *>()->setPortName(other.name);
-    QVERIFY(bus.open() && isAnswered());
+    opensAndIsAnswered();
     changes.clear();
     other.unplug();
     QTest::ignoreMessage(QtWarningMsg, warning);
     const BusPendingCall call = proxy.getMotorStatus();
     const BusPendingCall queued = proxy.getMotorStatus();
-    QVERIFY(call.waitForFinished() && call.isError() && queued.waitForFinished() && queued.isError());
-    QVERIFY(!bus.isOpen());
-    QVERIFY2(changes.isEmpty(), "only open() and close() tell");
+    for (const BusPendingCall &lost : {call, queued})
+        QCOMPARE(InOrder({lost.waitForFinished(), lost.isError()}), InOrder({true, true}));
+    // Only open() and close() tell.
+    QCOMPARE(list(bus.isOpen(), changes.size()), list(false, 0));
 
     const PtyPort another(*wire);
     bus.findChild<QSerialPort *>()->setPortName(another.name);
-    QVERIFY(bus.open() && changes.size() == 1);
-    QVERIFY(isAnswered());
+    opensAndIsAnswered();
+    QCOMPARE(changes.size(), 1);
 }
 
 QTEST_GUILESS_MAIN(tst_VOXBus)
