@@ -1,4 +1,4 @@
-#include "vox/sim/faultbus.h"
+#include "simulation/faultbus_p.h"
 
 #include "framework/simplebusdispatcher.h"
 
@@ -7,11 +7,30 @@
 namespace {
 constexpr unsigned int BroadcastAddr = 0xffffff;
 constexpr int MaxRequests = 65536;
+
+/// Bytes that go on the line as they are.
+class LineBytes : public BusMessageData
+{
+public:
+    explicit LineBytes(const QByteArray &line) { bytes() = line; }
+
+    BusMessageData *clone() const override { return new LineBytes(*this); }
+    int writeTo(Bus &bus) const override { return static_cast<VOXBus &>(bus).writeLine(bytes()); }
+};
+
+class LineMessage : public BusMessage
+{
+public:
+    explicit LineMessage(const QByteArray &line)
+        : BusMessage(*new LineBytes(line))
+    {
+    }
+};
 }
 
 FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
     : VOXBus(*new SimpleBusDispatcher(*this, nullptr), nullptr)
-    , m_line(line)
+    , m_line(&line)
     , m_rules(rules)
 {
     dispatcher().setParent(this);
@@ -37,16 +56,19 @@ void FaultBus::handleRequest(const BusMessage &request)
 
 int FaultBus::write(const QByteArray &frame)
 {
+    if (!m_line)
+        return -2;
     const VOXMessage answer{BusMessage(frame)};
     const FaultyAnswer faulty =
         m_rules.applyTo(answer, m_requests.value(answer.srcAddr(false), m_requests.value(BroadcastAddr)));
     if (!faulty.isTouched) {
-        m_line.dispatcher().reply(answer);
+        m_line->dispatcher().reply(answer);
         return 0;
     }
     const auto send = [this, faulty] {
-        for (int copy = 0; copy < faulty.copies; ++copy)
-            m_line.writeLine(faulty.bytes);
+        // In their turn: an answer with a fault waits for the line as the others do.
+        for (int copy = 0; m_line && copy < faulty.copies; ++copy)
+            m_line->dispatcher().reply(LineMessage(faulty.bytes));
     };
     if (faulty.delayMs > 0)
         QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);
