@@ -5,7 +5,6 @@
 
 #include <QCoreApplication>
 #include <QEvent>
-#include <QPointer>
 
 #include <utility>
 
@@ -13,6 +12,8 @@ BusCallTeller::~BusCallTeller()
 {
     while (!m_ended.isEmpty())
         m_ended.takeFirst()->announce();
+    if (m_isGone)
+        *m_isGone = true;
 }
 
 void BusCallTeller::add(const BusPendingCallPointer &call)
@@ -23,8 +24,11 @@ void BusCallTeller::add(const BusPendingCallPointer &call)
 
 void BusCallTeller::tell()
 {
-    const QPointer<BusCallTeller> self(this);
-    while (self && !m_ended.isEmpty()) {
+    if (m_ended.isEmpty())
+        return;
+    bool isGone = false;
+    bool *const outer = std::exchange(m_isGone, &isGone);
+    while (!isGone && !m_ended.isEmpty()) {
         const BusPendingCallPointer call(m_ended.first());
         BusPendingCallWatcher *const watcher = call->takeWatcher();
         if (!call->hasWatchers())
@@ -34,6 +38,10 @@ void BusCallTeller::tell()
         if (watcher)
             Q_EMIT watcher->finished(watcher);
     }
+    if (!isGone)
+        m_isGone = outer;
+    else if (outer)
+        *outer = true;
 }
 
 void BusCallTeller::tellLater()

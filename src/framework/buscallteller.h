@@ -34,6 +34,8 @@ protected:
 private:
     BusCallQueue m_ended;
     bool m_isPassPosted = false;
+    // Set by the destructor, for the innermost tell().
+    bool *m_isGone = nullptr;
 };
 
 #endif

@@ -42,6 +42,9 @@ QString BusPendingCall::errorString() const
         QT_TRANSLATE_NOOP("BusPendingCall", "No reply within the time-out"),
         QT_TRANSLATE_NOOP("BusPendingCall", "The message could not be written"),
         QT_TRANSLATE_NOOP("BusPendingCall", "The call was canceled"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "A newer call has taken its place"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "It has waited too long to be sent"),
+        QT_TRANSLATE_NOOP("BusPendingCall", "Too many calls wait to be sent"),
     };
     return isError() ? QCoreApplication::translate("BusPendingCall", texts[error()]) : QString();
 }

@@ -31,7 +31,10 @@ public:
         NotOpen = 1, ///< The bus was not open, or has been closed since.
         Timeout = 2, ///< No reply has come in time.
         WriteFailed = 3, ///< The bus could not send it.
-        Canceled = 4 ///< By cancel(), or by the destruction of the bus.
+        Canceled = 4, ///< By cancel(), or by the destruction of the bus.
+        Superseded = 5, ///< A scheduler has not sent it, because a newer call makes it pointless.
+        Expired = 6, ///< A scheduler has not sent it, because it has waited for too long.
+        Overflow = 7 ///< A scheduler has not sent it, because too many calls wait.
     };
     Q_ENUM(Error)
 

@@ -38,6 +38,9 @@ public:
     virtual QList<BusMessage> replies() const;
     /// Starts the time-out. The message has been written, and arrives after another @p delay milliseconds.
     virtual void setMessageSent(unsigned int delay);
+    /// Ends the call as it is, and tells its dispatcher and its watchers. All but the first invocation do
+    /// nothing.
+    void finished();
     /// Whether the call keeps collecting for a period, even if its message asks for no answer.
     virtual bool collectsReplies() const;
 
@@ -73,8 +76,6 @@ protected:
     /// Handles the time-out.
     void timerEvent(QTimerEvent *event) override;
 
-    /// Ends the call, and tells its dispatcher and its watchers. All but the first invocation do nothing.
-    void finished();
     /// Runs the time-out from now on; @p delay in milliseconds, added to the message's own.
     void startTimeout(unsigned int delay);
     /// Ends the call because its time is over; the error is whatever has been stored.

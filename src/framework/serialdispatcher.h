@@ -20,8 +20,11 @@ public:
     SerialDispatcher(Bus &bus, unsigned int rate, unsigned char bitsPerByte, QObject *parent);
 
     bool scheduleNext() override;
+    int lineFreeIn() const override { return static_cast<int>(m_lineFree.remainingTime()); }
     /// Paces all that is sent from now on by @p rate, in bit/s; 0 for no pacing. The port is not touched.
     void setBaudRate(unsigned short rate);
+    /// In bit/s; 0 for no pacing.
+    unsigned int rate() const { return m_rate; }
 
 protected:
     unsigned int sentDelay(int length) const override;

@@ -58,7 +58,7 @@ void SimpleBusDispatcher::pump()
             scheduleIn(0);
         return;
     }
-    const QPointer<SimpleBusDispatcher> self(this);
+    const Guard self(*this);
     while (self && scheduleNext()) { }
     if (self && !hasSendable())
         m_timer.stop();
@@ -109,7 +109,7 @@ void SimpleBusDispatcher::send(const BusPendingCallPointer &call)
     else if (stays)
         m_collecting.append(call);
 
-    const QPointer<SimpleBusDispatcher> self(this);
+    const Guard self(*this);
     const bool written = write(call->message());
     if (!self) {
         call->setDispatcher(nullptr);
@@ -136,7 +136,7 @@ bool SimpleBusDispatcher::write(const BusMessageData &message)
     m_writtenDeadline = QDeadlineTimer(longest, Qt::PreciseTimer);
     frameSent(message.bytes().size(), busFreeDelay);
 
-    const QPointer<SimpleBusDispatcher> self(this);
+    const Guard self(*this);
     const bool wasBusy = std::exchange(m_busy, true);
     ++writesUnderWay;
     const bool ok = message.writeTo(m_bus) >= 0;
@@ -147,6 +147,8 @@ bool SimpleBusDispatcher::write(const BusMessageData &message)
     if (!ok) {
         m_written = true;
         frameSent(0, 0);
+    } else if (isWatched()) {
+        Q_EMIT written(message.bytes());
     }
     return ok;
 }
@@ -163,10 +165,12 @@ BusPendingCallPointer SimpleBusDispatcher::claimant(const BusMessage &message) c
 void SimpleBusDispatcher::dispatch(const QByteArray &frame)
 {
     const BusMessage message(ownBytes(frame));
+    if (isWatched())
+        Q_EMIT heard(message);
     const BusPendingCallPointer call = claimant(message);
     frameHeard(call ? &call->message() : nullptr);
 
-    const QPointer<SimpleBusDispatcher> self(this);
+    const Guard self(*this);
     if (!call) {
         Q_EMIT unhandled(message);
         if (self)
@@ -217,6 +221,7 @@ void SimpleBusDispatcher::endAll(BusPendingCall::Error error)
         ended.append(m_queue.takeFirst());
     for (const BusPendingCallPointer &call : qAsConst(ended))
         call->setError(error);
+    Q_EMIT allEnded(error);
 }
 
 void SimpleBusDispatcher::setWaitDeviceWritten(bool wait)
@@ -262,7 +267,7 @@ void SimpleBusDispatcher::timerEvent(QTimerEvent *event)
     m_timer.stop();
     // An event loop delivers this event, so a caller further up that is busy is waiting in that loop.
     const bool wasBusy = std::exchange(m_busy, false);
-    const QPointer<SimpleBusDispatcher> self(this);
+    const Guard self(*this);
     pump();
     if (self)
         m_busy = wasBusy;

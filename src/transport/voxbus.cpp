@@ -117,12 +117,13 @@ int VOXBus::write(const QByteArray &frame)
 int VOXBus::writeLine(const QByteArray &bytes)
 {
     const DeviceUse use(*this);
-    const QPointer<QIODevice> device = ioDevice();
+    QIODevice *const device = ioDevice();
     // A closed device would log a warning, so it is not written to.
     if (!device || !device->isOpen() || device->write(bytes) < 0)
         return -2;
-    // No member of this bus is used from here on: the device may have destroyed it.
-    if (auto *port = qobject_cast<QSerialPort *>(device))
+    // The device may have destroyed this bus, or itself.
+    auto *port = use.hasBus() ? qobject_cast<QSerialPort *>(ioDevice()) : nullptr;
+    if (port)
         port->flush();
     return 0;
 }
@@ -314,7 +315,10 @@ void VOXBus::serialPortError()
 
 void VOXBus::attach(VOXDevice &device)
 {
-    m_deviceDispatcher->attach(device);
+    if (m_refusal.isEmpty())
+        m_deviceDispatcher->attach(device);
+    else
+        qCWarning(lcVoxBus, "%s", qPrintable(m_refusal));
 }
 
 void VOXBus::detach(VOXDevice &device)
@@ -324,7 +328,8 @@ void VOXBus::detach(VOXDevice &device)
 
 void VOXBus::groupAttach(VOXDevice &device, unsigned int group)
 {
-    m_deviceDispatcher->groupAttach(device, group);
+    if (m_refusal.isEmpty())
+        m_deviceDispatcher->groupAttach(device, group);
 }
 
 void VOXBus::groupDetach(VOXDevice &device, unsigned int group)

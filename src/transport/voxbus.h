@@ -112,8 +112,10 @@ public Q_SLOTS:
 protected:
     /// The answer of hasInput(). Declared after the older virtual functions, so that these keep their order.
     virtual bool hasUnseenInput() const;
-    /// For buses that bring a device of their own.
+    /// For buses that bring a device of their own, or have none.
     VOXBus(BusDispatcher &dispatcher, QObject *parent);
+    /// Lets attach() do nothing but log @p reason. To be called before anybody else knows this bus.
+    void refuseDevices(const QString &reason) { m_refusal = reason; }
     /// Handles a pause in the received bytes.
     void timerEvent(QTimerEvent *event) override;
 
@@ -146,6 +148,7 @@ private:
     // The number of bytes that processData() has seen and left, because more may follow.
     qint64 m_incompleteBytes = 0;
     VOXBusDispatcher *m_deviceDispatcher;
+    QString m_refusal;
 };
 
 #endif
