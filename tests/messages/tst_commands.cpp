@@ -1,5 +1,6 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
+#include "messages/voxcommandtrait.h"
 #include "messages/voxdebug.h"
 #include "support/columns.h"
 #include "support/frames.h"
@@ -21,6 +22,7 @@ private Q_SLOTS:
     void tables();
     void namesAndNumbers();
     void logTexts();
+    void traits();
 };
 
 void tst_Commands::tables()
@@ -120,6 +122,39 @@ void tst_Commands::logTexts()
     QCOMPARE(text,
              QString("NACK UNKNOWN(0b) GET_NODE_ADDR UNKNOWN(0b) NODETYPE_MARLO(0a1b2c)) \"then\" (00000c)) "
                      "CTRL_STOP NODETYPE_TB20 "));
+}
+
+// What each command does, as its id, or as id and function where that makes a difference; a minus if twice is
+// not as good as once.
+void tst_Commands::traits()
+{
+    QMap<int, QByteArrayList> seen;
+    for (int cmd = 0; cmd <= 0xff; ++cmd) {
+        QMap<QByteArray, QByteArrayList> functions;
+        for (int function = 0; function <= 16; ++function) {
+            const auto trait =
+                VOXCommandTrait::of(frame(QString::asprintf("%02X %02X", cmd, function).toLatin1(), 1));
+            functions[QByteArray::number(trait.kind) + (trait.isHarmlessTwice ? "" : "-")] +=
+                QByteArray::number(function);
+        }
+        for (auto each = functions.cbegin(); each != functions.cend(); ++each) {
+            const QByteArray which = functions.size() == 1 ? QByteArray() : '/' + each->join(',');
+            seen[each.key().left(1).toInt()] +=
+                QString::asprintf("%02X", cmd).toLatin1() + which + each.key().mid(1);
+        }
+    }
+    using Trait = VOXCommandTrait;
+    QCOMPARE(seen.value(Trait::Stop).join(' '), QByteArray("02 54/3"));
+    QCOMPARE(seen.value(Trait::AbsoluteMove).join(' '), QByteArray("03 54/1,2,4,8,16"));
+    QCOMPARE(seen.value(Trait::RelativeMove).join(' '),
+             QByteArray("01- 04- 54/0,5,6,7,9,10,11,12,13,14,15-"));
+    QCOMPARE(seen.value(Trait::Wink).join(' '), QByteArray("05-"));
+    QCOMPARE(seen.value(Trait::Setting).join(' '),
+             QByteArray(
+                 "06 10 11/0,1,2,3,6,7,8,9,10,11,12,13,14,15,16 11/4,5- 12 13 14 15 16 17 18 19 1A 1F 50 51 "
+                 "52 53 55 56 5B 5E"));
+    QCOMPARE(seen.value(Trait::Query).size(), 41);
+    QVERIFY(!seen.value(Trait::Query).join(' ').contains('-'));
 }
 
 QTEST_GUILESS_MAIN(tst_Commands)
