@@ -11,12 +11,13 @@ else()
 endif()
 
 set(runtime_package libvox${VOX_SUFFIX}${version_suffix})
+set(network_package libvoxnetwork${VOX_SUFFIX}${version_suffix})
 set(simulation_package libvoxsimulation${VOX_SUFFIX}${version_suffix})
 
 set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VOX developers <maintainers@vox-network.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
-set(CPACK_COMPONENTS_ALL runtime simulation development)
+set(CPACK_COMPONENTS_ALL runtime network simulation development)
 if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
@@ -28,14 +29,17 @@ set(CPACK_DEBIAN_PACKAGE_GENERATE_SHLIBS ON)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_NAME ${runtime_package})
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_SECTION libs)
 set(CPACK_DEBIAN_RUNTIME_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
-set(CPACK_DEBIAN_SIMULATION_PACKAGE_NAME ${simulation_package})
-set(CPACK_DEBIAN_SIMULATION_PACKAGE_SECTION libs)
-set(CPACK_DEBIAN_SIMULATION_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
-set(CPACK_DEBIAN_SIMULATION_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+foreach(part network simulation)
+    string(TOUPPER ${part} upper)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_NAME ${${part}_package})
+    set(CPACK_DEBIAN_${upper}_PACKAGE_SECTION libs)
+    set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
+    set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
+endforeach()
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvox${VOX_SUFFIX}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
-    "${runtime_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION}), ${qt_packages_${VOX_QT}}")
+    "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION}), ${qt_packages_${VOX_QT}}")
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
@@ -58,6 +62,9 @@ endforeach()
 set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
     "Host programs move, set and query motorised window coverings over a
 serial line, UDP or UDP multicast; emulated nodes stand in for them. For Qt ${VOX_QT}.")
+set(CPACK_COMPONENT_NETWORK_DESCRIPTION
+    "Networks over time: who sends next on a line of motorised window
+coverings. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_SIMULATION_DESCRIPTION
     "Simulated networks: whole networks of motorised window coverings in a
 test, with faults and in virtual time. For Qt ${VOX_QT}.")

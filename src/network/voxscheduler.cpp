@@ -1,0 +1,85 @@
+#include "network/voxscheduler.h"
+
+#include "network/schedulercore_p.h"
+
+VOXScheduler::VOXScheduler(VOXBus *bus, QObject *parent)
+    : QObject(parent)
+    , m_core(std::make_unique<SchedulerCore>(*this, bus))
+{
+}
+
+VOXScheduler::~VOXScheduler() = default;
+
+bool VOXScheduler::isActive() const
+{
+    return m_core->bus() != nullptr;
+}
+
+VOXBus *VOXScheduler::bus() const
+{
+    return m_core->bus();
+}
+
+VOXBus *VOXScheduler::lane(Lane lane) const
+{
+    return &m_core->lane(lane);
+}
+
+void VOXScheduler::setLineRate(int bitsPerSecond)
+{
+    m_core->fixedLineRate = qMax(bitsPerSecond, 0);
+}
+
+int VOXScheduler::lineRate() const
+{
+    return m_core->lineRate();
+}
+
+void VOXScheduler::setLimits(const Limits &limits)
+{
+    m_core->limits = limits;
+}
+
+VOXScheduler::Limits VOXScheduler::limits() const
+{
+    return m_core->limits;
+}
+
+int VOXScheduler::loadPercent() const
+{
+    return m_core->loadPercent();
+}
+
+int VOXScheduler::queuedCalls(Lane lane) const
+{
+    return m_core->queue().count(lane);
+}
+
+VOXScheduler::LaneFigures VOXScheduler::figures(Lane lane) const
+{
+    return m_core->figures(lane);
+}
+
+VOXScheduler::NodeFigures VOXScheduler::nodeFigures(VOX::Addr node) const
+{
+    const Destination *known = m_core->queue().find(node & VOX::AddrMask);
+    NodeFigures figures = known ? known->figures : NodeFigures();
+    constexpr int Median = 50;
+    figures.answerMs = known ? known->answerMs.percentile(Median, -1) : -1;
+    return figures;
+}
+
+void VOXScheduler::setPollSource(PollSource source)
+{
+    m_core->setPollSource(std::move(source));
+}
+
+void VOXScheduler::wakePolls()
+{
+    m_core->wakePolls();
+}
+
+void VOXScheduler::setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members)
+{
+    m_core->setGroupMembers(group & VOX::AddrMask, members);
+}
