@@ -12,9 +12,12 @@ JsonLines::JsonLines(const QByteArray &text)
 
 int JsonLines::lineOf(QString path) const
 {
-    while (!path.isEmpty() && !m_lines.contains(path))
-        path.truncate(std::max({0, path.lastIndexOf(QLatin1Char('.')), path.lastIndexOf(QLatin1Char('['))}));
-    return m_lines.value(path, 1);
+    // The root is there, with an empty path.
+    while (!m_lines.contains(path)) {
+        const auto end = std::max(path.lastIndexOf(QLatin1Char('.')), path.lastIndexOf(QLatin1Char('[')));
+        path = end < 0 ? QString() : path.left(end);
+    }
+    return m_lines.value(path);
 }
 
 void JsonLines::scanValue(const QString &path)

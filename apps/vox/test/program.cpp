@@ -2,6 +2,7 @@
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
+#include <QDir>
 #include <QFile>
 #include <QFileInfo>
 #include <QTimer>
@@ -48,7 +49,7 @@ bool Program::run(const QStringList &command, const QString &folder, QString *pr
 {
     QString name = command.constFirst();
     if (name.contains(QLatin1Char('/')) && QFileInfo(name).isRelative())
-        name = QStringLiteral("%1/%2").arg(folder, name);
+        name = QDir(folder).filePath(QDir::cleanPath(name));
     setWorkingDirectory(folder);
     start(name, command.mid(1));
     if (!waitForStarted()) {

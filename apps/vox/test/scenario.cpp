@@ -74,7 +74,8 @@ bool readFile(const QString &fileName, QByteArray *text, QJsonObject *object, QS
         return true;
     *problem = error.error == QJsonParseError::NoError
         ? QStringLiteral("%1:1: is to hold a JSON object").arg(fileName)
-        : mistakeInLine(fileName, text->left(error.offset).count('\n') + 1, error.errorString());
+        : mistakeInLine(fileName, static_cast<int>(text->left(error.offset).count('\n')) + 1,
+                        error.errorString());
     return false;
 }
 }

@@ -63,7 +63,7 @@ KVRMotorDevice *motorAt(const JsonPlace &place, const VOXSimulation &network)
 
 int wordAt(const JsonPlace &place, const QStringList &words)
 {
-    const int index = words.indexOf(place.value().toString());
+    const int index = static_cast<int>(words.indexOf(place.value().toString()));
     if (index < 0)
         place.fail(QStringLiteral("is to be one of %1").arg(words.join(QStringLiteral(", "))));
     return std::max(0, index);

@@ -207,7 +207,7 @@ QString ScenarioRun::evidence() const
     if (!output.isEmpty()) {
         const QStringList printed = output.split(QLatin1Char('\n'));
         lines.last() += QStringLiteral(", and has printed:");
-        lines += printed.mid(std::max(0, printed.size() - ShownLines));
+        lines += printed.mid(std::max(0, static_cast<int>(printed.size()) - ShownLines));
     }
     return QStringLiteral("\n  ") + lines.join(QStringLiteral("\n  "));
 }
