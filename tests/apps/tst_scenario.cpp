@@ -62,6 +62,9 @@ was killed | trap : TERM; echo $$ >pids; while :; do sleep 0.1; done | {'at': '9
 the time-out of 1 s is over | true'], 'timeout': '1s', 'run': ['cat | {'at': '20s', 'do': {'line': 'cut'}}
 no-such cannot be started: | true'], 'run': ['./no-such | {'expect': {}}
 2: network: cannot read | true'], 'network': 'no-such.json', 'run': ['1 |
+0 ok | true'], 'line': '4800:50-51', 'run': ['vox', 'label', '--bus', '{bus}', '000001 | {'expect': {'to': '000001'}},
+    {'never': {'from': '000001', 'for': '60ms'}}, {'expect': {'from': '000001'}}
+2: line:  | true'], 'line': '4800-5', 'speed': ['1 |
 2: speed: is to be a whole number | true'], 'speed': ['1 |
 3: steps[0]: is to have one of do, expect and never | true | {'at': 1}
 4: steps[0].at: is to be a time | true | {

@@ -20,6 +20,7 @@ constexpr int DefaultTimeoutMs = 60000;
 
 const QString NetworkKey = QStringLiteral("network");
 const QString BusKey = QStringLiteral("bus");
+const QString LineKey = QStringLiteral("line");
 const QString SpeedKey = QStringLiteral("speed");
 const QString SeedKey = QStringLiteral("seed");
 const QString RunKey = QStringLiteral("run");
@@ -90,7 +91,7 @@ bool Scenario::read(const QString &fileName, Scenario *scenario, QString *proble
     scenario->fileName = fileName;
     scenario->folder = QFileInfo(fileName).absolutePath();
     const JsonPlace root(object, QString(), problem);
-    root.isObjectOf({NetworkKey, BusKey, SpeedKey, SeedKey, RunKey, TimeoutKey, StepsKey});
+    root.isObjectOf({NetworkKey, BusKey, LineKey, SpeedKey, SeedKey, RunKey, TimeoutKey, StepsKey});
     scenario->readSetUp(root);
     VOXSimulation simulation;
     QString mistake;
@@ -125,6 +126,11 @@ void Scenario::readSetUp(const JsonPlace &root)
         root[BusKey].fail(mistake);
     if (bus != QLatin1String("udp") && url.kind == VOXBusUrl::Serial)
         root[BusKey].fail(QStringLiteral("is to be udp, pty:, or a bus over UDP or multicast"));
+    if (root[LineKey].isPresent()) {
+        line = root[LineKey].text();
+        if (!VOXSimulation().setLine(line, &mistake))
+            root[LineKey].fail(mistake);
+    }
     if (root[SpeedKey].isPresent())
         speed = static_cast<unsigned int>(root[SpeedKey].number(1, MaxSpeed));
     if (root[SeedKey].isPresent())
@@ -146,6 +152,10 @@ void Scenario::readSteps(const JsonPlace &place, const VOXSimulation &simulation
 
 bool Scenario::fill(VOXSimulation *simulation, QString *problem) const
 {
+    simulation->setSeed(seed);
+    simulation->setTimeScale(speed);
+    if (!line.isEmpty())
+        simulation->setLine(line, problem);
     return networkFile.isEmpty() ? simulation->load(network, problem)
                                  : simulation->load(networkFile, problem);
 }

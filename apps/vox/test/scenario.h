@@ -15,7 +15,7 @@ class VOXSimulation;
 
 /// A test of a program that talks to a network: the network, the program, and what happens, step by step.
 ///
-///     {"network": OBJECT or FILE, "bus": "udp", "pty:" or URL, "speed": 1, "seed": 1,
+///     {"network": OBJECT or FILE, "bus": "udp", "pty:" or URL, "line": "4800:5-40", "speed": 1, "seed": 1,
 ///      "run": [PROGRAM, ARGUMENT...], "timeout": "60s",
 ///      "steps": [{"at": TIME, "do": {...}}, {"expect": {...}}, {"never": {...}}]}
 ///
@@ -37,7 +37,8 @@ struct Scenario
     /// Reads @p fileName. False if there is a mistake; @p problem names it with the file, the line and the
     /// path: "lunch.json:12: steps[3].expect.within: ...".
     static bool read(const QString &fileName, Scenario *scenario, QString *problem);
-    /// Fills @p simulation with the network. Fails only if a file of the network has changed since.
+    /// Gives @p simulation the network, and whatever else is said of it. False only if a file of the network
+    /// has changed since.
     bool fill(VOXSimulation *simulation, QString *problem) const;
 
     /// As it was named.
@@ -48,6 +49,8 @@ struct Scenario
     QJsonObject network;
     /// "udp", "pty:" or another bus's URL, on the side of the nodes.
     QString bus;
+    /// The pace of the line, as of VOXSimulation::setLine(); empty for none.
+    QString line;
     unsigned int speed = 1;
     quint32 seed = 1;
     QStringList run;

@@ -83,8 +83,6 @@ bool ScenarioRun::setUp(QString *problem)
 {
     if (!m_scenario.fill(&m_simulation, problem))
         return false;
-    m_simulation.setSeed(m_scenario.seed);
-    m_simulation.setTimeScale(m_scenario.speed);
     const bool isFree = m_scenario.bus == QLatin1String("udp");
     const QString url = isFree ? freeUdpUrl() : m_scenario.bus;
     if (VOXBusUrl::isPortTaken(url)) {
