@@ -24,6 +24,8 @@ public:
     bool isNull() const { return m_value.isNull(); }
     bool ok() const { return m_problem->isEmpty(); }
     const QString &path() const { return m_path; }
+    /// What stands there; undefined if nothing does.
+    const QJsonValue &value() const { return m_value; }
 
     /// A member of an object; not present if there is none.
     JsonPlace operator[](const QString &key) const;
