@@ -36,6 +36,7 @@ public:
     /// What becomes of real sockets and serial ports, whose input comes in real time.
     enum Sockets {
         Refused, ///< They end the program, with a text that names them.
+        Local, ///< What comes from this machine, to UDP sockets, is there before time passes on.
         OnDemand ///< They hear of input from announceInput() alone.
     };
 
