@@ -4,7 +4,7 @@
 #include "devices/tb60lvstub.h"
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrmotorproxy.h"
-#include "support/timedline.h"
+#include "simulation/voxline.h"
 #include "transport/voxbus.h"
 
 #include <QCoreApplication>
@@ -12,6 +12,7 @@
 #include <QLoggingCategory>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
 constexpr qint64 BitsPerByte = 11;
@@ -27,13 +28,11 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication app(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
-    auto *hostEnd = new TimedLine(ByteTimeNs);
-    auto *motorEnd = new TimedLine(ByteTimeNs);
-    TimedLine::join(*hostEnd, *motorEnd);
-    VOXBus host(hostEnd);
-    VOXBus network(motorEnd);
-    const TB60LVStub motor(MotorAddr, &network);
-    KVRMotorProxy proxy(MotorAddr, &host);
+    VOXLine line(VOXBus::BAUD_4800);
+    const std::unique_ptr<VOXBus> host(line.addBus());
+    const std::unique_ptr<VOXBus> network(line.addBus());
+    const TB60LVStub motor(MotorAddr, network.get());
+    KVRMotorProxy proxy(MotorAddr, host.get());
 
     QElapsedTimer clock;
     clock.start();
@@ -46,7 +45,7 @@ int main(int argc, char *argv[])
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         failures += watcher.isError() ? 1 : 0;
     }
-    const qint64 needed = (hostEnd->sentBytes() + motorEnd->sentBytes()) * ByteTimeNs + queries * PausesNs;
+    const qint64 needed = line.byteCount() * ByteTimeNs + queries * PausesNs;
     std::printf(
         "serial line: %d queries in %.1f s, %d of them failed; %.1f %% of what the line allows (at least "
         "97 %% is wanted)\n",
