@@ -92,12 +92,13 @@ bool VirtualDispatcher::serveSockets()
     return !ready.isEmpty();
 }
 
+// Inside of itself, it goes on with what has been seen last: the rest is old by then.
 void VirtualDispatcher::announce(const QList<QSocketNotifier *> &notifiers)
 {
-    for (QSocketNotifier *notifier : notifiers) {
+    m_ready = notifiers;
+    while (!m_ready.isEmpty()) {
         QEvent event(QEvent::SockAct);
-        if (m_notifiers.contains(notifier))
-            QCoreApplication::sendEvent(notifier, &event);
+        QCoreApplication::sendEvent(m_ready.takeFirst(), &event);
     }
 }
 
@@ -180,6 +181,7 @@ void VirtualDispatcher::registerSocketNotifier(QSocketNotifier *notifier)
 
 void VirtualDispatcher::unregisterSocketNotifier(QSocketNotifier *notifier)
 {
+    m_ready.removeAll(notifier);
     if (m_notifiers.removeAll(notifier) > 0 && m_local)
         m_local->remove(notifier);
 }

@@ -78,6 +78,8 @@ private:
     quint64 m_turns = 0;
     int m_depth = 0;
     QList<QSocketNotifier *> m_notifiers;
+    // Those that have yet to hear.
+    QList<QSocketNotifier *> m_ready;
     // Of Local sockets only.
     std::unique_ptr<LocalSockets> m_local;
     bool m_isInterrupted = false;
