@@ -40,6 +40,7 @@ public:
         OnDemand ///< They hear of input from announceInput() alone.
     };
 
+    /// From now on, for this thread.
     explicit VOXVirtualTime(Sockets sockets = Refused);
     /// Time is real again once the application has gone, too.
     ~VOXVirtualTime();
