@@ -15,12 +15,11 @@
 #include <memory>
 
 namespace {
-constexpr qint64 BitsPerByte = 11;
 constexpr qint64 NsPerSecond = 1000000000;
-constexpr qint64 ByteTimeNs = BitsPerByte * NsPerSecond / VOXBus::BAUD_4800;
 constexpr qint64 DurationNs = 60 * NsPerSecond;
-// 5 ms before the answer, 10 ms before the next call.
-constexpr qint64 PausesNs = 15 * NsPerSecond / 1000;
+// 11 bytes, 5 ms, an answer of 15 bytes, and 10 ms before the next call. The line hands over frames in whole
+// milliseconds.
+constexpr qint64 QueryNs = (26 + 5 + 35 + 10) * NsPerSecond / 1000;
 constexpr unsigned int MotorAddr = 0x000123;
 }
 
@@ -45,7 +44,7 @@ int main(int argc, char *argv[])
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         failures += watcher.isError() ? 1 : 0;
     }
-    const qint64 needed = line.byteCount() * ByteTimeNs + queries * PausesNs;
+    const qint64 needed = queries * QueryNs;
     std::printf(
         "serial line: %d queries in %.1f s, %d of them failed; %.1f %% of what the line allows (at least "
         "97 %% is wanted)\n",

@@ -5,6 +5,7 @@
 #include <array>
 
 #include <arpa/inet.h>
+#include <cerrno>
 #include <sys/epoll.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -58,7 +59,11 @@ void LocalSockets::remove(QSocketNotifier *notifier)
 void LocalSockets::letAllArrive()
 {
     char byte = 0;
-    if (::send(m_probe, &byte, 1, 0) == 1 && ::recv(m_probe, &byte, 1, 0) != 1)
+    ssize_t received = ::send(m_probe, &byte, 1, 0);
+    do {
+        received = ::recv(m_probe, &byte, 1, 0);
+    } while (received < 0 && errno == EINTR);
+    if (received != 1)
         qFatal("[VOXVirtualTime]: 127.0.0.1 does not deliver");
 }
 
