@@ -32,6 +32,7 @@ cmake -G Ninja -S "$examples" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$root/usr" >
 cmake --build "$work/cmake" >/dev/null
 meet "$work/cmake" CMake
 [ -x "$work/cmake/example-qml-list" ]
+"$work/cmake/example-host-test" >/dev/null
 
 mkdir "$work/plain"
 for example in host emulator; do
