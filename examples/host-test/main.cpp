@@ -2,10 +2,13 @@
 
 #include "keeper.h"
 
+#include <QJsonArray>
+#include <QJsonObject>
 #include <QtTest>
 #include <TB20Stub>
 #include <VOXBus>
 #include <VOXLine>
+#include <VOXSimulation>
 #include <VOXVirtualTime>
 
 #include <memory>
@@ -58,7 +61,28 @@ private Q_SLOTS:
         }
     }
 
+    void meetsAMotorThatComesAndGoes()
+    {
+        QString problem;
+        VOXSimulation floor;
+        QVERIFY2(floor.load(QJsonObject{{"nodes", QJsonArray{kitchen()}}}, &problem), qPrintable(problem));
+        QVERIFY2(floor.addFault("away 5000 000102 every 60000", &problem), qPrintable(problem));
+        floor.attach(m_line->addBus(m_line.get()));
+        m_keeper = std::make_unique<Keeper>(0x000102, m_line->addBus(m_line.get()));
+        // It is away, and back, and has been brought down.
+        QVERIFY(VOXVirtualTime::runUntil([this] { return m_keeper->hasAlarm(); }, 10000));
+        QVERIFY(VOXVirtualTime::runUntil([this] { return !m_keeper->hasAlarm(); }, 10000));
+        QTRY_COMPARE_WITH_TIMEOUT(int(floor.node<TB20Stub>(0x000102)->positionPulses()), 2000, 60000);
+        QVERIFY(floor.faults().at(0).happened > 0);
+    }
+
 private:
+    /// As in the files of vox sim.
+    static QJsonObject kitchen()
+    {
+        return {{"model", "TB20"}, {"address", "000102"}, {"limits", QJsonObject{{"up", 0}, {"down", 2000}}}};
+    }
+
     std::unique_ptr<VOXLine> m_line;
     std::unique_ptr<TB20Stub> m_motor;
     std::unique_ptr<Keeper> m_keeper;
