@@ -250,7 +250,7 @@ void KVRDevice::dispatch(const VOXMessage &msg)
 {
     if (isDeafTo(msg))
         return;
-    serve([&] { return standardAnswer(msg); });
+    serve([&] { return answerTo(msg); });
 }
 
 VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)

@@ -138,7 +138,10 @@ protected:
     VOXReply acknowledgement(const VOXMessage &request) const;
     /// Made whether @p request asks for an acknowledgement or not. @p status may be a KVR::MotorNackStatus.
     VOXReply nack(const VOXMessage &request, int status) const;
-    /// Does what @p msg asks for, which is heard, and gives the answer of dispatch(); invalid for no answer.
+    /// Does what @p request asks for, which has been checked, and gives the answer of dispatch(); invalid for
+    /// no answer.
+    virtual VOXMessage answerTo(const VOXMessage &request) { return standardAnswer(request); }
+    /// The same for the commands that every node knows; refuses all others.
     VOXMessage standardAnswer(const VOXMessage &msg);
     /// Gives @p answer if the motors' rule sends it, else an invalid one. ACK and NACK are sent only if
     /// @p request asks for an acknowledgement, data always.
