@@ -1,12 +1,9 @@
 // The file that describes a simulated network, of any bytes: a network whose nodes keep what it says, or a
 // mistake with a text.
 
-#include "simulation/jsonplace_p.h"
+#include "simulation/networkfile_p.h"
+#include "simulation/voxsimulation.h"
 #include "support/fuzzing.h"
-#include "vox/sim/faultrule.h"
-#include "vox/sim/networkfile.h"
-#include "vox/sim/nodesettings.h"
-#include "vox/sim/simulation.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -36,16 +33,24 @@ bool isRead(const MemoryFile &file, QJsonObject *network, QString *problem)
     return readJsonFile(file.name(), network, problem);
 }
 
-/// What is written of a node is what makes another one like it.
-void expectToComeBack(const Simulation::Node &node)
+/// What is written of a network is what makes another one like it.
+void expectToComeBack(const VOXSimulation &simulation)
 {
-    const QJsonObject settings = settingsOf(*node.device);
-    QString problem;
-    Simulation other;
-    KVRDevice *copy = other.add(*findNodeModel(node.model), node.device->addr(), &problem);
-    expect(copy != nullptr);
-    readSettings(*copy, JsonPlace(settings, QString(), &problem));
-    expect(problem.isEmpty() && settingsOf(*copy) == settings);
+    QJsonArray nodes;
+    for (const VOX::Addr addr : simulation.addresses()) {
+        QJsonObject node = simulation.settings(addr);
+        node.insert(QStringLiteral("model"), simulation.model(addr));
+        node.insert(QStringLiteral("address"), VOX::toString(addr));
+        nodes += node;
+    }
+    QJsonArray faults;
+    for (const VOXFault &fault : simulation.faults())
+        faults += fault.toString();
+    VOXSimulation other;
+    expect(other.load(QJsonObject{{QStringLiteral("nodes"), nodes}, {QStringLiteral("faults"), faults}}));
+    expect(other.state() == simulation.state() && other.faults().size() == faults.size());
+    for (int i = 0; i < faults.size(); ++i)
+        expect(other.faults().at(i).toString() == faults.at(i).toString());
 }
 }
 
@@ -60,17 +65,14 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
     }
     if (!isSmall(network))
         return -1;
-    Simulation simulation;
-    const bool isNetwork = readNetwork(network, &simulation, &problem);
+    VOXSimulation simulation;
+    const bool isNetwork = simulation.load(network, &problem);
     expect(isNetwork == problem.isEmpty());
-    if (!isNetwork)
+    if (!isNetwork) {
+        expect(simulation.addresses().isEmpty() && simulation.faults().isEmpty());
         return 0;
-    expect(simulation.nodes().empty() == network.value(QStringLiteral("nodes")).toArray().isEmpty());
-    for (const Simulation::Node &node : simulation.nodes())
-        expectToComeBack(node);
-    for (const QString &words : faultsOf(network)) {
-        FaultRule rule;
-        expect(FaultRule::read(words, &rule, &problem));
     }
+    expect(simulation.addresses().isEmpty() == network.value(QStringLiteral("nodes")).toArray().isEmpty());
+    expectToComeBack(simulation);
     return 0;
 }

@@ -3,7 +3,7 @@
 
 #include "crowd.h"
 #include "host.h"
-#include "vox/sim/faultbus.h"
+#include "simulation/faultbus_p.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -94,11 +94,11 @@ FaultRules makeRules()
 {
     FaultRules rules(Seed);
     for (const char *words : faults) {
-        FaultRule rule;
+        VOXFault fault;
         QString problem;
-        if (!FaultRule::read(QLatin1String(words), &rule, &problem))
+        if (!VOXFault::read(QLatin1String(words), &fault, &problem))
             qFatal("%s", qPrintable(problem));
-        rules.add(rule);
+        rules.add(fault);
     }
     return rules;
 }

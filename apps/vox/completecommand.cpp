@@ -2,10 +2,10 @@
 
 #include "messages/vox.h"
 #include "messages/voxfield.h"
+#include "simulation/voxsimulation.h"
 #include "vox/commands.h"
 #include "vox/console.h"
 #include "vox/host/operation.h"
-#include "vox/sim/nodemodel.h"
 
 namespace {
 QStringList commandNames()
@@ -34,7 +34,7 @@ QStringList wireNames()
 
 QStringList nodes()
 {
-    QStringList names = nodeModelNames().split(QStringLiteral(", "));
+    QStringList names = VOXSimulation::models();
     for (QString &name : names)
         name += QLatin1Char('@');
     return names;

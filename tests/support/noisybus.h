@@ -1,7 +1,7 @@
 #ifndef NOISYBUS_H
 #define NOISYBUS_H
 
-#include "vox/sim/faultrule.h"
+#include "simulation/faultrules_p.h"
 
 #include <utility>
 

@@ -160,10 +160,10 @@ void tst_HostileLine::callsEndOnceAndAsTheirOwn()
     for (const char *words :
          {"drop all probability 0.1", "twice all probability 0.05", "corrupt all probability 0.05",
           "cut 7 all probability 0.02", "noise 5 all probability 0.1"}) {
-        FaultRule rule;
+        VOXFault fault;
         QString problem;
-        QVERIFY2(FaultRule::read(words, &rule, &problem), qPrintable(problem));
-        rules.add(rule);
+        QVERIFY2(VOXFault::read(words, &fault, &problem), qPrintable(problem));
+        rules.add(fault);
     }
     Calls hostile;
     for (int i = 0; i < HostileCalls; ++i)
@@ -186,7 +186,7 @@ void tst_HostileLine::callsEndOnceAndAsTheirOwn()
     qInfo("%d of %d calls answered, %d of them by an answer to another", answered, HostileCalls, foreign);
     QVERIFY(answered > HostileCalls / 4 && answered < HostileCalls * 9 / 10);
 
-    rules.clear();
+    rules.setFaults({});
     QTest::qWait(ResynchronisationMs);
     Calls quiet;
     for (int i = 0; i < QuietCalls; ++i)

@@ -1,17 +1,15 @@
 #include "vox/sim/simcommand.h"
 
 #include "messages/vox.h"
+#include "simulation/statefile_p.h"
+#include "simulation/voxsimulation.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/outcome.h"
 #include "vox/signalwatcher.h"
-#include "vox/sim/faultbus.h"
-#include "vox/sim/networkfile.h"
 #include "vox/sim/simconsole.h"
-#include "vox/sim/simulation.h"
-#include "vox/sim/statefile.h"
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
@@ -28,48 +26,51 @@ constexpr unsigned int MaxSpeed = 1000;
 struct Options
 {
     QString bus;
-    QJsonObject network;
-    QString networkName;
     QStringList nodes;
     QString stateName;
     unsigned int speed = 1;
     quint32 seed = 0;
 };
 
-bool addNode(const QString &text, Simulation *simulation, QString *problem)
+void complain(const QString &text)
 {
-    const QString name = text.section(QLatin1Char('@'), 0, 0);
-    const NodeModel *model = findNodeModel(name);
-    unsigned int addr = 0;
-    if (!model)
-        *problem = QStringLiteral("unknown model '%1'; one of %2").arg(name, nodeModelNames());
-    else if (text.count(QLatin1Char('@')) != 1)
-        *problem = QStringLiteral("'%1' is no MODEL@ADDRESS").arg(text);
-    else if (VOX::readNodeAddr(text.section(QLatin1Char('@'), 1), &addr, problem))
-        simulation->add(*model, addr, problem);
-    return problem->isEmpty();
+    printError(QStringLiteral("sim"), text);
 }
 
-bool fill(Simulation *simulation, const Options &options, QString *problem)
+QString modelNames()
 {
-    simulation->clear();
-    problem->clear();
-    if (!options.networkName.isEmpty() && !readNetwork(options.network, simulation, problem)) {
-        *problem = QStringLiteral("%1: %2").arg(options.networkName, *problem);
-        return false;
+    return VOXSimulation::models().join(QStringLiteral(", "));
+}
+
+bool addNode(const QString &text, VOXSimulation *simulation, QString *problem)
+{
+    const QString name = text.section(QLatin1Char('@'), 0, 0);
+    VOX::Addr addr = 0;
+    if (VOXSimulation::models().contains(name)) {
+        if (text.count(QLatin1Char('@')) != 1)
+            *problem = QStringLiteral("'%1' is no MODEL@ADDRESS").arg(text);
+        else
+            VOX::readNodeAddr(text.section(QLatin1Char('@'), 1), &addr, problem);
+        if (!problem->isEmpty())
+            return false;
     }
-    for (const QString &node : options.nodes) {
+    return simulation->add(name, addr, problem) != nullptr;
+}
+
+bool addNodes(const QStringList &nodes, VOXSimulation *simulation, QString *problem)
+{
+    for (const QString &node : nodes) {
         if (!addNode(node, simulation, problem))
             return false;
     }
-    if (simulation->nodes().empty())
+    if (simulation->addresses().isEmpty())
         *problem = QStringLiteral("no node; --node MODEL@ADDRESS names one, MODEL being one of %1")
-                       .arg(nodeModelNames());
+                       .arg(modelNames());
     return problem->isEmpty();
 }
 
 /// Takes over the state of the nodes. Damaged parts of it are set aside, and their nodes start without them.
-bool restore(StateFile *state, Simulation *simulation, const Options &options, QString *problem)
+bool restore(StateFile *state, QString *problem)
 {
     const StateFile::Result loaded = state->load(problem);
     if (loaded == StateFile::Unusable)
@@ -82,19 +83,15 @@ bool restore(StateFile *state, Simulation *simulation, const Options &options, Q
         }
         const QStringList mistakes = problem->split(QLatin1Char('\n'));
         for (const QString &mistake : mistakes)
-            printError(QStringLiteral("sim"),
-                       QStringLiteral("%1; left out, and set aside as %2").arg(mistake, other));
-        if (!fill(simulation, options, problem) || state->load(problem) != StateFile::Taken)
-            return false;
+            complain(QStringLiteral("%1; left out, and set aside as %2").arg(mistake, other));
     }
     return state->save(problem);
 }
 
-int run(const CommandLine &line, const Options &options)
+int run(const CommandLine &line, const Options &options, VOXSimulation &simulation)
 {
     QString problem;
-    Simulation simulation;
-    if (!fill(&simulation, options, &problem))
+    if (!addNodes(options.nodes, &simulation, &problem))
         return line.fail(problem);
     if (VOXBusUrl::isPortTaken(options.bus))
         return line.fail(QStringLiteral("another program has the port of %1").arg(options.bus));
@@ -102,15 +99,8 @@ int run(const CommandLine &line, const Options &options)
     const std::unique_ptr<VOXBus> bus = VOXBusUrl::openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
-    FaultRules faults(options.seed);
-    const QStringList lines = faultsOf(options.network);
-    for (const QString &words : lines) {
-        FaultRule rule;
-        FaultRule::read(words, &rule, &problem);
-        faults.add(rule);
-    }
-    FaultBus network(*bus, faults);
     StateFile state(options.stateName, simulation);
+    QObject::connect(&state, &StateFile::warning, &simulation, complain);
     const bool keepsState = !options.stateName.isEmpty();
     QLockFile stateLock(options.stateName + QStringLiteral(".lock"));
     // The holder of the lock may run for long.
@@ -118,37 +108,38 @@ int run(const CommandLine &line, const Options &options)
     if (keepsState) {
         if (!stateLock.tryLock() && stateLock.error() == QLockFile::LockFailedError)
             return line.fail(QStringLiteral("another simulation has %1").arg(options.stateName));
-        if (!restore(&state, &simulation, options, &problem))
+        if (!restore(&state, &problem))
             return line.fail(problem);
-        simulation.onSettingChanged = [&](KVRDevice &node) { state.noteChange(node); };
+        QObject::connect(&simulation, &VOXSimulation::settingChanged, &state, &StateFile::noteChange);
     }
+    simulation.setSeed(options.seed);
     simulation.setTimeScale(options.speed);
-    simulation.attach(network);
+    simulation.attach(bus.get());
 
     queueOutput();
     tellWarningsSoon();
     const SignalWatcher signalWatcher;
-    const SimConsole console(simulation, faults);
+    const SimConsole console(simulation);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
     // The program ends when the adapter is pulled out.
     QObject::connect(bus->device(), &QIODevice::aboutToClose, qApp, &QCoreApplication::quit,
                      Qt::QueuedConnection);
+    const int nodeCount = simulation.addresses().size();
     if (line.isJson())
         printJson({{QStringLiteral("ready"), url},
-                   {QStringLiteral("nodes"), int(simulation.nodes().size())},
+                   {QStringLiteral("nodes"), nodeCount},
                    {QStringLiteral("seed"), qint64{options.seed}}});
     else
-        printLine(QStringLiteral("ready %1, %2, seed %3")
-                      .arg(url, counted(qint64(simulation.nodes().size()), "node"))
-                      .arg(options.seed));
+        printLine(
+            QStringLiteral("ready %1, %2, seed %3").arg(url, counted(nodeCount, "node")).arg(options.seed));
     int result = QCoreApplication::exec();
     if (!bus->isOpen()) {
-        printError(QStringLiteral("sim"), QStringLiteral("%1 has gone").arg(url));
+        complain(QStringLiteral("%1 has gone").arg(url));
         result = Failure;
     }
     if (!keepsState || state.save(&problem))
         return result;
-    printError(QStringLiteral("sim"), problem);
+    complain(problem);
     return Failure;
 }
 }
@@ -165,8 +156,7 @@ int runSim(const QStringList &arguments)
         CommandLine::BusOption | CommandLine::JsonOption);
     const QCommandLineOption node(
         QStringLiteral("node"),
-        QStringLiteral("A node: one of %1, and six hexadecimal digits. May be repeated.")
-            .arg(nodeModelNames()),
+        QStringLiteral("A node: one of %1, and six hexadecimal digits. May be repeated.").arg(modelNames()),
         QStringLiteral("MODEL@ADDRESS"));
     const QCommandLineOption config(QStringLiteral("config"),
                                     QStringLiteral("A JSON file with a bus and nodes."),
@@ -189,15 +179,15 @@ int runSim(const QStringList &arguments)
 
     Options options;
     QString problem;
-    options.networkName = parser.value(config);
-    if (parser.isSet(config) && !readJsonFile(options.networkName, &options.network, &problem))
+    VOXSimulation simulation;
+    if (parser.isSet(config) && !simulation.load(parser.value(config), &problem))
         return line.fail(problem);
     options.nodes = parser.values(node);
     options.stateName = parser.value(state);
-    if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(options.networkName))
+    if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(parser.value(config)))
         return line.fail(QStringLiteral("--state and --config are to be two files"));
     // The bus in the file takes precedence over the environment, too.
-    const QString fileBus = busOf(options.network);
+    const QString fileBus = simulation.busUrl();
     options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;
     if (options.bus.isEmpty())
         return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
@@ -210,5 +200,5 @@ int runSim(const QStringList &arguments)
     options.seed = parser.isSet(seed) ? parser.value(seed).toUInt(&isSeed) : std::random_device()();
     if (!isSeed)
         return line.fail(QStringLiteral("--seed is to be a number from 0 to 4294967295"));
-    return run(line, options);
+    return run(line, options, simulation);
 }

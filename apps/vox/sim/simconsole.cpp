@@ -1,11 +1,9 @@
 #include "vox/sim/simconsole.h"
 
 #include "devices/kvrmotordevice.h"
+#include "simulation/voxsimulation.h"
 #include "vox/console.h"
 #include "vox/outcome.h"
-#include "vox/sim/faultrule.h"
-#include "vox/sim/nodesettings.h"
-#include "vox/sim/simulation.h"
 
 #include <QCoreApplication>
 #include <QTimer>
@@ -24,32 +22,38 @@ QString keyOf(KVRMotor::State state)
     return QString::fromLatin1(KVRMotor::MotorStateEnum().valueToKey(static_cast<int>(state)));
 }
 
-QString statusText(const Simulation::Node &node)
+QString statusText(const VOXSimulation &simulation, VOX::Addr addr)
 {
-    QString text =
-        QStringLiteral("%1 %2 %3")
-            .arg(VOX::toString(node.device->addr(false)), node.model.leftJustified(6),
-                 printable(QString::fromLatin1(node.device->nodeLabel().constData())).leftJustified(16));
-    if (auto *motor = qobject_cast<KVRMotorDevice *>(node.device.get()))
+    const QString label = QString::fromLatin1(simulation.node(addr)->nodeLabel().constData());
+    QString text = QStringLiteral("%1 %2 %3")
+                       .arg(VOX::toString(addr), simulation.model(addr).leftJustified(6),
+                            printable(label).leftJustified(16));
+    if (auto *motor = simulation.node<KVRMotorDevice>(addr))
         text +=
             QStringLiteral(" %1 at %2 pulses").arg(keyOf(motor->status().state)).arg(motor->positionPulses());
     return text.trimmed();
 }
 
-QJsonObject statusJson(const Simulation::Node &node)
+QJsonObject statusJson(const VOXSimulation &simulation, VOX::Addr addr)
 {
-    QJsonObject object = settingsOf(*node.device);
-    object.insert(QStringLiteral("address"), VOX::toString(node.device->addr(false)));
-    object.insert(QStringLiteral("model"), node.model);
-    if (auto *motor = qobject_cast<KVRMotorDevice *>(node.device.get()))
+    QJsonObject object = simulation.settings(addr);
+    object.insert(QStringLiteral("address"), VOX::toString(addr));
+    object.insert(QStringLiteral("model"), simulation.model(addr));
+    if (auto *motor = simulation.node<KVRMotorDevice>(addr))
         object.insert(QStringLiteral("state"), keyOf(motor->status().state));
     return object;
 }
+
+QString faultText(const VOXFault &fault)
+{
+    if (fault.count < 0)
+        return fault.toString();
+    return QStringLiteral("%1 (%2 left)").arg(fault.toString()).arg(fault.count - fault.happened);
+}
 }
 
-SimConsole::SimConsole(Simulation &simulation, FaultRules &rules)
+SimConsole::SimConsole(VOXSimulation &simulation)
     : m_simulation(simulation)
-    , m_rules(rules)
     , m_notifier(STDIN_FILENO, QSocketNotifier::Read)
 {
     // With this, reading the terminal in the background of a shell fails instead of stopping the program.
@@ -93,11 +97,11 @@ void SimConsole::obey(const QString &line)
     } else if (line == QLatin1String("quit")) {
         QCoreApplication::quit();
     } else if (line == QLatin1String("clear")) {
-        m_rules.clear();
+        m_simulation.clearFaults();
     } else if (line == QLatin1String("faults")) {
-        for (const FaultRule &rule : m_rules.rules())
-            printLine(rule.count < 0 ? rule.words
-                                     : QStringLiteral("%1 (%2 left)").arg(rule.words).arg(rule.count));
+        const QVector<VOXFault> faults = m_simulation.faults();
+        for (const VOXFault &fault : faults)
+            printLine(faultText(fault));
     } else if (line == QLatin1String("help")) {
         printLine(
             QStringLiteral(
@@ -105,31 +109,36 @@ void SimConsole::obey(const QString &line)
                 "  no faults any more\nquit             ends the simulation\nKIND [VALUE] [ADDRESS|all] "
                 "[command NAME] [probability P] "
                 "[count N]\n%1")
-                .arg(FaultRule::help()));
+                .arg(VOXFault::help()));
     } else {
-        FaultRule rule;
-        QString problem;
-        if (FaultRule::read(line, &rule, &problem)) {
-            m_rules.add(rule);
-            if (!rule.isForAll && !m_simulation.find(rule.addr))
-                printError(QStringLiteral("sim"),
-                           QStringLiteral("there is no node %1").arg(VOX::toString(rule.addr)));
-            printError(QStringLiteral("sim"),
-                       QStringLiteral("from now on: %1%2")
-                           .arg(rule.words, rule.isForAll ? QStringLiteral(" (every node)") : QString()));
-        } else {
-            printError(QStringLiteral("sim"),
-                       QStringLiteral("%1; 'help' lists what is understood").arg(problem));
-        }
+        addFault(line);
     }
+}
+
+void SimConsole::addFault(const QString &words)
+{
+    QString problem;
+    if (!m_simulation.addFault(words, &problem)) {
+        printError(QStringLiteral("sim"), QStringLiteral("%1; 'help' lists what is understood").arg(problem));
+        return;
+    }
+    const VOXFault fault = m_simulation.faults().constLast();
+    const bool isForAll = fault.node == VOXFault::EveryNode;
+    if (!isForAll && !m_simulation.node(fault.node))
+        printError(QStringLiteral("sim"),
+                   QStringLiteral("there is no node %1").arg(VOX::toString(fault.node)));
+    printError(QStringLiteral("sim"),
+               QStringLiteral("from now on: %1%2")
+                   .arg(fault.toString(), isForAll ? QStringLiteral(" (every node)") : QString()));
 }
 
 void SimConsole::printStatus(bool isJson) const
 {
-    for (const Simulation::Node &node : m_simulation.nodes()) {
+    const QVector<VOX::Addr> nodes = m_simulation.addresses();
+    for (const VOX::Addr node : nodes) {
         if (isJson)
-            printJson(statusJson(node));
+            printJson(statusJson(m_simulation, node));
         else
-            printLine(statusText(node));
+            printLine(statusText(m_simulation, node));
     }
 }

@@ -4,25 +4,24 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-class FaultRules;
-class Simulation;
+class VOXSimulation;
 
 /// Obeys lines on standard input while a simulation runs.
 class SimConsole : public QObject
 {
 public:
-    /// Both must outlive it.
-    SimConsole(Simulation &simulation, FaultRules &rules);
+    /// @p simulation must outlive it.
+    explicit SimConsole(VOXSimulation &simulation);
 
     /// Does what @p line says, and prints what there is to say.
     void obey(const QString &line);
 
 private:
     void readInput();
+    void addFault(const QString &words);
     void printStatus(bool isJson) const;
 
-    Simulation &m_simulation;
-    FaultRules &m_rules;
+    VOXSimulation &m_simulation;
     QSocketNotifier m_notifier;
     QByteArray m_input;
     bool m_isOverlong = false;

@@ -1,4 +1,4 @@
-#include "vox/sim/nodemodel.h"
+#include "simulation/nodemodel_p.h"
 
 #include "devices/hrmv2stub.h"
 #include "devices/marlostub.h"
@@ -6,35 +6,59 @@
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
 
-#include <QStringList>
-
 #include <algorithm>
 #include <iterator>
 
 namespace {
-/// A node that tells its observer which requests it has handled.
+bool isSetting(unsigned char cmd)
+{
+    return cmd == KVR::CTRL_NETWORK_LOCK || VOX::toString(cmd).startsWith(QLatin1String("SET_"));
+}
+
+void observeRest(KVRDevice & /*node*/, NodeObserver & /*observer*/)
+{
+}
+
+void observeRest(KVRMotorDevice &motor, NodeObserver &observer)
+{
+    QObject::connect(&motor, &KVRMotorDevice::statusChanged, &motor, [&](const KVRMotor::Status &status) {
+        if (status.state != KVRMotor::STATE_RUNNING)
+            observer.settingChanged(motor);
+    });
+}
+
+/// A node that tells its observer what happens to it.
 template <typename Device>
 class Observed : public Device
 {
 public:
-    Observed(unsigned int addr, NodeObserver &observer)
+    Observed(VOX::Addr addr, NodeObserver &observer)
         : Device(addr, nullptr)
         , m_observer(observer)
+        , m_madeAs(addr)
     {
+        observeRest(*this, observer);
     }
+    ~Observed() override { m_observer.nodeDestroyed(this, m_madeAs); }
+    Q_DISABLE_COPY_MOVE(Observed)
 
     void dispatch(const VOXMessage &msg) override
     {
+        const unsigned char cmd = msg.cmd();
+        const QPointer<KVRDevice> self(this);
         Device::dispatch(msg);
-        m_observer.requestHandled(*this, msg);
+        // A slot may have destroyed it.
+        if (self && isSetting(cmd))
+            m_observer.settingChanged(*this);
     }
 
 private:
     NodeObserver &m_observer;
+    const VOX::Addr m_madeAs;
 };
 
 template <typename Device>
-KVRDevice *create(unsigned int addr, NodeObserver &observer)
+KVRDevice *create(VOX::Addr addr, NodeObserver &observer)
 {
     return new Observed<Device>(addr, observer);
 }
@@ -53,10 +77,10 @@ const NodeModel *findNodeModel(const QString &name)
     return found == std::end(models) ? nullptr : found;
 }
 
-QString nodeModelNames()
+QStringList nodeModelNames()
 {
     QStringList names;
     for (const NodeModel &model : models)
         names += model.name;
-    return names.join(QLatin1String(", "));
+    return names;
 }

@@ -1,11 +1,6 @@
-#include "vox/sim/statefile.h"
+#include "simulation/statefile_p.h"
 
-#include "messages/vox.h"
-#include "simulation/jsonplace_p.h"
-#include "vox/console.h"
-#include "vox/sim/networkfile.h"
-#include "vox/sim/nodesettings.h"
-#include "vox/sim/simulation.h"
+#include "simulation/networkfile_p.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -47,7 +42,7 @@ bool writeEntries(const QString &name, const QMap<QString, QByteArray> &entries,
 }
 }
 
-StateFile::StateFile(const QString &name, Simulation &simulation)
+StateFile::StateFile(const QString &name, VOXSimulation &simulation)
     : m_name(name)
     , m_simulation(simulation)
 {
@@ -65,22 +60,22 @@ StateFile::Result StateFile::load(QString *problem)
     QJsonObject state;
     if (!readJsonFile(m_name, &state, problem))
         return Damaged;
-    problem->clear();
-    const JsonPlace root(state, QString(), problem);
-    if (root.isObjectOf({NodesKey}) && !state.value(NodesKey).isObject())
-        root[NodesKey].fail(QStringLiteral("is to be an object"));
-    if (!root.ok()) {
+    // Without its entries first, which may be damaged one by one.
+    const QJsonObject nodes = state.value(NodesKey).toObject();
+    if (state.value(NodesKey).isObject())
+        state.insert(NodesKey, QJsonObject());
+    if (!m_simulation.setState(state, problem)) {
         *problem = QStringLiteral("%1: %2").arg(m_name, *problem);
         return Damaged;
     }
     QStringList mistakes;
-    const QJsonObject nodes = state.value(NodesKey).toObject();
     for (auto entry = nodes.constBegin(); entry != nodes.constEnd(); ++entry) {
         QString mistake;
-        if (!m_damaged.contains(entry.key()))
-            readEntry(entry.key(), entry.value(), &mistake);
-        if (mistake.isEmpty())
+        if (m_simulation.setState({{NodesKey, QJsonObject{{entry.key(), entry.value()}}}}, &mistake)) {
+            if (!hasNode(entry.key(), entry.value().toObject()))
+                m_entries.insert(entry.key(), toJson(entry.value()));
             continue;
+        }
         mistakes += QStringLiteral("%1: %2").arg(m_name, mistake);
         m_damaged.insert(entry.key(), entry.value());
     }
@@ -88,27 +83,16 @@ StateFile::Result StateFile::load(QString *problem)
     return mistakes.isEmpty() ? Taken : Damaged;
 }
 
-void StateFile::readEntry(const QString &addr, const QJsonValue &value, QString *problem)
+bool StateFile::hasNode(const QString &addr, const QJsonObject &entry)
 {
-    const JsonPlace place(value, QStringLiteral("%1.%2").arg(NodesKey, addr), problem);
-    unsigned int number = 0;
-    if (!VOX::readAddr(addr, &number)) {
-        place.fail(QStringLiteral("is no address of six hexadecimal digits"));
-        return;
-    }
-    if (!place.isObjectOf(QStringList{ModelKey} + nodeSettingKeys()))
-        return;
-    const Simulation::Node *node = m_simulation.find(number);
-    const QString model = place[ModelKey].text();
-    if (!node) {
-        m_entries.insert(addr, toJson(value));
-    } else if (model == node->model) {
-        readSettings(*node->device, place);
-    } else {
-        printError(QStringLiteral("sim"),
-                   QStringLiteral("%1: %2 was a %3 and is a %4 now; it starts fresh")
-                       .arg(m_name, addr, model, node->model));
-    }
+    VOX::Addr number = 0;
+    VOX::readAddr(addr, &number);
+    const QString model = m_simulation.model(number);
+    const QString before = entry.value(ModelKey).toString();
+    if (!model.isEmpty() && model != before)
+        Q_EMIT warning(QStringLiteral("%1: %2 was a %3 and is a %4 now; it starts fresh")
+                           .arg(m_name, addr, before, model));
+    return !model.isEmpty();
 }
 
 QString StateFile::setAside()
@@ -116,7 +100,6 @@ QString StateFile::setAside()
     QString other = m_name + QStringLiteral(".damaged");
     for (int i = 2; QFile::exists(other); ++i)
         other = QStringLiteral("%1.damaged%2").arg(m_name).arg(i);
-    m_entries.clear();
     if (m_damaged.isEmpty())
         return QFile::rename(m_name, other) ? other : QString();
     QMap<QString, QByteArray> entries;
@@ -129,12 +112,13 @@ QString StateFile::setAside()
 bool StateFile::save(QString *problem)
 {
     m_timer.stop();
-    for (const Simulation::Node &node : m_simulation.nodes())
-        update(*node.device);
+    const QVector<VOX::Addr> nodes = m_simulation.addresses();
+    for (const VOX::Addr node : nodes)
+        update(node);
     return writeEntries(m_name, m_entries, problem);
 }
 
-void StateFile::noteChange(KVRDevice &node)
+void StateFile::noteChange(VOX::Addr node)
 {
     update(node);
     if (!m_timer.isActive())
@@ -150,12 +134,12 @@ void StateFile::timerEvent(QTimerEvent *event)
     m_timer.stop();
     QString problem;
     if (!writeEntries(m_name, m_entries, &problem))
-        printError(QStringLiteral("sim"), problem);
+        Q_EMIT warning(problem);
 }
 
-void StateFile::update(KVRDevice &node)
+void StateFile::update(VOX::Addr node)
 {
-    QJsonObject entry = settingsOf(node);
-    entry.insert(ModelKey, m_simulation.find(node.addr())->model);
-    m_entries.insert(VOX::toString(node.addr()), toJson(entry));
+    QJsonObject entry = m_simulation.settings(node);
+    entry.insert(ModelKey, m_simulation.model(node));
+    m_entries.insert(VOX::toString(node), toJson(entry));
 }

@@ -1,11 +1,9 @@
-#include "vox/sim/networkfile.h"
+#include "simulation/networkfile_p.h"
 
 #include "messages/vox.h"
 #include "simulation/jsonplace_p.h"
+#include "simulation/nodesettings_p.h"
 #include "transport/voxbusurl.h"
-#include "vox/sim/faultrule.h"
-#include "vox/sim/nodesettings.h"
-#include "vox/sim/simulation.h"
 
 #include <QFile>
 #include <QJsonArray>
@@ -49,24 +47,36 @@ QJsonObject numbered(QJsonObject entry, unsigned int number)
     return entry;
 }
 
-void readEntry(const QJsonObject &entry, const JsonPlace &place, Simulation *simulation, QString *problem)
+void readEntry(const QJsonObject &entry, const JsonPlace &place, NodeTable *nodes, QString *problem)
 {
     if (!place.isObjectOf(QStringList{ModelKey, AddressKey} + nodeSettingKeys()))
         return;
     const NodeModel *model = findNodeModel(place[ModelKey].text());
     if (!model)
-        place[ModelKey].fail(QStringLiteral("is to be one of %1").arg(nodeModelNames()));
+        place[ModelKey].fail(
+            QStringLiteral("is to be one of %1").arg(nodeModelNames().join(QStringLiteral(", "))));
     const AddressRange range = rangeAt(place[AddressKey]);
-    if (simulation->nodes().size() + (range.last - range.first) >= MaxNodes)
+    if (static_cast<unsigned int>(nodes->addresses().size()) + (range.last - range.first) >= MaxNodes)
         place[AddressKey].fail(QStringLiteral("a network has %1 nodes at most").arg(MaxNodes));
-    for (unsigned int addr = range.first; place.ok() && addr <= range.last; ++addr) {
+    for (VOX::Addr addr = range.first; place.ok() && addr <= range.last; ++addr) {
         QString refusal;
-        KVRDevice *node = simulation->add(*model, addr, &refusal);
+        KVRDevice *node = nodes->add(*model, addr, &refusal);
         if (node)
             readSettings(*node, JsonPlace(numbered(entry, addr - range.first + 1), place.path(), problem));
         else
             place[AddressKey].fail(refusal);
     }
+}
+
+VOXFault faultAt(const JsonPlace &place, const NodeTable &nodes)
+{
+    VOXFault fault;
+    QString mistake;
+    if (!VOXFault::read(place.text(), &fault, &mistake))
+        place.fail(mistake);
+    else if (fault.node != VOXFault::EveryNode && !nodes.find(fault.node).device)
+        place.fail(QStringLiteral("there is no node %1").arg(VOX::toString(fault.node)));
+    return fault;
 }
 }
 
@@ -92,41 +102,23 @@ bool readJsonFile(const QString &name, QJsonObject *object, QString *problem)
     return false;
 }
 
-bool readNetwork(const QJsonObject &network, Simulation *simulation, QString *problem)
+bool readNetwork(const QJsonObject &json, Network *network, QString *problem)
 {
     problem->clear();
-    const JsonPlace root(network, QString(), problem);
+    const JsonPlace root(json, QString(), problem);
     root.isObjectOf({BusKey, NodesKey, FaultsKey});
     VOXBusUrl url;
     QString mistake;
     if (root[BusKey].isPresent() && !VOXBusUrl::read(root[BusKey].text(), &url, &mistake))
         root[BusKey].fail(mistake);
+    network->busUrl = url.text;
     const JsonPlace entries = root[NodesKey];
     const int count = entries.size(int{MaxNodes});
-    const QJsonArray array = network.value(NodesKey).toArray();
+    const QJsonArray array = json.value(NodesKey).toArray();
     for (int i = 0; root.ok() && i < count; ++i)
-        readEntry(array.at(i).toObject(), entries.at(i), simulation, problem);
+        readEntry(array.at(i).toObject(), entries.at(i), &network->nodes, problem);
     const JsonPlace faults = root[FaultsKey];
-    for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i) {
-        FaultRule rule;
-        if (!FaultRule::read(faults.at(i).text(), &rule, &mistake))
-            faults.at(i).fail(mistake);
-        else if (!rule.isForAll && !simulation->find(rule.addr))
-            faults.at(i).fail(QStringLiteral("there is no node %1").arg(VOX::toString(rule.addr)));
-    }
+    for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i)
+        network->faults += faultAt(faults.at(i), network->nodes);
     return root.ok();
-}
-
-QStringList faultsOf(const QJsonObject &network)
-{
-    QStringList words;
-    const QJsonArray array = network.value(FaultsKey).toArray();
-    for (const QJsonValue &value : array)
-        words += value.toString();
-    return words;
-}
-
-QString busOf(const QJsonObject &network)
-{
-    return network.value(BusKey).toString();
 }

@@ -1,4 +1,4 @@
-#include "vox/sim/nodesetting.h"
+#include "simulation/nodesetting_p.h"
 
 #include "devices/hrmv2stub.h"
 #include "devices/tb60lvstub.h"

@@ -1,6 +1,6 @@
-#include "vox/sim/nodesettings.h"
+#include "simulation/nodesettings_p.h"
 
-#include "vox/sim/nodesetting.h"
+#include "simulation/nodesetting_p.h"
 
 namespace {
 const QVector<NodeSetting> &settings()

@@ -1,8 +1,7 @@
-#include "devices/kvrdevice.h"
+#include "simulation/voxsimulation.h"
 #include "support/columns.h"
 #include "support/frames.h"
 #include "support/udppair.h"
-#include "vox/sim/faultbus.h"
 
 #include <QUdpSocket>
 
@@ -18,26 +17,24 @@ private Q_SLOTS:
 };
 
 namespace {
-FaultRule rule(const QString &words)
-{
-    FaultRule rule;
-    QString problem;
-    return FaultRule::read(words, &rule, &problem) ? rule : FaultRule();
-}
-
 /// A simulated line with two nodes, and its peer.
 struct Line
 {
     const QHostAddress here = QHostAddress::LocalHost;
     const std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
     QUdpSocket peer;
-    FaultRules rules{7};
     VOXUdpBus bus{here, ports.first, here, ports.second};
-    FaultBus network{bus, rules};
-    KVRDevice bad{1, &network};
-    KVRDevice good{2, &network};
+    VOXSimulation simulation;
 
-    Line() { peer.bind(here, ports.first); }
+    /// With nodes 000001 and 000002.
+    Line()
+    {
+        peer.bind(here, ports.first);
+        simulation.setSeed(7);
+        simulation.attach(&bus);
+        for (const VOX::Addr node : {1u, 2u})
+            simulation.add("NODE", node);
+    }
 
     /// Asks both nodes, the bad one first, and gives all that comes until the good one has answered.
     QByteArrayList ask(const QByteArray &request)
@@ -86,7 +83,7 @@ void tst_Faults::onTheWire()
     QFETCH(QByteArrayList, expected);
     const QString words = QTest::currentDataTag();
     Line line;
-    line.rules.add(rule(words));
+    QVERIFY(line.simulation.addFault(words));
     QByteArrayList heard = line.ask("79 55");
     QCOMPARE(heard.takeLast(), ::line(frameFrom(2, "7A 55")));
     for (QByteArray &datagram : heard) {
@@ -101,19 +98,19 @@ void tst_Faults::oneSeedOneRun()
     QByteArrayList runs;
     for (int run = 0; run < 2; ++run) {
         Line line;
-        line.rules.add(rule("drop 000001 probability 0.5"));
-        line.rules.add(rule("twice 000001 count 2"));
+        QVERIFY(line.simulation.addFault("drop 000001 probability 0.5"));
+        QVERIFY(line.simulation.addFault("twice 000001 count 2"));
         QByteArray counts;
         for (int i = 0; i < 40; ++i)
             counts += QByteArray::number(line.ask("79 55").size());
         QVERIFY(counts.contains('1') && counts.contains('2'));
-        QCOMPARE(line.rules.rules().at(1).count, 0);
+        QCOMPARE(line.simulation.faults().at(1).happened, 2);
         runs += counts;
     }
     QCOMPARE(runs.at(0), runs.at(1));
 
     Line line;
-    line.rules.add(rule("delay 50 000001 count 1"));
+    QVERIFY(line.simulation.addFault("delay 50 000001 count 1"));
     QElapsedTimer clock;
     clock.start();
     QCOMPARE(line.ask("79 55").size(), 1);

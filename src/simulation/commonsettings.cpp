@@ -1,4 +1,4 @@
-#include "vox/sim/nodesetting.h"
+#include "simulation/nodesetting_p.h"
 
 #include <QJsonArray>
 #include <QJsonObject>

@@ -1,13 +1,10 @@
 #include "devices/kvrmotordevice.h"
 #include "messages/hrmv2.h"
+#include "simulation/statefile_p.h"
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/watching.h"
 #include "support/wire.h"
-#include "vox/sim/networkfile.h"
-#include "vox/sim/nodesettings.h"
-#include "vox/sim/simulation.h"
-#include "vox/sim/statefile.h"
 
 #include <QJsonDocument>
 
@@ -36,10 +33,10 @@ QJsonObject json(const QByteArray &text)
 }
 
 /// Makes a network of @p nodes; what is wrong with them, if something is.
-QString fill(Simulation *simulation, const QByteArray &nodes)
+QString fill(VOXSimulation *simulation, const QByteArray &nodes)
 {
     QString problem;
-    const bool isRead = readNetwork(json("{'nodes': " + nodes + "}"), simulation, &problem);
+    const bool isRead = simulation->load(json("{'nodes': " + nodes + "}"), &problem);
     return isRead == problem.isEmpty() ? problem : "unclear: " + problem;
 }
 }
@@ -102,7 +99,7 @@ void tst_NetworkFile::mistakes_data()
 void tst_NetworkFile::mistakes()
 {
     QFETCH(QByteArray, nodes);
-    Simulation simulation;
+    VOXSimulation simulation;
     const QString problem = fill(&simulation, nodes);
     QVERIFY2(problem.startsWith(QTest::currentDataTag()), qPrintable(problem));
 }
@@ -133,24 +130,24 @@ void tst_NetworkFile::settingsComeBack_data()
 void tst_NetworkFile::settingsComeBack()
 {
     QFETCH(QByteArray, settings);
-    Simulation simulation;
+    VOXSimulation simulation;
     const QByteArray model = QTest::currentDataTag();
     QCOMPARE(fill(&simulation, "[{'model': '" + model + "', 'address': '000001', " + settings + "}]"),
              QString());
-    QCOMPARE(settingsOf(*simulation.find(1)->device), json("{" + settings + "}"));
+    QCOMPARE(simulation.settings(1), json("{" + settings + "}"));
 }
 
 void tst_NetworkFile::nodesAreAsTheyArePut()
 {
-    Simulation simulation;
+    VOXSimulation simulation;
     QCOMPARE(fill(&simulation,
                   "[{'model': 'NODE', 'address': '00000E-000011', 'label': 'No. {n}'},"
                   "{'model': 'TB20', 'address': '000001', 'position': 500, 'direction': 'TURN_REVERSED',"
                   "'locks': {'network': {'locked': true}}}]"),
              QString());
-    QCOMPARE(simulation.nodes().size(), std::size_t(5));
-    QCOMPARE(simulation.find(0x11)->device->nodeLabel(), QByteArray("No. 4"));
-    auto &motor = static_cast<KVRMotorDevice &>(*simulation.find(1)->device);
+    QCOMPARE(simulation.addresses().size(), 5);
+    QCOMPARE(simulation.node(0x11)->nodeLabel(), QByteArray("No. 4"));
+    auto &motor = *simulation.node<KVRMotorDevice>(1);
     QCOMPARE(list(motor.targetPos(), motor.startPos(), motor.status().state),
              list(500, 500, KVRMotor::STATE_LOCKED));
 }
@@ -162,7 +159,7 @@ void tst_NetworkFile::stateIsKept()
     setContents(name, "{\"nodes\": {\"0000AA\": {\"model\": \"TB20\", \"label\": \"elsewhere\"}}}");
     const QByteArray network = "[{'model': 'TB20', 'address': '000001', 'label': 'as made'}]";
     QString problem;
-    Simulation simulation;
+    VOXSimulation simulation;
     QCOMPARE(fill(&simulation, network), QString());
     StateFile state(name, simulation);
     QVERIFY2(state.load(&problem) == StateFile::Taken && state.save(&problem), qPrintable(problem));
@@ -170,32 +167,29 @@ void tst_NetworkFile::stateIsKept()
         QVERIFY2(contents(name).contains(label), label);
 
     // At most once a second, however much changes, and not for a query.
-    KVRDevice &node = *simulation.nodes().front().device;
-    int changes = 0;
-    simulation.onSettingChanged = [&](KVRDevice &changed) {
-        ++changes;
-        state.noteChange(changed);
-    };
+    KVRDevice &node = *simulation.node(1);
+    const QSignalSpy changes(&simulation, &VOXSimulation::settingChanged);
+    connect(&simulation, &VOXSimulation::settingChanged, &state, &StateFile::noteChange);
     QElapsedTimer clock;
     clock.start();
     node.dispatch(frame("55 41414141414141414141414141414141", node.addr(true)));
     node.dispatch(frame("55 42424242424242424242424242424242", node.addr(true)));
     node.dispatch(frame("45", node.addr(true)));
-    QCOMPARE(changes, 2);
+    QCOMPARE(changes.size(), 2);
     QVERIFY(!contents(name).contains("BBBB"));
     QTRY_VERIFY(contents(name).contains("BBBB"));
     QVERIFY(clock.elapsed() >= 900);
 
-    Simulation next;
+    VOXSimulation next;
     QCOMPARE(fill(&next, network), QString());
     QVERIFY2(StateFile(name, next).load(&problem) == StateFile::Taken, qPrintable(problem));
-    QCOMPARE(next.find(1)->device->nodeLabel(), QByteArray(16, 'B'));
+    QCOMPARE(next.node(1)->nodeLabel(), QByteArray(16, 'B'));
     // A node that is of another model now starts fresh, alone.
-    Simulation changed;
+    VOXSimulation changed;
     fill(&changed, "[{'model': 'QM75', 'address': '000001'}, {'model': 'TB20', 'address': '0000AA'}]");
     QVERIFY(StateFile(name, changed).load(&problem) == StateFile::Taken);
-    QVERIFY(changed.find(1)->device->nodeLabel().isEmpty());
-    QCOMPARE(changed.find(0xaa)->device->nodeLabel(), QByteArray("elsewhere"));
+    QVERIFY(changed.node(1)->nodeLabel().isEmpty());
+    QCOMPARE(changed.node(0xaa)->nodeLabel(), QByteArray("elsewhere"));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList("state.json"));
     QVERIFY(!StateFile(folder.filePath("no/such/folder"), next).save(&problem));
     QVERIFY(problem.contains("no/such/folder"));
@@ -233,9 +227,8 @@ void tst_NetworkFile::damagedStates()
     const QTemporaryDir folder;
     const QString name = folder.filePath("state.json");
     setContents(name, text);
-    Simulation simulation;
-    const QByteArray network = "[{'model': 'TB20', 'address': '000001-000002', 'label': 'as made'}]";
-    fill(&simulation, network);
+    VOXSimulation simulation;
+    fill(&simulation, "[{'model': 'TB20', 'address': '000001-000002', 'label': 'as made'}]");
     QString problem;
     StateFile state(name, simulation);
     QVERIFY(state.load(&problem) == StateFile::Damaged);
@@ -243,12 +236,9 @@ void tst_NetworkFile::damagedStates()
     setContents(name + ".damaged", "another");
     QCOMPARE(state.setAside(), name + ".damaged2");
     QCOMPARE(contents(name + ".damaged2"), aside);
-    // The others are as they were.
-    simulation.clear();
-    fill(&simulation, network);
-    QVERIFY(state.load(&problem) == StateFile::Taken && state.save(&problem));
-    QCOMPARE(simulation.find(1)->device->nodeLabel(), QByteArray("as made"));
-    QCOMPARE(simulation.find(2)->device->nodeLabel(), QByteArray(aside == text ? "as made" : "kept"));
+    QVERIFY(state.save(&problem));
+    QCOMPARE(simulation.node(1)->nodeLabel(), QByteArray("as made"));
+    QCOMPARE(simulation.node(2)->nodeLabel(), QByteArray(aside == text ? "as made" : "kept"));
 }
 
 void tst_NetworkFile::badInput_data()
@@ -272,9 +262,9 @@ void tst_NetworkFile::badInput()
     QFETCH(QByteArray, setUp);
     const WarningLog quiet;
     CatchingBus bus;
-    Simulation simulation;
+    VOXSimulation simulation;
     QCOMPARE(fill(&simulation, "[{'model': '" + product + "', 'address': '000001'}]"), QString());
-    KVRDevice *node = simulation.find(1)->device.get();
+    KVRDevice *node = simulation.node(1);
     node->attach(&bus);
     // A legacy motor answers at once, too.
     node->setProperty("stubOptions", 0);
@@ -283,7 +273,7 @@ void tst_NetworkFile::badInput()
     QCOMPARE(bus.frames, QByteArrayList());
     for (const QByteArray &request : setUp.split(','))
         node->dispatch(frame(request, node->addr(true), VOXMessage::AckFlag));
-    QJsonObject state = settingsOf(*node);
+    QJsonObject state = simulation.settings(1);
     unsigned char sequence = 0;
     const auto feed = [&](int cmd, int size, int first, int second) {
         VOXMessage request(static_cast<unsigned char>(size | (++sequence % 4 ? VOXMessage::AckFlag : 0)));
@@ -310,7 +300,7 @@ void tst_NetworkFile::badInput()
         if (motor && isDone)
             motor->restAt(2000);
         const bool mayChange = isDone || KVR::toString(KVR::Cmd(cmd)).startsWith("SET") || cmd <= 6;
-        const QJsonObject now = mayChange ? settingsOf(*node) : state;
+        const QJsonObject now = mayChange ? simulation.settings(1) : state;
         const bool isSame = now == state;
         state = now;
         return isSame || isDone ? QByteArray() : "changed by a refusal: " + request.data().toHex();

@@ -1,5 +1,5 @@
-#ifndef NODESETTING_H
-#define NODESETTING_H
+#ifndef VOX_SIMULATION_NODESETTING_P_H
+#define VOX_SIMULATION_NODESETTING_P_H
 
 #include "devices/kvrdevice.h"
 #include "simulation/jsonplace_p.h"

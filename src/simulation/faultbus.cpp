@@ -1,4 +1,4 @@
-#include "vox/sim/faultbus.h"
+#include "simulation/faultbus_p.h"
 
 #include "framework/simplebusdispatcher.h"
 
@@ -11,7 +11,7 @@ constexpr int MaxRequests = 65536;
 
 FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
     : VOXBus(*new SimpleBusDispatcher(*this, nullptr), nullptr)
-    , m_line(line)
+    , m_line(&line)
     , m_rules(rules)
 {
     dispatcher().setParent(this);
@@ -37,16 +37,18 @@ void FaultBus::handleRequest(const BusMessage &request)
 
 int FaultBus::write(const QByteArray &frame)
 {
+    if (!m_line)
+        return -2;
     const VOXMessage answer{BusMessage(frame)};
     const FaultyAnswer faulty =
         m_rules.applyTo(answer, m_requests.value(answer.srcAddr(false), m_requests.value(BroadcastAddr)));
     if (!faulty.isTouched) {
-        m_line.dispatcher().reply(answer);
+        m_line->dispatcher().reply(answer);
         return 0;
     }
     const auto send = [this, faulty] {
-        for (int copy = 0; copy < faulty.copies; ++copy)
-            m_line.writeLine(faulty.bytes);
+        for (int copy = 0; m_line && copy < faulty.copies; ++copy)
+            m_line->writeLine(faulty.bytes);
     };
     if (faulty.delayMs > 0)
         QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);

@@ -1,5 +1,5 @@
-#ifndef NODESETTINGS_H
-#define NODESETTINGS_H
+#ifndef VOX_SIMULATION_NODESETTINGS_P_H
+#define VOX_SIMULATION_NODESETTINGS_P_H
 
 #include <QJsonObject>
 #include <QStringList>
