@@ -555,8 +555,9 @@ void tst_Vox::guidesWork_data()
         lines += CommandDescription::of(command).example;
         QVERIFY2(lines.last().startsWith("vox " + command.name), qPrintable(command.name));
     }
-    // What runs until it is interrupted has tests of its own, as has what is shown with its output.
-    for (const QString &line : lines.filter(QRegularExpression("vox (?!sim|monitor|replay|demo)(?!.*--bus)")))
+    // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
+    // output.
+    for (const QString &line : lines.filter(QRegularExpression("vox (?!sim|monitor|replay|demo|record)(?!.*--bus)")))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }
 

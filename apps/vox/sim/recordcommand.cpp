@@ -245,7 +245,8 @@ int runRecord(const QStringList &arguments)
         if (parser.isSet(QLatin1String(option)))
             return line.fail(QStringLiteral("--from and --%1 do not go together").arg(QLatin1String(option)));
     }
-    if (QFileInfo(fileName) == QFileInfo(parser.value(from)))
+    // Files that are not there are equal.
+    if (QFileInfo::exists(fileName) && QFileInfo(fileName) == QFileInfo(parser.value(from)))
         return line.fail(QStringLiteral("the capture and the network file are to be two files"));
     if (!canWrite(fileName))
         return Failure;
