@@ -1,5 +1,6 @@
 #include "framework/busmessagedata.h"
 
+#include "framework/bus.h"
 #include "framework/buspendingcalldata.h"
 
 namespace {
@@ -54,6 +55,11 @@ BusPendingCallData *BusMessageData::createPendingCall(const QSharedDataPointer<B
                                                       Bus *bus) const
 {
     return new BusPendingCallData(message, bus);
+}
+
+int BusMessageData::writeTo(Bus &bus) const
+{
+    return bus.write(m_bytes);
 }
 
 template <>

@@ -44,6 +44,9 @@ public:
     /// null.
     virtual BusPendingCallData *createPendingCall(const QSharedDataPointer<BusMessageData> &message,
                                                   Bus *bus) const;
+    /// Puts the message on @p bus, now that it is its turn; in the base, by Bus::write(). Negative: it was
+    /// not sent.
+    virtual int writeTo(Bus &bus) const;
 
     ///@{
     /// The bytes themselves. A change here leaves isPrepared() as it is, unlike BusMessage::data().

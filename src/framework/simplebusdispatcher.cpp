@@ -139,7 +139,7 @@ bool SimpleBusDispatcher::write(const BusMessageData &message)
     const QPointer<SimpleBusDispatcher> self(this);
     const bool wasBusy = std::exchange(m_busy, true);
     ++writesUnderWay;
-    const bool ok = m_bus.write(message.bytes()) >= 0;
+    const bool ok = message.writeTo(m_bus) >= 0;
     --writesUnderWay;
     if (!self)
         return ok;

@@ -7,6 +7,25 @@
 namespace {
 constexpr unsigned int BroadcastAddr = 0xffffff;
 constexpr int MaxRequests = 65536;
+
+/// Bytes that go on the line as they are.
+class LineBytes : public BusMessageData
+{
+public:
+    explicit LineBytes(const QByteArray &line) { bytes() = line; }
+
+    BusMessageData *clone() const override { return new LineBytes(*this); }
+    int writeTo(Bus &bus) const override { return static_cast<VOXBus &>(bus).writeLine(bytes()); }
+};
+
+class LineMessage : public BusMessage
+{
+public:
+    explicit LineMessage(const QByteArray &line)
+        : BusMessage(*new LineBytes(line))
+    {
+    }
+};
 }
 
 FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
@@ -47,8 +66,9 @@ int FaultBus::write(const QByteArray &frame)
         return 0;
     }
     const auto send = [this, faulty] {
+        // In their turn: an answer with a fault waits for the line as the others do.
         for (int copy = 0; m_line && copy < faulty.copies; ++copy)
-            m_line->writeLine(faulty.bytes);
+            m_line->dispatcher().reply(LineMessage(faulty.bytes));
     };
     if (faulty.delayMs > 0)
         QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);

@@ -54,7 +54,7 @@ struct VOX_SIMULATION_EXPORT VOXFault
     VOX::Addr node = EveryNode;
     /// The name of a command of the KVR or the HRMv2 set: the fault happens to answers to it, and to answers
     /// that are it. Empty for all commands.
-    QString command;
+    QString command{};
     /// How likely it is each time, 0 to 1.
     double probability = 1;
     /// How often it happens, 1 to 1000000; -1 for ever.

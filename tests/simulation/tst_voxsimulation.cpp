@@ -1,0 +1,134 @@
+#include "devices/marlostub.h"
+#include "devices/tb20stub.h"
+#include "simulation/voxsimulation.h"
+#include "support/columns.h"
+#include "support/frames.h"
+#include "support/pipedevice.h"
+
+#include <QJsonArray>
+
+/// A simulated network as a test of a host has it.
+class tst_VOXSimulation : public QObject
+{
+    Q_OBJECT
+
+private Q_SLOTS:
+    void initTestCase() { QLoggingCategory::setFilterRules("vox.bus=false"); }
+    void mistakesChangeNothing();
+    void nodesComeAndGo();
+    void stateComesBack();
+    void faultyAnswersWaitForTheLine();
+};
+
+namespace {
+const QJsonObject network{
+    {"bus", "pty:"},
+    {"nodes", QJsonArray{QJsonObject{{"model", "MARLO"}, {"address", "000001"}, {"label", "one"}}}},
+    {"faults", QJsonArray{"twice 000001"}}};
+
+/// A simulation on a serial bus in memory, and the line.
+struct Site
+{
+    PipeDevice *device = new PipeDevice;
+    VOXBus bus{device};
+    VOXSimulation simulation;
+    QElapsedTimer clock;
+    QByteArrayList heard;
+    QVector<qint64> times;
+
+    Site()
+    {
+        device->onWrite = [this](const QByteArray &bytes) {
+            heard += bytes;
+            times += clock.elapsed();
+        };
+        bus.open();
+        simulation.attach(&bus);
+    }
+    /// Sends a data test, and waits for as many answers; how many came.
+    int ask(VOX::Addr node, int count = 1)
+    {
+        heard.clear();
+        times.clear();
+        clock.start();
+        device->feed(line(frame("79 55", node)));
+        return QTest::qWaitFor([&] { return heard.size() >= count; }, 500) ? heard.size() : 0;
+    }
+};
+}
+
+void tst_VOXSimulation::mistakesChangeNothing()
+{
+    VOXSimulation simulation;
+    QVERIFY(simulation.load(network));
+    QString problem;
+    const QPointer<KVRDevice> node = simulation.node(1);
+    QVERIFY(!simulation.load(QJsonObject{{"nodes", QJsonArray{QJsonObject{}}}}, &problem));
+    QVERIFY(!simulation.load("/no/such/file", &problem) && problem.startsWith("cannot read /no/such/file"));
+    QVERIFY(!simulation.add("TB99", 2, &problem) && problem.startsWith("unknown model 'TB99'; one of NODE"));
+    QVERIFY(!simulation.add("TB20", 1, &problem) && !simulation.add("TB20", 0xffffff)
+            && !simulation.remove(2));
+    QVERIFY(!simulation.setState(
+        {{"nodes",
+          QJsonObject{{"000001", QJsonObject{{"model", "MARLO"}, {"label", "two"}, {"limits", 7}}}}}},
+        &problem));
+    QCOMPARE(problem, QString("nodes.000001.limits: is to be an object"));
+    for (const VOXFault &fault :
+         {VOXFault{VOXFault::Delay, -1}, VOXFault{VOXFault::Cut, 32}, VOXFault{VOXFault::Kind(99)}})
+        QVERIFY2(!simulation.addFault(fault, &problem), qPrintable(fault.toString()));
+    QVERIFY(!simulation.addFault("drop count 1 count 2", &problem));
+    QCOMPARE(problem, QString("'count 2' is too much; one fault has one count"));
+    QVERIFY(!simulation.removeFault(1));
+    QVERIFY(node && node->nodeLabel() == "one" && simulation.busUrl() == "pty:");
+    QCOMPARE(simulation.addresses(), QVector<VOX::Addr>{1});
+    QCOMPARE(simulation.faults().size(), 1);
+}
+
+void tst_VOXSimulation::nodesComeAndGo()
+{
+    Site site;
+    QVERIFY(site.simulation.load(network) && site.simulation.removeFault(0));
+    QVERIFY(site.simulation.node<MarloStub>(1) && !site.simulation.node<TB20Stub>(1));
+    QCOMPARE(site.ask(1), 1);
+    QVERIFY(site.simulation.add("NODE", 2) && site.simulation.attach(nullptr));
+    QCOMPARE(site.ask(2), 0);
+    QVERIFY(site.simulation.attach(&site.bus) && site.simulation.add("NODE", 3));
+    QCOMPARE(site.ask(2) + site.ask(3), 2);
+    delete site.simulation.node(3);
+    // A node may go, and its simulation, while it serves a request.
+    connect(&site.simulation, &VOXSimulation::settingChanged,
+            [&](VOX::Addr node) { site.simulation.remove(node); });
+    site.device->feed(line(frame("55 41414141414141414141414141414141", 2)));
+    QCOMPARE(site.simulation.addresses(), QVector<VOX::Addr>{1});
+    auto *bus = new VOXBus(new PipeDevice);
+    QVERIFY(site.simulation.attach(bus));
+    delete bus;
+    site.simulation.node(1)->dispatch(frame("79 55", 1));
+    QVERIFY(site.simulation.attach(&site.bus));
+    QCOMPARE(site.ask(1), 1);
+}
+
+void tst_VOXSimulation::stateComesBack()
+{
+    VOXSimulation first, second;
+    QVERIFY(first.load(network) && second.load(network));
+    first.node<KVRMotorDevice>(1)->setLimits(0, 5000);
+    first.node(1)->setNodeLabel("changed");
+    QVERIFY(first.state() != second.state() && second.setState(first.state()));
+    QCOMPARE(second.state(), first.state());
+    second.clear();
+    QVERIFY(second.setState(first.state()) && second.add("TB20", 1) && second.setState(first.state()));
+    QVERIFY(second.node(1)->nodeLabel().isEmpty());
+}
+
+void tst_VOXSimulation::faultyAnswersWaitForTheLine()
+{
+    Site site;
+    QVERIFY(site.simulation.load(network) && site.simulation.addFault("noise 7 000001"));
+    QCOMPARE(site.ask(1, 2), 2);
+    // 19 bytes of 11 bits, and the pause after each answer.
+    QVERIFY2(site.times.at(1) - site.times.at(0) >= 44 + 5, qPrintable(QString::number(site.times.at(1))));
+}
+
+QTEST_GUILESS_MAIN(tst_VOXSimulation)
+#include "tst_voxsimulation.moc"
