@@ -69,13 +69,13 @@ public:
     NodeRecord record(VOX::Addr addr) const { return records.value(addr & VOX::AddrMask); }
 
     VOXRecorder &q;
-    QPointer<VOXBus> bus;
     std::unique_ptr<BusObject> asker;
     Depth depth = Everything;
     QVector<VOX::Addr> wanted;
 
     QMap<VOX::Addr, NodeRecord> records;
     QVector<VOX::Addr> doubled;
+    QVector<VOX::Addr> gone;
     OverheardLine line;
     bool isRunning = false;
     bool isPartial = false;
@@ -151,20 +151,19 @@ void VOXRecorder::Private::identify()
     const NodeQuery version{KVR::GET_NODE_APP_VERSION, QByteArray()};
     const NodeQuery olderStatus{HRMv2::GET_MOTOR_STATUS, QByteArray()};
     ask(version, [=](const VOXMessage &versionFrame) {
-        NodeRecord &node = records[present];
         if (versionFrame.cmd() == version.reply()) {
             handleAnswer(version, versionFrame);
             return;
         }
-        ask(olderStatus, [=, &node](const VOXMessage &frame) {
+        ask(olderStatus, [=](const VOXMessage &frame) {
             if (frame.cmd() == olderStatus.reply()) {
-                node.setSet(NodeQuery::Older);
+                records[present].setSet(NodeQuery::Older);
                 speakOlder();
                 handleAnswer(olderStatus, frame);
             } else if (versionFrame.isValid()) {
                 handleAnswer(version, versionFrame);
             } else {
-                node.note(version, VOXMessage());
+                records[present].note(version, VOXMessage());
                 finishNode();
             }
         });
@@ -211,8 +210,14 @@ void VOXRecorder::Private::handleAnswer(const NodeQuery &query, const VOXMessage
                                                          ? int{KVR::GET_NODE_APP_VERSION}
                                                          : int{HRMv2::GET_MOTOR_STATUS}),
                           QByteArray()};
-    ask(known,
-        [this](const VOXMessage &stillThere) { stillThere.isValid() ? nextQuestion() : finishNode(); });
+    ask(known, [this](const VOXMessage &stillThere) {
+        if (stillThere.isValid()) {
+            nextQuestion();
+        } else {
+            gone += present;
+            finishNode();
+        }
+    });
 }
 
 void VOXRecorder::Private::ask(const NodeQuery &query, const Next &next, int tries)
@@ -310,6 +315,7 @@ void VOXRecorder::start(VOXBus &bus)
     d->asker = std::make_unique<BusObject>(&bus, nullptr);
     d->records.clear();
     d->doubled.clear();
+    d->gone.clear();
     d->line = OverheardLine();
     d->isRunning = true;
     d->isPartial = false;
@@ -390,6 +396,11 @@ QVector<VOX::Addr> VOXRecorder::doubledNodes() const
     return d->doubled;
 }
 
+QVector<VOX::Addr> VOXRecorder::goneNodes() const
+{
+    return d->gone;
+}
+
 QStringList VOXRecorder::refused(VOX::Addr node) const
 {
     return d->record(node).refused();
@@ -417,7 +428,12 @@ QJsonObject VOXRecorder::network() const
     QJsonObject unanswered;
     QJsonObject unknown;
     QJsonArray moving;
-    QJsonArray silent;
+    const auto addresses = [](const QVector<VOX::Addr> &these) {
+        QJsonArray texts;
+        for (const VOX::Addr addr : these)
+            texts += VOX::toString(addr);
+        return texts;
+    };
     const auto note = [](QJsonObject *object, VOX::Addr addr, const QStringList &names) {
         if (!names.isEmpty())
             object->insert(VOX::toString(addr), QJsonArray::fromStringList(names));
@@ -428,10 +444,8 @@ QJsonObject VOXRecorder::network() const
         // A node that was only overheard to be silent has a fault that makes it so.
         if (node->hasAnswered() || faults.contains(text("drop ") + addr))
             nodes += node->toJson();
-        if (!node->hasAnswered()) {
-            silent += addr;
+        if (!node->hasAnswered() && !node->unanswered().isEmpty())
             continue;
-        }
         note(&refused, node.key(), node->refused());
         note(&unanswered, node.key(), node->unanswered());
         note(&unknown, node.key(), node->unknown());
@@ -448,7 +462,8 @@ QJsonObject VOXRecorder::network() const
     add("unanswered", unanswered, unanswered.isEmpty());
     add("unknown", unknown, unknown.isEmpty());
     add("moving", moving, moving.isEmpty());
-    add("silent", silent, silent.isEmpty());
+    add("silent", addresses(silentNodes()), silentNodes().isEmpty());
+    add("gone", addresses(d->gone), d->gone.isEmpty());
     QJsonObject network{{text("nodes"), nodes}, {text("recorded"), recorded}};
     if (!faults.isEmpty())
         network.insert(text("faults"), QJsonArray::fromStringList(faults));

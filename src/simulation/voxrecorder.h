@@ -74,6 +74,8 @@ public:
     /// asked and have answered nothing.
     QVector<VOX::Addr> nodes() const;
     QVector<VOX::Addr> silentNodes() const;
+    /// Nodes that have stopped to answer while they were asked. The rest of the questions was left out.
+    QVector<VOX::Addr> goneNodes() const;
     /// Nodes that have answered the broadcast more than once: several may have this address.
     QVector<VOX::Addr> doubledNodes() const;
     ///@}

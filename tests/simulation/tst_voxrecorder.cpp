@@ -150,6 +150,12 @@ void tst_VOXRecorder::gapsAreNamed()
     recorder.start(net.line.host);
     net.line.host.close();
     QVERIFY(finished.wait() && recorder.isPartial());
+    net.line.host.open();
+    connect(&recorder, &VOXRecorder::progressed, this, [&] { net.simulation.addFault("drop 000003"); });
+    recorder.setAddresses({3});
+    net.record(&recorder);
+    QCOMPARE(recorder.goneNodes(), QVector<uint>{3});
+    QCOMPARE(recorder.network().value("recorded").toObject().value("gone"), QJsonArray{"000003"});
 }
 
 void tst_VOXRecorder::captures()

@@ -147,6 +147,9 @@ void printGaps(const VOXRecorder &recorder, bool showsUnknown)
     const QVector<VOX::Addr> silent = recorder.silentNodes();
     for (const VOX::Addr addr : silent)
         tell(addr, QStringLiteral("has not answered"));
+    const QVector<VOX::Addr> gone = recorder.goneNodes();
+    for (const VOX::Addr addr : gone)
+        tell(addr, QStringLiteral("has stopped to answer: what it was not asked is not known"));
     const QVector<VOX::Addr> doubled = recorder.doubledNodes();
     for (const VOX::Addr addr : doubled)
         tell(addr, QStringLiteral("has answered more than once: several nodes may have this address"));
@@ -239,7 +242,7 @@ int runRecord(const QStringList &arguments)
         record(&recorder, *bus, line.isJson());
         printGaps(recorder, false);
         const int result = finish(recorder, fileName, line.isJson());
-        return recorder.silentNodes().isEmpty() ? result : int{Failure};
+        return recorder.silentNodes().isEmpty() && recorder.goneNodes().isEmpty() ? result : int{Failure};
     }
     for (const char *option : {"bus", "quick", "node"}) {
         if (parser.isSet(QLatin1String(option)))
