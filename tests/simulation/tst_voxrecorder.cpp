@@ -115,11 +115,15 @@ void tst_VOXRecorder::anAnswerEndsWithItsReason()
     net.simulation.setTimeScale(1000);
     QCOMPARE(said("0E"), hex("0F 00 01 00 00"));
     said("03 03 E803 FF");
-    QTRY_COMPARE(said("0E"), hex("0F 00 00 00 00"));
+    // Nobody asks while it moves.
+    QTRY_COMPARE(net.simulation.settings(1).value("position").toInt(), 1000);
+    QCOMPARE(said("0E"), hex("0F 00 00 00 00"));
     QCOMPARE(said("45"), hex("65 41"));
     said("55 62000000000000000000000000000000");
     QCOMPARE(said("45"), hex("65 62000000000000000000000000000000"));
     QCOMPARE(said("25 07"), hex("35 FF"));
+    said("56 FF 00 FF 0000 01 00");
+    QCOMPARE(said("25 07"), hex(""));
 }
 
 void tst_VOXRecorder::gapsAreNamed()
