@@ -40,6 +40,11 @@ for example in host emulator; do
 done
 meet "$work/plain" pkg-config
 
+# What a simulation says that was built against the packages.
+simulated() {
+    [ "$("$1")" = "TB60LV: delay 250 00A1B2" ] || { echo "$1 does not say what it should"; exit 1; }
+}
+
 # A program loads the libraries of the Qt that it was built for, and no others.
 client() {
     local loaded
@@ -56,6 +61,10 @@ for qt in 5 6; do
     # shellcheck disable=SC2046
     g++ -std=c++17 -fPIC "$tests/client/main.cpp" -o "$work/plain-$qt" $(pkg-config --cflags --libs $module)
     client "$work/plain-$qt" $qt
+    # shellcheck disable=SC2046
+    g++ -std=c++17 -fPIC "$tests/client/simulated.cpp" -o "$work/simulated-$qt" $(pkg-config --cflags --libs "${module/vox/vox-simulation}")
+    simulated "$work/simulated-$qt"
+    simulated "$work/client-$qt/simulated"
     echo "package: a client finds $package and $module beside each other"
 done
 cmake -G Ninja -S "$examples" -B "$work/examples-6" -DVOX_QT=6 -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
