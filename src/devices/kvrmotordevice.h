@@ -348,7 +348,7 @@ protected:
     /// Whether the product runs at these speeds, in revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;
     /// The answer that dispatch() sends for @p request, which has passed checkRequest(); invalid for none.
-    virtual VOXMessage answerTo(const VOXMessage &request);
+    VOXMessage answerTo(const VOXMessage &request) override;
 
 private:
     // It answers hosts of the older command set from the same state.

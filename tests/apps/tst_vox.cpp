@@ -126,7 +126,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
     row("fly", "unknown command 'fly'");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
@@ -561,9 +561,10 @@ void tst_Vox::guidesWork_data()
         lines += CommandDescription::of(command).example;
         QVERIFY2(lines.last().startsWith("vox " + command.name), qPrintable(command.name));
     }
-    // What runs until it is interrupted has tests of its own, as has what is shown with its output.
-    for (const QString &line :
-         lines.filter(QRegularExpression("vox (?!sim|test|monitor|replay|demo)(?!.*--bus)")))
+    // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
+    // output.
+    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record)(?!.*--bus)");
+    for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }
 
