@@ -122,12 +122,12 @@ void SchedulerCore::take(Lane lane, const BusPendingCallPointer &asker)
 ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &message)
 {
     auto call = std::make_shared<ScheduledCall>();
-    BusMessageData *const copy = message.clone();
-    if (auto *data = dynamic_cast<VOXCallData *>(copy))
+    BusMessageData &copy = *message.clone();
+    call->message = &copy;
+    if (auto *data = dynamic_cast<VOXCallData *>(&copy))
         data->setMatching(VOXCall::AskedNode);
-    copy->prepare();
-    call->message = copy;
-    const VOXMessage frame{BusMessage(copy->bytes())};
+    copy.prepare();
+    const VOXMessage frame{BusMessage(copy.bytes())};
     call->trait = VOXCommandTrait::of(frame);
     call->addrType = frame.addrType();
     if (call->addrType != VOX::BCAST)
@@ -140,7 +140,7 @@ ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &
     else if (call->trait.isMotion())
         call->deadlineMs = call->queuedMs + MoveDeadlineMs;
     const bool isRepeatable = call->trait.isHarmlessTwice && call->lane != VOXScheduler::Poll
-        && call->addrType == VOX::P2P && copy->hasReply();
+        && call->addrType == VOX::P2P && copy.hasReply();
     if (isRepeatable)
         call->repeatsLeft = call->trait.kind == VOXCommandTrait::Stop ? StopRepeats : 1;
     return call;

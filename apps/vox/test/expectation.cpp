@@ -61,7 +61,7 @@ QString keyOf(KVRMotor::State state)
 /// Whether @p value is one that @p field may show. A mistake is one of @p place.
 void checkField(const JsonPlace &place, const VOXField &field)
 {
-    const QJsonValue value = place.value();
+    const QJsonValue &value = place.value();
     if (field.none >= 0 && value.isNull())
         return;
     if (field.kind == VOXField::Flag) {
