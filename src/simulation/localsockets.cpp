@@ -59,7 +59,8 @@ void LocalSockets::remove(QSocketNotifier *notifier)
 void LocalSockets::letAllArrive()
 {
     char byte = 0;
-    ssize_t received = ::send(m_probe, &byte, 1, 0);
+    ::send(m_probe, &byte, 1, 0);
+    ssize_t received = 0;
     do {
         received = ::recv(m_probe, &byte, 1, 0);
     } while (received < 0 && errno == EINTR);
