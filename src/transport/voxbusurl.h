@@ -27,6 +27,10 @@ struct VOX_EXPORT VOXBusUrl
     /// False if @p text is no such URL; @p problem says why, in one line.
     static bool read(const QString &text, VOXBusUrl *url, QString *problem);
 
+    /// The bus of this URL, on the calling thread: open if it can be, else open() may be tried again. Null
+    /// for a pseudo-terminal. Qt's log is silent meanwhile, as in openBus().
+    std::unique_ptr<VOXBus> makeBus() const;
+
     /// Opens the bus that @p text names, on the calling thread. A pseudo-terminal is only made if there is a
     /// @p portUrl, which is then the bus at its other end; else it is the same as @p text. Null if @p text
     /// names no bus, or one that cannot be opened; @p problem says why, in one line. While the bus is made,
