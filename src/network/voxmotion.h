@@ -40,9 +40,12 @@ public:
 
     /// Null for a group, and once the motor has gone.
     VOXNetworkMotor *motor() const;
+    ///@{
+    /// How it stands. The end is final before finished() tells of it.
     End end() const { return m_end; }
     bool isFinished() const { return m_end != Running; }
     bool isAccepted() const { return m_isAccepted; }
+    ///@}
     /// What has happened, and what to do. Empty while it runs.
     QString sentence() const { return m_sentence; }
 

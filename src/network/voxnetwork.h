@@ -49,6 +49,7 @@ public:
     explicit VOXNetwork(const VOXBusUrl &url, QObject *parent = nullptr);
     ~VOXNetwork() override;
 
+    /// Closed until the bus has been seen open.
     Line line() const;
     /// Why the line is not Open, and what may help; else empty.
     QString lineProblem() const;
@@ -63,6 +64,7 @@ public:
     Q_INVOKABLE VOXNetworkMotor *motor(VOX::Addr addr) const;
     ///@}
 
+    /// As it was set; a line that is too slow for it stretches it.
     VOXPollPlan plan() const;
     /// False, with nothing changed, if there can be no such plan; @p problem says why, in one line.
     bool setPlan(const VOXPollPlan &plan, QString *problem = nullptr);
@@ -70,6 +72,7 @@ public:
     /// it fits, or if the line's rate is not known.
     QString planStretch() const;
 
+    /// Whether the network sends at all.
     bool isSending() const;
     /// False only listens: nothing is sent, and commands end with Invalid or NotOpen. True at first.
     void setSending(bool isSending);
@@ -113,14 +116,18 @@ public Q_SLOTS:
     VOXMotion *stopAll();
 
 Q_SIGNALS:
+    /// @p node is owned by the network. Its values may come later.
     void nodeAdded(VOXNetworkNode *node);
     /// Values or presence of a node have changed. As VOXNetworkNode's own signals, for all nodes.
     void nodeChanged(VOXNetworkNode *node);
     /// The object still lives during this signal.
     void nodeRemoved(VOX::Addr addr);
+    ///@{
+    /// A property has got another value.
     void lineChanged(VOXNetwork::Line line);
     void sendingChanged(bool isSending);
     void planStretchChanged();
+    ///@}
     /// A discovery is over. It has added @p count nodes.
     void discovered(int count);
     /// Something that should not be: a second host, an echo, two nodes with one address. That nothing was

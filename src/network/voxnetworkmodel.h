@@ -37,10 +37,14 @@ public:
     };
     Q_ENUM(Role)
 
+    ///@{
+    /// Without a network there are no rows.
     explicit VOXNetworkModel(QObject *parent = nullptr);
     explicit VOXNetworkModel(VOXNetwork *network, QObject *parent = nullptr);
+    ///@}
     ~VOXNetworkModel() override;
 
+    /// Null if there is none, and once it has been destroyed.
     VOXNetwork *network() const;
     /// Replaces all rows. Null leaves none.
     void setNetwork(VOXNetwork *network);
@@ -50,13 +54,19 @@ public:
     /// -1 if there is no such node.
     Q_INVOKABLE int rowOf(VOX::Addr addr) const;
 
+    ///@{
+    /// A list: no row has children.
     int rowCount(const QModelIndex &parent = QModelIndex()) const override;
     QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
     QHash<int, QByteArray> roleNames() const override;
+    ///@}
 
 Q_SIGNALS:
+    ///@{
+    /// A property has got another value.
     void networkChanged();
     void countChanged();
+    ///@}
 
 private:
     void insert(VOXNetworkNode *node);

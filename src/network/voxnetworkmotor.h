@@ -36,9 +36,12 @@ public:
     /// Revolutions per minute.
     struct Speeds
     {
+        ///@{
+        /// For the way up, the way down, and near the ends.
         int up = 0;
         int down = 0;
         int slow = 0;
+        ///@}
     };
     /// How many intermediate positions are asked for at most.
     static constexpr int MaxIntermediates = 16;
@@ -67,7 +70,9 @@ public:
     std::optional<int> upLimit() const;
     std::optional<int> downLimit() const;
     ///@}
+    /// Revolutions per minute.
     std::optional<Speeds> speeds() const;
+    /// What the motor moves.
     std::optional<KVRMotor::AppMode> appMode() const;
     /// Intermediate position @p index, from 1, in percent; empty if it is not set, too.
     std::optional<int> intermediatePercent(int index) const;

@@ -52,13 +52,17 @@ public:
     VOX::NodeType type() const;
     /// The type's name without its NODETYPE_; empty until it is known.
     QString typeName() const;
+    ///@{
+    /// As the node has told; empty until then.
     QString label() const;
     QString serialNumber() const;
+    ///@}
     ///@{
     /// As AppVersion::toString() writes it.
     QString appVersion() const;
     QString stackVersion() const;
     ///@}
+    /// Unknown until it has answered, or has failed to.
     Presence presence() const;
     /// Milliseconds since a frame of the node was last heard, whoever it was for; -1 for never.
     qint64 silentForMs() const;
@@ -80,16 +84,20 @@ public:
     Q_INVOKABLE BusPendingCall setLabel(const QString &label);
 
 Q_SIGNALS:
+    /// presence() has got another value.
     void presenceChanged();
     /// Some values have changed. Emitted once for all that a frame has brought, or several frames that came
     /// together.
     void changed();
 
 protected:
+    ///@{
+    /// For the library: nodes are made by their network, which shares their state.
     VOXNetworkNode(NetworkCore &core, std::unique_ptr<NodeState> state, QObject *parent);
 
     NodeState &state() const { return *m_state; }
     NetworkCore &core() const { return m_core; }
+    ///@}
     /// Notes why a command is not sent. The result has ended with Canceled.
     BusPendingCall refuse(const QString &reason);
     /// The lane User; null, so that calls end with NotOpen, if the network only listens.

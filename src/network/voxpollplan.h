@@ -12,9 +12,11 @@
 /// @ingroup network
 struct VOX_NETWORK_EXPORT VOXPollPlan
 {
+    ///@{
     /// The bounds of a time that is not 0.
     static constexpr int MinMs = 1000;
     static constexpr int MaxMs = 24 * 60 * 60 * 1000;
+    ///@}
 
     int positionMs = 30000; ///< Where a motor at rest is.
     int statusMs = 120000; ///< The state of a motor at rest. Of other nodes, whether they are there.

@@ -52,6 +52,7 @@ public:
     /// Ends the questions. What is known stays, isPartial() is true, and finished() is emitted, if it was
     /// still running.
     void stop();
+    /// From start() until finished().
     bool isRunning() const;
     /// Whether stop(), or the end of the bus, has left questions unasked.
     bool isPartial() const;
