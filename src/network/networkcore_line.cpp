@@ -185,6 +185,8 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     const bool wasDown = node.presence.isDown();
     if (node.presence.handleHeard())
         becomeUp(node, wasDown);
+    if (wasDown)
+        m_scheduler.setRepeating(node.addr, true);
     m_planner.noteFrame(node, node.heardMs);
     const std::optional<double> percentBefore = node.motor.exactPercent();
     const std::optional<NodeReading> reading = takeReading(node, frame);
@@ -296,10 +298,12 @@ void NetworkCore::handleUnanswered(VOX::Addr addr, const BusMessage &request)
         m_patient.add(*node, *question);
     if (node->presence.handleUnanswered(nowMs(), m_planner.spread()))
         notePresence(*node);
-    if (node->presence.isDown())
+    if (node->presence.isDown()) {
+        m_scheduler.setRepeating(addr, false);
         m_motions.handleSilence(
             *node,
             QStringLiteral("%1 does not answer any more. Check its power and its cable.").arg(node->name()));
+    }
     if (m_line.handleUnanswered(addr, static_cast<int>(m_nodes.size())))
         handleLineChange();
     m_planner.update(*node);

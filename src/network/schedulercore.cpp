@@ -141,8 +141,10 @@ ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &
         call->deadlineMs = call->queuedMs + MoveDeadlineMs;
     const bool isRepeatable = call->trait.isHarmlessTwice && call->lane != VOXScheduler::Poll
         && call->addrType == VOX::P2P && copy.hasReply();
-    if (isRepeatable)
-        call->repeatsLeft = call->trait.kind == VOXCommandTrait::Stop ? StopRepeats : 1;
+    if (isRepeatable && call->trait.kind == VOXCommandTrait::Stop)
+        call->repeatsLeft = StopRepeats;
+    else if (isRepeatable && call->destination->isRepeating)
+        call->repeatsLeft = 1;
     return call;
 }
 

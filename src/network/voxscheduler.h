@@ -128,6 +128,9 @@ public:
     void setPollSource(PollSource source);
     /// Lets the source be asked again.
     void wakePolls();
+    /// Whether calls to @p node are sent again when nobody answers; true at first. Of a node that is known to
+    /// be silent only stops are, so that it costs the line less.
+    void setRepeating(VOX::Addr node, bool isRepeating);
     /// Whose moves a stop of @p group takes back. Addresses of 24 bits.
     void setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members);
 

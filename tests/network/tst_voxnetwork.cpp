@@ -327,6 +327,12 @@ void tst_VOXNetwork::presence()
     VOXVirtualTime::advance(3000000);
     QVERIFY2(asked.size() >= 14 && asked.size() <= 17, QByteArray::number(asked.size()));
     QCOMPARE(site.network->line(), VOXNetwork::Open);
+    // What a person asks for still goes out, but once.
+    asked.clear();
+    motor->wink();
+    motor->setLabel("Dead");
+    VOXVirtualTime::advance(2000);
+    QCOMPARE(asked.size(), 2);
     site.simulation.clearFaults();
     QVERIFY(runUntil([&] { return motor->presence() == VOXNetworkNode::Up; }, 340000));
     QCOMPARE(seen, QVector<int>({VOXNetworkNode::Shaky, VOXNetworkNode::Down, VOXNetworkNode::Up}));
