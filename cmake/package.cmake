@@ -43,7 +43,7 @@ set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
 set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
-    "${runtime_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION})")
+    "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION})")
 set(CPACK_STRIP_FILES ON)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium

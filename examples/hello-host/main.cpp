@@ -10,7 +10,7 @@ int main(int argc, char *argv[])
     KVRMotorProxy motor(0x000001, &bus);
     motor.getMotorStatus().onFinished(&app, [&](const BusPendingCall &call) {
         const auto status = KVRAnswer::from<KVRAnswer::MotorStatus>(call.reply());
-        if (status)
+        if (status && motor.hasSent(call.reply()))
             qInfo("%s", KVRMotor::MotorStateEnum().valueToKey(int(status->state)));
         else
             qInfo("%s", qPrintable(call.errorString()));

@@ -2,6 +2,7 @@
 // a time-out. Runs against examples/emulator, and any network whose first node is a motor.
 
 #include <KVR>
+#include <KVRAnswer>
 #include <KVRMotorProxy>
 #include <QCoreApplication>
 #include <QTimer>
@@ -47,11 +48,9 @@ private:
     void readPosition()
     {
         m_motor->getMotorPosition().onFinished(this, [this](const BusPendingCall &call) {
-            quint16 pulses = 0;
-            quint8 percent = 0;
-            if (m_motor->hasSent(call.reply())
-                && m_motor->getMotorPositionReply(call.reply(), &pulses, &percent, nullptr, nullptr))
-                qInfo("at %u pulses, %u %%", pulses, percent);
+            const auto at = KVRAnswer::from<KVRAnswer::MotorPosition>(call.reply());
+            if (at && at->position && at->percent && m_motor->hasSent(call.reply()))
+                qInfo("at %u pulses, %u %%", *at->position, *at->percent);
             meetProblems();
         });
     }

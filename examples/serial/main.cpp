@@ -1,5 +1,6 @@
 // Reads the label of a node over a serial port: example-serial /dev/ttyUSB0 000001
 
+#include <KVRAnswer>
 #include <KVRStdProxy>
 #include <QCoreApplication>
 #include <VOXBus>
@@ -20,9 +21,9 @@ int main(int argc, char *argv[])
     }
     KVRStdProxy node(words.at(2).toUInt(nullptr, 16), &bus);
     node.getNodeLabel().onFinished(&app, [&](const BusPendingCall &call) {
-        QByteArray label;
-        const bool isRead = node.getNodeLabelReply(call.reply(), label);
-        qInfo("%s", isRead ? label.constData() : qPrintable(call.errorString()));
+        const auto answer = KVRAnswer::from<KVRAnswer::NodeLabel>(call.reply());
+        const bool isRead = answer && node.hasSent(call.reply());
+        qInfo("%s", isRead ? answer->label.constData() : qPrintable(call.errorString()));
         app.exit(isRead ? 0 : 1);
     });
     return app.exec();

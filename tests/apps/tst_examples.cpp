@@ -17,6 +17,7 @@ private Q_SLOTS:
     void readmeShowsTheExamples();
     void hostsMeetEmulators();
     void serialPort();
+    void gatewayGoesOn();
     void listOfNodes();
     void silentNodesAreNotAskedOnAndOn();
 };
@@ -105,6 +106,50 @@ void tst_Examples::serialPort()
     const QString port = simulation.readyWords().value(1).mid(int(qstrlen("serial://")));
     QCOMPARE(said("serial", {port, "000102"}), QByteArray("Stage curtain\n"));
     QCOMPARE(said("serial", {port, "00dead"}), QByteArray());
+}
+
+// Past mistakes, a node that is silent for a while, and an adapter that is pulled and comes back.
+void tst_Examples::gatewayGoesOn()
+{
+    const QTemporaryDir folder;
+    const QString port = folder.filePath("port"), file = folder.filePath("network.json");
+    setContents(file, R"({"nodes": [{"model": "TB20", "address": "000101-000102",
+                                    "limits": {"up": 0, "down": 9000}}]})");
+    const QStringList simulate{"sim", "--bus", "pty:", "--config", file, "--speed", "100"};
+    const auto plugIn = [&] {
+        auto line = std::make_unique<Background>(VOX_PROGRAM, simulate);
+        QFile::remove(port);
+        QFile::link(line->readyWords().value(1).mid(int(qstrlen("serial://"))), port);
+        return line;
+    };
+    auto line = plugIn();
+    Background gateway(VOX_EXAMPLES_DIR "/example-gateway", {"serial://" + port});
+    const auto says = [&](QByteArray command, QByteArray answer) {
+        if (!command.isEmpty())
+            gateway.process.write('{' + command.replace('\'', '"') + "}\n");
+        QByteArray said;
+        while (!said.contains(answer.replace('\'', '"')) && gateway.process.waitForReadyRead(15000))
+            said += gateway.process.readAllStandardOutput();
+        QVERIFY2(said.contains(answer), said);
+    };
+    says("", "'discovered':2");
+    says("'do':'move','node':'000101','percent':30,'id':1",
+         "'Arrived','id':1,'sentence':'000101 is at 30 %.'");
+    says("'do':'dance','id':2", "discover','id':2");
+    line->process.write("drop 000102\nhelp\n");
+    QVERIFY(line->process.waitForReadyRead());
+    says("'do':'stop','node':'000102','id':3", "'NoAnswer','id':3");
+    says("'do':'move','node':'000101','percent':60,'id':4", "'Arrived','id':4");
+    line->process.write("clear\n");
+    line->process.waitForBytesWritten();
+    says("'do':'move','node':'000102','percent':60,'id':5", "'Arrived','id':5");
+    line.reset();
+    says("", "'line':'Closed'");
+    line = plugIn();
+    says("", "'line':'Open'");
+    says("'do':'stopAll','id':6", "'Arrived','id':6,'sentence':'2 of 2");
+    gateway.process.closeWriteChannel();
+    QVERIFY(gateway.process.waitForFinished());
 }
 
 void tst_Examples::listOfNodes()

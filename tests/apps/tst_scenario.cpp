@@ -37,7 +37,7 @@ group 00A001 within 0 ms; | vox goto group:00A002 up | {'expect': {'exit': 0}}, 
 scenario.json:4: steps[1].expect, from | vox label 000001 | {'expect': {'from': '000001'}},
     {'expect': {'from': '000001', 'within': 0}}
 no frame to 000001 for 5 s; it came 1 time | vox label 000001 | {'never': {'to': '000001', 'for': '5s'}}
-0 ok | true'], 'bus': 'pty:', 'run': ['vox', 'label', '--bus', '{bus}', '000001 | {'expect': {'command': 'POST_NODE_LABEL'}}
+0 ok | @ 'bus': 'pty:', 'run': ['vox', 'label', '--bus', '{bus}', '000001'] | {'expect': {'command': 'POST_NODE_LABEL'}}
 0 ok | while :; do vox label 000001; done | {'do': {'away': '000001'}}, {'expect': {'to': '000001'}},
     {'never': {'from': '000001', 'for': '300ms'}}, {'do': {'back': '000001'}}, {'expect': {'from': '000001'}},
     {'do': {'line': 'cut'}}, {'expect': {'to': '000001'}},
@@ -59,13 +59,13 @@ the program died of signal 11 (Segmentation fault) | kill -SEGV $$ | {'expect': 
 it still runs | exec sleep 99 | {'expect': {'exit': 0, 'within': '100ms'}}
 was killed | trap : TERM; echo $$ >pids; while :; do sleep 0.1; done | {'at': '900ms', 'do': {'line': 'cut'}}
 0 ok | (trap : TERM; while :; do sleep 0.1; done) & echo $! >pids; setsid sh -c \"echo \\$\\$ >>pids; sleep 99\" & until [ $(wc -l <pids) = 2 ]; do sleep 0.1; done | {'expect': {'exit': 0}}
-the time-out of 1 s is over | true'], 'timeout': '1s', 'run': ['cat | {'at': '20s', 'do': {'line': 'cut'}}
-no-such cannot be started: | true'], 'run': ['./no-such | {'expect': {}}
-2: network: cannot read | true'], 'network': 'no-such.json', 'run': ['1 |
-0 ok | true'], 'line': '4800:50-51', 'run': ['vox', 'label', '--bus', '{bus}', '000001 | {'expect': {'to': '000001'}},
+the time-out of 1 s is over | @ 'timeout': '1s', 'run': ['cat'] | {'at': '20s', 'do': {'line': 'cut'}}
+no-such cannot be started: | @ 'run': ['./no-such'] | {'expect': {}}
+2: network: cannot read | @ 'network': 'no-such.json', 'run': ['1'] |
+0 ok | @ 'line': '4800:50-51', 'run': ['vox', 'label', '--bus', '{bus}', '000001'] | {'expect': {'to': '000001'}},
     {'never': {'from': '000001', 'for': '60ms'}}, {'expect': {'from': '000001'}}
-2: line:  | true'], 'line': '4800-5', 'speed': ['1 |
-2: speed: is to be a whole number | true'], 'speed': ['1 |
+2: line:  | @ 'line': '4800-5', 'run': ['true'] |
+2: speed: is to be a whole number | @ 'speed': ['1'], 'run': ['true'] |
 3: steps[0]: is to have one of do, expect and never | true | {'at': 1}
 4: steps[0].at: is to be a time | true | {
     'at': '1 week', 'do': {'line': 'cut'}}
@@ -94,13 +94,19 @@ struct Folder
     QProcess process;
 
     QString path(const QString &name) const { return folder.filePath(name); }
+    /// With @p script as the program, or the members of the scenario that stand behind an "@".
     void write(const QString &name, const QString &script, const QString &steps)
     {
-        const QString text(
-            "{'network': {'nodes': [{'model': 'TB20', 'address': '000001', 'groups': ['00A001'],"
-            "'limits': {'up': 0, 'down': 3000}}, {'model': 'NODE', 'address': '000002'}]},"
-            "'speed': 100,\n'run': ['sh', '-c', '%1'], 'steps': [\n%2]}");
-        setContents(path(name), text.arg(script, steps).replace('\'', '"').toUtf8());
+        const QString members =
+            script.startsWith("@ ") ? script.mid(2) : "'run': ['sh', '-c', '" + script + "']";
+        QString text = "{";
+        if (!members.contains("'network'"))
+            text += "'network': {'nodes': [{'model': 'TB20', 'address': '000001', 'groups': ['00A001'],"
+                    "'limits': {'up': 0, 'down': 3000}}, {'model': 'NODE', 'address': '000002'}]},";
+        if (!members.contains("'speed'"))
+            text += "'speed': 100,";
+        text += '\n' + members + ", 'steps': [\n" + steps + "]}";
+        setContents(path(name), text.replace('\'', '"').toUtf8());
     }
     void start(const QString &line)
     {

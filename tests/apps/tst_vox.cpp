@@ -480,6 +480,15 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(simulation.run("status 000001").startsWith("1 "));
     obey("clear");
     QVERIFY(simulation.run("status 000001").startsWith("0 "));
+    // Sent again, and so done. A jog is not: it might be done twice.
+    obey("drop 000001 command GET_NODE_ADDR count 1");
+    QVERIFY(simulation.run("scan").contains("000001  NODETYPE_TB20"));
+    obey("drop 000001 count 2");
+    QCOMPARE(simulation.run("stop 000001"), QByteArray("0 ACK\n"));
+    obey("from 000002 000001 count 1");
+    QCOMPARE(simulation.run("stop 000001"), QByteArray("0 ACK\n"));
+    obey("drop 000001 count 1");
+    QCOMPARE(simulation.run("move 000001 up"), QByteArray("1 ! vox move: No reply within the time-out\n"));
     obey("corrupt 000001 count 1");
     QCOMPARE(simulation.run("status 000001"),
              QByteArray("1 ! vox status: No reply within the time-out\nvox status: 1 answer came damaged\n"));

@@ -2,6 +2,7 @@
 
 #include "messages/kvr.h"
 #include "messages/voxfield.h"
+#include "network/voxscheduler.h"
 #include "proxies/kvrbcastproxy.h"
 #include "transport/voxbus.h"
 #include "vox/console.h"
@@ -30,6 +31,7 @@ struct Daily
     CommandLine line;
     Target target;
     std::unique_ptr<VOXBus> bus;
+    std::unique_ptr<VOXScheduler> scheduler;
 
     Daily(const char *name, const char *description, const char *example, bool forMany)
         : line(QLatin1String(name), QString::fromLatin1(description), QLatin1String(example),
@@ -59,17 +61,24 @@ struct Daily
     bool open()
     {
         bus = line.openBus();
-        return bus || stop(line.exitCode());
+        if (!bus)
+            return stop(line.exitCode());
+        scheduler = std::make_unique<VOXScheduler>(bus.get());
+        return true;
     }
+    /// Whoever sends by this is answered by the node that was asked, and by no other. What is harmless twice
+    /// is sent again while nobody answers.
+    VOXBus *lane() const { return scheduler->lane(VOXScheduler::User); }
 
-    /// Sends the command to a node, a group or all nodes, by the proxy for that.
+    /// Sends the command to a node, a group or all nodes, by the proxy for that. A query is one frame, and
+    /// what comes of that frame is told.
     template <typename Send>
     int send(const Send &send, Asking asking = Asking::Once)
     {
         if (!open())
             return exitCode;
         if (target.type == VOX::P2P) {
-            KVRMotorProxy proxy(target.addr, bus.get());
+            KVRMotorProxy proxy(target.addr, asking == Asking::Once ? lane() : bus.get());
             return ask(target.addr, asking, [&] { return send(proxy); }).print(m_name, line.isJson());
         }
         if (target.type == VOX::GROUP) {
@@ -214,7 +223,7 @@ int runGoto(const QStringList &arguments)
         daily.send([&](auto &proxy) { return proxy.ctrlMoveTo(function, static_cast<quint16>(value)); });
     if (!isWaiting || sent != Success)
         return sent;
-    KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
+    KVRMotorProxy proxy(daily.target.addr, daily.lane());
     return follower->follow(proxy, function, static_cast<quint16>(value));
 }
 

@@ -6,7 +6,15 @@
 #include "transport/voxbus.h"
 
 #include <algorithm>
+#include <iterator>
 #include <utility>
+
+namespace {
+bool isBefore(unsigned int a, unsigned int b)
+{
+    return std::pair(a & VOX::AddrMask, a) < std::pair(b & VOX::AddrMask, b);
+}
+}
 
 BusPendingCall discoverNodes(VOXBus &bus)
 {
@@ -15,7 +23,7 @@ BusPendingCall discoverNodes(VOXBus &bus)
                       VOXCall::DefaultSharedTimeout));
 }
 
-QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
+QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery, const QVector<unsigned int> &known)
 {
     QVector<unsigned int> addrs;
     const QList<BusMessage> replies = discovery.replies();
@@ -24,8 +32,9 @@ QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery)
         if (reply.cmd() == KVR::POST_NODE_ADDR)
             addrs += reply.srcAddr(true);
     }
-    std::sort(addrs.begin(), addrs.end(), [](unsigned int a, unsigned int b) {
-        return std::pair(a & VOX::AddrMask, a) < std::pair(b & VOX::AddrMask, b);
-    });
-    return addrs;
+    std::sort(addrs.begin(), addrs.end(), isBefore);
+    QVector<unsigned int> all;
+    std::set_union(addrs.cbegin(), addrs.cend(), known.cbegin(), known.cend(), std::back_inserter(all),
+                   isBefore);
+    return all;
 }

@@ -11,7 +11,9 @@ class VOXBus;
 BusPendingCall discoverNodes(VOXBus &bus);
 
 /// The nodes that have answered, with their types, in the order of their addresses. A node that has answered
-/// several times is in the list as often.
-QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery);
+/// several times is in the list as often. Together with @p known, which an earlier discovery has given, a
+/// node is as often in the list as in the one that has it more often.
+QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery,
+                                      const QVector<unsigned int> &known = {});
 
 #endif

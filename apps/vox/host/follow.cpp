@@ -16,11 +16,13 @@ namespace {
 constexpr int IntervalMs = 200;
 constexpr int PercentPerMark = 5;
 constexpr int BarWidth = 20;
-constexpr int MaxFailures = 5;
+constexpr int MaxFailures = 3;
 /// A motor may be found at rest this many times before its move counts as begun.
 constexpr int MaxIdle = 5;
 /// The shortest way, in pulses, that a motor can be sent. A motor that is nearer to its target has arrived.
 constexpr int ShortestWay = 10;
+/// How often a motor that was stopped is read until it rests.
+constexpr int MaxReadings = 5;
 
 struct Reading
 {
@@ -129,6 +131,8 @@ void MotorFollower::pause()
 
 int MotorFollower::follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position)
 {
+    QObject::connect(&m_signalWatcher, &SignalWatcher::interrupted, &proxy,
+                     [&] { m_stop = proxy.ctrlStop(); });
     Reading reading;
     QString error;
     int target = -1;
@@ -164,12 +168,9 @@ int MotorFollower::follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction functio
 
 int MotorFollower::stop(KVRMotorProxy &proxy) const
 {
-    bool isStopped = false;
-    for (int attempt = 0; !isStopped && attempt < MaxFailures; ++attempt) {
-        const Outcome outcome = ask(proxy.addr(false), Asking::Once, [&] { return proxy.ctrlStop(); });
-        isStopped = outcome.reply().cmd() == KVR::ACK;
-    }
-    if (!isStopped) {
+    const Outcome outcome =
+        ask(proxy.addr(false), Asking::Once, [&] { return m_stop ? *m_stop : proxy.ctrlStop(); });
+    if (outcome.reply().cmd() != KVR::ACK) {
         printError(QStringLiteral("goto"),
                    QStringLiteral("the motor has not acknowledged the stop, and may still run"));
         return Failure;
@@ -178,7 +179,7 @@ int MotorFollower::stop(KVRMotorProxy &proxy) const
     QString error;
     bool isRead = false;
     // The motor may take a while to come to rest.
-    for (int attempt = 0; attempt < MaxFailures; ++attempt) {
+    for (int attempt = 0; attempt < MaxReadings; ++attempt) {
         isRead = read(proxy, &reading, &error);
         if (isRead && reading.status.state != KVRMotor::STATE_RUNNING)
             break;

@@ -1,8 +1,11 @@
 #ifndef FOLLOW_H
 #define FOLLOW_H
 
+#include "framework/buspendingcall.h"
 #include "messages/kvrmotor.h"
 #include "vox/signalwatcher.h"
+
+#include <optional>
 
 class KVRMotorProxy;
 
@@ -15,6 +18,7 @@ public:
 
     /// Shows where the motor is: a bar on a terminal, else a line or a JSON object for each reading. Gives
     /// the exit code, which is 0 only if the motor rests where these arguments of ctrlMoveTo() have sent it.
+    /// The proxy is on a lane of a scheduler, so that a stop does not wait for what is asked.
     int follow(KVRMotorProxy &proxy, KVRMotor::MoveToFunction function, quint16 position);
 
 private:
@@ -22,6 +26,8 @@ private:
     int stop(KVRMotorProxy &proxy) const;
 
     SignalWatcher m_signalWatcher;
+    /// Sent at a signal.
+    std::optional<BusPendingCall> m_stop;
     bool m_isInterrupted = false;
     bool m_isJson;
 };

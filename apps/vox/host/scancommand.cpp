@@ -145,14 +145,21 @@ struct AddressRange
     unsigned int last = 0;
 };
 
-/// Who answers a broadcast. The nodes are in @p addrs, each as often as it has answered.
+/// Who answers a broadcast, which is repeated until it brings nobody new: an answer, or the broadcast, may be
+/// lost. The nodes are in @p addrs, each as often as it has answered one of the broadcasts.
 bool findByBroadcast(VOXBus &bus, QVector<unsigned int> *addrs, QString *problem)
 {
-    const BusPendingCall discovery = discoverNodes(bus);
-    discovery.waitForFinished();
-    *problem = discovery.errorString();
-    *addrs = discoveredAddrs(discovery);
-    return !discovery.isError();
+    for (bool hasNews = true; hasNews;) {
+        const BusPendingCall discovery = discoverNodes(bus);
+        discovery.waitForFinished();
+        *problem = discovery.errorString();
+        if (discovery.isError())
+            return false;
+        const QVector<unsigned int> known = *addrs;
+        *addrs = discoveredAddrs(discovery, known);
+        hasNews = *addrs != known;
+    }
+    return true;
 }
 
 /// Asks each address of @p range for its label. Nodes of both generations answer that, or refuse, and so do
