@@ -37,8 +37,9 @@ public Q_SLOTS:
     /// Stops the motor where it is, even if it is locked. @p tilt as in ctrlMoveTo().
     BusPendingCall ctrlStop(quint8 tilt = 255);
     /// Moves to a limit, or to @p position, which is an index from 1, pulses or percent, as @p fun says.
-    /// Pulses and percent are not held between the limits. @p tilt is the angle to end with; emulated motors
-    /// ignore it. Refused: NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, NACK_BADMSG.
+    /// Pulses and percent are not held between the limits. @p tilt is the angle to end with, 255 the
+    /// present one; a roller ignores it, and so does a product that does not tilt. Refused:
+    /// NACK_END_LIMITS_NOT_SET, NACK_NODE_IS_LOCKED, NACK_IP_NOT_SET, NACK_BADMSG.
     BusPendingCall ctrlMoveTo(KVRMotor::MoveToFunction fun, quint16 position, quint8 tilt = 255);
     /// Moves on by @p value, in pulses or units of 10 ms, from 10 (MARLO motors: 30) to 1000. A move that
     /// would pass a limit ends there, at the slow speed. A time is converted at the slow speed, whatever

@@ -237,6 +237,9 @@ bool VOXBus::open()
         port->setParity(QSerialPort::OddParity);
         port->setStopBits(QSerialPort::OneStop);
         port->setFlowControl(QSerialPort::NoFlowControl);
+        // Nobody waits for what has come before. A pseudo-terminal keeps it even from its last user.
+        if (opened && !wasOpen)
+            port->clear(QSerialPort::Input);
     }
     // A slot of the port may have destroyed the bus.
     if (!use.hasBus())

@@ -26,13 +26,14 @@ const char *const Scenarios = R"(
     {'expect': {'command': 'ACK', 'from': '000001'}}, {'expect': {'exit': 0}},
     {'expect': {'node': '000001', 'settings': {'label': 'Foyer', 'limits': {'down': 3000}}}}
 s  010000 > 000001  GET_NODE_LABEL | vox label 000001 | {'expect': {'exit': 0}}, {'expect': {'command': 'CTRL_STOP', 'within': 0}}
-with {"label":"A"} within 0 ms; it came never | vox label 000001 B | {'expect': {'exit': 0}},
+with {"label":"A"} within 0 ms; it never came | vox label 000001 B | {'expect': {'exit': 0}},
     {'expect': {'command': 'SET_NODE_LABEL', 'fields': {'label': 'A'}, 'within': 0}}
 it is {"label":"B"} | vox label 000001 B | {'expect': {'exit': 0}}, {'expect': {'node': '000001', 'settings': {'label': ''}, 'within': 0}}
 0 ok | vox goto group:00A001 down; vox stop all | {'expect': {'group': '00A001'}}, {'expect': {'command': 'CTRL_STOP', 'to': 'all'}}
 group 00A001 within 0 ms; | vox goto group:00A002 up | {'expect': {'exit': 0}}, {'expect': {'group': '00A001', 'within': 0}}
-0 ok | vox info 000002; vox label 000001; vox label 000001 | {'expect': {'exit': 0}}, {'expect': {'to': '000001', 'count': 2, 'for': 0}}
-1 times for 5 s; it came 2 times | vox label 000001; vox label 000001 | {'expect': {'to': '000001', 'count': 1, 'for': '5s'}}
+0 ok | vox info 000002; vox label 000001; vox label 000001 | {'expect': {'exit': 0}}, {'expect': {'to': '000001', 'count': 2, 'for': 0}},
+    {'never': {'to': '000001', 'for': 0}}
+1 time for 5 s; it came 2 times | vox label 000001; vox label 000001 | {'expect': {'to': '000001', 'count': 1, 'for': '5s'}}
 3 times within 0 ms; it came 2 times | vox label 000001; vox label 000001 | {'expect': {'exit': 0}}, {'expect': {'to': '000001', 'count': 3, 'within': 0}}
 scenario.json:4: steps[1].expect, from | vox label 000001 | {'expect': {'from': '000001'}},
     {'expect': {'from': '000001', 'within': 0}}
@@ -175,7 +176,7 @@ void tst_Scenario::reports()
     }
     QVERIFY2(!xml.hasError(), qPrintable(xml.errorString()));
     const QString bad =
-        " testcase bad failure CTRL_STOP within 0 ms; it came never system-out POST_NODE_LABEL label:";
+        " testcase bad failure CTRL_STOP within 0 ms; it never came system-out POST_NODE_LABEL label:";
     QCOMPARE(found.simplified(),
              "testsuites testsuite 3 2 vox test testcase good system-out ?[1m<&>" + bad + bad);
     for (const QString name : {"kept/here/bad", "kept/here/bad-2"}) {

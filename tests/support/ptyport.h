@@ -9,6 +9,7 @@
 #include <cstdlib>
 #include <fcntl.h>
 #include <memory>
+#include <termios.h>
 #include <unistd.h>
 
 /// A serial port of the system, a pseudo-terminal, that is wired to a line in memory.
@@ -23,6 +24,11 @@ public:
         name = QFile::decodeName(::ptsname(m_master));
         // As long as the port is open here as well, the wire survives that it is closed and opened elsewhere.
         m_slave = ::open(::ptsname(m_master), O_RDWR | O_NOCTTY);
+        // Without an echo, and without waiting for the end of a text line.
+        termios settings{};
+        ::tcgetattr(m_slave, &settings);
+        ::cfmakeraw(&settings);
+        ::tcsetattr(m_slave, TCSANOW, &settings);
         line.onWrite = [this](const QByteArray &bytes) {
             if (::write(m_master, bytes.constData(), static_cast<std::size_t>(bytes.size())) != bytes.size())
                 qWarning("the wire of the pseudo-terminal is broken");

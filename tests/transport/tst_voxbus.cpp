@@ -93,6 +93,8 @@ void tst_VOXBus::serialPorts()
         QCOMPARE(bus.write(first.data()), -2);
         QCOMPARE(log.texts(), QStringList());
     }
+    // An answer that has come too late for the last user of the port is not one to the next.
+    wire->onWrite(line(frameFrom(0x123456, "0F 01 00 00 00")));
     opensAndIsAnswered();
 
     // While nothing is written, and while something is.

@@ -103,13 +103,13 @@ void SimConsole::obey(const QString &line)
         for (const VOXFault &fault : faults)
             printLine(faultText(fault));
     } else if (line == QLatin1String("help")) {
-        printLine(
-            QStringLiteral(
-                "status [json]    how every node is\nfaults           the faults in force\nclear          "
-                "  no faults any more\nquit             ends the simulation\nKIND [VALUE] [ADDRESS|all] "
-                "[command NAME] [probability P] "
-                "[count N]\n%1")
-                .arg(VOXFault::help()));
+        printLine(QStringLiteral(
+                      "status [json]    how every node is\n"
+                      "faults           the faults in force\n"
+                      "clear            no faults any more\n"
+                      "quit             ends the simulation\n"
+                      "KIND [VALUE] [ADDRESS|all] [command NAME] [probability P] [count N] [every MS]\n%1")
+                      .arg(VOXFault::help()));
     } else {
         addFault(line);
     }

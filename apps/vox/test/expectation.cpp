@@ -153,7 +153,7 @@ void Expectation::readFrames(const JsonPlace &place)
         readFields(place[FieldsKey], cmd);
     if (place[CountKey].isPresent()) {
         m_number = place[CountKey].number(place[ForKey].isPresent() ? 0 : 1, MaxCount);
-        m_words += QStringLiteral("%1 times").arg(m_number);
+        m_words += counted(m_number, "time");
     }
 }
 
@@ -243,17 +243,20 @@ Expectation::Verdict Expectation::judgeFrames(const Stage &stage, Begin *begin, 
 {
     const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
     int count = 0;
-    for (std::size_t i = begin->frame; i < seen.size(); ++i) {
-        if (!matches(seen[i], *begin) || ++count < m_number || m_isWhole)
+    std::size_t behind = begin->frame;
+    for (std::size_t i = begin->frame; i < seen.size() && (m_isWhole || count < m_number); ++i) {
+        if (!matches(seen[i], *begin))
             continue;
-        begin->frame = i + 1;
-        return Met;
+        ++count;
+        behind = i + 1;
     }
     if (m_isWhole && count > m_number)
         return Failed;
-    if (!isOver)
-        return Open;
-    return m_isWhole && count == m_number ? Met : Failed;
+    if (count == m_number && (isOver || !m_isWhole)) {
+        begin->frame = behind;
+        return Met;
+    }
+    return isOver ? Failed : Open;
 }
 
 bool Expectation::matches(const WitnessBus::Sight &sight, const Begin &begin) const
@@ -280,8 +283,9 @@ QString Expectation::complaint(const Stage &stage, const Begin &begin) const
     const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
     const auto count = std::count_if(seen.begin() + static_cast<std::ptrdiff_t>(begin.frame), seen.end(),
                                      [&](const auto &sight) { return matches(sight, begin); });
-    return QStringLiteral("%1; it came %2")
-        .arg(text, count == 0 ? QStringLiteral("never") : counted(count, "time"));
+    return QStringLiteral("%1; it %2")
+        .arg(text,
+             count == 0 ? QStringLiteral("never came") : QStringLiteral("came ") + counted(count, "time"));
 }
 
 /// How the node is, as far as it was asked for.
