@@ -32,6 +32,8 @@ public:
     void endAll(BusPendingCall::Error error) override;
     void handleFinished(BusPendingCallData *call) override;
     int queueLength() const override { return m_queue.size(); }
+    /// How many answers wait for the line.
+    int waitingReplies() const { return m_replies.size(); }
 
     /// Sets whether the next frame waits until the device has reported the last one written. It waits for the
     /// last one's time-out at most, or for its bus-free delay if that is an answer, which has no time-out.

@@ -43,7 +43,24 @@ FaultBus::~FaultBus()
     shutDown();
 }
 
+void FaultBus::setPace(const LinePace &pace)
+{
+    m_time.reset(pace.bitsPerSecond > 0 ? new SharedLine(pace, m_rules.seed()) : nullptr);
+    if (!m_time)
+        return;
+    connect(m_time.get(), &SharedLine::requestPassed, this, &FaultBus::bringToNodes);
+    connect(m_time.get(), &SharedLine::bytesPassed, this, &FaultBus::writeOut);
+}
+
 void FaultBus::handleRequest(const BusMessage &request)
+{
+    if (m_time)
+        m_time->addRequest(request);
+    else
+        bringToNodes(request);
+}
+
+void FaultBus::bringToNodes(const BusMessage &request)
 {
     // The command is only kept to tell which one an answer is for: a frame for a group counts as one for all
     // nodes.
@@ -56,23 +73,42 @@ void FaultBus::handleRequest(const BusMessage &request)
 
 int FaultBus::write(const QByteArray &frame)
 {
-    if (!m_line)
-        return -2;
     const VOXMessage answer{BusMessage(frame)};
+    const VOX::Addr node = answer.srcAddr(false);
     const FaultyAnswer faulty =
-        m_rules.applyTo(answer, m_requests.value(answer.srcAddr(false), m_requests.value(BroadcastAddr)));
-    if (!faulty.isTouched) {
-        m_line->dispatcher().reply(answer);
-        return 0;
-    }
-    const auto send = [this, faulty] {
-        // In their turn: an answer with a fault waits for the line as the others do.
-        for (int copy = 0; m_line && copy < faulty.copies; ++copy)
-            m_line->dispatcher().reply(LineMessage(faulty.bytes));
+        m_rules.applyTo(answer, m_requests.value(node, m_requests.value(BroadcastAddr)));
+    const auto send = [this, node, faulty] {
+        for (int copy = 0; copy < faulty.copies; ++copy)
+            say(node, faulty.bytes);
     };
     if (faulty.delayMs > 0)
         QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);
     else
         send();
     return 0;
+}
+
+void FaultBus::say(VOX::Addr node, const QByteArray &bytes)
+{
+    if (m_time)
+        m_time->addAnswer(node, bytes);
+    else if (m_line)
+        m_line->dispatcher().reply(LineMessage(bytes));
+}
+
+void FaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
+{
+    if (m_time) {
+        m_time->addUnasked(node, bytes);
+        return;
+    }
+    const auto *queue = m_line ? qobject_cast<SimpleBusDispatcher *>(&m_line->dispatcher()) : nullptr;
+    if (queue && queue->waitingReplies() == 0)
+        say(node, bytes);
+}
+
+void FaultBus::writeOut(const QByteArray &bytes)
+{
+    if (m_line)
+        m_line->writeLine(bytes);
 }

@@ -2,10 +2,13 @@
 #define VOX_SIMULATION_FAULTBUS_P_H
 
 #include "simulation/faultrules_p.h"
+#include "simulation/sharedline_p.h"
 
 #include <vox/transport/voxbus.h>
 
 #include <QHash>
+
+#include <memory>
 
 /// Stands between emulated nodes and the line. It brings frames from the line to the nodes, and puts their
 /// answers on the line with the faults that the rules want.
@@ -17,6 +20,12 @@ public:
     /// @p rules must outlive it. Without @p line, which stays the caller's, it is closed.
     FaultBus(VOXBus &line, FaultRules &rules);
     ~FaultBus() override;
+
+    /// Lets requests and answers take their time from now on, or none if the pace is that of no line. Drops
+    /// what is on its way.
+    void setPace(const LinePace &pace);
+    /// Puts @p bytes on the line, in line form, unless answers wait for it, or @p node is still sending.
+    void sayUnasked(VOX::Addr node, const QByteArray &bytes);
 
     int write(const QByteArray &frame) override;
     bool open() override { return m_line && m_line->open(); }
@@ -33,9 +42,14 @@ public Q_SLOTS:
 
 private:
     void handleRequest(const BusMessage &request);
+    void bringToNodes(const BusMessage &request);
+    void say(VOX::Addr node, const QByteArray &bytes);
+    void writeOut(const QByteArray &bytes);
 
     const QPointer<VOXBus> m_line;
     FaultRules &m_rules;
+    /// Null if nothing takes time.
+    std::unique_ptr<SharedLine> m_time;
     /// The last command to each node, by its address. The last one to all nodes is at the broadcast address.
     QHash<unsigned int, unsigned char> m_requests;
 };

@@ -5,14 +5,39 @@
 
 #include <algorithm>
 
-bool FaultRules::happens(VOXFault &fault, const VOXMessage &answer, unsigned char requestCmd)
+namespace {
+bool fits(const VOXFault &fault, const VOXMessage &answer, unsigned char requestCmd)
 {
-    if (fault.happened == fault.count
-        || (fault.node != VOXFault::EveryNode && fault.node != answer.srcAddr(false)))
-        return false;
-    if (!fault.concerns(requestCmd) && !fault.concerns(answer.cmd()))
-        return false;
-    if (std::uniform_real_distribution<>()(m_random) >= fault.probability)
+    return !fault.isTimed() && fault.isOf(answer.srcAddr(false))
+        && (fault.concerns(requestCmd) || fault.concerns(answer.cmd()));
+}
+
+QByteArray lineForm(const VOXMessage &frame)
+{
+    QByteArray bytes = frame.data();
+    VOXFrameCutter::invertBody(bytes);
+    return bytes;
+}
+}
+
+QVector<VOXFault> FaultRules::faults() const
+{
+    QVector<VOXFault> faults;
+    for (const FaultRule &rule : m_rules)
+        faults += rule.fault;
+    return faults;
+}
+
+void FaultRules::setFaults(const QVector<VOXFault> &faults)
+{
+    m_rules.clear();
+    for (const VOXFault &fault : faults)
+        add(fault);
+}
+
+bool FaultRules::happens(VOXFault &fault)
+{
+    if (fault.happened == fault.count || std::uniform_real_distribution<>()(m_random) >= fault.probability)
         return false;
     ++fault.happened;
     return true;
@@ -26,6 +51,12 @@ QByteArray FaultRules::noise(int count)
     return bytes;
 }
 
+QByteArray FaultRules::gibberish(const VOXMessage &frame)
+{
+    constexpr int AllLengths = VOXMessage::MaxLength;
+    return m_random() % 2 == 0 ? lineForm(frame) : noise(1 + static_cast<int>(m_random() % AllLengths));
+}
+
 FaultyAnswer FaultRules::applyTo(const VOXMessage &answer, unsigned char requestCmd)
 {
     // Faults in what the frame says come first, then those that the line makes.
@@ -36,10 +67,10 @@ FaultyAnswer FaultRules::applyTo(const VOXMessage &answer, unsigned char request
     QByteArray before;
     int length = VOXMessage::MaxLength;
     bool isCorrupt = false;
-    for (VOXFault &fault : m_faults) {
-        if (!happens(fault, answer, requestCmd))
+    for (FaultRule &rule : m_rules) {
+        VOXFault &fault = rule.fault;
+        if (!fits(fault, answer, requestCmd) || !happens(fault))
             continue;
-        result.isTouched = true;
         switch (fault.kind) {
         case VOXFault::Drop:
             result.copies = 0;
@@ -69,10 +100,12 @@ FaultyAnswer FaultRules::applyTo(const VOXMessage &answer, unsigned char request
         case VOXFault::Noise:
             before += noise(fault.value);
             break;
+        case VOXFault::Jabber:
+        case VOXFault::Away:
+            break;
         }
     }
-    result.bytes = frame.data();
-    VOXFrameCutter::invertBody(result.bytes);
+    result.bytes = lineForm(frame);
     if (isCorrupt)
         result.bytes.back() = static_cast<char>(~result.bytes.back());
     result.bytes = before + result.bytes.left(length);

@@ -7,6 +7,26 @@
 #include <QVector>
 
 #include <random>
+#include <vector>
+
+/// A fault in force.
+struct FaultRule
+{
+    /// As #dueMs.
+    static constexpr qint64 NotBegun = -1;
+
+    void stop()
+    {
+        dueMs = NotBegun;
+        isAway = false;
+    }
+
+    VOXFault fault;
+    /// When something happens next, if the fault goes by the clock.
+    qint64 dueMs = NotBegun;
+    /// Whether its nodes are away.
+    bool isAway = false;
+};
 
 /// An answer on its way to the line, and what the faults have done to it.
 struct FaultyAnswer
@@ -15,7 +35,6 @@ struct FaultyAnswer
     QByteArray bytes;
     int delayMs = 0;
     int copies = 1;
-    bool isTouched = false;
 };
 
 /// The faults in force, and the random numbers. The same seed makes the same faults again.
@@ -28,10 +47,11 @@ public:
     {
     }
 
-    const QVector<VOXFault> &faults() const { return m_faults; }
-    void setFaults(const QVector<VOXFault> &faults) { m_faults = faults; }
-    void add(const VOXFault &fault) { m_faults += fault; }
-    void remove(int index) { m_faults.remove(index); }
+    std::vector<FaultRule> &rules() { return m_rules; }
+    QVector<VOXFault> faults() const;
+    void setFaults(const QVector<VOXFault> &faults);
+    void add(const VOXFault &fault) { m_rules.push_back({fault}); }
+    void remove(int index) { m_rules.erase(m_rules.begin() + index); }
 
     quint32 seed() const { return m_seed; }
     void setSeed(quint32 seed)
@@ -42,12 +62,15 @@ public:
 
     /// Applies all faults that fit to @p answer, which answers the request @p requestCmd.
     FaultyAnswer applyTo(const VOXMessage &answer, unsigned char requestCmd);
+    /// Throws the dice for @p fault, and counts it if it happens.
+    bool happens(VOXFault &fault);
+    /// What a node that jabbers says: @p frame or random bytes, in line form.
+    QByteArray gibberish(const VOXMessage &frame);
 
 private:
-    bool happens(VOXFault &fault, const VOXMessage &answer, unsigned char requestCmd);
     QByteArray noise(int count);
 
-    QVector<VOXFault> m_faults;
+    std::vector<FaultRule> m_rules;
     quint32 m_seed;
     std::mt19937 m_random;
 };

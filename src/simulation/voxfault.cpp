@@ -12,12 +12,14 @@
 
 namespace {
 constexpr int MaxDelayMs = 60000;
+constexpr int MaxAwayMs = 3600000;
 constexpr int MaxNoise = 1000;
 constexpr int MaxCount = 1000000;
 
 const QString CommandWord = QStringLiteral("command");
 const QString ProbabilityWord = QStringLiteral("probability");
 const QString CountWord = QStringLiteral("count");
+const QString EveryWord = QStringLiteral("every");
 
 /// A kind of fault: its word, and the values that it takes.
 struct Form
@@ -25,24 +27,30 @@ struct Form
     VOXFault::Kind kind;
     QString word;
     QString value;
+    int least;
     int most;
     QString effect;
 };
 
 const Form forms[] = {
-    {VOXFault::Drop, QStringLiteral("drop"), QString(), 0, QStringLiteral("the answer stays away")},
-    {VOXFault::Delay, QStringLiteral("delay"), QStringLiteral("MS"), MaxDelayMs,
+    {VOXFault::Drop, QStringLiteral("drop"), QString(), 0, 0, QStringLiteral("the answer stays away")},
+    {VOXFault::Delay, QStringLiteral("delay"), QStringLiteral("MS"), 0, MaxDelayMs,
      QStringLiteral("the answer comes so much later")},
-    {VOXFault::Corrupt, QStringLiteral("corrupt"), QString(), 0, QStringLiteral("its check value is wrong")},
-    {VOXFault::Cut, QStringLiteral("cut"), QStringLiteral("BYTES"), VOXMessage::MaxLength,
+    {VOXFault::Corrupt, QStringLiteral("corrupt"), QString(), 0, 0,
+     QStringLiteral("its check value is wrong")},
+    {VOXFault::Cut, QStringLiteral("cut"), QStringLiteral("BYTES"), 0, VOXMessage::MaxLength,
      QStringLiteral("only so many bytes of it come")},
-    {VOXFault::Twice, QStringLiteral("twice"), QString(), 0, QStringLiteral("it comes twice")},
-    {VOXFault::Nack, QStringLiteral("nack"), QStringLiteral("NAME"), 0,
+    {VOXFault::Twice, QStringLiteral("twice"), QString(), 0, 0, QStringLiteral("it comes twice")},
+    {VOXFault::Nack, QStringLiteral("nack"), QStringLiteral("NAME"), 0, 0,
      QStringLiteral("a NACK comes instead, such as BUSY")},
-    {VOXFault::From, QStringLiteral("from"), QStringLiteral("ADDRESS"), 0,
+    {VOXFault::From, QStringLiteral("from"), QStringLiteral("ADDRESS"), 0, 0,
      QStringLiteral("it names another node as its sender")},
-    {VOXFault::Noise, QStringLiteral("noise"), QStringLiteral("BYTES"), MaxNoise,
+    {VOXFault::Noise, QStringLiteral("noise"), QStringLiteral("BYTES"), 0, MaxNoise,
      QStringLiteral("so many random bytes come before it")},
+    {VOXFault::Jabber, QStringLiteral("jabber"), QStringLiteral("MS"), 1, MaxDelayMs,
+     QStringLiteral("so often the node sends a frame, or random bytes, unasked")},
+    {VOXFault::Away, QStringLiteral("away"), QStringLiteral("MS"), 1, MaxAwayMs,
+     QStringLiteral("the node is gone for so long, again and again")},
 };
 
 template <typename Condition>
@@ -67,7 +75,7 @@ QString valuesOf(const Form &form)
     if (form.kind == VOXFault::From)
         return QStringLiteral("six hexadecimal digits are");
     if (form.kind != VOXFault::Nack)
-        return QStringLiteral("0 to %1 are").arg(form.most);
+        return QStringLiteral("%1 to %2 are").arg(form.least).arg(form.most);
     QStringList names;
     for (int status = 0; status <= 0xff; ++status) {
         const QString name = KVR::toString(static_cast<KVR::NackStatus>(status));
@@ -106,7 +114,7 @@ bool readValue(const Form &form, const QString &word, VOXFault *fault, QString *
         isRead = VOX::readAddr(word, &addr);
         fault->value = static_cast<int>(addr);
     } else {
-        isRead = readCount(word, 0, form.most, &fault->value);
+        isRead = readCount(word, form.least, form.most, &fault->value);
     }
     if (!isRead)
         *problem =
@@ -132,7 +140,7 @@ bool isCommand(const VOXFault &fault)
     return false;
 }
 
-/// One of "command NAME", "probability P" and "count N".
+/// One of "command NAME", "probability P", "count N" and "every MS".
 bool readClause(const QString &word, const QString &value, VOXFault *fault)
 {
     if (word == CommandWord) {
@@ -144,6 +152,8 @@ bool readClause(const QString &word, const QString &value, VOXFault *fault)
         fault->probability = value.toDouble(&isNumber);
         return isNumber && fault->probability >= 0 && fault->probability <= 1;
     }
+    if (word == EveryWord && fault->kind == VOXFault::Away)
+        return readCount(value, fault->value + 1, MaxAwayMs, &fault->everyMs);
     return word == CountWord && readCount(value, 1, MaxCount, &fault->count);
 }
 
@@ -155,12 +165,17 @@ bool readClauses(QStringList words, VOXFault *fault, QString *problem)
         const QString value = words.isEmpty() ? QString() : words.takeFirst();
         if (!readClause(word, value, fault)) {
             *problem = QStringLiteral("'%1 %2' is not understood; an address or all, command NAME, "
-                                      "probability 0 to 1 and count N are")
+                                      "probability 0 to 1, count N, and for 'away' every MS, "
+                                      "which is longer, are")
                            .arg(word, value);
             return false;
         }
         if (known.contains(word)) {
             *problem = QStringLiteral("'%1 %2' is too much; one fault has one %1").arg(word, value);
+            return false;
+        }
+        if (word == CommandWord && fault->isTimed()) {
+            *problem = QStringLiteral("'%1 %2' is too much; this fault goes by the clock").arg(word, value);
             return false;
         }
         known += word;
@@ -214,6 +229,8 @@ QString VOXFault::toString() const
         words << ProbabilityWord << QString::number(probability, 'g', QLocale::FloatingPointShortest);
     if (count != -1)
         words << CountWord << QString::number(count);
+    if (everyMs != 0)
+        words << EveryWord << QString::number(everyMs);
     return words.join(QLatin1Char(' '));
 }
 

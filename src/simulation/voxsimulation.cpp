@@ -1,7 +1,7 @@
 #include "simulation/voxsimulation.h"
 
 #include "devices/kvrmotordevice.h"
-#include "simulation/faultbus_p.h"
+#include "simulation/faultclock_p.h"
 #include "simulation/jsonplace_p.h"
 #include "simulation/networkfile_p.h"
 #include "simulation/nodesettings_p.h"
@@ -52,7 +52,8 @@ public:
     {
         if (auto *motor = qobject_cast<KVRMotorDevice *>(&node))
             motor->setTimeScale(timeScale);
-        node.attach(bus.get());
+        if (bus)
+            clock.place(node);
     }
     void takeOver(Network &network)
     {
@@ -61,6 +62,13 @@ public:
         busUrl = network.busUrl;
         for (const VOX::Addr addr : nodes.addresses())
             bringUp(*nodes.find(addr).device);
+        clock.update();
+    }
+    void setPace(LinePace newPace)
+    {
+        pace = newPace;
+        if (bus)
+            bus->setPace(pace);
     }
     /// Reads an entry of a state. With @p isTried, a copy of its node takes it.
     void readEntry(const JsonPlace &place, const QString &addr, bool isTried, QString *problem);
@@ -70,6 +78,8 @@ public:
     NodeTable nodes{*this};
     FaultRules rules;
     std::unique_ptr<FaultBus> bus;
+    FaultClock clock{rules, nodes};
+    LinePace pace;
     unsigned int timeScale = 1;
     bool isQuiet = false;
 };
@@ -194,8 +204,9 @@ bool VOXSimulation::attach(VOXBus *bus)
     if (bus && bus->thread() != thread())
         return false;
     std::unique_ptr<FaultBus> behind(bus ? new FaultBus(*bus, d->rules) : nullptr);
-    for (const VOX::Addr addr : d->nodes.addresses())
-        d->nodes.find(addr).device->attach(behind.get());
+    if (bus)
+        behind->setPace(d->pace);
+    d->clock.setBus(behind.get());
     d->bus.swap(behind);
     return true;
 }
@@ -212,11 +223,30 @@ void VOXSimulation::setTimeScale(unsigned int factor)
 void VOXSimulation::setSeed(quint32 seed)
 {
     d->rules.setSeed(seed);
+    d->setPace(d->pace);
 }
 
 quint32 VOXSimulation::seed() const
 {
     return d->rules.seed();
+}
+
+bool VOXSimulation::setLine(int bitsPerSecond, int leastTurnMs, int mostTurnMs)
+{
+    const LinePace pace{bitsPerSecond, leastTurnMs, mostTurnMs};
+    if (bitsPerSecond != 0 && !pace.problem().isEmpty())
+        return false;
+    d->setPace(pace);
+    return true;
+}
+
+bool VOXSimulation::setLine(const QString &words, QString *problem)
+{
+    LinePace pace;
+    if (!LinePace::read(words, &pace, Problem(problem)))
+        return false;
+    d->setPace(pace);
+    return true;
 }
 
 QVector<VOXFault> VOXSimulation::faults() const
@@ -236,6 +266,7 @@ bool VOXSimulation::addFault(const QString &words, QString *problem)
     if (!VOXFault::read(words, &fault, Problem(problem)))
         return false;
     d->rules.add(fault);
+    d->clock.update();
     return true;
 }
 
@@ -244,12 +275,14 @@ bool VOXSimulation::removeFault(int index)
     if (index < 0 || index >= d->rules.faults().size())
         return false;
     d->rules.remove(index);
+    d->clock.update();
     return true;
 }
 
 void VOXSimulation::clearFaults()
 {
     d->rules.setFaults({});
+    d->clock.update();
 }
 
 QJsonObject VOXSimulation::state() const

@@ -76,6 +76,18 @@ public:
     void setTimeScale(unsigned int factor);
 
     ///@{
+    /// Lets requests and answers take the time of a serial line, whatever the bus is: 11 bits a byte at
+    /// @p bitsPerSecond, 300 to 115200, and @p leastTurnMs to @p mostTurnMs milliseconds, 0 to 10000, between
+    /// the end of a request and the beginning of its answer. What overlaps on that line is destroyed: two
+    /// answers to a broadcast, or an answer and the host's next request. A rate of 0, which it is at first,
+    /// lets answers come at once. @p words are the same as of `vox sim --line`, "4800" or "4800:5-40". What
+    /// is under way is lost. False, with nothing changed, if a number is out of its range; @p problem says
+    /// which. Not for a bus that is such a line itself, as a serial port or a VOXLine.
+    bool setLine(int bitsPerSecond, int leastTurnMs = 0, int mostTurnMs = 0);
+    bool setLine(const QString &words, QString *problem = nullptr);
+    ///@}
+
+    ///@{
     /// What chance is made of. The same seed, set before the first request, makes the same faults again for
     /// the same requests.
     void setSeed(quint32 seed);

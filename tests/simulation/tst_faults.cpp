@@ -1,7 +1,7 @@
-#include "simulation/voxsimulation.h"
 #include "support/columns.h"
-#include "support/frames.h"
+#include "support/site.h"
 #include "support/udppair.h"
+#include "support/watching.h"
 
 #include <QUdpSocket>
 
@@ -14,6 +14,8 @@ private Q_SLOTS:
     void onTheWire_data();
     void onTheWire();
     void oneSeedOneRun();
+    void faultsByTheClock();
+    void aLineTakesItsTime();
 };
 
 namespace {
@@ -84,6 +86,7 @@ void tst_Faults::onTheWire()
     const QString words = QTest::currentDataTag();
     Line line;
     QVERIFY(line.simulation.addFault(words));
+    QCOMPARE(line.simulation.faults().at(0).toString(), QString(words).remove(" all"));
     QByteArrayList heard = line.ask("79 55");
     QCOMPARE(heard.takeLast(), ::line(frameFrom(2, "7A 55")));
     for (QByteArray &datagram : heard) {
@@ -117,6 +120,58 @@ void tst_Faults::oneSeedOneRun()
     QTRY_VERIFY(line.peer.hasPendingDatagrams());
     QVERIFY(clock.elapsed() >= 49);
     QCOMPARE(line.ask("79 55").size(), 3);
+}
+
+void tst_Faults::faultsByTheClock()
+{
+    Site site;
+    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    // Late, and always: to the older request, too, and nobody else waits for it.
+    QVERIFY(site.simulation.addFault(VOXFault{VOXFault::Delay, 80, 1}));
+    QCOMPARE(site.ask({1, 1, 2}, 3), 3);
+    QCOMPARE(site.heard, (QByteArrayList{Site::answer(2), Site::answer(1), Site::answer(1)}));
+    QVERIFY(site.times.at(0) < 80 && site.times.at(1) >= 79);
+    site.simulation.clearFaults();
+
+    QVERIFY(site.simulation.addFault("away 200 000001 count 2 every 300"));
+    QCOMPARE(site.ask({1, 2, 0xffffff}, 3, 120), 2);
+    QVERIFY2(!site.heard.contains(Site::answer(1)), "one that is away");
+    int asked = 0;
+    while (site.ask({1}, 1, 25) == 0 && asked < 50)
+        ++asked;
+    QVERIFY2(asked < 50 && site.simulation.faults().at(0).happened == 1, "it comes back by itself");
+    QTRY_COMPARE(site.simulation.faults().at(0).happened, 2);
+    QCOMPARE(site.ask({1}, 1, 40), 0);
+    site.simulation.clearFaults();
+    QCOMPARE(site.ask({1}), 1);
+
+    QVERIFY(site.simulation.addFault("jabber 50 000002 count 8"));
+    QCOMPARE(site.ask({}, 9, 1000), 8);
+    QVERIFY(site.times.at(0) >= 49 && site.times.at(7) >= 399);
+    const int frames = site.heard.count(line(frameFrom(site.simulation.node(2)->addr(true), "60")));
+    QVERIFY2(frames > 0 && frames < 8, "frames and random bytes");
+}
+
+void tst_Faults::aLineTakesItsTime()
+{
+    Site site;
+    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    QVERIFY(site.simulation.setLine("4800:20-20"));
+    // Twelve bytes each way, of 11 bits each, and the turn between.
+    const auto ask = [&] { return site.ask({1}) == 1 ? double(site.times.at(0)) : 0; };
+    QCOMPARE(timing(75, 85, ask), QByteArray());
+    QCOMPARE(site.heard, QByteArrayList{Site::answer(1)});
+    // Both answer at once; and then, the one answers into the request to the other.
+    for (const QVector<VOX::Addr> &nodes : {QVector<VOX::Addr>{0xffffff}, QVector<VOX::Addr>{1, 2}}) {
+        QCOMPARE(site.ask(nodes), 1);
+        QCOMPARE(site.heard.at(0).size(), Site::answer(1).size());
+        QVERIFY(site.heard.at(0) != Site::answer(1) && site.heard.at(0) != Site::answer(2));
+    }
+    QVERIFY(site.simulation.setLine(4800, 0, 25) && site.ask({0xffffff}) == 1);
+    QVERIFY(site.heard.at(0).size() > Site::answer(1).size() && !site.heard.at(0).contains(Site::answer(1)));
+    QCOMPARE(site.ask({2}), 1);
+    QCOMPARE(site.heard, QByteArrayList{Site::answer(2)});
+    QVERIFY(site.simulation.setLine(0) && timing(0, 20, ask).isEmpty());
 }
 
 QTEST_GUILESS_MAIN(tst_Faults)

@@ -77,6 +77,11 @@ void tst_NetworkFile::mistakes_data()
     fault("drop all command FLY", "'command FLY' is not understood");
     fault("drop probability 2", "'probability 2' is not understood");
     fault("drop count 0", "'count 0' is not understood");
+    fault("jabber 0", "'0' is no MS for 'jabber'; 1 to 60000 are");
+    fault("jabber 5 command SET_NODE_LABEL",
+          "'command SET_NODE_LABEL' is too much; this fault goes by the clock");
+    fault("away 5 every 5", "'every 5' is not understood");
+    fault("drop every 5", "'every 5' is not understood");
 
     node("'label': ''", ".model: is to be a text");
     node("'model': 'TB99'", ".model: is to be one of NODE, TB20");

@@ -2,8 +2,7 @@
 #include "devices/tb20stub.h"
 #include "simulation/voxsimulation.h"
 #include "support/columns.h"
-#include "support/frames.h"
-#include "support/pipedevice.h"
+#include "support/site.h"
 
 #include <QJsonArray>
 
@@ -25,36 +24,6 @@ const QJsonObject network{
     {"bus", "pty:"},
     {"nodes", QJsonArray{QJsonObject{{"model", "MARLO"}, {"address", "000001"}, {"label", "one"}}}},
     {"faults", QJsonArray{"twice 000001"}}};
-
-/// A simulation on a serial bus in memory, and the line.
-struct Site
-{
-    PipeDevice *device = new PipeDevice;
-    VOXBus bus{device};
-    VOXSimulation simulation;
-    QElapsedTimer clock;
-    QByteArrayList heard;
-    QVector<qint64> times;
-
-    Site()
-    {
-        device->onWrite = [this](const QByteArray &bytes) {
-            heard += bytes;
-            times += clock.elapsed();
-        };
-        bus.open();
-        simulation.attach(&bus);
-    }
-    /// Sends a data test, and waits for as many answers; how many came.
-    int ask(VOX::Addr node, int count = 1)
-    {
-        heard.clear();
-        times.clear();
-        clock.start();
-        device->feed(line(frame("79 55", node)));
-        return QTest::qWaitFor([&] { return heard.size() >= count; }, 500) ? heard.size() : 0;
-    }
-};
 }
 
 void tst_VOXSimulation::mistakesChangeNothing()
@@ -78,7 +47,13 @@ void tst_VOXSimulation::mistakesChangeNothing()
         QVERIFY2(!simulation.addFault(fault, &problem), qPrintable(fault.toString()));
     QVERIFY(!simulation.addFault("drop count 1 count 2", &problem));
     QCOMPARE(problem, QString("'count 2' is too much; one fault has one count"));
-    QVERIFY(!simulation.removeFault(1));
+    const QPair<const char *, const char *> lines[] = {{"fast", "'fast' is no line; 4800 is, and 4800:5-40"},
+                                                       {"4800:5", "'4800:5' is no line"},
+                                                       {"4800:40-5", "40-5 ms before an answer: the shorter"},
+                                                       {"100", "a line of 100 bit/s; 300 to 115200"}};
+    for (const auto &[words, said] : lines)
+        QVERIFY2(!simulation.setLine(words, &problem) && problem.startsWith(said), qPrintable(problem));
+    QVERIFY(!simulation.removeFault(1) && !simulation.setLine(4800, 5, 4));
     QVERIFY(node && node->nodeLabel() == "one" && simulation.busUrl() == "pty:");
     QCOMPARE(simulation.addresses(), QVector<VOX::Addr>{1});
     QCOMPARE(simulation.faults().size(), 1);
@@ -89,11 +64,11 @@ void tst_VOXSimulation::nodesComeAndGo()
     Site site;
     QVERIFY(site.simulation.load(network) && site.simulation.removeFault(0));
     QVERIFY(site.simulation.node<MarloStub>(1) && !site.simulation.node<TB20Stub>(1));
-    QCOMPARE(site.ask(1), 1);
+    QCOMPARE(site.ask({1}), 1);
     QVERIFY(site.simulation.add("NODE", 2) && site.simulation.attach(nullptr));
-    QCOMPARE(site.ask(2), 0);
+    QCOMPARE(site.ask({2}), 0);
     QVERIFY(site.simulation.attach(&site.bus) && site.simulation.add("NODE", 3));
-    QCOMPARE(site.ask(2) + site.ask(3), 2);
+    QCOMPARE(site.ask({2}) + site.ask({3}), 2);
     delete site.simulation.node(3);
     // A node may go, and its simulation, while it serves a request.
     connect(&site.simulation, &VOXSimulation::settingChanged,
@@ -105,7 +80,7 @@ void tst_VOXSimulation::nodesComeAndGo()
     delete bus;
     site.simulation.node(1)->dispatch(frame("79 55", 1));
     QVERIFY(site.simulation.attach(&site.bus));
-    QCOMPARE(site.ask(1), 1);
+    QCOMPARE(site.ask({1}), 1);
 }
 
 void tst_VOXSimulation::stateComesBack()
@@ -125,7 +100,7 @@ void tst_VOXSimulation::faultyAnswersWaitForTheLine()
 {
     Site site;
     QVERIFY(site.simulation.load(network) && site.simulation.addFault("noise 7 000001"));
-    QCOMPARE(site.ask(1, 2), 2);
+    QCOMPARE(site.ask({1}, 2), 2);
     // 19 bytes of 11 bits, and the pause after each answer.
     QVERIFY2(site.times.at(1) - site.times.at(0) >= 44 + 5, qPrintable(QString::number(site.times.at(1))));
 }

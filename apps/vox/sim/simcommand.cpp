@@ -171,7 +171,13 @@ int runSim(const QStringList &arguments)
     const QCommandLineOption seed(QStringLiteral("seed"),
                                   QStringLiteral("Makes the same faults as the run that printed it."),
                                   QStringLiteral("NUMBER"));
-    line.addOptions({node, config, speed, state, seed});
+    const QCommandLineOption pace(
+        QStringLiteral("line"),
+        QStringLiteral(
+            "Lets requests and answers take the time of a serial line of so many bit/s, and answers "
+            "so many milliseconds more, as in 4800:5-40."),
+        QStringLiteral("RATE[:MS-MS]"));
+    line.addOptions({node, config, speed, state, seed, pace});
     line.allowRepeated({QStringLiteral("node")});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
@@ -196,6 +202,8 @@ int runSim(const QStringList &arguments)
         if (options.speed < 1 || options.speed > MaxSpeed)
             return line.fail(QStringLiteral("--speed is to be a number from 1 to %1").arg(MaxSpeed));
     }
+    if (parser.isSet(pace) && !simulation.setLine(parser.value(pace), &problem))
+        return line.fail(problem);
     bool isSeed = true;
     options.seed = parser.isSet(seed) ? parser.value(seed).toUInt(&isSeed) : std::random_device()();
     if (!isSeed)
