@@ -4,7 +4,7 @@
 #include "devices/tb60lvstub.h"
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrmotorproxy.h"
-#include "support/timedline.h"
+#include "simulation/voxline.h"
 #include "transport/voxbus.h"
 
 #include <QCoreApplication>
@@ -12,14 +12,14 @@
 #include <QLoggingCategory>
 
 #include <cstdio>
+#include <memory>
 
 namespace {
-constexpr qint64 BitsPerByte = 11;
 constexpr qint64 NsPerSecond = 1000000000;
-constexpr qint64 ByteTimeNs = BitsPerByte * NsPerSecond / VOXBus::BAUD_4800;
 constexpr qint64 DurationNs = 60 * NsPerSecond;
-// 5 ms before the answer, 10 ms before the next call.
-constexpr qint64 PausesNs = 15 * NsPerSecond / 1000;
+// 11 bytes, 5 ms, an answer of 15 bytes, and 10 ms before the next call. The line hands over frames in whole
+// milliseconds.
+constexpr qint64 QueryNs = (26 + 5 + 35 + 10) * NsPerSecond / 1000;
 constexpr unsigned int MotorAddr = 0x000123;
 }
 
@@ -27,13 +27,11 @@ int main(int argc, char *argv[])
 {
     const QCoreApplication app(argc, argv);
     QLoggingCategory::setFilterRules(QStringLiteral("vox.bus.debug=false"));
-    auto *hostEnd = new TimedLine(ByteTimeNs);
-    auto *motorEnd = new TimedLine(ByteTimeNs);
-    TimedLine::join(*hostEnd, *motorEnd);
-    VOXBus host(hostEnd);
-    VOXBus network(motorEnd);
-    const TB60LVStub motor(MotorAddr, &network);
-    KVRMotorProxy proxy(MotorAddr, &host);
+    VOXLine line(VOXBus::BAUD_4800);
+    const std::unique_ptr<VOXBus> host(line.addBus());
+    const std::unique_ptr<VOXBus> network(line.addBus());
+    const TB60LVStub motor(MotorAddr, network.get());
+    KVRMotorProxy proxy(MotorAddr, host.get());
 
     QElapsedTimer clock;
     clock.start();
@@ -46,7 +44,7 @@ int main(int argc, char *argv[])
             QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents);
         failures += watcher.isError() ? 1 : 0;
     }
-    const qint64 needed = (hostEnd->sentBytes() + motorEnd->sentBytes()) * ByteTimeNs + queries * PausesNs;
+    const qint64 needed = queries * QueryNs;
     std::printf(
         "serial line: %d queries in %.1f s, %d of them failed; %.1f %% of what the line allows (at least "
         "97 %% is wanted)\n",

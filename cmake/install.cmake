@@ -10,9 +10,11 @@ install(EXPORT VoxTargets NAMESPACE Vox:: DESTINATION ${package_dir} COMPONENT d
 
 # From lib/pkgconfig up to the prefix, so that the file works wherever the tree is put.
 file(RELATIVE_PATH VOX_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-configure_file(cmake/vox.pc.in ${PROJECT_BINARY_DIR}/vox${VOX_SUFFIX}.pc @ONLY)
-install(FILES ${PROJECT_BINARY_DIR}/vox${VOX_SUFFIX}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
-    COMPONENT development)
+foreach(module vox vox-simulation)
+    configure_file(cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}${VOX_SUFFIX}.pc @ONLY)
+    install(FILES ${PROJECT_BINARY_DIR}/${module}${VOX_SUFFIX}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
+        COMPONENT development)
+endforeach()
 
 # What developers read, laid out as here, so that links hold.
 set(VOX_REFERENCE "" CACHE PATH "The folder of the API's reference that ./dev docs has made; installed unless empty")

@@ -108,7 +108,7 @@ void check(KVRMotorDevice &motor)
 void checkAtRest(KVRMotorDevice &motor)
 {
     constexpr qint64 LongEnoughMs = 24 * 3600000;
-    VirtualTime::advance(LongEnoughMs);
+    VOXVirtualTime::advance(LongEnoughMs);
     expect(!motor.isMoving() && motor.positionPulses() == motor.targetPos());
     expect(motor.status().state != KVRMotor::STATE_RUNNING || motor.status().cause == KVRMotor::CAUSE_WINK);
 }
@@ -141,7 +141,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         const unsigned char pause = input.byte();
         if (pause == 0)
             continue;
-        VirtualTime::advance(pause * PauseMs);
+        VOXVirtualTime::advance(pause * PauseMs);
         expect(bus.answers.size() <= open.size());
         for (const VOXMessage &answer : qAsConst(bus.answers)) {
             expect(std::any_of(open.cbegin(), open.cend(),

@@ -31,7 +31,7 @@ struct Line
     {
         fed += bytes;
         device->feed(bytes);
-        VirtualTime::settle();
+        VOXVirtualTime::settle();
     }
 };
 
@@ -119,7 +119,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
         }
         case Pause:
             hasPaused = true;
-            VirtualTime::advance(argument * 8);
+            VOXVirtualTime::advance(argument * 8);
             break;
         case Call:
             if (isHost)
@@ -127,7 +127,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             break;
         }
     }
-    VirtualTime::advance(LongEnoughMs);
+    VOXVirtualTime::advance(LongEnoughMs);
 
     expect(host.endings == host.calls.size());
     constexpr int RestThatWaits = 2;

@@ -88,7 +88,7 @@ void deliver()
     int before = 0;
     do {
         before = pending.size();
-        VirtualTime::announceInput();
+        VOXVirtualTime::announceInput();
     } while (pending.size() < before);
     pending.clear();
 }
@@ -153,7 +153,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
             }
             case Pause:
                 isLossy = true;
-                VirtualTime::advance(argument * 8);
+                VOXVirtualTime::advance(argument * 8);
                 break;
             case Use:
                 isLossy = useBus(bus, argument) || isLossy;
@@ -166,7 +166,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t *data, std::size_t size
                 deliver();
         }
         deliver();
-        VirtualTime::advance(LongEnoughMs);
+        VOXVirtualTime::advance(LongEnoughMs);
     }
     sent.clear();
     pending.clear();

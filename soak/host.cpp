@@ -24,7 +24,7 @@ const Operation operations[] = {
 };
 }
 
-Host::Host(std::unique_ptr<VOXUdpBus> bus, quint32 seed, Tally &tally)
+Host::Host(std::unique_ptr<VOXBus> bus, quint32 seed, Tally &tally)
     : m_bus(std::move(bus))
     , m_random(seed)
     , m_tally(tally)

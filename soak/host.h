@@ -4,7 +4,7 @@
 #include "framework/buspendingcallwatcher.h"
 #include "proxies/kvrbcastproxy.h"
 #include "proxies/kvrgroupproxy.h"
-#include "transport/voxudpbus.h"
+#include "transport/voxbus.h"
 
 #include <deque>
 #include <memory>
@@ -30,7 +30,7 @@ class Host : public QObject
     Q_OBJECT
 
 public:
-    Host(std::unique_ptr<VOXUdpBus> bus, quint32 seed, Tally &tally);
+    Host(std::unique_ptr<VOXBus> bus, quint32 seed, Tally &tally);
 
     void start();
     void stop() { m_isRunning = false; }
@@ -54,7 +54,7 @@ private:
     void count(const BusPendingCall &call);
     void forgetOldest();
 
-    std::unique_ptr<VOXUdpBus> m_bus;
+    std::unique_ptr<VOXBus> m_bus;
     std::minstd_rand m_random;
     Tally &m_tally;
     std::vector<std::unique_ptr<KVRMotorProxy>> m_motors;

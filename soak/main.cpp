@@ -4,6 +4,8 @@
 #include "crowd.h"
 #include "host.h"
 #include "simulation/faultbus_p.h"
+#include "simulation/voxline.h"
+#include "transport/voxudpbus.h"
 
 #include <QCoreApplication>
 #include <QDeadlineTimer>
@@ -34,30 +36,40 @@ const char *const faults[] = {
     "delay 250 all probability 0.002",
 };
 
-/// A line over UDP, with faults: a bus at each end.
+/// A line with faults, with a bus at each end: in memory, or over UDP.
 struct Line
 {
-    explicit Line(FaultRules &rules)
-        : Line(rules, freePorts())
+    static std::unique_ptr<Line> inMemory(FaultRules &rules)
+    {
+        auto line = std::make_unique<VOXLine>(VOXBus::BAUD_57600);
+        std::unique_ptr<VOXBus> host(line->addBus());
+        std::unique_ptr<VOXBus> network(line->addBus());
+        line->setParent(network.get());
+        line.release();
+        return std::make_unique<Line>(rules, std::move(host), std::move(network));
+    }
+
+    static std::unique_ptr<Line> overUdp(FaultRules &rules)
+    {
+        const QHostAddress here(QHostAddress::LocalHost);
+        const auto [one, other] = freePorts();
+        return std::make_unique<Line>(rules, std::make_unique<VOXUdpBus>(here, other, here, one),
+                                      std::make_unique<VOXUdpBus>(here, one, here, other));
+    }
+
+    Line(FaultRules &rules, std::unique_ptr<VOXBus> hostBus, std::unique_ptr<VOXBus> networkBus)
+        : host(std::move(hostBus))
+        , network(std::move(networkBus))
+        , faulty(*network, rules)
     {
     }
 
-    std::unique_ptr<VOXUdpBus> host;
-    VOXUdpBus network;
+    std::unique_ptr<VOXBus> host;
+    std::unique_ptr<VOXBus> network;
     FaultBus faulty;
 
 private:
-    using Ports = std::pair<unsigned short, unsigned short>;
-
-    Line(FaultRules &rules, Ports ports)
-        : host(std::make_unique<VOXUdpBus>(QHostAddress::LocalHost, ports.second, QHostAddress::LocalHost,
-                                           ports.first))
-        , network(QHostAddress::LocalHost, ports.first, QHostAddress::LocalHost, ports.second)
-        , faulty(network, rules)
-    {
-    }
-
-    static Ports freePorts()
+    static std::pair<unsigned short, unsigned short> freePorts()
     {
         QUdpSocket first;
         QUdpSocket second;
@@ -129,7 +141,7 @@ Soak::Soak()
 {
     Crowd::Lines crowded;
     for (unsigned int i = 0; i < Crowd::LineCount; ++i) {
-        m_lines.push_back(std::make_unique<Line>(m_rules));
+        m_lines.push_back(i % 2 == 0 ? Line::overUdp(m_rules) : Line::inMemory(m_rules));
         crowded.at(i) = &m_lines.back()->faulty;
         m_hosts.push_back(std::make_unique<Host>(std::move(m_lines.back()->host), Seed + i, m_tally));
     }

@@ -8,7 +8,9 @@
 #include "vox/line/monitorcommand.h"
 #include "vox/line/replaycommand.h"
 #include "vox/mancommand.h"
+#include "vox/sim/recordcommand.h"
 #include "vox/sim/simcommand.h"
+#include "vox/test/testcommand.h"
 
 #include <algorithm>
 
@@ -19,6 +21,9 @@ const QVector<Command> &commands()
             {QStringLiteral("demo"), QStringLiteral("an emulated network and a host that drives it"),
              runDemo},
             {QStringLiteral("sim"), QStringLiteral("emulates nodes on a bus"), runSim},
+            {QStringLiteral("test"), QStringLiteral("runs scenarios against a program"), runTest},
+            {QStringLiteral("record"), QStringLiteral("makes a network file for sim of a bus or of a capture"),
+             runRecord},
             {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
             {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
              runCall},

@@ -28,7 +28,7 @@ extern "C" int LLVMFuzzerInitialize(int *argc, char ***argv)
     qInstallMessageHandler(drop);
     // Local time is formatted often; without this the system looks into a file each time.
     qputenv("TZ", "UTC0");
-    VirtualTime::install();
+    static const VOXVirtualTime time(VOXVirtualTime::OnDemand);
     static auto *application = new QCoreApplication(*argc, *argv);
     Q_UNUSED(application)
     return 0;

@@ -1,7 +1,7 @@
 #ifndef FUZZING_H
 #define FUZZING_H
 
-#include "support/virtualtime.h"
+#include "simulation/voxvirtualtime.h"
 
 #include "messages/voxmessage.h"
 

@@ -66,13 +66,17 @@ void HRMv2Stub::dispatch(const VOXMessage &msg)
     if (m_replyTimer.isActive()) {
         if (msg.isAck())
             reply(nack(msg, KVR::NACK_BUSY));
-    } else if (msg.cmd() == HRMv2::GET_GROUP_ADDR || msg.cmd() == HRMv2::SET_GROUP_ADDR) {
-        if (!isDeafTo(msg))
-            send(standardAnswer(msg), delay);
     } else {
-        const Handler handler = findHandler(msg.cmd());
-        send(wanted(msg, handler ? handler(*this, msg) : nack(msg, KVR::NACK_BADMSG)), delay);
+        send(answerTo(msg), delay);
     }
+}
+
+VOXMessage HRMv2Stub::answerTo(const VOXMessage &request)
+{
+    if (request.cmd() == HRMv2::GET_GROUP_ADDR || request.cmd() == HRMv2::SET_GROUP_ADDR)
+        return isDeafTo(request) ? VOXMessage() : standardAnswer(request);
+    const Handler handler = findHandler(request.cmd());
+    return wanted(request, handler ? handler(*this, request) : nack(request, KVR::NACK_BADMSG));
 }
 
 void HRMv2Stub::send(const VOXMessage &answer, int delay)

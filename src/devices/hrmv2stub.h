@@ -65,6 +65,7 @@ Q_SIGNALS:
     void stubOptionsChanged(HRMv2Stub::StubOptions options);
 
 protected:
+    VOXMessage answerTo(const VOXMessage &request) override;
     /// Sends the answer that waits. Does not serve the timers of KVRDevice, on purpose.
     void timerEvent(QTimerEvent *event) override;
 

@@ -250,7 +250,7 @@ void KVRDevice::dispatch(const VOXMessage &msg)
 {
     if (isDeafTo(msg))
         return;
-    serve([&] { return standardAnswer(msg); });
+    serve([&] { return answerTo(msg); });
 }
 
 VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)
@@ -260,7 +260,9 @@ VOXMessage KVRDevice::standardAnswer(const VOXMessage &msg)
         return *custom;
     if (const Handler handler = findHandler(msg.cmd()))
         return handler(*this, msg);
-    qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
+    // Whoever asks a node on no bus gets the refusal from here.
+    if (bus())
+        qWarning("[KVRDevice]: unknown cmd(%.2X)", msg.cmd());
     return nack(msg, KVR::NACK_BADMSG);
 }
 

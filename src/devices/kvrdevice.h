@@ -138,8 +138,10 @@ protected:
     VOXReply acknowledgement(const VOXMessage &request) const;
     /// A NACK, even if @p request asks for no acknowledgement. @p status may be a KVR::MotorNackStatus.
     VOXReply nack(const VOXMessage &request, int status) const;
-    /// Does what @p msg asks for, and gives the answer that dispatch() sends; an invalid one is none. The
-    /// caller has asked isDeafTo().
+    /// Does what @p request asks for, and gives the answer of dispatch(); invalid for
+    /// no answer. The caller has asked isDeafTo().
+    virtual VOXMessage answerTo(const VOXMessage &request) { return standardAnswer(request); }
+    /// The same for the commands that every node knows; refuses all others.
     VOXMessage standardAnswer(const VOXMessage &msg);
     /// @p answer if a motor sends it, else an invalid one. Motors send ACK and NACK only if @p request asks
     /// for an acknowledgement, and data always.

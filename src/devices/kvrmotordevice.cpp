@@ -101,6 +101,21 @@ void KVRMotorDevice::restAt(unsigned short position)
         motorPositionReached();
 }
 
+bool KVRMotorDevice::turnSwitch(int input, KVRMotor::Direction direction)
+{
+    const bool isStop = direction == KVRMotor::DIRECTION_NONE;
+    if (dctLock(input).isLocked() || !(isStop || isLimit()))
+        return false;
+    if (isStop) {
+        m_position.stopMoving();
+        motorPositionReached();
+    } else {
+        goToPosition(direction == KVRMotor::DIRECTION_UP ? 0 : downLimit(), KVRMotor::SOURCE_INTERNAL,
+                     KVRMotor::CAUSE_NONE, 0);
+    }
+    return true;
+}
+
 unsigned char KVRMotorDevice::position()
 {
     const TellLater untilDone(*this);

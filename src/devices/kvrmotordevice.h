@@ -58,6 +58,10 @@ public:
     void setPositionPulses(unsigned short position) { m_position.setCurrentPosition(position); }
     /// Puts the shaft at @p position, where it stays. A move that this ends is reported as an arrival.
     void restAt(unsigned short position);
+    /// Somebody turns the local switch at @p input, from 1: the motor runs to the limit in @p direction, or
+    /// stops if that is none. The status names the motor itself as the source. False, with nothing done, if
+    /// that input is locked, or if there are no limits to run to.
+    bool turnSwitch(int input, KVRMotor::Direction direction);
     ///@{
     /// The tilt angle; at first 0. 255 stands for an unknown one, and is all that is told while moving and by
     /// a roller, which keep the angle. Setting it moves nothing.
@@ -138,7 +142,8 @@ public:
     const Lock &networkLock() const { return m_networkLock; }
     /// A motor at rest shows the lock in its status.
     void setNetworkLock(const Lock &lock);
-    /// How many locks of local inputs the product has. They are kept and reported, and stop nothing.
+    /// How many locks of local inputs the product has. They are kept and reported, and hold nothing
+    /// but turnSwitch().
     int motorDCTCount() const { return m_dctLocks.size(); }
     /// The locks of local inputs count from 1; an open one if there is no such lock.
     Lock dctLock(int index) const { return m_dctLocks.value(index - 1); }
@@ -343,7 +348,7 @@ protected:
     /// Whether the product runs at these speeds, in revolutions per minute; the base has a range for each.
     virtual bool hasSpeeds(unsigned char up, unsigned char down, unsigned char slow) const;
     /// The answer that dispatch() sends for @p request, which has passed checkRequest(); invalid for none.
-    virtual VOXMessage answerTo(const VOXMessage &request);
+    VOXMessage answerTo(const VOXMessage &request) override;
 
 private:
     // It answers hosts of the older command set from the same state.

@@ -28,6 +28,7 @@ struct VOX_EXPORT VOXCommandTrait
     /// Whether it sets a motor in motion.
     bool isMotion() const { return kind == AbsoluteMove || kind == RelativeMove || kind == Wink; }
 
+    /// Other for a frame of fewer than 11 bytes, too.
     Kind kind = Other;
     /// Whether a node that gets it twice is as if it had got it once. False for whatever no table knows.
     bool isHarmlessTwice = false;

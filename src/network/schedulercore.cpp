@@ -122,15 +122,15 @@ void SchedulerCore::take(Lane lane, const BusPendingCallPointer &asker)
 ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &message)
 {
     auto call = std::make_shared<ScheduledCall>();
-    BusMessageData *const copy = message.clone();
-    if (auto *data = dynamic_cast<VOXCallData *>(copy))
+    BusMessageData &copy = *message.clone();
+    call->message = &copy;
+    if (auto *data = dynamic_cast<VOXCallData *>(&copy))
         data->setMatching(VOXCall::AskedNode);
     if (message.isPrepared())
-        copy->setPrepared(true);
+        copy.setPrepared(true);
     else
-        copy->prepare();
-    call->message = copy;
-    call->request = BusMessage(copy->bytes());
+        copy.prepare();
+    call->request = BusMessage(copy.bytes());
     const VOXMessage frame(call->request);
     call->trait = VOXCommandTrait::of(frame);
     call->addrType = frame.addrType();
@@ -144,9 +144,11 @@ ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &
     else if (call->trait.isMotion())
         call->deadlineMs = call->queuedMs + MoveDeadlineMs;
     const bool isRepeatable = call->trait.isHarmlessTwice && call->lane != VOXScheduler::Poll
-        && call->addrType == VOX::P2P && copy->hasReply();
-    if (isRepeatable)
-        call->repeatsLeft = call->trait.kind == VOXCommandTrait::Stop ? StopRepeats : 1;
+        && call->addrType == VOX::P2P && copy.hasReply();
+    if (isRepeatable && call->trait.kind == VOXCommandTrait::Stop)
+        call->repeatsLeft = StopRepeats;
+    else if (isRepeatable && call->destination->isRepeating)
+        call->repeatsLeft = 1;
     return call;
 }
 

@@ -37,6 +37,10 @@ public:
     VOXScheduler::LaneFigures figures(Lane lane) const;
     void setPollSource(VOXScheduler::PollSource source);
     void wakePolls();
+    void setRepeating(VOX::Addr node, bool isRepeating)
+    {
+        m_queue.destination(VOX::P2P, node).isRepeating = isRepeating;
+    }
     void setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members) { m_members[group] = members; }
 
     /// A call that @p lane has handed out is to be sent.

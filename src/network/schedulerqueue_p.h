@@ -19,6 +19,8 @@ struct Destination
     /// How many of its calls wait: in Poll and Automatic, and in the other lanes.
     int automatic = 0;
     int others = 0;
+    /// Whether calls other than stops are sent again when nobody answers.
+    bool isRepeating = true;
     /// The higher, the later its last call was sent.
     quint64 turn = 0;
     /// Counts the stops and moves that make older ones obsolete.

@@ -79,6 +79,11 @@ void VOXScheduler::wakePolls()
     m_core->wakePolls();
 }
 
+void VOXScheduler::setRepeating(VOX::Addr node, bool isRepeating)
+{
+    m_core->setRepeating(node & VOX::AddrMask, isRepeating);
+}
+
 void VOXScheduler::setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members)
 {
     m_core->setGroupMembers(group & VOX::AddrMask, members);

@@ -41,6 +41,7 @@ public:
         Poll ///< Readings. Wait while the line is loaded, but get a tenth of it.
     };
     Q_ENUM(Lane)
+    /// How many lanes there are.
     static constexpr int LaneCount = Poll + 1;
 
     /// How much may wait, and how busy the line may be kept.
@@ -54,9 +55,13 @@ public:
         int pollPeriodMs = 30000; ///< A call of the lane Poll that has waited so long ends with Expired.
     };
 
-    /// What has become of the calls of one lane. Waits are of the last 512.
+    /// What has become of the calls of one lane: of those that were sent, how often nodes have answered,
+    /// refused, or not answered, and how many were sent once more; then those that were never sent. Waits, in
+    /// milliseconds until the first sending, are of the last 512 calls.
     struct LaneFigures
     {
+        ///@{
+        /// As above.
         quint64 sent = 0;
         quint64 answered = 0;
         quint64 refused = 0;
@@ -66,20 +71,26 @@ public:
         quint64 expired = 0;
         int waitMedianMs = 0;
         int waitP99Ms = 0;
+        ///@}
     };
 
-    /// What has become of the calls to one node. The answer time is the median of the last 15, -1 for none.
+    /// What has become of the calls to one node. The answer time is the median of the last 15, in
+    /// milliseconds; -1 for none.
     struct NodeFigures
     {
+        ///@{
+        /// As above.
         quint64 answered = 0;
         quint64 unanswered = 0;
         int answerMs = -1;
+        ///@}
     };
 
     /// Gives a call to one node, or none and in how many milliseconds to ask again (-1: not before
     /// wakePolls()).
     using PollSource = std::function<std::optional<VOXCall>(int *againInMs)>;
 
+    /// @p bus may be closed, or null, which makes an inactive one.
     explicit VOXScheduler(VOXBus *bus, QObject *parent = nullptr);
     /// All calls that wait end with Canceled. What is on the line ends unheard.
     ~VOXScheduler() override;
@@ -93,22 +104,33 @@ public:
 
     /// In bit/s; known of a serial bus, else 0 unless set. With 0 no load is counted.
     void setLineRate(int bitsPerSecond);
+    /// As set, or as the serial bus is paced; 0 if neither.
     int lineRate() const;
+    ///@{
+    /// For calls from now on.
     void setLimits(const Limits &limits);
     Limits limits() const;
+    ///@}
     /// The share of the last 10 s in which the line was not free: frames of all hosts, times to answer,
     /// time-outs and pauses.
     int loadPercent() const;
 
+    /// Calls that wait, or wait to be repeated; not the one on the line.
     int queuedCalls(Lane lane) const;
+    ///@{
+    /// Counted since the scheduler was made.
     LaneFigures figures(Lane lane) const;
     NodeFigures nodeFigures(VOX::Addr node) const;
+    ///@}
 
     /// Sets what is asked for a poll whenever the line is free and nothing that may go waits. Polls are sent
     /// once; answered() and unanswered() tell what comes of them.
     void setPollSource(PollSource source);
     /// Lets the source be asked again.
     void wakePolls();
+    /// Whether calls to @p node are sent again when nobody answers; true at first. Of a node that is known to
+    /// be silent only stops are, so that it costs the line less.
+    void setRepeating(VOX::Addr node, bool isRepeating);
     /// Whose moves a stop of @p group takes back. Addresses of 24 bits.
     void setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members);
 
@@ -119,6 +141,7 @@ Q_SIGNALS:
     void answered(VOX::Addr node, const BusMessage &request, const BusMessage &reply, int answerMs);
     void unanswered(VOX::Addr node, const BusMessage &request);
     ///@}
+    /// loadPercent() has changed with a call. Nothing tells of a load that falls while the line is idle.
     void loadChanged(int percent);
 
 private:

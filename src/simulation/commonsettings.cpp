@@ -1,5 +1,7 @@
 #include "simulation/nodesetting_p.h"
 
+#include "devices/kvrmotordevice.h"
+
 #include <QJsonArray>
 #include <QJsonObject>
 
@@ -7,6 +9,20 @@ namespace {
 constexpr int MaxByte = 0xff;
 constexpr int MaxWord = 0xffff;
 constexpr int MaxRetryCount = 253;
+
+// The type of a motor is that of its product.
+bool hasAnyType(KVRDevice &node)
+{
+    return !isA<KVRMotorDevice>(node);
+}
+
+void readType(KVRDevice &node, const JsonPlace &place)
+{
+    constexpr int MostTypes = VOX::NODETYPE_LAST;
+    // Two types have no name.
+    node.setType(place.value().isDouble() ? static_cast<VOX::NodeType>(place.number(0, MostTypes))
+                                          : place.key<VOX::NodeType>());
+}
 
 // Hosts may store a label with zero bytes behind it. To them it is the same label.
 QJsonValue labelOf(KVRDevice &node)
@@ -123,5 +139,6 @@ QVector<NodeSetting> commonSettings()
         constant<KVRDevice, readVersions>(QStringLiteral("versions")),
         setting<KVRDevice, readGroups, groupsOf>(QStringLiteral("groups")),
         setting<KVRDevice, readNetwork, networkOf>(QStringLiteral("network")),
+        {QStringLiteral("type"), hasAnyType, readType, nullptr},
     };
 }

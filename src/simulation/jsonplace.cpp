@@ -44,13 +44,18 @@ int JsonPlace::size(int most) const
     return 0;
 }
 
+QStringList JsonPlace::keys() const
+{
+    if (!m_value.isObject())
+        fail(QStringLiteral("is to be an object"));
+    return m_value.toObject().keys();
+}
+
 bool JsonPlace::isObjectOf(const QStringList &keys) const
 {
-    if (!m_value.isObject()) {
-        fail(QStringLiteral("is to be an object"));
+    const QStringList present = this->keys();
+    if (!m_value.isObject())
         return false;
-    }
-    const QStringList present = m_value.toObject().keys();
     for (const QString &key : present) {
         if (keys.contains(key))
             continue;

@@ -24,9 +24,13 @@ public:
     bool isNull() const { return m_value.isNull(); }
     bool ok() const { return m_problem->isEmpty(); }
     const QString &path() const { return m_path; }
+    /// What stands there; undefined if nothing does.
+    const QJsonValue &value() const { return m_value; }
 
     /// A member of an object; not present if there is none.
     JsonPlace operator[](const QString &key) const;
+    /// The names of an object's members. If it is no object, that is a mistake.
+    QStringList keys() const;
     /// An element of an array.
     JsonPlace at(int index) const;
     /// How many elements the array has. If it is no array, or has more than @p most, that is a mistake, and

@@ -15,6 +15,8 @@ constexpr unsigned int MaxNodes = 65536;
 const QString BusKey = QStringLiteral("bus");
 const QString NodesKey = QStringLiteral("nodes");
 const QString FaultsKey = QStringLiteral("faults");
+/// What a recorder could not write down otherwise; for people.
+const QString RecordedKey = QStringLiteral("recorded");
 const QString ModelKey = QStringLiteral("model");
 const QString AddressKey = QStringLiteral("address");
 const QString LabelKey = QStringLiteral("label");
@@ -106,7 +108,7 @@ bool readNetwork(const QJsonObject &json, Network *network, QString *problem)
 {
     problem->clear();
     const JsonPlace root(json, QString(), problem);
-    root.isObjectOf({BusKey, NodesKey, FaultsKey});
+    root.isObjectOf({BusKey, NodesKey, FaultsKey, RecordedKey});
     VOXBusUrl url;
     QString mistake;
     if (root[BusKey].isPresent() && !VOXBusUrl::read(root[BusKey].text(), &url, &mistake))

@@ -28,7 +28,7 @@ VOX_SIMULATION_EXPORT bool readJsonFile(const QString &name, QJsonObject *object
 /// Fills the empty @p network with what @p json describes:
 ///
 ///     {"bus": URL, "nodes": [{"model": MODEL, "address": "000101", ...settings}, ...], "faults": [WORDS,
-///     ...]}
+///     ...], "recorded": anything}
 ///
 /// "address" may be a range, "000101-000164"; then "{n}" in a label is the number of the node in it. False if
 /// there is a mistake; @p problem names it with its path, and @p network is then of no use.

@@ -5,6 +5,7 @@
 #include "devices/qm75stub.h"
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
+#include "simulation/recordedanswers_p.h"
 
 #include <algorithm>
 #include <iterator>
@@ -27,9 +28,9 @@ void observeRest(KVRMotorDevice &motor, NodeObserver &observer)
     });
 }
 
-/// A node that tells its observer what happens to it.
+/// A node that tells its observer what happens to it, and may have recorded answers.
 template <typename Device>
-class Observed : public Device
+class Observed : public Device, public AnsweringNode
 {
 public:
     Observed(VOX::Addr addr, NodeObserver &observer)
@@ -46,11 +47,18 @@ public:
     {
         const unsigned char cmd = msg.cmd();
         const QPointer<KVRDevice> self(this);
-        Device::dispatch(msg);
+        if (recorded.isFor(msg) && this->checkRequest(msg))
+            this->serve([&] { return recorded.answerOf(*this, msg); });
+        else
+            Device::dispatch(msg);
         // A slot may have destroyed it.
+        if (self && !NodeQuery::isQuery(cmd))
+            recorded.review(*this);
         if (self && isSetting(cmd))
             m_observer.settingChanged(*this);
     }
+
+    VOXMessage ownAnswer(const VOXMessage &request) override { return this->answerTo(request); }
 
 private:
     NodeObserver &m_observer;

@@ -1,11 +1,14 @@
 #include "simulation/nodesettings_p.h"
 
 #include "simulation/nodesetting_p.h"
+#include "simulation/recordedanswers_p.h"
 
 namespace {
 const QVector<NodeSetting> &settings()
 {
-    static const QVector<NodeSetting> all = commonSettings() + motorSettings();
+    // The answers come last: each other setting may change what a node answers by itself.
+    static const QVector<NodeSetting> all = commonSettings() + motorSettings()
+        + QVector<NodeSetting>{constant<KVRDevice, RecordedAnswers::read>(QStringLiteral("answers"))};
     return all;
 }
 }

@@ -30,6 +30,8 @@ QString nameOf(const QSocketNotifier &notifier)
 VirtualDispatcher::VirtualDispatcher(VOXVirtualTime::Sockets sockets)
     : m_sockets(sockets)
 {
+    if (sockets == VOXVirtualTime::Local)
+        m_local = std::make_unique<LocalSockets>();
     if (!m_clock.isHeeded())
         qFatal("[VOXVirtualTime]: the system's clock is read: link the program itself with Vox::Simulation");
 }
@@ -50,12 +52,13 @@ bool VirtualDispatcher::sendPosted()
 void VirtualDispatcher::settle()
 {
     const QScopedValueRollback<int> inside(m_depth, m_depth + 1);
-    bool isPosted = true;
-    while (isPosted) {
-        isPosted = sendPosted();
+    bool isBusy = true;
+    while (isBusy) {
+        isBusy = sendPosted();
         // Further in, a slot of what is to be deleted may be at work.
         if (m_depth == 1)
             QCoreApplication::sendPostedEvents(nullptr, QEvent::DeferredDelete);
+        isBusy = isBusy || serveSockets();
     }
 }
 
@@ -73,13 +76,30 @@ bool VirtualDispatcher::run(const std::function<bool()> &condition, qint64 ms)
 
 void VirtualDispatcher::announceInput()
 {
-    const QList<QSocketNotifier *> all = m_notifiers;
-    for (QSocketNotifier *notifier : all) {
-        QEvent event(QEvent::SockAct);
-        if (m_notifiers.contains(notifier) && notifier->type() == QSocketNotifier::Read)
-            QCoreApplication::sendEvent(notifier, &event);
+    QList<QSocketNotifier *> readers;
+    for (QSocketNotifier *notifier : qAsConst(m_notifiers)) {
+        if (notifier->type() == QSocketNotifier::Read)
+            readers.append(notifier);
     }
+    announce(readers);
     settle();
+}
+
+bool VirtualDispatcher::serveSockets()
+{
+    const QList<QSocketNotifier *> ready = m_local ? m_local->ready() : QList<QSocketNotifier *>();
+    announce(ready);
+    return !ready.isEmpty();
+}
+
+// Inside of itself, it goes on with what has been seen last: the rest is old by then.
+void VirtualDispatcher::announce(const QList<QSocketNotifier *> &notifiers)
+{
+    m_ready = notifiers;
+    while (!m_ready.isEmpty()) {
+        QEvent event(QEvent::SockAct);
+        QCoreApplication::sendEvent(m_ready.takeFirst(), &event);
+    }
 }
 
 bool VirtualDispatcher::expireNext(qint64 end)
@@ -111,6 +131,8 @@ bool VirtualDispatcher::processEvents(QEventLoop::ProcessEventsFlags flags)
 {
     m_isInterrupted = false;
     bool hasDone = sendPosted();
+    if (!flags.testFlag(QEventLoop::ExcludeSocketNotifiers))
+        hasDone = serveSockets() || hasDone;
     const bool withTimers = !flags.testFlag(QEventLoop::X11ExcludeTimers);
     while (withTimers && !m_isInterrupted && expireNext(m_clock.now()))
         hasDone = true;
@@ -153,11 +175,15 @@ void VirtualDispatcher::registerSocketNotifier(QSocketNotifier *notifier)
         qFatal("[VOXVirtualTime]: a real socket or port has no place in virtual time: %s",
                qPrintable(nameOf(*notifier)));
     m_notifiers.append(notifier);
+    if (m_local)
+        m_local->add(notifier);
 }
 
 void VirtualDispatcher::unregisterSocketNotifier(QSocketNotifier *notifier)
 {
-    m_notifiers.removeAll(notifier);
+    m_ready.removeAll(notifier);
+    if (m_notifiers.removeAll(notifier) > 0 && m_local)
+        m_local->remove(notifier);
 }
 
 void VirtualDispatcher::registerTimer(int id, Interval interval, Qt::TimerType type, QObject *object)

@@ -1,6 +1,7 @@
 #ifndef VOX_SIMULATION_VIRTUALDISPATCHER_P_H
 #define VOX_SIMULATION_VIRTUALDISPATCHER_P_H
 
+#include <vox/simulation/localsockets_p.h>
 #include <vox/simulation/virtualclock_p.h>
 #include <vox/simulation/voxvirtualtime.h>
 
@@ -10,6 +11,7 @@
 #include <atomic>
 #include <condition_variable>
 #include <map>
+#include <memory>
 #include <mutex>
 
 /// The event dispatcher behind VOXVirtualTime: where others wait, it moves the clock to the next timer.
@@ -62,6 +64,8 @@ private:
     };
 
     bool sendPosted();
+    bool serveSockets();
+    void announce(const QList<QSocketNotifier *> &notifiers);
     bool expireNext(qint64 end);
     void waitForOthers();
 
@@ -74,6 +78,10 @@ private:
     quint64 m_turns = 0;
     int m_depth = 0;
     QList<QSocketNotifier *> m_notifiers;
+    // Those that have yet to hear.
+    QList<QSocketNotifier *> m_ready;
+    // Of Local sockets only.
+    std::unique_ptr<LocalSockets> m_local;
     bool m_isInterrupted = false;
 
     // Other threads post, too.

@@ -15,6 +15,7 @@
 /// @ingroup simulation
 struct VOX_SIMULATION_EXPORT VOXFault
 {
+    /// What goes wrong.
     enum Kind : int {
         /// The answer stays away.
         Drop,
@@ -58,6 +59,7 @@ struct VOX_SIMULATION_EXPORT VOXFault
     /// Whether it goes by the clock, while the simulation is on a bus, and not by answers.
     bool isTimed() const { return kind == Jabber || kind == Away; }
 
+    /// What goes wrong.
     Kind kind = Drop;
     /// What it means depends on the kind.
     int value = 0;

@@ -27,7 +27,8 @@ class VOXBus;
 /// An idle line has no timer.
 ///
 /// All members, and their buses, live on the line's thread. They may be deleted at any time, also in slots
-/// that the line calls; so may the line, whose members then refuse to send.
+/// that the line calls, only a member not in sent() of itself. So may the line, whose members then refuse to
+/// send.
 /// @ingroup simulation
 class VOX_SIMULATION_EXPORT VOXLine : public QObject
 {
@@ -54,27 +55,38 @@ public:
     /// Another member with an open bus on it, which keeps the pace of the line.
     VOXBus *addBus(QObject *parent = nullptr);
 
+    /// 0 is a line that takes no time.
     int bitsPerSecond() const { return m_bitsPerSecond; }
+    ///@{
     /// Milliseconds that a byte takes to the other members after it has been sent. 0 at first; also for what
     /// is on its way.
     int latency() const;
     void setLatency(int ms);
+    ///@}
+    ///@{
     /// Whether members hear themselves, too, as with some adapters. Not at first.
     bool hasEcho() const { return m_hasEcho; }
     void setEcho(bool hasEcho);
+    ///@}
+    ///@{
     /// Whether the line is cut between all members: what would arrive meanwhile is lost, but for echoes.
     bool isCut() const { return m_isCut; }
     void setCut(bool isCut);
+    ///@}
     /// Lets nobody hear @p member while it is mute; it hears the others. Of two members, that leaves one
     /// direction.
     void setMute(const QIODevice *member, bool isMute);
 
+    ///@{
     /// From 0, which it is at first, to 1, for each byte that is sent from now on.
     double probability(Fault fault) const { return m_probabilities[fault]; }
     void setProbability(Fault fault, double probability);
+    ///@}
+    ///@{
     /// Milliseconds that a late byte takes more; 150 at first, which is more than a bus waits inside a frame.
     int lateness() const;
     void setLateness(int ms);
+    ///@}
     /// Throws the dice of faults and of damaged bytes again, as they fall with this seed. It is 1 at first.
     void setSeed(quint32 seed);
 
@@ -88,6 +100,7 @@ Q_SIGNALS:
     void sent(QIODevice *member, const QByteArray &bytes);
 
 protected:
+    /// Hands over what has arrived.
     void timerEvent(QTimerEvent *event) override;
 
 private:

@@ -36,9 +36,11 @@ public:
     /// What becomes of real sockets and serial ports, whose input comes in real time.
     enum Sockets {
         Refused, ///< They end the program, with a text that names them.
+        Local, ///< What comes from this machine, to UDP sockets, is there before time passes on.
         OnDemand ///< They hear of input from announceInput() alone.
     };
 
+    /// From now on, for this thread.
     explicit VOXVirtualTime(Sockets sockets = Refused);
     /// Time is real again once the application has gone, too.
     ~VOXVirtualTime();

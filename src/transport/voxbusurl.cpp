@@ -191,6 +191,21 @@ QHostAddress VOXBusUrl::localAddress() const
     return kind == Multicast ? host : QHostAddress(QHostAddress::AnyIPv4);
 }
 
+BusPointer VOXBusUrl::makeBus() const
+{
+    switch (kind) {
+    case Serial:
+        return openSerial(*this);
+    case Udp:
+        return openUdp(*this);
+    case Multicast:
+        return openMulticast(*this);
+    case Pty:
+        break;
+    }
+    return nullptr;
+}
+
 BusPointer VOXBusUrl::openBus(const QString &text, QString *problem, QString *portUrl)
 {
     VOXBusUrl url;
@@ -198,15 +213,9 @@ BusPointer VOXBusUrl::openBus(const QString &text, QString *problem, QString *po
         return nullptr;
     if (portUrl)
         *portUrl = text;
-    switch (url.kind) {
-    case VOXBusUrl::Serial:
-        return opened(openSerial(url), url.path, problem);
-    case VOXBusUrl::Udp:
-        return opened(openUdp(url), text, problem);
-    case VOXBusUrl::Multicast:
-        return joined(opened(openMulticast(url), text, problem), url, problem);
-    case VOXBusUrl::Pty:
-        break;
+    if (url.kind != VOXBusUrl::Pty) {
+        BusPointer bus = opened(url.makeBus(), url.kind == VOXBusUrl::Serial ? url.path : text, problem);
+        return url.kind == VOXBusUrl::Multicast ? joined(std::move(bus), url, problem) : std::move(bus);
     }
     if (portUrl)
         return opened(openPty(portUrl), QStringLiteral("a pseudo-terminal"), problem);

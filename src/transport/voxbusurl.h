@@ -21,10 +21,15 @@ class VOXBus;
 /// @ingroup transport
 struct VOX_EXPORT VOXBusUrl
 {
+    /// The kinds of buses, by the scheme of the URL.
     enum Kind : int { Serial, Udp, Multicast, Pty };
 
     /// False if @p text is no such URL; @p problem says why, in one line.
     static bool read(const QString &text, VOXBusUrl *url, QString *problem);
+
+    /// The bus of this URL, on the calling thread: open if it can be, else open() may be tried again. Null
+    /// for a pseudo-terminal. Qt's log is silent meanwhile, as in openBus().
+    std::unique_ptr<VOXBus> makeBus() const;
 
     /// Opens the bus that @p text names, on the calling thread. A pseudo-terminal is only made if there is a
     /// @p portUrl, which is then the bus at its other end; else it is the same as @p text. Null if @p text
@@ -43,20 +48,15 @@ struct VOX_EXPORT VOXBusUrl
     /// group, because a socket that is bound to any address hears the other groups on its port, too.
     QHostAddress localAddress() const;
 
-    QString text;
-    Kind kind = Pty;
-    /// Of a serial port.
-    QString path;
-    /// Where a UDP bus sends to.
-    QHostAddress host;
-    unsigned short port = 0;
-    /// Null for any address.
-    QHostAddress bind;
-    /// 0 for the same as the port.
-    unsigned short local = 0;
-    QString alias;
-    /// 0 if the URL names none.
-    unsigned short latencyMs = 0;
+    QString text; ///< The whole URL.
+    Kind kind = Pty; ///< Which of the members below count.
+    QString path; ///< Of a serial port.
+    QHostAddress host; ///< Where a UDP bus sends to, or the multicast group.
+    unsigned short port = 0; ///< Of the destination; for multicast, also the one that is listened to.
+    QHostAddress bind; ///< Null for any address.
+    unsigned short local = 0; ///< 0 for the same as the port.
+    QString alias; ///< Of a multicast bus.
+    unsigned short latencyMs = 0; ///< 0 if the URL names none.
 };
 
 #endif

@@ -74,6 +74,11 @@ void tst_Examples::readmeShowsTheExamples()
         QVERIFY2(!code.isEmpty(), qPrintable(example));
         QVERIFY2(readme.contains("```cpp\n" + code + "```"), qPrintable(example));
     }
+    // And parts of one in the guide.
+    const QByteArray test = contents(Source + "examples/host-test/main.cpp");
+    const QStringList parts = QString::fromUtf8(contents(Source + "docs/tester.md")).split("```");
+    for (const QString &part : parts)
+        QVERIFY2(!part.startsWith("cpp\n") || test.contains(part.mid(4).toUtf8()), qPrintable(part));
 }
 
 // hello-host and hello-emulator; and those with a product of one's own.

@@ -126,7 +126,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
     row("fly", "unknown command 'fly'");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
@@ -516,7 +516,7 @@ void tst_Vox::everyCommandHasHelp()
         QVERIFY2(manual.contains(part), part);
     QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
              QByteArray("  TILT: a number from 0 to 255; 255 without it"));
-    for (const QByteArray command : {"demo", "sim", "scan", "call", "monitor", "replay", "goto"}) {
+    for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
@@ -561,8 +561,10 @@ void tst_Vox::guidesWork_data()
         lines += CommandDescription::of(command).example;
         QVERIFY2(lines.last().startsWith("vox " + command.name), qPrintable(command.name));
     }
-    // What runs until it is interrupted has tests of its own, as has what is shown with its output.
-    for (const QString &line : lines.filter(QRegularExpression("vox (?!sim|monitor|replay|demo)(?!.*--bus)")))
+    // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
+    // output.
+    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record)(?!.*--bus)");
+    for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }
 

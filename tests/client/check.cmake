@@ -9,6 +9,7 @@ run(COMMAND ${CMAKE_COMMAND} --install ${BUILD_DIR} --prefix ${prefix})
 file(RENAME ${prefix} ${moved})
 
 set(client_says "^800A1B2\n$")
+set(simulated_says "^TB60LV: delay 250 00A1B2\n$")
 set(namesakes_says "^janitor 3 8000101\n$")
 
 # With the generator of the build that is tested: its program is there.
@@ -16,6 +17,7 @@ run(COMMAND ${CMAKE_COMMAND} -G ${GENERATOR} -S ${CMAKE_CURRENT_LIST_DIR} -B ${S
     -DCMAKE_PREFIX_PATH=${moved} -DCMAKE_CXX_COMPILER=${CXX} "-DCMAKE_CXX_FLAGS=${FLAGS}")
 run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
 run(COMMAND ${SCRATCH}/cmake/client OUTPUT ${client_says})
+run(COMMAND ${SCRATCH}/cmake/simulated OUTPUT ${simulated_says})
 run(COMMAND ${SCRATCH}/cmake/namesakes OUTPUT ${namesakes_says})
 
 set(ENV{PKG_CONFIG_PATH} ${moved}/${LIBDIR}/pkgconfig)
@@ -29,6 +31,11 @@ run(COMMAND ${SCRATCH}/plain OUTPUT ${client_says})
 set(namesakes ${CMAKE_CURRENT_LIST_DIR}/namesakes)
 run(COMMAND ${compile} -I${namesakes} ${namesakes}/main.cpp -o ${SCRATCH}/plain-namesakes ${link})
 run(COMMAND ${SCRATCH}/plain-namesakes OUTPUT ${namesakes_says})
+run(COMMAND pkg-config --cflags --libs ${SIMULATION_PC})
+separate_arguments(simulation_flags UNIX_COMMAND "${output}")
+run(COMMAND ${compile} ${CMAKE_CURRENT_LIST_DIR}/simulated.cpp -o ${SCRATCH}/plain-simulated ${simulation_flags}
+    -Wl,-rpath,${moved}/${LIBDIR})
+run(COMMAND ${SCRATCH}/plain-simulated OUTPUT ${simulated_says})
 
 if(EXISTS ${moved}/bin/vox)
     run(COMMAND ${moved}/bin/vox --version OUTPUT "^vox [0-9.]+\n$")

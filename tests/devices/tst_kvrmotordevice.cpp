@@ -249,6 +249,18 @@ void tst_KVRMotorDevice::inMotion()
     QCOMPARE(put.statuses.join('|'), QByteArray("1 255 1 2|0 255 0 0|1 1 1 1|0 1 0 0"));
     QCOMPARE(put.motor.positionPulses(), quint16(77));
 
+    // A hand on the local switch, which the lock of its input holds, and that of the network does not.
+    Net local("", 5000);
+    QVERIFY2(!local.motor.turnSwitch(1, KVRMotor::DIRECTION_UP), "there are no limits");
+    local.motor.setLimits(0, 10000);
+    local.motor.setNetworkLock(Lock(0, VOX::LOCKED, 0));
+    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_DOWN) && local.motor.targetPos() == 10000);
+    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_UP) && local.motor.targetPos() == 0);
+    local.motor.setDCTLock(1, Lock(0, VOX::LOCKED, 0));
+    QVERIFY(!local.motor.turnSwitch(1, KVRMotor::DIRECTION_NONE) && local.motor.targetPos() == 0);
+    QVERIFY(local.motor.turnSwitch(2, KVRMotor::DIRECTION_NONE) && local.motor.targetPos() > 0);
+    QCOMPARE(local.statuses, (QByteArrayList{"3 0 1 1", "1 0 0 0", "1 1 0 0", "3 1 0 0"}));
+
     // The direction is told from where the move began.
     Net returned(Moving);
     returned.say("03 01 0000 FF");

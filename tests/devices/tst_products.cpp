@@ -273,7 +273,11 @@ void tst_Products::conversations()
 void tst_Products::legacyAnswersAreDelayed()
 {
     CatchingBus bus;
-    HRMv2Stub stub(Addr, &bus);
+    struct Stub : HRMv2Stub
+    {
+        using HRMv2Stub::HRMv2Stub;
+        using HRMv2Stub::standardAnswer;
+    } stub(Addr, &bus);
     QCOMPARE(stub.stubOptions(), HRMv2Stub::DELAY_REPLY);
     QCOMPARE(stub.replyDelay(VOXMessage()), 0);
     for (const auto &[request, answer] :
@@ -302,7 +306,7 @@ void tst_Products::legacyAnswersAreDelayed()
     QCOMPARE(bus.frames.size(), 1);
     QCOMPARE(other.frames, QByteArrayList());
     // The timers of its base are not served.
-    stub.KVRDevice::dispatch(frame("50 01", Addr));
+    stub.standardAnswer(frame("50 01", Addr));
     expire(stub);
     QCOMPARE(timersOf(stub).size(), 1);
 }

@@ -1,7 +1,9 @@
+#include "devices/emulatedposition.h"
 #include "devices/tb20stub.h"
 #include "devices/tb60lvstub.h"
 #include "framework/busdispatcher.h"
 #include "proxies/kvrmotorproxy.h"
+#include "support/timers.h"
 #include "support/watching.h"
 #include "support/wire.h"
 
@@ -15,6 +17,7 @@ class tst_Threads : public QObject
 
 private Q_SLOTS:
     void nodesComeAndGo();
+    void aMoveOnAnotherThread();
 };
 
 namespace {
@@ -81,6 +84,28 @@ void tst_Threads::nodesComeAndGo()
         QVERIFY(call.waitForFinished(5000));
         QCOMPARE(text(call.reply()), hex("0F 00 00 00 00"));
     }
+}
+
+void tst_Threads::aMoveOnAnotherThread()
+{
+    QThread thread;
+    thread.start();
+    EmulatedPosition shaft(0, 0);
+    shaft.setSpeed(60000);
+    shaft.setTargetPosition(60000);
+    QThread::msleep(50);
+    QThread *const here = shaft.thread();
+    shaft.moveToThread(&thread);
+    int left = 0;
+    const auto lookAndReturn = [&] {
+        left = intervalsOf(shaft).value(0);
+        shaft.moveToThread(here);
+    };
+    QMetaObject::invokeMethod(&shaft, lookAndReturn, Qt::BlockingQueuedConnection);
+    QVERIFY2(left > 0 && left <= 59950, "the arrival is put off");
+    QTRY_VERIFY(intervalsOf(shaft).value(0, left + 1) <= left);
+    thread.quit();
+    thread.wait();
 }
 
 QTEST_GUILESS_MAIN(tst_Threads)

@@ -32,6 +32,7 @@ cmake -G Ninja -S "$examples" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$root/usr" >
 cmake --build "$work/cmake" >/dev/null
 meet "$work/cmake" CMake
 [ -x "$work/cmake/example-qml-list" ]
+"$work/cmake/example-host-test" >/dev/null
 
 mkdir "$work/plain"
 for example in host emulator; do
@@ -39,6 +40,11 @@ for example in host emulator; do
     g++ -std=c++17 -fPIC "$examples/$example/main.cpp" -o "$work/plain/example-$example" $(pkg-config --cflags --libs vox)
 done
 meet "$work/plain" pkg-config
+
+# What a simulation says that was built against the packages.
+simulated() {
+    [ "$("$1")" = "TB60LV: delay 250 00A1B2" ] || { echo "$1 does not say what it should"; exit 1; }
+}
 
 # A program loads the libraries of the Qt that it was built for, and no others.
 client() {
@@ -56,6 +62,10 @@ for qt in 5 6; do
     # shellcheck disable=SC2046
     g++ -std=c++17 -fPIC "$tests/client/main.cpp" -o "$work/plain-$qt" $(pkg-config --cflags --libs $module)
     client "$work/plain-$qt" $qt
+    # shellcheck disable=SC2046
+    g++ -std=c++17 -fPIC "$tests/client/simulated.cpp" -o "$work/simulated-$qt" $(pkg-config --cflags --libs "${module/vox/vox-simulation}")
+    simulated "$work/simulated-$qt"
+    simulated "$work/client-$qt/simulated"
     echo "package: a client finds $package and $module beside each other"
 done
 cmake -G Ninja -S "$examples" -B "$work/examples-6" -DVOX_QT=6 -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null

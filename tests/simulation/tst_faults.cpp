@@ -133,6 +133,8 @@ void tst_Faults::faultsByTheClock()
     QVERIFY(site.times.at(0) < 80 && site.times.at(1) >= 79);
     site.simulation.clearFaults();
 
+    QElapsedTimer since;
+    since.start();
     QVERIFY(site.simulation.addFault("away 200 000001 count 2 every 300"));
     QCOMPARE(site.ask({1, 2, 0xffffff}, 3, 120), 2);
     QVERIFY2(!site.heard.contains(Site::answer(1)), "one that is away");
@@ -141,6 +143,7 @@ void tst_Faults::faultsByTheClock()
         ++asked;
     QVERIFY2(asked < 50 && site.simulation.faults().at(0).happened == 1, "it comes back by itself");
     QTRY_COMPARE(site.simulation.faults().at(0).happened, 2);
+    QVERIFY2(since.elapsed() >= 299 && since.elapsed() < 480, "gone again");
     QCOMPARE(site.ask({1}, 1, 40), 0);
     site.simulation.clearFaults();
     QCOMPARE(site.ask({1}), 1);

@@ -98,6 +98,9 @@ void tst_NetworkFile::mistakes_data()
     node("'model': 'MARLO', 'appMode': 'ROLLER'", ".appMode: this model has CURTAIN only");
     node("'model': 'MARLO', 'direction': 'LEFT'", ".direction: is to be one of TURN_NORMAL, TURN_REVERSED");
     node("'model': 'QM75', 'locks': {'dct': [{}]}", ".locks.dct: has 1 elements, and 0 is the most");
+    node("'model': 'TB20', 'type': 7", ".type: this model has no such setting");
+    node("'model': 'NODE', 'answers': {'SET_NODE_LABEL': ''}", ".answers.SET_NODE_LABEL: is no query");
+    node("'model': 'NODE', 'answers': {'GET_NODE_LABEL': '4'}", ".answers.GET_NODE_LABEL: is to be data in");
     node("'model': 'QM75', 'locks': {'network': {'locked': 1}}", ".locks.network.locked: is to be true or");
 }
 

@@ -1,11 +1,11 @@
 #include "proxies/kvrmotorproxy.h"
+#include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
 #include "support/receivers.h"
 #include "support/timers.h"
 #include "support/watching.h"
 
 #include <random>
-#include <thread>
 
 /// How the buses on bytes, those of a serial line and of UDP, find frames in them.
 class tst_Framing : public QObject
@@ -28,6 +28,8 @@ private Q_SLOTS:
 };
 
 namespace {
+const VOXVirtualTime virtualTime(VOXVirtualTime::Local);
+
 bool isUdp()
 {
     QFETCH_GLOBAL(bool, overUdp);
@@ -123,8 +125,7 @@ void tst_Framing::passes()
     Unaware end;
     end.bring(bytes);
     const char *result = end.bus.processData() ? "t" : "f";
-    for (int pass = 0; pass < 20; ++pass)
-        QCoreApplication::processEvents();
+    VOXVirtualTime::settle();
     QTEST(result + QByteArray::number(timersOf(end.bus).size()), isUdp() ? "udp" : "serial");
 }
 
@@ -137,15 +138,14 @@ void tst_Framing::aStallLosesOneByteAtATime()
     QVERIFY(!end.bus.processData());
     const int timeout = isUdp() ? 110 : 100;
     QCOMPARE(intervalsOf(end.bus), QList<int>{timeout});
-    // The time counts from the latest byte: it is over later than one that begins before that.
-    const int other = end.bus.startTimer(timeout, Qt::PreciseTimer);
-    std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    // The time counts from the latest byte.
+    VOXVirtualTime::advance(timeout - 1);
     end.bring(line(frameBehind).mid(5));
     QVERIFY(!end.bus.processData());
-    QCOMPARE(timersOf(end.bus).constFirst().timerId, other);
-    end.bus.killTimer(other);
-    expire(end.bus);
-    QTRY_COMPARE(end.frames, QByteArrayList{frameBehind.data()});
+    VOXVirtualTime::advance(timeout - 1);
+    QCOMPARE(end.frames, QByteArrayList());
+    VOXVirtualTime::advance(1);
+    QCOMPARE(end.frames, QByteArrayList{frameBehind.data()});
 }
 
 void tst_Framing::whatComesBeforeTheTimeIsOver()
@@ -174,11 +174,7 @@ void tst_Framing::anythingMayComeBeforeAFrame()
         const Unaware end;
         end.bring(before + line(first));
         end.bus.processData();
-        for (int pass = 0; pass < 62 * 100 && !end.frames.contains(first.data()); ++pass) {
-            QCoreApplication::processEvents();
-            if (pass % 100 == 99)
-                expire(end.bus);
-        }
+        VOXVirtualTime::advance(62 * 110);
         QVERIFY2(end.frames.contains(first.data()), before.toHex());
     }
 }
@@ -190,7 +186,7 @@ void tst_Framing::repliesBehindOtherBytes()
         Receiver receiver = makeReceiver();
         const BusPendingCall call = KVRMotorProxy(0x123456, receiver.bus.get()).getMotorStatus();
         receiver.feed(before + line(frame("0F 00 01 00 00", HostAddr)));
-        std::this_thread::sleep_for(std::chrono::milliseconds(delay));
+        QThread::msleep(static_cast<unsigned long>(delay));
         QVERIFY(call.waitForFinished());
         QCOMPARE(text(call.reply()), hex("0F 00 01 00 00"));
     }
@@ -224,7 +220,9 @@ void tst_Framing::closingAndOpening()
     receiver.feed(line(first).left(5));
     QTRY_VERIFY(!receiver.bus->hasInput());
     receiver.bus->close();
-    QVERIFY(!receiver.bus->isOpen() && receiver.bus->open() && receiver.bus->isOpen());
+    QVERIFY(!receiver.bus->isOpen());
+    QVERIFY(receiver.bus->open());
+    QVERIFY(receiver.bus->isOpen());
     QCOMPARE(changes, (QList<QVariantList>{{false}, {true}}));
     // What had come before is forgotten.
     receiver.feed(line(second));
