@@ -12,6 +12,7 @@ int main(int argc, char *argv[])
     const QCoreApplication app(argc, argv);
     const Benchmark cases[] = {
         {"call", [] { return callOverUdp(1); }},
+        {"lane-call", callThroughLane},
         {"broadcast", [] { return broadcastTo(100); }},
         {"detach-attach", [] { return detachAndAttach(100); }},
         {"prepare-parse", prepareAndParse},

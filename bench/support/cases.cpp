@@ -7,6 +7,7 @@
 #include "messages/voxcall.h"
 #include "messages/voxdatareader.h"
 #include "messages/voxdatawriter.h"
+#include "network/voxscheduler.h"
 #include "proxies/kvrmotorproxy.h"
 #include "support/pair.h"
 
@@ -30,12 +31,12 @@ struct Network : Pair
 
     std::size_t next() { return turn = (turn + Stride) % motors.size(); }
 
-    KVRMotorProxy &nextProxy()
+    KVRMotorProxy &nextProxy(Bus *bus)
     {
         proxies.resize(motors.size());
         std::unique_ptr<KVRMotorProxy> &proxy = proxies[next()];
         if (!proxy)
-            proxy = std::make_unique<KVRMotorProxy>(FirstAddr + unsigned(turn), &host);
+            proxy = std::make_unique<KVRMotorProxy>(FirstAddr + unsigned(turn), bus);
         return *proxy;
     }
 
@@ -54,6 +55,15 @@ Network *networkFor(const char *use, int size)
     if (!network)
         network = new Network(size);
     return network;
+}
+
+void queryStatus(KVRMotorProxy &proxy)
+{
+    bool done = false;
+    const BusPendingCallWatcher watcher(proxy.getMotorStatus());
+    QObject::connect(&watcher, &BusPendingCallWatcher::finished, &watcher,
+                     [&](BusPendingCallWatcher *finished) { done = !finished->isError(); });
+    waitFor(done);
 }
 
 VOXCall exampleCall()
@@ -76,14 +86,14 @@ bool isIntact(const VOXMessage &message)
 Step callOverUdp(int motors)
 {
     Network *network = networkFor(__func__, motors);
-    return [network] {
-        KVRMotorProxy &proxy = network->nextProxy();
-        bool done = false;
-        const BusPendingCallWatcher watcher(proxy.getMotorStatus());
-        QObject::connect(&watcher, &BusPendingCallWatcher::finished, &watcher,
-                         [&](BusPendingCallWatcher *finished) { done = !finished->isError(); });
-        waitFor(done);
-    };
+    return [network] { queryStatus(network->nextProxy(&network->host)); };
+}
+
+Step callThroughLane()
+{
+    Network *network = networkFor(__func__, 1);
+    static const VOXScheduler scheduler(&network->host);
+    return [network] { queryStatus(network->nextProxy(scheduler.lane(VOXScheduler::User))); };
 }
 
 Step broadcastTo(int motors)

@@ -10,6 +10,8 @@
 
 /// A query of one of @p motors motors over UDP, from the proxy to the signal of the watcher.
 Step callOverUdp(int motors);
+/// The same query of one motor, through a lane of a scheduler.
+Step callThroughLane();
 /// A broadcast of a stop, from the frame to the last of @p motors motors.
 Step broadcastTo(int motors);
 /// One of @p motors motors leaves the bus and comes back.

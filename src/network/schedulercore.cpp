@@ -126,8 +126,12 @@ ScheduledCall::Pointer SchedulerCore::makeCall(Lane lane, const BusMessageData &
     call->message = &copy;
     if (auto *data = dynamic_cast<VOXCallData *>(&copy))
         data->setMatching(VOXCall::AskedNode);
-    copy.prepare();
-    const VOXMessage frame{BusMessage(copy.bytes())};
+    if (message.isPrepared())
+        copy.setPrepared(true);
+    else
+        copy.prepare();
+    call->request = BusMessage(copy.bytes());
+    const VOXMessage frame(call->request);
     call->trait = VOXCommandTrait::of(frame);
     call->addrType = frame.addrType();
     if (call->addrType != VOX::BCAST)
@@ -195,8 +199,10 @@ bool SchedulerCore::join(const Pointer &call)
         last->repeatsLeft = call->repeatsLeft;
         last->wasBusy = false;
     }
-    if (isNewer || call->message->timeout() > last->message->timeout())
+    if (isNewer || call->message->timeout() > last->message->timeout()) {
         last->message = call->message;
+        last->request = call->request;
+    }
     // It may have waited to be repeated.
     if (isNewer || call->trait.kind == VOXCommandTrait::Stop)
         last->notBeforeMs = 0;
@@ -359,8 +365,8 @@ void SchedulerCore::send(const Pointer &call)
         lane.waits.add(static_cast<int>(nowMs() - call->queuedMs));
     }
     m_inner = BusPendingCallPointer(call->message->createPendingCall(call->message, m_bus));
-    auto *watcher = new BusPendingCallWatcher(BusPendingCall(m_inner), this);
-    connect(watcher, &BusPendingCallWatcher::finished, this, &SchedulerCore::handleEnd);
+    m_watcher = std::make_unique<BusPendingCallWatcher>(BusPendingCall(m_inner));
+    connect(m_watcher.get(), &BusPendingCallWatcher::finished, this, &SchedulerCore::handleEnd);
     m_sentNs = m_clock.nsecsElapsed();
     m_isLoadOpen = true;
     m_isOpenLoadPoll = call->lane == VOXScheduler::Poll;
@@ -417,9 +423,11 @@ void SchedulerCore::handleHeard(const BusMessage &message)
 
 // Ends
 
-void SchedulerCore::handleEnd(BusPendingCallWatcher *watcher)
+void SchedulerCore::handleEnd()
 {
-    watcher->deleteLater();
+    // Whoever emits the signal does not touch it any more. To delete it from the event loop would cost more
+    // than all else here.
+    const std::unique_ptr<BusPendingCallWatcher> watcher = std::move(m_watcher);
     const QPointer<SchedulerCore> self(this);
     const Pointer call = std::exchange(m_current, nullptr);
     m_inner = {};
@@ -433,7 +441,7 @@ void SchedulerCore::handleEnd(BusPendingCallWatcher *watcher)
         pumpLater();
         return;
     }
-    if (error == BusPendingCall::Timeout && VOXMessage(BusMessage(call->message->bytes())).isAck())
+    if (error == BusPendingCall::Timeout && VOXMessage(call->request).isAck())
         call->destination->lostAckMs = nowMs();
     if (!repeat(call, error, isBusyNack(watcher->reply()))) {
         report(call, *watcher);
@@ -474,7 +482,6 @@ void SchedulerCore::report(const Pointer &call, const BusPendingCallWatcher &end
 {
     if (call->addrType != VOX::P2P || !call->message->hasReply())
         return;
-    const BusMessage request(call->message->bytes());
     Destination &node = *call->destination;
     VOXScheduler::LaneFigures &lane = record(call->lane).figures;
     if (end.isError()) {
@@ -482,7 +489,7 @@ void SchedulerCore::report(const Pointer &call, const BusPendingCallWatcher &end
         ++node.figures.unanswered;
         if (call->isCheckOfStop)
             checkStop(*call, BusMessage());
-        Q_EMIT m_owner.unanswered(call->addr, request);
+        Q_EMIT m_owner.unanswered(call->addr, call->request);
         return;
     }
     const BusMessage reply = end.reply();
@@ -491,7 +498,7 @@ void SchedulerCore::report(const Pointer &call, const BusPendingCallWatcher &end
     ++node.figures.answered;
     node.answerMs.add(answerMs);
     checkStop(*call, reply);
-    Q_EMIT m_owner.answered(call->addr, request, reply, answerMs);
+    Q_EMIT m_owner.answered(call->addr, call->request, reply, answerMs);
 }
 
 /// A late acknowledgement of a move can end the stop after it. The status shows what the stop has done.
@@ -501,7 +508,7 @@ void SchedulerCore::checkStop(const ScheduledCall &call, const BusMessage &reply
     if (call.trait.kind == VOXCommandTrait::Stop && node.lostAckMs >= 0
         && nowMs() - node.lostAckMs < LateAckMs) {
         node.lostAckMs = -1;
-        const VOX::Addr dest = VOXMessage(BusMessage(call.message->bytes())).destAddr(true);
+        const VOX::Addr dest = VOXMessage(call.request).destAddr(true);
         const Pointer check =
             makeCall(VOXScheduler::Stop,
                      VOXCall(KVR::findCmd(KVR::GET_MOTOR_STATUS), VOX::HostAddr, dest, 0).sharedData());
@@ -511,7 +518,7 @@ void SchedulerCore::checkStop(const ScheduledCall &call, const BusMessage &reply
         const auto status = KVRAnswer::from<KVRAnswer::MotorStatus>(reply);
         if (status && status->state != KVRMotor::STATE_RUNNING)
             return;
-        const VOX::Addr dest = VOXMessage(BusMessage(call.message->bytes())).destAddr(true);
+        const VOX::Addr dest = VOXMessage(call.request).destAddr(true);
         VOXCall stop(KVR::findCmd(KVR::CTRL_STOP), VOX::HostAddr, dest, 0);
         stop.setAck(true);
         stop.data()[VOXMessage::HeaderLength] = static_cast<char>(0xff);
@@ -537,16 +544,19 @@ void SchedulerCore::endWith(const Pointer &call, const BusPendingCallWatcher &in
     for (const auto &lane : m_lanes)
         lane->calls().setTelling(true);
     const QVector<BusPendingCallPointer> askers = std::exchange(call->askers, {});
-    const QList<BusMessage> replies = inner.replies();
     for (const BusPendingCallPointer &asker : askers) {
-        for (const BusMessage &reply : replies)
-            asker->setReply(reply);
-        if (inner.isError())
+        if (inner.isError()) {
             asker->setError(inner.error());
-        else if (asker->collectsReplies())
+        } else if (asker->collectsReplies()) {
+            const QList<BusMessage> replies = inner.replies();
+            for (const BusMessage &reply : replies)
+                asker->setReply(reply);
             asker->setError(BusPendingCall::Timeout);
-        else
+        } else if (call->message->hasReply()) {
+            asker->setReply(inner.reply());
+        } else {
             asker->finished();
+        }
     }
     for (const auto &lane : m_lanes)
         lane->calls().setTelling(false);

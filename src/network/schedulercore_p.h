@@ -83,7 +83,7 @@ private:
     Pointer choose();
     Pointer nextPoll();
     void send(const Pointer &call);
-    void handleEnd(BusPendingCallWatcher *watcher);
+    void handleEnd();
     bool repeat(const Pointer &call, BusPendingCall::Error error, bool isBusy);
     void report(const Pointer &call, const BusPendingCallWatcher &end);
     void checkStop(const ScheduledCall &call, const BusMessage &reply);
@@ -112,6 +112,7 @@ private:
     // What is on the line, and since when.
     Pointer m_current;
     BusPendingCallPointer m_inner;
+    std::unique_ptr<BusPendingCallWatcher> m_watcher;
     qint64 m_sentNs = 0;
     // Set until the pause after the last call is over.
     bool m_isLoadOpen = false;

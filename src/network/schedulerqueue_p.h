@@ -1,6 +1,7 @@
 #ifndef VOX_NETWORK_SCHEDULERQUEUE_P_H
 #define VOX_NETWORK_SCHEDULERQUEUE_P_H
 
+#include <vox/framework/busmessage.h>
 #include <vox/framework/buspendingcallpointer.h>
 #include <vox/messages/voxcommandtrait.h>
 #include <vox/network/samples_p.h>
@@ -35,6 +36,8 @@ struct ScheduledCall
 
     /// As it goes onto the line.
     QSharedDataPointer<BusMessageData> message;
+    /// The bytes of it, for those who hear of its end.
+    BusMessage request;
     /// The calls that were handed out. Empty for a poll, and once all have been canceled.
     QVector<BusPendingCallPointer> askers;
     VOXScheduler::Lane lane = VOXScheduler::User;
