@@ -1,6 +1,6 @@
 #include "devices/kvrmotordevice.h"
 #include "messages/hrmv2.h"
-#include "simulation/statefile_p.h"
+#include "simulation/voxstatefile_p.h"
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/watching.h"
@@ -169,15 +169,15 @@ void tst_NetworkFile::stateIsKept()
     QString problem;
     VOXSimulation simulation;
     QCOMPARE(fill(&simulation, network), QString());
-    StateFile state(name, simulation);
-    QVERIFY2(state.load(&problem) == StateFile::Taken && state.save(&problem), qPrintable(problem));
+    VOXStateFile state(name, simulation);
+    QVERIFY2(state.load(&problem) == VOXStateFile::Taken && state.save(&problem), qPrintable(problem));
     for (const char *label : {"as made", "elsewhere"})
         QVERIFY2(contents(name).contains(label), label);
 
     // At most once a second, however much changes, and not for a query.
     KVRDevice &node = *simulation.node(1);
     const QSignalSpy changes(&simulation, &VOXSimulation::settingChanged);
-    connect(&simulation, &VOXSimulation::settingChanged, &state, &StateFile::noteChange);
+    connect(&simulation, &VOXSimulation::settingChanged, &state, &VOXStateFile::noteChange);
     QElapsedTimer clock;
     clock.start();
     node.dispatch(frame("55 41414141414141414141414141414141", node.addr(true)));
@@ -190,22 +190,22 @@ void tst_NetworkFile::stateIsKept()
 
     VOXSimulation next;
     QCOMPARE(fill(&next, network), QString());
-    QVERIFY2(StateFile(name, next).load(&problem) == StateFile::Taken, qPrintable(problem));
+    QVERIFY2(VOXStateFile(name, next).load(&problem) == VOXStateFile::Taken, qPrintable(problem));
     QCOMPARE(next.node(1)->nodeLabel(), QByteArray(16, 'B'));
     // A node that is of another model now starts fresh, alone.
     VOXSimulation changed;
     fill(&changed, "[{'model': 'QM75', 'address': '000001'}, {'model': 'TB20', 'address': '0000AA'}]");
-    QVERIFY(StateFile(name, changed).load(&problem) == StateFile::Taken);
+    QVERIFY(VOXStateFile(name, changed).load(&problem) == VOXStateFile::Taken);
     QVERIFY(changed.node(1)->nodeLabel().isEmpty());
     QCOMPARE(changed.node(0xaa)->nodeLabel(), QByteArray("elsewhere"));
     QCOMPARE(QDir(folder.path()).entryList(QDir::Files), QStringList("state.json"));
-    QVERIFY(!StateFile(folder.filePath("no/such/folder"), next).save(&problem));
+    QVERIFY(!VOXStateFile(folder.filePath("no/such/folder"), next).save(&problem));
     QVERIFY(problem.contains("no/such/folder"));
     const QByteArray before = contents(name);
     QVERIFY(!onAFullDisk([&] { return state.save(&problem); }));
     QVERIFY2(problem.contains("cannot write " + name + ": "), qPrintable(problem));
     QCOMPARE(contents(name), before);
-    QVERIFY(StateFile(folder.path(), next).load(&problem) == StateFile::Unusable);
+    QVERIFY(VOXStateFile(folder.path(), next).load(&problem) == VOXStateFile::Unusable);
 }
 
 void tst_NetworkFile::damagedStates_data()
@@ -238,8 +238,8 @@ void tst_NetworkFile::damagedStates()
     VOXSimulation simulation;
     fill(&simulation, "[{'model': 'TB20', 'address': '000001-000002', 'label': 'as made'}]");
     QString problem;
-    StateFile state(name, simulation);
-    QVERIFY(state.load(&problem) == StateFile::Damaged);
+    VOXStateFile state(name, simulation);
+    QVERIFY(state.load(&problem) == VOXStateFile::Damaged);
     QVERIFY2(problem.startsWith(name + ": " + QTest::currentDataTag()), qPrintable(problem));
     setContents(name + ".damaged", "another");
     QCOMPARE(state.setAside(), name + ".damaged2");

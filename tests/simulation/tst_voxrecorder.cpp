@@ -2,13 +2,14 @@
 #include "messages/hrmv2.h"
 #include "messages/voxcall.h"
 #include "messages/voxfield.h"
-#include "simulation/nodequery_p.h"
+#include "simulation/voxline.h"
 #include "simulation/voxrecorder.h"
 #include "simulation/voxsimulation.h"
+#include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/frames.h"
-#include "support/udppair.h"
+#include "transport/voxbus.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -27,6 +28,8 @@ private Q_SLOTS:
 };
 
 namespace {
+const VOXVirtualTime virtualTime;
+
 QJsonObject file(const char *name)
 {
     return QJsonDocument::fromJson(contents(VOX_SOURCE_DIR + QString(name))).object();
@@ -44,9 +47,7 @@ struct Net
     {
         QString problem;
         QVERIFY2(simulation.load(network, &problem), qPrintable(problem));
-        line.network.open();
-        line.host.open();
-        simulation.attach(&line.network);
+        simulation.attach(line.addBus(&simulation));
         for (const VOX::Addr addr : simulation.addresses()) {
             if (auto *older = simulation.node<HRMv2Stub>(addr))
                 older->setStubOptions({});
@@ -55,18 +56,19 @@ struct Net
     QByteArray ask(VOX::Addr addr, const QByteArray &question)
     {
         const VOXCall call(frame(question, addr, VOXMessage::AckFlag), 30);
-        const BusPendingCall pending = BusObject(&line.host, nullptr).call(call);
+        const BusPendingCall pending = BusObject(host.get(), nullptr).call(call);
         pending.waitForFinished();
         return pending.reply().data();
     }
     void record(VOXRecorder *recorder)
     {
         QSignalSpy finished(recorder, &VOXRecorder::finished);
-        recorder->start(line.host);
-        QVERIFY(finished.wait(20000) && !recorder->isRunning() && recorder->remainingTime() == 0);
+        recorder->start(*host);
+        QVERIFY(finished.wait(600000) && !recorder->isRunning() && recorder->remainingTime() == 0);
     }
 
-    UdpPair line;
+    VOXLine line{0};
+    const std::unique_ptr<VOXBus> host{line.addBus()};
     VOXSimulation simulation;
 };
 }
@@ -95,8 +97,9 @@ void tst_VOXRecorder::theCopyAnswersAlike()
     QCOMPARE(second.simulation.addresses(), first.simulation.addresses());
     // All queries of both sets with all indices, and those past the last.
     for (int cmd = 0; cmd <= 0xff; ++cmd) {
+        const QString names = KVR::toString(KVR::Cmd(cmd)) + HRMv2::toString(quint8(cmd));
         const int last = VOXField::of(quint8(cmd)).isEmpty() && cmd != HRMv2::GET_MOTOR_IP ? -1 : 0x1b;
-        for (int index = -1; NodeQuery::isQuery(quint8(cmd)) && index <= last; ++index) {
+        for (int index = -1; names.contains("GET_") && index <= last; ++index) {
             const QByteArray query = QByteArray(1, char(cmd)) + (index < 0 ? "" : QByteArray(1, char(index)));
             for (const VOX::Addr addr : first.simulation.addresses())
                 QCOMPARE(list(addr, query.toHex(), second.ask(addr, query.toHex()).toHex()),
@@ -149,12 +152,12 @@ void tst_VOXRecorder::gapsAreNamed()
     auto *mortal = new VOXRecorder;
     connect(mortal, &VOXRecorder::progressed, this, [=] { delete mortal; });
     QSignalSpy gone(mortal, &QObject::destroyed);
-    mortal->start(net.line.host);
+    mortal->start(*net.host);
     QVERIFY(gone.wait());
-    recorder.start(net.line.host);
-    net.line.host.close();
+    recorder.start(*net.host);
+    net.host->close();
     QVERIFY(finished.wait() && recorder.isPartial());
-    net.line.host.open();
+    net.host->open();
     connect(&recorder, &VOXRecorder::progressed, this, [&] { net.simulation.addFault("drop 000003"); });
     recorder.setAddresses({3});
     net.record(&recorder);
