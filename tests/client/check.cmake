@@ -19,6 +19,8 @@ run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
 run(COMMAND ${SCRATCH}/cmake/client OUTPUT ${client_says})
 run(COMMAND ${SCRATCH}/cmake/simulated OUTPUT ${simulated_says})
 run(COMMAND ${SCRATCH}/cmake/namesakes OUTPUT ${namesakes_says})
+# A clock that the program would not read is of no use.
+run(COMMAND sh -c "${SCRATCH}/cmake/indirect 2>&1 || true" OUTPUT "link the program itself with Vox::Simulation")
 
 # A host finds each class that is exported under another name than ours in the guide.
 file(READ ${CMAKE_CURRENT_LIST_DIR}/../../docs/integrator.md guide)
