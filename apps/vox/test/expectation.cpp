@@ -241,19 +241,19 @@ Expectation::Verdict Expectation::judge(const Stage &stage, Begin *begin) const
 
 Expectation::Verdict Expectation::judgeFrames(const Stage &stage, Begin *begin, bool isOver) const
 {
-    const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
-    int count = 0;
-    for (std::size_t i = begin->frame; i < seen.size(); ++i) {
-        if (!matches(seen[i], *begin) || ++count < m_number || m_isWhole)
+    const WitnessBus &line = stage.line;
+    begin->next = std::max(begin->next, line.first());
+    while (begin->next < line.count()) {
+        if (!matches(line.at(begin->next++), *begin) || ++begin->count < m_number || m_isWhole)
             continue;
-        begin->frame = i + 1;
+        begin->frame = begin->next;
         return Met;
     }
-    if (m_isWhole && count > m_number)
+    if (m_isWhole && begin->count > m_number)
         return Failed;
     if (!isOver)
         return Open;
-    return m_isWhole && count == m_number ? Met : Failed;
+    return m_isWhole && begin->count == m_number ? Met : Failed;
 }
 
 bool Expectation::matches(const WitnessBus::Sight &sight, const Begin &begin) const
@@ -277,11 +277,8 @@ QString Expectation::complaint(const Stage &stage, const Begin &begin) const
         return QStringLiteral("%1; it %2").arg(text, stage.program.fate());
     if (m_kind == Node)
         return QStringLiteral("%1; it is %2").arg(text, nodeText(stage));
-    const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
-    const auto count = std::count_if(seen.begin() + static_cast<std::ptrdiff_t>(begin.frame), seen.end(),
-                                     [&](const auto &sight) { return matches(sight, begin); });
     return QStringLiteral("%1; it came %2")
-        .arg(text, count == 0 ? QStringLiteral("never") : counted(count, "time"));
+        .arg(text, begin.count == 0 ? QStringLiteral("never") : counted(begin.count, "time"));
 }
 
 /// How the node is, as far as it was asked for.

@@ -24,6 +24,11 @@ public:
         qint64 ms = 0;
         /// Frames before this one are past.
         std::size_t frame = 0;
+        ///@{
+        /// How far it has looked, and how many of the frames up to there count.
+        std::size_t next = 0;
+        int count = 0;
+        ///@}
     };
 
     /// Reads the "expect" of a step, one of
