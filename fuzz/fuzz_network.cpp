@@ -1,7 +1,7 @@
 // The file that describes a simulated network, of any bytes: a network whose nodes keep what it says, or a
 // mistake with a text.
 
-#include "simulation/networkfile_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
 #include "support/fuzzing.h"
 
@@ -30,7 +30,7 @@ bool isRead(const MemoryFile &file, QJsonObject *network, QString *problem)
 {
     // Qt's own parser leaks what is nested where it meets a mistake.
     const __lsan::ScopedDisabler disabler;
-    return readJsonFile(file.name(), network, problem);
+    return VOXJsonPlace::readFile(file.name(), network, problem);
 }
 
 /// What is written of a network is what makes another one like it.

@@ -3,7 +3,7 @@
 
 #include "crowd.h"
 #include "host.h"
-#include "simulation/faultbus_p.h"
+#include "simulation/voxfaultbus_p.h"
 #include "simulation/voxline.h"
 #include "transport/voxudpbus.h"
 
@@ -39,7 +39,7 @@ const char *const faults[] = {
 /// A line with faults, with a bus at each end: in memory, or over UDP.
 struct Line
 {
-    static std::unique_ptr<Line> inMemory(FaultRules &rules)
+    static std::unique_ptr<Line> inMemory(VOXFaultRules &rules)
     {
         auto line = std::make_unique<VOXLine>(VOXBus::BAUD_57600);
         std::unique_ptr<VOXBus> host(line->addBus());
@@ -49,7 +49,7 @@ struct Line
         return std::make_unique<Line>(rules, std::move(host), std::move(network));
     }
 
-    static std::unique_ptr<Line> overUdp(FaultRules &rules)
+    static std::unique_ptr<Line> overUdp(VOXFaultRules &rules)
     {
         const QHostAddress here(QHostAddress::LocalHost);
         const auto [one, other] = freePorts();
@@ -57,7 +57,7 @@ struct Line
                                       std::make_unique<VOXUdpBus>(here, one, here, other));
     }
 
-    Line(FaultRules &rules, std::unique_ptr<VOXBus> hostBus, std::unique_ptr<VOXBus> networkBus)
+    Line(VOXFaultRules &rules, std::unique_ptr<VOXBus> hostBus, std::unique_ptr<VOXBus> networkBus)
         : host(std::move(hostBus))
         , network(std::move(networkBus))
         , faulty(*network, rules)
@@ -66,7 +66,7 @@ struct Line
 
     std::unique_ptr<VOXBus> host;
     std::unique_ptr<VOXBus> network;
-    FaultBus faulty;
+    VOXFaultBus faulty;
 
 private:
     static std::pair<unsigned short, unsigned short> freePorts()
@@ -102,9 +102,9 @@ void runFor(int ms)
     loop.exec();
 }
 
-FaultRules makeRules()
+VOXFaultRules makeRules()
 {
-    FaultRules rules(Seed);
+    VOXFaultRules rules(Seed);
     for (const char *words : faults) {
         VOXFault fault;
         QString problem;
@@ -129,7 +129,7 @@ private:
     void onCrowdsThread(const std::function<void()> &function);
 
     Tally m_tally;
-    FaultRules m_rules = makeRules();
+    VOXFaultRules m_rules = makeRules();
     std::vector<std::unique_ptr<Line>> m_lines;
     std::vector<std::unique_ptr<Host>> m_hosts;
     QThread m_thread;

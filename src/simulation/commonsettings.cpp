@@ -16,7 +16,7 @@ bool hasAnyType(KVRDevice &node)
     return !isA<KVRMotorDevice>(node);
 }
 
-void readType(KVRDevice &node, const JsonPlace &place)
+void readType(KVRDevice &node, const VOXJsonPlace &place)
 {
     constexpr int MostTypes = VOX::NODETYPE_LAST;
     // Two types have no name.
@@ -33,17 +33,17 @@ QJsonValue labelOf(KVRDevice &node)
     return label;
 }
 
-void readLabel(KVRDevice &node, const JsonPlace &place)
+void readLabel(KVRDevice &node, const VOXJsonPlace &place)
 {
     node.setNodeLabel(place.latin1(KVR::LabelLength));
 }
 
-void readSerial(KVRDevice &node, const JsonPlace &place)
+void readSerial(KVRDevice &node, const VOXJsonPlace &place)
 {
     node.setSerialNumber(place.latin1(KVR::SerialLength));
 }
 
-KVRStdProxy::AppVersion versionAt(const JsonPlace &place)
+KVRStdProxy::AppVersion versionAt(const VOXJsonPlace &place)
 {
     auto version = KVRStdProxy::AppVersion::AppVersionFromString(place.text());
     if (!version.isValid())
@@ -51,10 +51,10 @@ KVRStdProxy::AppVersion versionAt(const JsonPlace &place)
     return version;
 }
 
-void readVersions(KVRDevice &node, const JsonPlace &place)
+void readVersions(KVRDevice &node, const VOXJsonPlace &place)
 {
-    const JsonPlace application = place[QStringLiteral("application")];
-    const JsonPlace stack = place[QStringLiteral("stack")];
+    const VOXJsonPlace application = place[QStringLiteral("application")];
+    const VOXJsonPlace stack = place[QStringLiteral("stack")];
     place.isObjectOf({QStringLiteral("application"), QStringLiteral("stack")});
     if (application.isPresent())
         node.setAppVersion(versionAt(application));
@@ -62,7 +62,7 @@ void readVersions(KVRDevice &node, const JsonPlace &place)
         node.setStackVersion(versionAt(stack));
 }
 
-void readGroups(KVRDevice &node, const JsonPlace &place)
+void readGroups(KVRDevice &node, const VOXJsonPlace &place)
 {
     const int count = place.size(node.groupCount());
     for (int slot = 0; slot < node.groupCount(); ++slot) {
@@ -93,7 +93,7 @@ const QString PeriodKey = QStringLiteral("supervisionPeriod");
 const QString DeafKey = QStringLiteral("deaf");
 const QString RetriesKey = QStringLiteral("maxRetryCount");
 
-void readNetwork(KVRDevice &node, const JsonPlace &place)
+void readNetwork(KVRDevice &node, const VOXJsonPlace &place)
 {
     if (!place.isObjectOf({BroadcastKey, MaxRandKey, SupervisionKey, PeriodKey, DeafKey, RetriesKey}))
         return;

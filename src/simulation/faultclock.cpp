@@ -13,14 +13,14 @@ constexpr qint64 NotBegun = FaultRule::NotBegun;
 constexpr qint64 Never = std::numeric_limits<qint64>::max();
 }
 
-FaultClock::FaultClock(FaultRules &rules, const NodeTable &nodes)
+FaultClock::FaultClock(VOXFaultRules &rules, const NodeTable &nodes)
     : m_rules(rules)
     , m_nodes(nodes)
 {
     m_clock.start();
 }
 
-void FaultClock::setBus(FaultBus *bus)
+void FaultClock::setBus(VOXFaultBus *bus)
 {
     m_bus = bus;
     for (FaultRule &rule : m_rules.rules())

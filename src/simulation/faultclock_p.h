@@ -1,8 +1,8 @@
 #ifndef VOX_SIMULATION_FAULTCLOCK_P_H
 #define VOX_SIMULATION_FAULTCLOCK_P_H
 
-#include "simulation/faultbus_p.h"
 #include "simulation/nodetable_p.h"
+#include "simulation/voxfaultbus_p.h"
 
 #include <QBasicTimer>
 #include <QElapsedTimer>
@@ -12,10 +12,10 @@ class FaultClock : public QObject
 {
 public:
     /// Both must outlive it.
-    FaultClock(FaultRules &rules, const NodeTable &nodes);
+    FaultClock(VOXFaultRules &rules, const NodeTable &nodes);
 
     /// Puts all nodes on @p bus, and begins the faults. Null ends them, and takes the nodes from their bus.
-    void setBus(FaultBus *bus);
+    void setBus(VOXFaultBus *bus);
     /// Begins the faults that are new, and lets nodes come back whose fault has gone.
     void update();
     /// Puts @p node on the bus, or takes it off, as it is to be.
@@ -33,9 +33,9 @@ private:
     bool strikeJabber(FaultRule &rule, qint64 now);
     void jabber(VOX::Addr addr);
 
-    FaultRules &m_rules;
+    VOXFaultRules &m_rules;
     const NodeTable &m_nodes;
-    FaultBus *m_bus = nullptr;
+    VOXFaultBus *m_bus = nullptr;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;
 };

@@ -12,13 +12,13 @@ constexpr int MaxWord = 0xffff;
 constexpr int MaxTotal = 0xffffff;
 constexpr unsigned short Unset = KVRMotorDevice::UnsetPosition;
 
-unsigned char byteAt(const JsonPlace &place)
+unsigned char byteAt(const VOXJsonPlace &place)
 {
     return static_cast<unsigned char>(place.number(0, MaxByte));
 }
 
 /// JSON's null stands for an unset position.
-unsigned short positionAt(const JsonPlace &place)
+unsigned short positionAt(const VOXJsonPlace &place)
 {
     return place.isNull() ? Unset : static_cast<unsigned short>(place.number(0, Unset - 1));
 }
@@ -34,7 +34,7 @@ QJsonValue keyOf(Enum value)
     return QString::fromLatin1(QMetaEnum::fromType<Enum>().valueToKey(value));
 }
 
-void readDirection(KVRMotorDevice &motor, const JsonPlace &place)
+void readDirection(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     motor.setMotorDirection(place.key<KVRMotor::TurnDirection>());
     // The change of the direction has mirrored the position.
@@ -46,7 +46,7 @@ QJsonValue directionOf(KVRMotorDevice &motor)
     return keyOf(motor.motorDirection());
 }
 
-void readAppMode(KVRMotorDevice &motor, const JsonPlace &place)
+void readAppMode(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     if (motor.setAppMode(place.key<KVRMotor::AppMode>()))
         return;
@@ -67,14 +67,14 @@ const QString UpKey = QStringLiteral("up");
 const QString DownKey = QStringLiteral("down");
 const QString SlowKey = QStringLiteral("slow");
 
-unsigned short upLimitAt(const JsonPlace &place)
+unsigned short upLimitAt(const VOXJsonPlace &place)
 {
     if (place.number(0, MaxWord) != 0)
         place.fail(QStringLiteral("is to be 0, or null for none"));
     return 0;
 }
 
-void readLimits(KVRMotorDevice &motor, const JsonPlace &place)
+void readLimits(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     place.isObjectOf({UpKey, DownKey});
     unsigned short up = motor.upLimit();
@@ -93,7 +93,7 @@ QJsonValue limitsOf(KVRMotorDevice &motor)
     return QJsonObject{{UpKey, jsonOf(motor.upLimit())}, {DownKey, jsonOf(motor.downLimit())}};
 }
 
-void readSpeeds(KVRMotorDevice &motor, const JsonPlace &place)
+void readSpeeds(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     place.isObjectOf({UpKey, DownKey, SlowKey});
     const auto speed = [&](const QString &key, unsigned char present) {
@@ -109,7 +109,7 @@ QJsonValue speedsOf(KVRMotorDevice &motor)
     return QJsonObject{{UpKey, motor.upSpeed()}, {DownKey, motor.downSpeed()}, {SlowKey, motor.slowSpeed()}};
 }
 
-void readPosition(KVRMotorDevice &motor, const JsonPlace &place)
+void readPosition(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     motor.restAt(static_cast<unsigned short>(place.number(0, MaxWord)));
 }
@@ -120,7 +120,7 @@ QJsonValue positionOf(KVRMotorDevice &motor)
 }
 
 template <typename Motor>
-void readIntermediatePositions(Motor &motor, const JsonPlace &place)
+void readIntermediatePositions(Motor &motor, const VOXJsonPlace &place)
 {
     const int count = place.size(motor.motorIPCount());
     for (int slot = 0; slot < motor.motorIPCount(); ++slot)
@@ -145,7 +145,7 @@ const QString SourceKey = QStringLiteral("source");
 const QString NetworkKey = QStringLiteral("network");
 const QString DctKey = QStringLiteral("dct");
 
-Lock lockAt(const JsonPlace &place)
+Lock lockAt(const VOXJsonPlace &place)
 {
     place.isObjectOf({LockedKey, PriorityKey, SourceKey});
     Lock lock;
@@ -164,12 +164,12 @@ QJsonValue jsonOf(const Lock &lock)
                        {SourceKey, VOX::toString(lock.getSource())}};
 }
 
-void readLocks(KVRMotorDevice &motor, const JsonPlace &place)
+void readLocks(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     place.isObjectOf({NetworkKey, DctKey});
     if (place[NetworkKey].isPresent())
         motor.setNetworkLock(lockAt(place[NetworkKey]));
-    const JsonPlace dct = place[DctKey];
+    const VOXJsonPlace dct = place[DctKey];
     for (int i = 0; dct.isPresent() && i < dct.size(motor.motorDCTCount()); ++i)
         motor.setDCTLock(i + 1, lockAt(dct.at(i)));
 }
@@ -207,7 +207,7 @@ const Counter counters[] = {
     {QStringLiteral("encoderErrors"), MaxWord, setCounter<quint16, &MotorDiagnostic::setEncoderErrCount>},
 };
 
-void readDiagnostics(KVRMotorDevice &motor, const JsonPlace &place)
+void readDiagnostics(KVRMotorDevice &motor, const VOXJsonPlace &place)
 {
     QStringList keys;
     for (const Counter &counter : counters)
@@ -215,7 +215,7 @@ void readDiagnostics(KVRMotorDevice &motor, const JsonPlace &place)
     place.isObjectOf(keys);
     MotorDiagnostic diagnostic;
     for (const Counter &counter : counters) {
-        const JsonPlace value = place[counter.key];
+        const VOXJsonPlace value = place[counter.key];
         if (value.isPresent())
             counter.set(diagnostic, static_cast<unsigned int>(value.number(0, counter.most)));
     }
@@ -229,7 +229,7 @@ const QString LevelKey = QStringLiteral("level");
 const QString ParameterKey = QStringLiteral("parameter");
 
 template <void (TB60LVStub::*Set)(bool, unsigned char)>
-void readRamp(TB60LVStub &motor, const JsonPlace &place)
+void readRamp(TB60LVStub &motor, const VOXJsonPlace &place)
 {
     place.isObjectOf({OnKey, ValueKey});
     (motor.*Set)(place[OnKey].flag(), byteAt(place[ValueKey]));
@@ -245,7 +245,7 @@ QJsonValue softStopOf(TB60LVStub &motor)
     return QJsonObject{{OnKey, motor.softStopStatus()}, {ValueKey, motor.softStopValue()}};
 }
 
-void readTorque(TB60LVStub &motor, const JsonPlace &place)
+void readTorque(TB60LVStub &motor, const VOXJsonPlace &place)
 {
     place.isObjectOf({LimitedKey, LevelKey, ParameterKey});
     motor.setTorque(place[LimitedKey].flag() ? 1 : 0,
@@ -259,7 +259,7 @@ QJsonValue torqueOf(TB60LVStub &motor)
                        {ParameterKey, motor.torqueParameter()}};
 }
 
-void readLockStatus(HRMv2Stub &motor, const JsonPlace &place)
+void readLockStatus(HRMv2Stub &motor, const VOXJsonPlace &place)
 {
     motor.setLockStatus(byteAt(place));
 }

@@ -1,13 +1,11 @@
 #include "simulation/networkfile_p.h"
 
 #include "messages/vox.h"
-#include "simulation/jsonplace_p.h"
 #include "simulation/nodesettings_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "transport/voxbusurl.h"
 
-#include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 
 namespace {
 constexpr unsigned int MaxNodes = 65536;
@@ -27,7 +25,7 @@ struct AddressRange
     unsigned int last = 0;
 };
 
-AddressRange rangeAt(const JsonPlace &place)
+AddressRange rangeAt(const VOXJsonPlace &place)
 {
     AddressRange range;
     const QString text = place.text();
@@ -49,7 +47,7 @@ QJsonObject numbered(QJsonObject entry, unsigned int number)
     return entry;
 }
 
-void readEntry(const QJsonObject &entry, const JsonPlace &place, NodeTable *nodes, QString *problem)
+void readEntry(const QJsonObject &entry, const VOXJsonPlace &place, NodeTable *nodes, QString *problem)
 {
     if (!place.isObjectOf(QStringList{ModelKey, AddressKey} + nodeSettingKeys()))
         return;
@@ -64,13 +62,13 @@ void readEntry(const QJsonObject &entry, const JsonPlace &place, NodeTable *node
         QString refusal;
         KVRDevice *node = nodes->add(*model, addr, &refusal);
         if (node)
-            readSettings(*node, JsonPlace(numbered(entry, addr - range.first + 1), place.path(), problem));
+            readSettings(*node, VOXJsonPlace(numbered(entry, addr - range.first + 1), place.path(), problem));
         else
             place[AddressKey].fail(refusal);
     }
 }
 
-VOXFault faultAt(const JsonPlace &place, const NodeTable &nodes)
+VOXFault faultAt(const VOXJsonPlace &place, const NodeTable &nodes)
 {
     VOXFault fault;
     QString mistake;
@@ -82,44 +80,22 @@ VOXFault faultAt(const JsonPlace &place, const NodeTable &nodes)
 }
 }
 
-bool readJsonFile(const QString &name, QJsonObject *object, QString *problem)
-{
-    QFile file(name);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
-        return false;
-    }
-    const QByteArray text = file.readAll();
-    QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
-    *object = document.object();
-    if (document.isObject())
-        return true;
-    const QString mistake = error.error == QJsonParseError::NoError
-        ? QStringLiteral("is to hold a JSON object")
-        : QStringLiteral("%1 in line %2")
-              .arg(error.errorString())
-              .arg(text.left(error.offset).count('\n') + 1);
-    *problem = QStringLiteral("%1: %2").arg(name, mistake);
-    return false;
-}
-
 bool readNetwork(const QJsonObject &json, Network *network, QString *problem)
 {
     problem->clear();
-    const JsonPlace root(json, QString(), problem);
+    const VOXJsonPlace root(json, QString(), problem);
     root.isObjectOf({BusKey, NodesKey, FaultsKey, RecordedKey});
     VOXBusUrl url;
     QString mistake;
     if (root[BusKey].isPresent() && !VOXBusUrl::read(root[BusKey].text(), &url, &mistake))
         root[BusKey].fail(mistake);
     network->busUrl = url.text;
-    const JsonPlace entries = root[NodesKey];
+    const VOXJsonPlace entries = root[NodesKey];
     const int count = entries.size(int{MaxNodes});
     const QJsonArray array = json.value(NodesKey).toArray();
     for (int i = 0; root.ok() && i < count; ++i)
         readEntry(array.at(i).toObject(), entries.at(i), &network->nodes, problem);
-    const JsonPlace faults = root[FaultsKey];
+    const VOXJsonPlace faults = root[FaultsKey];
     for (int i = 0; faults.isPresent() && i < faults.size(int{MaxNodes}); ++i)
         network->faults += faultAt(faults.at(i), network->nodes);
     return root.ok();

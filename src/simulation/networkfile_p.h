@@ -21,10 +21,6 @@ struct Network
     QVector<VOXFault> faults;
 };
 
-/// Reads the file @p name, which holds one JSON object. False if that cannot be done; @p problem says why,
-/// with the line of a mistake.
-VOX_SIMULATION_EXPORT bool readJsonFile(const QString &name, QJsonObject *object, QString *problem);
-
 /// Fills the empty @p network with what @p json describes:
 ///
 ///     {"bus": URL, "nodes": [{"model": MODEL, "address": "000101", ...settings}, ...], "faults": [WORDS,

@@ -2,7 +2,6 @@
 #define VOX_SIMULATION_NODEANSWER_P_H
 
 #include <vox/messages/voxmessage.h>
-#include <vox/simulation/simulation_export.h>
 
 #include <QJsonValue>
 
@@ -10,7 +9,7 @@ struct NodeQuery;
 class VOXNode;
 
 /// What a node answers to a query: data, a refusal, a bare acknowledgement, or nothing. A value.
-struct VOX_SIMULATION_EXPORT NodeAnswer
+struct NodeAnswer
 {
     /// The answer that @p frame is; an invalid one is silence.
     static NodeAnswer of(const VOXMessage &frame);

@@ -2,14 +2,13 @@
 #define VOX_SIMULATION_NODEQUERY_P_H
 
 #include <vox/messages/voxcall.h>
-#include <vox/simulation/simulation_export.h>
 
 #include <QByteArray>
 #include <QString>
 #include <QVector>
 
 /// A question to a node: a query, and the data that it takes, such as an index. A value.
-struct VOX_SIMULATION_EXPORT NodeQuery
+struct NodeQuery
 {
     /// The command set that a node speaks. Some ids mean something else in the other one.
     enum Set { Current, Older };

@@ -3,14 +3,13 @@
 
 #include <vox/simulation/nodeanswer_p.h>
 #include <vox/simulation/nodequery_p.h>
-#include <vox/simulation/simulation_export.h>
 
 #include <QJsonObject>
 #include <QMap>
 #include <QStringList>
 
 /// What is known of a node by its answers, and the entry of a network file that answers like it. A value.
-class VOX_SIMULATION_EXPORT NodeRecord
+class NodeRecord
 {
 public:
     explicit NodeRecord(VOX::Addr addr = 0)

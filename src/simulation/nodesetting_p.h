@@ -2,7 +2,7 @@
 #define VOX_SIMULATION_NODESETTING_P_H
 
 #include "devices/kvrdevice.h"
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 
 #include <QVector>
 
@@ -11,7 +11,7 @@ struct NodeSetting
 {
     QString key;
     bool (*isOf)(KVRDevice &node);
-    void (*read)(KVRDevice &node, const JsonPlace &place);
+    void (*read)(KVRDevice &node, const VOXJsonPlace &place);
     /// Null for a setting that no host can change.
     QJsonValue (*write)(KVRDevice &node);
 };
@@ -22,8 +22,8 @@ bool isA(KVRDevice &node)
     return qobject_cast<Node *>(&node) != nullptr;
 }
 
-template <typename Node, void (*Read)(Node &, const JsonPlace &)>
-void readAs(KVRDevice &node, const JsonPlace &place)
+template <typename Node, void (*Read)(Node &, const VOXJsonPlace &)>
+void readAs(KVRDevice &node, const VOXJsonPlace &place)
 {
     Read(static_cast<Node &>(node), place);
 }
@@ -34,13 +34,13 @@ QJsonValue writeAs(KVRDevice &node)
     return Write(static_cast<Node &>(node));
 }
 
-template <typename Node, void (*Read)(Node &, const JsonPlace &), QJsonValue (*Write)(Node &)>
+template <typename Node, void (*Read)(Node &, const VOXJsonPlace &), QJsonValue (*Write)(Node &)>
 NodeSetting setting(const QString &key)
 {
     return {key, isA<Node>, readAs<Node, Read>, writeAs<Node, Write>};
 }
 
-template <typename Node, void (*Read)(Node &, const JsonPlace &)>
+template <typename Node, void (*Read)(Node &, const VOXJsonPlace &)>
 NodeSetting constant(const QString &key)
 {
     return {key, isA<Node>, readAs<Node, Read>, nullptr};

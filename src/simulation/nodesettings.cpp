@@ -22,7 +22,7 @@ QStringList nodeSettingKeys()
     return keys;
 }
 
-void readSettings(KVRDevice &node, const JsonPlace &place)
+void readSettings(KVRDevice &node, const VOXJsonPlace &place)
 {
     const QStringList keys = nodeSettingKeys();
     QStringList known;
@@ -30,7 +30,7 @@ void readSettings(KVRDevice &node, const JsonPlace &place)
         if (!each.isOf(node))
             continue;
         known += each.key;
-        const JsonPlace value = place[each.key];
+        const VOXJsonPlace value = place[each.key];
         if (value.isPresent() && place.ok())
             each.read(node, value);
     }

@@ -4,7 +4,7 @@
 #include <QJsonObject>
 #include <QStringList>
 
-class JsonPlace;
+class VOXJsonPlace;
 class KVRDevice;
 
 /// The members of a JSON object that set up a node. Which of them a node has depends on its model.
@@ -12,7 +12,7 @@ QStringList nodeSettingKeys();
 
 /// Sets @p node up by the members of @p place that are present. Mistakes, and settings that the node does not
 /// have, are kept in the place.
-void readSettings(KVRDevice &node, const JsonPlace &place);
+void readSettings(KVRDevice &node, const VOXJsonPlace &place);
 
 /// All settings that a host can change, and the position, as readSettings() takes them.
 QJsonObject settingsOf(KVRDevice &node);

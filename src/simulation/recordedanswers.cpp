@@ -1,7 +1,7 @@
 #include "simulation/recordedanswers_p.h"
 
 #include "devices/hrmv2stub.h"
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 
 namespace {
 AnsweringNode *answeringNode(KVRDevice &node)
@@ -10,7 +10,7 @@ AnsweringNode *answeringNode(KVRDevice &node)
 }
 }
 
-void RecordedAnswers::read(KVRDevice &node, const JsonPlace &place)
+void RecordedAnswers::read(KVRDevice &node, const VOXJsonPlace &place)
 {
     AnsweringNode *const answering = answeringNode(node);
     const NodeQuery::Set set = qobject_cast<HRMv2Stub *>(&node) ? NodeQuery::Older : NodeQuery::Current;

@@ -3,11 +3,10 @@
 
 #include <vox/simulation/nodeanswer_p.h>
 #include <vox/simulation/nodequery_p.h>
-#include <vox/simulation/simulation_export.h>
 
 #include <QMap>
 
-class JsonPlace;
+class VOXJsonPlace;
 class KVRDevice;
 
 /// The answers of an emulated node that were recorded from another one, by request.
@@ -15,11 +14,11 @@ class KVRDevice;
 /// Each goes before what the node would answer by itself, until that is no longer what it was when they were
 /// read: a host, or anything else, has changed what the answer is about. So a motor whose position was
 /// recorded still moves.
-class VOX_SIMULATION_EXPORT RecordedAnswers
+class RecordedAnswers
 {
 public:
     /// Reads an object: requests as by NodeQuery, and NodeAnswers. A request without data is one with any.
-    static void read(KVRDevice &node, const JsonPlace &place);
+    static void read(KVRDevice &node, const VOXJsonPlace &place);
 
     /// Whether @p request has one.
     bool isFor(const VOXMessage &request) const { return find(NodeQuery::of(request)) != m_answers.end(); }

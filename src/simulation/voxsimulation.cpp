@@ -2,9 +2,9 @@
 
 #include "devices/kvrmotordevice.h"
 #include "simulation/faultclock_p.h"
-#include "simulation/jsonplace_p.h"
 #include "simulation/networkfile_p.h"
 #include "simulation/nodesettings_p.h"
+#include "simulation/voxjsonplace_p.h"
 
 #include <QScopedValueRollback>
 #include <QThread>
@@ -71,20 +71,20 @@ public:
             bus->setPace(pace);
     }
     /// Reads an entry of a state. With @p isTried, a copy of its node takes it.
-    void readEntry(const JsonPlace &place, const QString &addr, bool isTried, QString *problem);
+    void readEntry(const VOXJsonPlace &place, const QString &addr, bool isTried, QString *problem);
 
     VOXSimulation &q;
     QString busUrl;
     NodeTable nodes{*this};
-    FaultRules rules;
-    std::unique_ptr<FaultBus> bus;
+    VOXFaultRules rules;
+    std::unique_ptr<VOXFaultBus> bus;
     FaultClock clock{rules, nodes};
     LinePace pace;
     unsigned int timeScale = 1;
     bool isQuiet = false;
 };
 
-void VOXSimulation::Private::readEntry(const JsonPlace &place, const QString &addr, bool isTried,
+void VOXSimulation::Private::readEntry(const VOXJsonPlace &place, const QString &addr, bool isTried,
                                        QString *problem)
 {
     VOX::Addr number = 0;
@@ -103,7 +103,7 @@ void VOXSimulation::Private::readEntry(const JsonPlace &place, const QString &ad
         return;
     }
     const std::unique_ptr<KVRDevice> copy(findNodeModel(node.model)->create(number, *this));
-    readSettings(*copy, JsonPlace(settingsOf(*node.device), QString(), problem));
+    readSettings(*copy, VOXJsonPlace(settingsOf(*node.device), QString(), problem));
     readSettings(*copy, place);
 }
 
@@ -127,7 +127,7 @@ bool VOXSimulation::load(const QString &fileName, QString *problem)
 {
     Problem mistake(problem);
     QJsonObject network;
-    if (!readJsonFile(fileName, &network, mistake))
+    if (!VOXJsonPlace::readFile(fileName, &network, mistake))
         return false;
     if (load(network, mistake))
         return true;
@@ -203,7 +203,7 @@ bool VOXSimulation::attach(VOXBus *bus)
 {
     if (bus && bus->thread() != thread())
         return false;
-    std::unique_ptr<FaultBus> behind(bus ? new FaultBus(*bus, d->rules) : nullptr);
+    std::unique_ptr<VOXFaultBus> behind(bus ? new VOXFaultBus(*bus, d->rules) : nullptr);
     if (bus)
         behind->setPace(d->pace);
     d->clock.setBus(behind.get());
@@ -299,7 +299,7 @@ QJsonObject VOXSimulation::state() const
 bool VOXSimulation::setState(const QJsonObject &state, QString *problem)
 {
     Problem mistake(problem);
-    const JsonPlace root(state, QString(), mistake);
+    const VOXJsonPlace root(state, QString(), mistake);
     if (root.isObjectOf({NodesKey}) && !state.value(NodesKey).isObject())
         root[NodesKey].fail(QStringLiteral("is to be an object"));
     const QScopedValueRollback<bool> quiet(d->isQuiet, true);

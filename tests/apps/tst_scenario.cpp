@@ -1,5 +1,9 @@
 #include "support/captures.h"
+#include "support/columns.h"
 #include "support/files.h"
+#include "support/frames.h"
+#include "support/pipedevice.h"
+#include "vox/test/witnessbus.h"
 
 #include <QXmlStreamReader>
 
@@ -17,6 +21,7 @@ private Q_SLOTS:
     void reports();
     void interrupted();
     void theGuide();
+    void oldFramesGo();
 };
 
 namespace {
@@ -215,6 +220,23 @@ void tst_Scenario::theGuide()
     QCOMPARE(contents(folder.path("codes")), QByteArray("0101"));
     QVERIFY(QFile::exists(folder.path("lunch/report.xml"))
             && QFile::exists(folder.path("lunch/switch.pcap")));
+}
+
+void tst_Scenario::oldFramesGo()
+{
+    QLoggingCategory::setFilterRules("vox.bus=false");
+    auto *device = new PipeDevice;
+    VOXBus bus(device);
+    bus.open();
+    WitnessBus witness(bus);
+    device->feed(line(frame("21", 2)) + line(frame("21", 3)));
+    QTRY_COMPARE(witness.count(), std::size_t(2));
+    const QByteArray many = line(frame("21", 4)).repeated(1000);
+    for (std::size_t i = 1; i <= WitnessBus::MostKept / 1000; ++i) {
+        device->feed(many);
+        QTRY_COMPARE(witness.count(), 2 + i * 1000);
+    }
+    QCOMPARE(list(witness.first(), witness.at(2).item.frame.destAddr(false)), list(2, 4));
 }
 
 QTEST_GUILESS_MAIN(tst_Scenario)

@@ -19,6 +19,21 @@ run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
 run(COMMAND ${SCRATCH}/cmake/client OUTPUT ${client_says})
 run(COMMAND ${SCRATCH}/cmake/simulated OUTPUT ${simulated_says})
 run(COMMAND ${SCRATCH}/cmake/namesakes OUTPUT ${namesakes_says})
+# A clock that the program would not read is of no use.
+run(COMMAND sh -c "${SCRATCH}/cmake/indirect 2>&1 || true" OUTPUT "link the program itself with Vox::Simulation")
+
+# A host finds each class that is exported under another name than ours in the guide.
+file(READ ${CMAKE_CURRENT_LIST_DIR}/../../docs/integrator.md guide)
+file(GLOB libraries ${moved}/${LIBDIR}/libvox*.so)
+run(COMMAND nm -DC --defined-only ${libraries})
+string(REGEX MATCHALL " [TWV] [A-Za-z0-9]+(\\(|::)" names "${output}")
+list(REMOVE_DUPLICATES names)
+foreach(name IN LISTS names)
+    string(REGEX REPLACE " [TWV] ([A-Za-z0-9]+).*" "\\1" name "${name}")
+    if(NOT name MATCHES "^(VOX|KVR|HRMv2|std$)" AND NOT guide MATCHES "[ \n]${name}[ \n]")
+        message(FATAL_ERROR "${name} is exported, and docs/integrator.md does not name it")
+    endif()
+endforeach()
 
 set(ENV{PKG_CONFIG_PATH} ${moved}/${LIBDIR}/pkgconfig)
 run(COMMAND pkg-config --cflags --libs ${PC})

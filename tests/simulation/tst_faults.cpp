@@ -1,11 +1,7 @@
 #include "support/columns.h"
 #include "support/site.h"
-#include "support/udppair.h"
-#include "support/watching.h"
 
-#include <QUdpSocket>
-
-/// Faults as a foreign peer sees them, a plain socket.
+/// Faults, and the time of a line, as a foreign peer sees them.
 class tst_Faults : public QObject
 {
     Q_OBJECT
@@ -13,57 +9,19 @@ class tst_Faults : public QObject
 private Q_SLOTS:
     void onTheWire_data();
     void onTheWire();
+    void inTime_data();
+    void inTime();
     void oneSeedOneRun();
-    void faultsByTheClock();
-    void aLineTakesItsTime();
 };
 
 namespace {
-/// A simulated line with two nodes, and its peer.
-struct Line
-{
-    const QHostAddress here = QHostAddress::LocalHost;
-    const std::pair<unsigned short, unsigned short> ports = freeUdpPorts();
-    QUdpSocket peer;
-    VOXUdpBus bus{here, ports.first, here, ports.second};
-    VOXSimulation simulation;
-
-    /// With nodes 000001 and 000002.
-    Line()
-    {
-        peer.bind(here, ports.first);
-        simulation.setSeed(7);
-        simulation.attach(&bus);
-        for (const VOX::Addr node : {1u, 2u})
-            simulation.add("NODE", node);
-    }
-
-    /// Asks both nodes, the bad one first, and gives all that comes until the good one has answered.
-    QByteArrayList ask(const QByteArray &request)
-    {
-        for (const unsigned int addr : {1u, 2u})
-            peer.writeDatagram(line(frame(request, addr, VOXMessage::AckFlag)), here, ports.second);
-        QByteArrayList heard;
-        const QByteArray last = line(frameFrom(2, "7A 55"));
-        QElapsedTimer clock;
-        clock.start();
-        while (!heard.contains(last) && clock.elapsed() < 5000) {
-            QCoreApplication::processEvents(QEventLoop::WaitForMoreEvents, 100);
-            while (peer.hasPendingDatagrams()) {
-                QByteArray datagram(int(peer.pendingDatagramSize()), '\0');
-                peer.readDatagram(datagram.data(), datagram.size());
-                heard += datagram;
-            }
-        }
-        return heard;
-    }
-};
+const VOXVirtualTime virtualTime(VOXVirtualTime::Local);
 }
 
 void tst_Faults::onTheWire_data()
 {
     const auto row = columns<QByteArrayList>("expected");
-    const QByteArray whole = line(frameFrom(1, "7A 55"));
+    const QByteArray whole = Site::answer(1);
     QByteArray corrupt = whole;
     corrupt.back() = char(~corrupt.back());
     row("drop 000001", {});
@@ -84,97 +42,70 @@ void tst_Faults::onTheWire()
 {
     QFETCH(QByteArrayList, expected);
     const QString words = QTest::currentDataTag();
-    Line line;
-    QVERIFY(line.simulation.addFault(words));
-    QCOMPARE(line.simulation.faults().at(0).toString(), QString(words).remove(" all"));
-    QByteArrayList heard = line.ask("79 55");
-    QCOMPARE(heard.takeLast(), ::line(frameFrom(2, "7A 55")));
-    for (QByteArray &datagram : heard) {
+    Site site(Site::Udp);
+    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    QVERIFY(site.simulation.addFault(words));
+    QCOMPARE(site.simulation.faults().at(0).toString(), QString(words).remove(" all"));
+    site.play("0:1 0:2");
+    QCOMPARE(site.heard.takeLast(), Site::answer(2));
+    for (QByteArray &datagram : site.heard) {
         if (words.startsWith("noise"))
             datagram.replace(0, 3, "???");
     }
-    QCOMPARE(heard, expected);
+    QCOMPARE(site.heard, expected);
+}
+
+void tst_Faults::inTime_data()
+{
+    const auto row = columns<QByteArray, QByteArray, QByteArray, int>("line", "steps", "heard", "happened");
+    row("delay 30 000001; delay 50 000001", "", "0:1 0:1 0:2", "5<2 80<1 113<1", 2);
+    // 19 bytes, and the pause after each answer.
+    row("twice 000001; noise 7 000001", "", "0:1", "5<?19 54<?19", 1);
+    row("away 200 000001 count 2 every 300", "",
+        "0:1 0:2 50:ffffff 199:1 200:1 290:1 301:1 499:1 500:1 900:1", "5<2 55<2 205<1 295<1 505<1 905<1", 2);
+    row("away 100 000001", "", "99:1 100:1 190:1 201:1 350:1", "105<1 195<1 355<1", 7);
+    row("jabber 50 000002 count 8", "", "0:1",
+        "5<1 50<?15 100<?12 150<?21 204<?18 251<?27 318<?11 350<?24 410<?15", 8);
+    // Twelve bytes each way, of 11 bits each, and the turn between.
+    row("the time of all bytes", "4800:20-20", "0:1", "76<1", 0);
+    row("both answer at once", "4800:20-20", "0:ffffff", "76<?12", 0);
+    row("one answers into the request to the other", "4800:20-20", "0:1 0:2", "76<?12", 0);
+    row("one begins before the other ends", "4800:0-25", "0:ffffff 200:2", "74<?13 278<2", 0);
+    row("at any rate", "115200:0-0", "0:1", "4<1", 0);
+    row("jabber 10 000002 count 8", "4800:0-0", "0:1", "45<?15 112<?27", 8);
+}
+
+// With the faults that are the name of the row, as far as they are some.
+void tst_Faults::inTime()
+{
+    QFETCH(QByteArray, steps);
+    QFETCH(QByteArray, line);
+    Site site;
+    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    QVERIFY(line.isEmpty() || site.simulation.setLine(QString(line)));
+    for (const QString &words : QString(QTest::currentDataTag()).split("; "))
+        site.simulation.addFault(words);
+    QTEST(site.play(steps), "heard");
+    QTEST(site.simulation.faults().value(0).happened, "happened");
+    site.simulation.clearFaults();
+    QVERIFY(site.simulation.setLine(0));
+    QCOMPARE(site.play("0:1"), "5<1");
 }
 
 void tst_Faults::oneSeedOneRun()
 {
     QByteArrayList runs;
-    for (int run = 0; run < 2; ++run) {
-        Line line;
-        QVERIFY(line.simulation.addFault("drop 000001 probability 0.5"));
-        QVERIFY(line.simulation.addFault("twice 000001 count 2"));
+    for (const quint32 seed : {7u, 7u, 8u}) {
+        Site site;
+        QVERIFY(site.simulation.add("NODE", 1) && site.simulation.addFault("drop 000001 probability 0.5"));
+        site.simulation.setSeed(seed);
         QByteArray counts;
         for (int i = 0; i < 40; ++i)
-            counts += QByteArray::number(line.ask("79 55").size());
-        QVERIFY(counts.contains('1') && counts.contains('2'));
-        QCOMPARE(line.simulation.faults().at(1).happened, 2);
+            counts += QByteArray::number(site.ask(1));
+        QVERIFY(counts.contains('0') && counts.contains('1'));
         runs += counts;
     }
-    QCOMPARE(runs.at(0), runs.at(1));
-
-    Line line;
-    QVERIFY(line.simulation.addFault("delay 50 000001 count 1"));
-    QElapsedTimer clock;
-    clock.start();
-    QCOMPARE(line.ask("79 55").size(), 1);
-    QTRY_VERIFY(line.peer.hasPendingDatagrams());
-    QVERIFY(clock.elapsed() >= 49);
-    QCOMPARE(line.ask("79 55").size(), 3);
-}
-
-void tst_Faults::faultsByTheClock()
-{
-    Site site;
-    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
-    // Late, and always: to the older request, too, and nobody else waits for it.
-    QVERIFY(site.simulation.addFault(VOXFault{VOXFault::Delay, 80, 1}));
-    QCOMPARE(site.ask({1, 1, 2}, 3), 3);
-    QCOMPARE(site.heard, (QByteArrayList{Site::answer(2), Site::answer(1), Site::answer(1)}));
-    QVERIFY(site.times.at(0) < 80 && site.times.at(1) >= 79);
-    site.simulation.clearFaults();
-
-    QElapsedTimer since;
-    since.start();
-    QVERIFY(site.simulation.addFault("away 200 000001 count 2 every 300"));
-    QCOMPARE(site.ask({1, 2, 0xffffff}, 3, 120), 2);
-    QVERIFY2(!site.heard.contains(Site::answer(1)), "one that is away");
-    int asked = 0;
-    while (site.ask({1}, 1, 25) == 0 && asked < 50)
-        ++asked;
-    QVERIFY2(asked < 50 && site.simulation.faults().at(0).happened == 1, "it comes back by itself");
-    QTRY_COMPARE(site.simulation.faults().at(0).happened, 2);
-    QVERIFY2(since.elapsed() >= 299 && since.elapsed() < 480, "gone again");
-    QCOMPARE(site.ask({1}, 1, 40), 0);
-    site.simulation.clearFaults();
-    QCOMPARE(site.ask({1}), 1);
-
-    QVERIFY(site.simulation.addFault("jabber 50 000002 count 8"));
-    QCOMPARE(site.ask({}, 9, 1000), 8);
-    QVERIFY(site.times.at(0) >= 49 && site.times.at(7) >= 399);
-    const int frames = site.heard.count(line(frameFrom(site.simulation.node(2)->addr(true), "60")));
-    QVERIFY2(frames > 0 && frames < 8, "frames and random bytes");
-}
-
-void tst_Faults::aLineTakesItsTime()
-{
-    Site site;
-    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
-    QVERIFY(site.simulation.setLine("4800:20-20"));
-    // Twelve bytes each way, of 11 bits each, and the turn between.
-    const auto ask = [&] { return site.ask({1}) == 1 ? double(site.times.at(0)) : 0; };
-    QCOMPARE(timing(75, 85, ask), QByteArray());
-    QCOMPARE(site.heard, QByteArrayList{Site::answer(1)});
-    // Both answer at once; and then, the one answers into the request to the other.
-    for (const QVector<VOX::Addr> &nodes : {QVector<VOX::Addr>{0xffffff}, QVector<VOX::Addr>{1, 2}}) {
-        QCOMPARE(site.ask(nodes), 1);
-        QCOMPARE(site.heard.at(0).size(), Site::answer(1).size());
-        QVERIFY(site.heard.at(0) != Site::answer(1) && site.heard.at(0) != Site::answer(2));
-    }
-    QVERIFY(site.simulation.setLine(4800, 0, 25) && site.ask({0xffffff}) == 1);
-    QVERIFY(site.heard.at(0).size() > Site::answer(1).size() && !site.heard.at(0).contains(Site::answer(1)));
-    QCOMPARE(site.ask({2}), 1);
-    QCOMPARE(site.heard, QByteArrayList{Site::answer(2)});
-    QVERIFY(site.simulation.setLine(0) && timing(0, 20, ask).isEmpty());
+    QVERIFY(runs.at(0) == runs.at(1) && runs.at(0) != runs.at(2));
 }
 
 QTEST_GUILESS_MAIN(tst_Faults)

@@ -1,7 +1,7 @@
 #ifndef NOISYBUS_H
 #define NOISYBUS_H
 
-#include "simulation/faultrules_p.h"
+#include "simulation/voxfaultrules_p.h"
 
 #include <utility>
 
@@ -12,7 +12,7 @@ class NoisyBus : public Base
 public:
     /// @p rules must outlive it.
     template <typename... Arguments>
-    explicit NoisyBus(FaultRules &rules, Arguments &&...arguments)
+    explicit NoisyBus(VOXFaultRules &rules, Arguments &&...arguments)
         : Base(std::forward<Arguments>(arguments)...)
         , m_rules(rules)
     {
@@ -28,7 +28,7 @@ public:
     }
 
 private:
-    FaultRules &m_rules;
+    VOXFaultRules &m_rules;
 };
 
 #endif

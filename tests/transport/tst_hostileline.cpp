@@ -44,9 +44,9 @@ constexpr int ResynchronisationMs = 30 * 110;
 const VOXVirtualTime virtualTime(VOXVirtualTime::Local);
 
 using Buses = std::pair<std::unique_ptr<VOXBus>, std::unique_ptr<VOXBus>>;
-using MakeBuses = Buses (*)(FaultRules &);
+using MakeBuses = Buses (*)(VOXFaultRules &);
 
-Buses serialLine(FaultRules &rules)
+Buses serialLine(VOXFaultRules &rules)
 {
     auto *line = new VOXLine(VOXBus::BAUD_57600);
     Buses buses(std::make_unique<NoisyBus<VOXBus>>(rules, line->addMember()),
@@ -59,7 +59,7 @@ Buses serialLine(FaultRules &rules)
     return buses;
 }
 
-Buses udpLine(FaultRules &rules)
+Buses udpLine(VOXFaultRules &rules)
 {
     const QHostAddress here(QHostAddress::LocalHost);
     const auto [one, other] = freeUdpPorts();
@@ -136,7 +136,7 @@ void tst_HostileLine::callsEndOnceAndAsTheirOwn()
     const QString fresh = QString::number(QRandomGenerator::global()->generate());
     const quint32 seed = qEnvironmentVariable("VOX_SEED", fresh).toUInt();
     qInfo("VOX_SEED=%u", seed);
-    FaultRules rules(seed);
+    VOXFaultRules rules(seed);
     std::mt19937 random(seed);
     std::deque<Line> lines;
     while (lines.size() < LineCount)

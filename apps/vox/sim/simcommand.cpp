@@ -1,8 +1,8 @@
 #include "vox/sim/simcommand.h"
 
 #include "messages/vox.h"
-#include "simulation/statefile_p.h"
 #include "simulation/voxsimulation.h"
+#include "simulation/voxstatefile_p.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/command.h"
@@ -70,12 +70,12 @@ bool addNodes(const QStringList &nodes, VOXSimulation *simulation, QString *prob
 }
 
 /// Takes over the state of the nodes. Damaged parts of it are set aside, and their nodes start without them.
-bool restore(StateFile *state, QString *problem)
+bool restore(VOXStateFile *state, QString *problem)
 {
-    const StateFile::Result loaded = state->load(problem);
-    if (loaded == StateFile::Unusable)
+    const VOXStateFile::Result loaded = state->load(problem);
+    if (loaded == VOXStateFile::Unusable)
         return false;
-    if (loaded == StateFile::Damaged) {
+    if (loaded == VOXStateFile::Damaged) {
         const QString other = state->setAside();
         if (other.isEmpty()) {
             *problem += QStringLiteral("; and it cannot be set aside");
@@ -99,8 +99,8 @@ int run(const CommandLine &line, const Options &options, VOXSimulation &simulati
     const std::unique_ptr<VOXBus> bus = VOXBusUrl::openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
-    StateFile state(options.stateName, simulation);
-    QObject::connect(&state, &StateFile::warning, &simulation, complain);
+    VOXStateFile state(options.stateName, simulation);
+    QObject::connect(&state, &VOXStateFile::warning, &simulation, complain);
     const bool keepsState = !options.stateName.isEmpty();
     QLockFile stateLock(options.stateName + QStringLiteral(".lock"));
     // The holder of the lock may run for long.
@@ -110,7 +110,7 @@ int run(const CommandLine &line, const Options &options, VOXSimulation &simulati
             return line.fail(QStringLiteral("another simulation has %1").arg(options.stateName));
         if (!restore(&state, &problem))
             return line.fail(problem);
-        QObject::connect(&simulation, &VOXSimulation::settingChanged, &state, &StateFile::noteChange);
+        QObject::connect(&simulation, &VOXSimulation::settingChanged, &state, &VOXStateFile::noteChange);
     }
     simulation.setSeed(options.seed);
     simulation.setTimeScale(options.speed);

@@ -1,7 +1,7 @@
 #include "vox/test/action.h"
 
 #include "devices/kvrmotordevice.h"
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
 #include "transport/voxbus.h"
 #include "vox/test/program.h"
@@ -21,10 +21,10 @@ struct Form
 {
     QString name;
     QStringList others;
-    Action (*read)(const JsonPlace &place, const VOXSimulation &network);
+    Action (*read)(const VOXJsonPlace &place, const VOXSimulation &network);
 };
 
-Action readFault(const JsonPlace &place, const VOXSimulation &network)
+Action readFault(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     const QString words = place[QStringLiteral("fault")].text();
     if (words == QLatin1String("clear"))
@@ -42,7 +42,7 @@ Action readFault(const JsonPlace &place, const VOXSimulation &network)
     };
 }
 
-Action readAway(const JsonPlace &place, const VOXSimulation &network)
+Action readAway(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     const unsigned int addr = nodeAt(place[QStringLiteral("away")], network);
     return [addr](Stage &stage) {
@@ -53,7 +53,7 @@ Action readAway(const JsonPlace &place, const VOXSimulation &network)
     };
 }
 
-Action readBack(const JsonPlace &place, const VOXSimulation &network)
+Action readBack(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     const unsigned int addr = nodeAt(place[QStringLiteral("back")], network);
     return [addr](Stage &stage) {
@@ -62,14 +62,14 @@ Action readBack(const JsonPlace &place, const VOXSimulation &network)
     };
 }
 
-Action readLine(const JsonPlace &place, const VOXSimulation &)
+Action readLine(const VOXJsonPlace &place, const VOXSimulation &)
 {
     const bool isCut =
         wordAt(place[QStringLiteral("line")], {QStringLiteral("cut"), QStringLiteral("restored")}) == 0;
     return [isCut](Stage &stage) { stage.line.setCut(isCut); };
 }
 
-Action readSwitch(const JsonPlace &place, const VOXSimulation &network)
+Action readSwitch(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     constexpr KVRMotor::Direction Directions[] = {KVRMotor::DIRECTION_UP, KVRMotor::DIRECTION_DOWN,
                                                   KVRMotor::DIRECTION_NONE};
@@ -77,18 +77,18 @@ Action readSwitch(const JsonPlace &place, const VOXSimulation &network)
     motorAt(place[QStringLiteral("switch")], network);
     const KVRMotor::Direction direction = Directions[wordAt(
         place[QStringLiteral("to")], {QStringLiteral("up"), QStringLiteral("down"), QStringLiteral("stop")})];
-    const JsonPlace input = place[QStringLiteral("input")];
+    const VOXJsonPlace input = place[QStringLiteral("input")];
     const int index = input.isPresent() ? input.number(1, MaxInput) : 1;
     return [=](Stage &stage) { stage.simulation.node<KVRMotorDevice>(addr)->turnSwitch(index, direction); };
 }
 
-Action readHand(const JsonPlace &place, const VOXSimulation &network)
+Action readHand(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     constexpr int MaxPercent = 100;
-    const JsonPlace node = place[QStringLiteral("hand")];
+    const VOXJsonPlace node = place[QStringLiteral("hand")];
     const KVRMotorDevice *motor = motorAt(node, network);
-    const JsonPlace percent = place[QStringLiteral("percent")];
-    const JsonPlace position = place[QStringLiteral("position")];
+    const VOXJsonPlace percent = place[QStringLiteral("percent")];
+    const VOXJsonPlace position = place[QStringLiteral("position")];
     if (!place.ok())
         return {};
     if (percent.isPresent() == position.isPresent())
@@ -115,14 +115,14 @@ unsigned char requestFor(unsigned char post)
     return 0;
 }
 
-Action readPost(const JsonPlace &place, const VOXSimulation &network)
+Action readPost(const VOXJsonPlace &place, const VOXSimulation &network)
 {
-    const JsonPlace command = place[QStringLiteral("post")];
+    const VOXJsonPlace command = place[QStringLiteral("post")];
     const unsigned char request = requestFor(commandAt(command));
     if (request == 0)
         command.fail(QStringLiteral("no node tells that by itself"));
     const unsigned int addr = nodeAt(place[QStringLiteral("node")], network);
-    const JsonPlace to = place[QStringLiteral("to")];
+    const VOXJsonPlace to = place[QStringLiteral("to")];
     const unsigned int host =
         to.isPresent() ? VOX::makeAddr(VOX::NODETYPE_MASTER, int(to.address())) : VOX::HostAddr;
     return [=](Stage &stage) {
@@ -137,7 +137,7 @@ Action readPost(const JsonPlace &place, const VOXSimulation &network)
     };
 }
 
-Action readWrite(const JsonPlace &place, const VOXSimulation &)
+Action readWrite(const VOXJsonPlace &place, const VOXSimulation &)
 {
     const QByteArray text = place[QStringLiteral("write")].text().toUtf8();
     return [text](Stage &stage) { stage.program.write(text); };
@@ -155,7 +155,7 @@ const Form forms[] = {
 };
 }
 
-Action actionAt(const JsonPlace &place, const VOXSimulation &network)
+Action actionAt(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     const auto *const form = std::find_if(std::begin(forms), std::end(forms),
                                           [&](const Form &f) { return place[f.name].isPresent(); });

@@ -3,7 +3,7 @@
 
 #include <functional>
 
-class JsonPlace;
+class VOXJsonPlace;
 class VOXSimulation;
 struct Stage;
 
@@ -21,6 +21,6 @@ using Action = std::function<void(Stage &)>;
 ///     {"write": TEXT}, to the program's standard input
 ///
 /// A mistake is one of @p place. @p network is like the one that the action will find.
-Action actionAt(const JsonPlace &place, const VOXSimulation &network);
+Action actionAt(const VOXJsonPlace &place, const VOXSimulation &network);
 
 #endif

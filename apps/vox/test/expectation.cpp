@@ -2,7 +2,7 @@
 
 #include "devices/kvrmotordevice.h"
 #include "messages/voxfield.h"
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
 #include "vox/console.h"
 #include "vox/test/program.h"
@@ -59,7 +59,7 @@ QString keyOf(KVRMotor::State state)
 }
 
 /// Whether @p value is one that @p field may show. A mistake is one of @p place.
-void checkField(const JsonPlace &place, const VOXField &field)
+void checkField(const VOXJsonPlace &place, const VOXField &field)
 {
     const QJsonValue &value = place.value();
     if (field.none >= 0 && value.isNull())
@@ -83,7 +83,7 @@ void checkField(const JsonPlace &place, const VOXField &field)
 }
 }
 
-Expectation Expectation::expectAt(const JsonPlace &place, const VOXSimulation &network)
+Expectation Expectation::expectAt(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     Expectation expectation;
     if (place[NodeKey].isPresent())
@@ -100,7 +100,7 @@ Expectation Expectation::expectAt(const JsonPlace &place, const VOXSimulation &n
     return expectation;
 }
 
-Expectation Expectation::neverAt(const JsonPlace &place, const VOXSimulation &network)
+Expectation Expectation::neverAt(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     Expectation expectation = expectAt(place, network);
     if (!place[ForKey].isPresent())
@@ -112,21 +112,21 @@ Expectation Expectation::neverAt(const JsonPlace &place, const VOXSimulation &ne
     return expectation;
 }
 
-void Expectation::readTime(const JsonPlace &place)
+void Expectation::readTime(const VOXJsonPlace &place)
 {
     m_isWhole = place[ForKey].isPresent();
     if (m_isWhole && place[WithinKey].isPresent())
         place[WithinKey].fail(QStringLiteral("goes without \"for\""));
-    const JsonPlace time = place[m_isWhole ? ForKey : WithinKey];
+    const VOXJsonPlace time = place[m_isWhole ? ForKey : WithinKey];
     m_ms = time.isPresent() ? durationAt(time) : DefaultMs;
     m_words += QStringLiteral("%1 %2").arg(m_isWhole ? ForKey : WithinKey, durationText(m_ms));
 }
 
-void Expectation::readFrames(const JsonPlace &place)
+void Expectation::readFrames(const VOXJsonPlace &place)
 {
     if (!place.isObjectOf({CommandKey, FromKey, ToKey, GroupKey, FieldsKey, CountKey, WithinKey, ForKey}))
         return;
-    const JsonPlace command = place[CommandKey];
+    const VOXJsonPlace command = place[CommandKey];
     const unsigned char cmd = command.isPresent() ? commandAt(command) : 0;
     m_words += command.isPresent() ? command.text() : QStringLiteral("frame");
     if (command.isPresent())
@@ -157,7 +157,7 @@ void Expectation::readFrames(const JsonPlace &place)
     }
 }
 
-void Expectation::readFields(const JsonPlace &place, unsigned char command)
+void Expectation::readFields(const VOXJsonPlace &place, unsigned char command)
 {
     QStringList names;
     for (const VOXField &field : VOXField::of(command))
@@ -175,7 +175,7 @@ void Expectation::readFields(const JsonPlace &place, unsigned char command)
     m_frameChecks += [fields](const VOXMessage &frame) { return contains(VOXField::toJson(frame), fields); };
 }
 
-void Expectation::readNode(const JsonPlace &place, const VOXSimulation &network)
+void Expectation::readNode(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     if (!place.isObjectOf(
             {NodeKey, PercentKey, PositionKey, ToleranceKey, StateKey, SettingsKey, WithinKey, ForKey}))
@@ -183,7 +183,7 @@ void Expectation::readNode(const JsonPlace &place, const VOXSimulation &network)
     m_kind = Node;
     m_addr = nodeAt(place[NodeKey], network);
     m_words += QStringLiteral("%1 to be").arg(place[NodeKey].text());
-    const JsonPlace tolerance = place[ToleranceKey];
+    const VOXJsonPlace tolerance = place[ToleranceKey];
     const int most = tolerance.isPresent() ? tolerance.number(0, KVRMotorDevice::UnsetPosition) : 0;
     const auto motorOf = [addr = m_addr](const Stage &stage) {
         return stage.simulation.node<KVRMotorDevice>(addr);
@@ -212,7 +212,7 @@ void Expectation::readNode(const JsonPlace &place, const VOXSimulation &network)
         m_words += keyOf(state);
         m_nodeChecks += [=](const Stage &stage) { return motorOf(stage)->status().state == state; };
     }
-    const JsonPlace settings = place[SettingsKey];
+    const VOXJsonPlace settings = place[SettingsKey];
     if (settings.isPresent() && settings.isObjectOf(network.settings(m_addr).keys())) {
         m_settings = settings.value().toObject();
         m_words += compact(m_settings);
@@ -241,22 +241,26 @@ Expectation::Verdict Expectation::judge(const Stage &stage, Begin *begin) const
 
 Expectation::Verdict Expectation::judgeFrames(const Stage &stage, Begin *begin, bool isOver) const
 {
-    const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
-    int count = 0;
-    std::size_t behind = begin->frame;
-    for (std::size_t i = begin->frame; i < seen.size() && (m_isWhole || count < m_number); ++i) {
-        if (!matches(seen[i], *begin))
+    const WitnessBus &line = stage.line;
+    begin->next = std::max(begin->next, line.first());
+    while (begin->next < line.count()) {
+        if (!matches(line.at(begin->next++), *begin))
             continue;
-        ++count;
-        behind = i + 1;
-    }
-    if (m_isWhole && count > m_number)
-        return Failed;
-    if (count == m_number && (isOver || !m_isWhole)) {
-        begin->frame = behind;
+        // What has been met is not met again by the next step.
+        begin->behind = begin->next;
+        if (++begin->count < m_number || m_isWhole)
+            continue;
+        begin->frame = begin->behind;
         return Met;
     }
-    return isOver ? Failed : Open;
+    if (m_isWhole && begin->count > m_number)
+        return Failed;
+    if (!isOver)
+        return Open;
+    if (!m_isWhole || begin->count != m_number)
+        return Failed;
+    begin->frame = std::max(begin->frame, begin->behind);
+    return Met;
 }
 
 bool Expectation::matches(const WitnessBus::Sight &sight, const Begin &begin) const
@@ -280,12 +284,10 @@ QString Expectation::complaint(const Stage &stage, const Begin &begin) const
         return QStringLiteral("%1; it %2").arg(text, stage.program.fate());
     if (m_kind == Node)
         return QStringLiteral("%1; it is %2").arg(text, nodeText(stage));
-    const std::vector<WitnessBus::Sight> &seen = stage.line.seen();
-    const auto count = std::count_if(seen.begin() + static_cast<std::ptrdiff_t>(begin.frame), seen.end(),
-                                     [&](const auto &sight) { return matches(sight, begin); });
     return QStringLiteral("%1; it %2")
         .arg(text,
-             count == 0 ? QStringLiteral("never came") : QStringLiteral("came ") + counted(count, "time"));
+             begin.count == 0 ? QStringLiteral("never came")
+                              : QStringLiteral("came ") + counted(begin.count, "time"));
 }
 
 /// How the node is, as far as it was asked for.

@@ -9,7 +9,7 @@
 
 #include <functional>
 
-class JsonPlace;
+class VOXJsonPlace;
 class VOXSimulation;
 struct Stage;
 
@@ -24,6 +24,13 @@ public:
         qint64 ms = 0;
         /// Frames before this one are past.
         std::size_t frame = 0;
+        ///@{
+        /// How far it has looked, how many of the frames up to there count, and what is behind the last one
+        /// of these.
+        std::size_t next = 0;
+        int count = 0;
+        std::size_t behind = 0;
+        ///@}
     };
 
     /// Reads the "expect" of a step, one of
@@ -35,9 +42,9 @@ public:
     ///
     /// each with "within": TIME, or, but for the last, with "for": TIME, and then all of that time counts. A
     /// mistake is one of @p place.
-    static Expectation expectAt(const JsonPlace &place, const VOXSimulation &network);
+    static Expectation expectAt(const VOXJsonPlace &place, const VOXSimulation &network);
     /// Reads the "never" of a step: the first two, with "for".
-    static Expectation neverAt(const JsonPlace &place, const VOXSimulation &network);
+    static Expectation neverAt(const VOXJsonPlace &place, const VOXSimulation &network);
 
     /// How it stands at the moment. When it is met, @p begin is moved behind what has met it.
     Verdict judge(const Stage &stage, Begin *begin) const;
@@ -49,10 +56,10 @@ public:
 private:
     enum Kind { Frames, Node, Exit };
 
-    void readTime(const JsonPlace &place);
-    void readFrames(const JsonPlace &place);
-    void readFields(const JsonPlace &place, unsigned char command);
-    void readNode(const JsonPlace &place, const VOXSimulation &network);
+    void readTime(const VOXJsonPlace &place);
+    void readFrames(const VOXJsonPlace &place);
+    void readFields(const VOXJsonPlace &place, unsigned char command);
+    void readNode(const VOXJsonPlace &place, const VOXSimulation &network);
     Verdict judgeFrames(const Stage &stage, Begin *begin, bool isOver) const;
     bool matches(const WitnessBus::Sight &sight, const Begin &begin) const;
     bool isNodeRight(const Stage &stage) const;

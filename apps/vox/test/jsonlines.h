@@ -5,7 +5,7 @@
 #include <QHash>
 #include <QString>
 
-/// Tells in which line of a JSON text a place stands, by the path that JsonPlace gives it.
+/// Tells in which line of a JSON text a place stands, by the path that VOXJsonPlace gives it.
 class JsonLines
 {
 public:

@@ -1,6 +1,6 @@
 #include "vox/test/scenario.h"
 
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
 #include "transport/voxbusurl.h"
 #include "vox/test/jsonlines.h"
@@ -31,12 +31,12 @@ const QString DoKey = QStringLiteral("do");
 const QString ExpectKey = QStringLiteral("expect");
 const QString NeverKey = QStringLiteral("never");
 
-Scenario::Step stepAt(const JsonPlace &place, const VOXSimulation &simulation)
+Scenario::Step stepAt(const VOXJsonPlace &place, const VOXSimulation &simulation)
 {
     Scenario::Step step;
     int verbs = 0;
     for (const QString &verb : {DoKey, ExpectKey, NeverKey}) {
-        const JsonPlace what = place[verb];
+        const VOXJsonPlace what = place[verb];
         if (!what.isPresent())
             continue;
         ++verbs;
@@ -90,7 +90,7 @@ bool Scenario::read(const QString &fileName, Scenario *scenario, QString *proble
         return false;
     scenario->fileName = fileName;
     scenario->folder = QFileInfo(fileName).absolutePath();
-    const JsonPlace root(object, QString(), problem);
+    const VOXJsonPlace root(object, QString(), problem);
     root.isObjectOf({NetworkKey, BusKey, LineKey, SpeedKey, SeedKey, RunKey, TimeoutKey, StepsKey});
     scenario->readSetUp(root);
     VOXSimulation simulation;
@@ -111,7 +111,7 @@ bool Scenario::read(const QString &fileName, Scenario *scenario, QString *proble
     return false;
 }
 
-void Scenario::readSetUp(const JsonPlace &root)
+void Scenario::readSetUp(const VOXJsonPlace &root)
 {
     if (root[NetworkKey].value().isObject())
         network = root[NetworkKey].value().toObject();
@@ -143,7 +143,7 @@ void Scenario::readSetUp(const JsonPlace &root)
         root[RunKey].fail(QStringLiteral("is to name a program"));
 }
 
-void Scenario::readSteps(const JsonPlace &place, const VOXSimulation &simulation)
+void Scenario::readSteps(const VOXJsonPlace &place, const VOXSimulation &simulation)
 {
     const int count = place.size(MaxSteps);
     for (int i = 0; i < count && place.ok(); ++i)

@@ -10,7 +10,7 @@
 #include <optional>
 #include <vector>
 
-class JsonPlace;
+class VOXJsonPlace;
 class VOXSimulation;
 
 /// A test of a program that talks to a network: the network, the program, and what happens, step by step.
@@ -58,8 +58,8 @@ struct Scenario
     std::vector<Step> steps;
 
 private:
-    void readSetUp(const JsonPlace &root);
-    void readSteps(const JsonPlace &place, const VOXSimulation &simulation);
+    void readSetUp(const VOXJsonPlace &root);
+    void readSteps(const VOXJsonPlace &place, const VOXSimulation &simulation);
 };
 
 #endif

@@ -2,7 +2,7 @@
 
 #include "devices/kvrmotordevice.h"
 #include "messages/hrmv2.h"
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
 
 #include <QRegularExpression>
@@ -14,7 +14,7 @@ constexpr int MsPerSecond = 1000;
 constexpr int MaxMs = 3600 * MsPerSecond;
 }
 
-int durationAt(const JsonPlace &place)
+int durationAt(const VOXJsonPlace &place)
 {
     static const QRegularExpression form(QStringLiteral("^(\\d{1,7}(?:\\.\\d+)?)(ms|s)$"));
     const QRegularExpressionMatch match = form.match(place.value().toString());
@@ -33,7 +33,7 @@ QString durationText(int ms)
                                            : QStringLiteral("%1 ms").arg(ms);
 }
 
-unsigned char commandAt(const JsonPlace &place)
+unsigned char commandAt(const VOXJsonPlace &place)
 {
     const QString name = place.text();
     for (int cmd = 0; cmd <= 0xff; ++cmd) {
@@ -45,7 +45,7 @@ unsigned char commandAt(const JsonPlace &place)
     return 0;
 }
 
-unsigned int nodeAt(const JsonPlace &place, const VOXSimulation &network)
+unsigned int nodeAt(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     const unsigned int addr = place.address();
     if (place.ok() && !network.node(addr))
@@ -53,7 +53,7 @@ unsigned int nodeAt(const JsonPlace &place, const VOXSimulation &network)
     return addr;
 }
 
-KVRMotorDevice *motorAt(const JsonPlace &place, const VOXSimulation &network)
+KVRMotorDevice *motorAt(const VOXJsonPlace &place, const VOXSimulation &network)
 {
     auto *motor = qobject_cast<KVRMotorDevice *>(network.node(nodeAt(place, network)));
     if (!motor)
@@ -61,7 +61,7 @@ KVRMotorDevice *motorAt(const JsonPlace &place, const VOXSimulation &network)
     return motor;
 }
 
-int wordAt(const JsonPlace &place, const QStringList &words)
+int wordAt(const VOXJsonPlace &place, const QStringList &words)
 {
     const int index = static_cast<int>(words.indexOf(place.value().toString()));
     if (index < 0)

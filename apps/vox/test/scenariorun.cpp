@@ -67,14 +67,12 @@ ScenarioResult ScenarioRun::run()
     if (!m_program.end() && m_failure.isEmpty())
         fail(QStringLiteral("%1: the program did not end when it was asked to (SIGTERM), and was killed")
                  .arg(m_scenario.fileName));
-    ScenarioResult result{m_scenario.fileName,
-                          m_failure,
-                          static_cast<double>(clock.elapsed()) / MsPerSecond,
-                          m_program.output(),
-                          {}};
-    if (m_line) {
-        for (const WitnessBus::Sight &sight : m_line->seen())
-            result.items.push_back(sight.item);
+    ScenarioResult result{m_scenario.fileName, m_failure, static_cast<double>(clock.elapsed()) / MsPerSecond,
+                          m_program.output(),  {},        0};
+    if (m_line && !result.isMet()) {
+        result.forgotten = m_line->first();
+        for (std::size_t i = m_line->first(); i < m_line->count(); ++i)
+            result.items.push_back(m_line->at(i).item);
     }
     return result;
 }
@@ -128,13 +126,15 @@ bool ScenarioRun::take(const Scenario::Step &step)
         const qint64 dueMs = m_begin.ms + step.atMs;
         if (!wait([&] { return m_line->nowMs() >= dueMs; }))
             return false;
-        m_begin.frame = m_line->seen().size();
+        m_begin.frame = m_line->count();
     }
     m_begin.ms = m_line->nowMs();
     if (step.action) {
-        m_begin.frame = m_line->seen().size();
+        m_begin.frame = m_line->count();
         step.action(stage);
     }
+    m_begin.next = m_begin.frame;
+    m_begin.count = 0;
     Expectation::Verdict verdict = Expectation::Met;
     if (step.expectation
         && !wait([&] { return (verdict = step.expectation->judge(stage, &m_begin)) != Expectation::Open; }))
@@ -193,11 +193,13 @@ bool ScenarioRun::fail(const QString &failure)
 /// The last frames, how the program is, and what it has printed last.
 QString ScenarioRun::evidence() const
 {
-    const std::vector<WitnessBus::Sight> &seen = m_line->seen();
     QStringList lines;
-    for (std::size_t i = seen.size() - std::min(seen.size(), ShownFrames); i < seen.size(); ++i)
-        lines += QStringLiteral("%1  %2").arg(seconds(seen[i].ms),
-                                              seen[i].item.toString().section(QStringLiteral("  "), 1));
+    const std::size_t count = m_line->count();
+    for (std::size_t i = count - std::min(count, ShownFrames); i < count; ++i) {
+        const WitnessBus::Sight &sight = m_line->at(i);
+        lines += QStringLiteral("%1  %2").arg(seconds(sight.ms),
+                                              sight.item.toString().section(QStringLiteral("  "), 1));
+    }
     if (lines.isEmpty())
         lines += QStringLiteral("no frame has come");
     lines += QStringLiteral("the program %1").arg(m_program.fate());

@@ -21,8 +21,9 @@ struct ScenarioResult
     double seconds = 0;
     /// What the program has printed.
     QByteArray output;
-    /// What went over the line.
+    /// What went over the line last, if it was not as expected; and how much more before that.
     std::vector<LineItem> items;
+    std::size_t forgotten = 0;
 };
 
 /// One run of a scenario, from the start of its program to the end of all that this has started.

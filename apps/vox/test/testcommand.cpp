@@ -14,6 +14,7 @@
 #include <QSet>
 
 #include <algorithm>
+#include <functional>
 #include <limits>
 
 namespace {
@@ -58,6 +59,12 @@ bool keep(const ScenarioResult &result, const QString &name, QString *problem)
                                        [&](const LineItem &item) { return capture.write(item); })
         && output.open(QIODevice::WriteOnly) && output.write(result.output) == result.output.size()
         && output.flush();
+    if (isWritten && result.forgotten > 0)
+        printError(QStringLiteral("test"),
+                   QStringLiteral("%1.pcap has the last %2 frames; there were %3 before them")
+                       .arg(name)
+                       .arg(result.items.size())
+                       .arg(result.forgotten));
     if (!isWritten)
         *problem = QStringLiteral("cannot write %1.pcap and %1.txt").arg(name);
     return isWritten;
@@ -73,8 +80,10 @@ bool readAll(const QStringList &names, std::vector<Scenario> *scenarios, QString
     return true;
 }
 
-/// Runs @p scenarios one after the other, until the user interrupts.
-std::vector<ScenarioResult> runAll(const std::vector<Scenario> &scenarios, bool isJson)
+/// Runs @p scenarios one after the other, until the user interrupts. Hands each result to @p take, which may
+/// change it.
+std::vector<ScenarioResult> runAll(const std::vector<Scenario> &scenarios,
+                                   const std::function<void(ScenarioResult *)> &take)
 {
     const SignalWatcher signalWatcher;
     bool isInterrupted = false;
@@ -84,17 +93,9 @@ std::vector<ScenarioResult> runAll(const std::vector<Scenario> &scenarios, bool 
         if (isInterrupted)
             break;
         results.push_back(ScenarioRun(scenario, [&] { return isInterrupted; }).run());
-        print(results.back(), isJson);
+        take(&results.back());
     }
     return results;
-}
-
-bool keepFailed(const std::vector<ScenarioResult> &results, const QString &folder, QString *problem)
-{
-    QSet<QString> given;
-    return std::all_of(results.begin(), results.end(), [&](const ScenarioResult &result) {
-        return result.isMet() || keep(result, nameFor(result, folder, &given), problem);
-    });
 }
 }
 
@@ -117,8 +118,8 @@ int runTest(const QStringList &arguments)
     const QCommandLineOption keeping(
         QStringLiteral("keep"),
         QStringLiteral(
-            "Keeps a capture of the line, and what the program printed, of each scenario that fails, "
-            "in this folder."),
+            "Keeps a capture of the line, its last 100000 frames, and what the program printed, of each "
+            "scenario that fails, in this folder."),
         QStringLiteral("DIR"));
     line.addOptions({junit, keeping});
     if (!line.parse(arguments, 1, std::numeric_limits<int>::max()))
@@ -135,15 +136,23 @@ int runTest(const QStringList &arguments)
         return line.fail(QStringLiteral("cannot make the folder %1").arg(folder));
 
     outliveReader();
-    const std::vector<ScenarioResult> results = runAll(scenarios, line.isJson());
+    QSet<QString> given;
+    const std::vector<ScenarioResult> results = runAll(scenarios, [&](ScenarioResult *result) {
+        print(*result, line.isJson());
+        QString mistake;
+        if (!folder.isEmpty() && !result->isMet()
+            && !keep(*result, nameFor(*result, folder, &given), &mistake))
+            problem = mistake;
+        // Many scenarios would be many frames.
+        result->items = {};
+    });
     const auto failures = std::count_if(results.begin(), results.end(),
                                         [](const ScenarioResult &result) { return !result.isMet(); });
     if (!line.isJson() && scenarios.size() > 1)
         printLine(QStringLiteral("%1 of %2 as expected")
                       .arg(results.size() - static_cast<std::size_t>(failures))
                       .arg(counted(qint64(scenarios.size()), "scenario")));
-    if ((!folder.isEmpty() && !keepFailed(results, folder, &problem))
-        || (line.parser().isSet(junit) && !report.write(results, &problem))) {
+    if (!problem.isEmpty() || (line.parser().isSet(junit) && !report.write(results, &problem))) {
         printError(QStringLiteral("test"), problem);
         return Failure;
     }

@@ -45,4 +45,8 @@ int WitnessBus::writeLine(const QByteArray &bytes)
 void WitnessBus::note(const QByteArray &bytes)
 {
     m_seen.push_back({nowMs(), LineItem::of(bytes, LineTap::nowNs())});
+    if (m_seen.size() > MostKept) {
+        m_seen.pop_front();
+        ++m_forgotten;
+    }
 }

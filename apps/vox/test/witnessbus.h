@@ -6,7 +6,7 @@
 
 #include <QElapsedTimer>
 
-#include <vector>
+#include <deque>
 
 /// Stands between a line and emulated nodes, keeps what goes either way, and can cut the line between them.
 class WitnessBus : public VOXBus
@@ -21,6 +21,9 @@ public:
         LineItem item;
     };
 
+    /// Some 30 MB.
+    static constexpr std::size_t MostKept = 100000;
+
     /// @p line must outlive it.
     explicit WitnessBus(VOXBus &line);
     ~WitnessBus() override;
@@ -28,8 +31,13 @@ public:
     /// Time 0 is now.
     void start() { m_clock.start(); }
     qint64 nowMs() const { return m_clock.elapsed(); }
-    /// Frames of hosts as they arrive, also while the line is cut, and what nodes put on the line.
-    const std::vector<Sight> &seen() const { return m_seen; }
+    /// How much has been seen: frames of hosts as they arrive, also while the line is cut, and what nodes put
+    /// on the line. They are numbered from 0.
+    std::size_t count() const { return m_forgotten + m_seen.size(); }
+    /// The number of the oldest that is kept: only the last MostKept are.
+    std::size_t first() const { return m_forgotten; }
+    /// One that is kept.
+    const Sight &at(std::size_t number) const { return m_seen[number - m_forgotten]; }
 
     /// While the line is cut, nodes and hosts do not hear each other.
     void setCut(bool isCut) { m_isCut = isCut; }
@@ -51,7 +59,8 @@ private:
     VOXBus &m_line;
     bool m_isCut = false;
     QElapsedTimer m_clock;
-    std::vector<Sight> m_seen;
+    std::deque<Sight> m_seen;
+    std::size_t m_forgotten = 0;
 };
 
 #endif

@@ -1,37 +1,62 @@
-#include "simulation/jsonplace_p.h"
+#include "simulation/voxjsonplace_p.h"
 
 #include "messages/vox.h"
 
+#include <QFile>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cmath>
 
-JsonPlace::JsonPlace(const QJsonValue &value, const QString &path, QString *problem)
+bool VOXJsonPlace::readFile(const QString &name, QJsonObject *object, QString *problem)
+{
+    QFile file(name);
+    if (!file.open(QIODevice::ReadOnly)) {
+        *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+        return false;
+    }
+    const QByteArray text = file.readAll();
+    QJsonParseError error;
+    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
+    *object = document.object();
+    if (document.isObject())
+        return true;
+    const QString mistake = error.error == QJsonParseError::NoError
+        ? QStringLiteral("is to hold a JSON object")
+        : QStringLiteral("%1 in line %2")
+              .arg(error.errorString())
+              .arg(text.left(error.offset).count('\n') + 1);
+    *problem = QStringLiteral("%1: %2").arg(name, mistake);
+    return false;
+}
+
+VOXJsonPlace::VOXJsonPlace(const QJsonValue &value, const QString &path, QString *problem)
     : m_value(value)
     , m_path(path)
     , m_problem(problem)
 {
 }
 
-void JsonPlace::fail(const QString &mistake) const
+void VOXJsonPlace::fail(const QString &mistake) const
 {
     if (m_problem->isEmpty())
         *m_problem = m_path.isEmpty() ? mistake : QStringLiteral("%1: %2").arg(m_path, mistake);
 }
 
-JsonPlace JsonPlace::operator[](const QString &key) const
+VOXJsonPlace VOXJsonPlace::operator[](const QString &key) const
 {
     const QString path = m_path.isEmpty() ? key : QStringLiteral("%1.%2").arg(m_path, key);
-    return JsonPlace(m_value.toObject().value(key), path, m_problem);
+    return VOXJsonPlace(m_value.toObject().value(key), path, m_problem);
 }
 
-JsonPlace JsonPlace::at(int index) const
+VOXJsonPlace VOXJsonPlace::at(int index) const
 {
-    return JsonPlace(m_value.toArray().at(index), QStringLiteral("%1[%2]").arg(m_path).arg(index), m_problem);
+    return VOXJsonPlace(m_value.toArray().at(index), QStringLiteral("%1[%2]").arg(m_path).arg(index),
+                        m_problem);
 }
 
-int JsonPlace::size(int most) const
+int VOXJsonPlace::size(int most) const
 {
     if (!m_value.isArray()) {
         fail(QStringLiteral("is to be an array"));
@@ -44,14 +69,14 @@ int JsonPlace::size(int most) const
     return 0;
 }
 
-QStringList JsonPlace::keys() const
+QStringList VOXJsonPlace::keys() const
 {
     if (!m_value.isObject())
         fail(QStringLiteral("is to be an object"));
     return m_value.toObject().keys();
 }
 
-bool JsonPlace::isObjectOf(const QStringList &keys) const
+bool VOXJsonPlace::isObjectOf(const QStringList &keys) const
 {
     const QStringList present = this->keys();
     if (!m_value.isObject())
@@ -65,7 +90,7 @@ bool JsonPlace::isObjectOf(const QStringList &keys) const
     return true;
 }
 
-int JsonPlace::number(int least, int most) const
+int VOXJsonPlace::number(int least, int most) const
 {
     const double value = m_value.toDouble(std::nan(""));
     if (value >= least && value <= most && value == std::floor(value))
@@ -74,21 +99,21 @@ int JsonPlace::number(int least, int most) const
     return least;
 }
 
-bool JsonPlace::flag() const
+bool VOXJsonPlace::flag() const
 {
     if (!m_value.isBool())
         fail(QStringLiteral("is to be true or false"));
     return m_value.toBool();
 }
 
-QString JsonPlace::text() const
+QString VOXJsonPlace::text() const
 {
     if (!m_value.isString())
         fail(QStringLiteral("is to be a text"));
     return m_value.toString();
 }
 
-QByteArray JsonPlace::latin1(int most) const
+QByteArray VOXJsonPlace::latin1(int most) const
 {
     const QString characters = text();
     QByteArray bytes = characters.toLatin1();
@@ -99,7 +124,7 @@ QByteArray JsonPlace::latin1(int most) const
     return bytes;
 }
 
-unsigned int JsonPlace::address() const
+unsigned int VOXJsonPlace::address() const
 {
     unsigned int addr = 0;
     if (!VOX::readAddr(m_value.toString(), &addr))
@@ -107,7 +132,7 @@ unsigned int JsonPlace::address() const
     return addr;
 }
 
-int JsonPlace::keyOf(const QMetaEnum &keys) const
+int VOXJsonPlace::keyOf(const QMetaEnum &keys) const
 {
     bool isKey = false;
     const int value = keys.keyToValue(m_value.toString().toLatin1(), &isKey);

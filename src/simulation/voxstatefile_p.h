@@ -1,5 +1,5 @@
-#ifndef VOX_SIMULATION_STATEFILE_P_H
-#define VOX_SIMULATION_STATEFILE_P_H
+#ifndef VOX_SIMULATION_VOXSTATEFILE_P_H
+#define VOX_SIMULATION_VOXSTATEFILE_P_H
 
 #include <vox/simulation/voxsimulation.h>
 
@@ -10,13 +10,13 @@
 /// one run to the next.
 ///
 /// It holds one JSON object with a line for each node, and is saved as a whole or not at all.
-class VOX_SIMULATION_EXPORT StateFile : public QObject
+class VOX_SIMULATION_EXPORT VOXStateFile : public QObject
 {
     Q_OBJECT
 
 public:
     /// @p simulation must outlive it.
-    StateFile(const QString &name, VOXSimulation &simulation);
+    VOXStateFile(const QString &name, VOXSimulation &simulation);
 
     enum Result {
         /// The state is in the nodes. Also the result if there is no file yet.

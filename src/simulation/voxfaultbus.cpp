@@ -1,4 +1,4 @@
-#include "simulation/faultbus_p.h"
+#include "simulation/voxfaultbus_p.h"
 
 #include "framework/simplebusdispatcher.h"
 
@@ -28,31 +28,31 @@ public:
 };
 }
 
-FaultBus::FaultBus(VOXBus &line, FaultRules &rules)
+VOXFaultBus::VOXFaultBus(VOXBus &line, VOXFaultRules &rules)
     : VOXBus(*new SimpleBusDispatcher(*this, nullptr), nullptr)
     , m_line(&line)
     , m_rules(rules)
 {
     dispatcher().setParent(this);
     dispatcher().init();
-    connect(&line.dispatcher(), &BusDispatcher::unhandled, this, &FaultBus::handleRequest);
+    connect(&line.dispatcher(), &BusDispatcher::unhandled, this, &VOXFaultBus::handleRequest);
 }
 
-FaultBus::~FaultBus()
+VOXFaultBus::~VOXFaultBus()
 {
     shutDown();
 }
 
-void FaultBus::setPace(const LinePace &pace)
+void VOXFaultBus::setPace(const LinePace &pace)
 {
     m_time.reset(pace.bitsPerSecond > 0 ? new SharedLine(pace, m_rules.seed()) : nullptr);
     if (!m_time)
         return;
-    connect(m_time.get(), &SharedLine::requestPassed, this, &FaultBus::bringToNodes);
-    connect(m_time.get(), &SharedLine::bytesPassed, this, &FaultBus::writeOut);
+    connect(m_time.get(), &SharedLine::requestPassed, this, &VOXFaultBus::bringToNodes);
+    connect(m_time.get(), &SharedLine::bytesPassed, this, &VOXFaultBus::writeOut);
 }
 
-void FaultBus::handleRequest(const BusMessage &request)
+void VOXFaultBus::handleRequest(const BusMessage &request)
 {
     if (m_time)
         m_time->addRequest(request);
@@ -60,7 +60,7 @@ void FaultBus::handleRequest(const BusMessage &request)
         bringToNodes(request);
 }
 
-void FaultBus::bringToNodes(const BusMessage &request)
+void VOXFaultBus::bringToNodes(const BusMessage &request)
 {
     // The command is only kept to tell which one an answer is for: a frame for a group counts as one for all
     // nodes.
@@ -71,7 +71,7 @@ void FaultBus::bringToNodes(const BusMessage &request)
     dispatcher().dispatch(request.data());
 }
 
-int FaultBus::write(const QByteArray &frame)
+int VOXFaultBus::write(const QByteArray &frame)
 {
     const VOXMessage answer{BusMessage(frame)};
     const VOX::Addr node = answer.srcAddr(false);
@@ -88,7 +88,7 @@ int FaultBus::write(const QByteArray &frame)
     return 0;
 }
 
-void FaultBus::say(VOX::Addr node, const QByteArray &bytes)
+void VOXFaultBus::say(VOX::Addr node, const QByteArray &bytes)
 {
     if (m_time)
         m_time->addAnswer(node, bytes);
@@ -96,7 +96,7 @@ void FaultBus::say(VOX::Addr node, const QByteArray &bytes)
         m_line->dispatcher().reply(LineMessage(bytes));
 }
 
-void FaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
+void VOXFaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
 {
     if (m_time) {
         m_time->addUnasked(node, bytes);
@@ -107,7 +107,7 @@ void FaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
         say(node, bytes);
 }
 
-void FaultBus::writeOut(const QByteArray &bytes)
+void VOXFaultBus::writeOut(const QByteArray &bytes)
 {
     if (m_line)
         m_line->writeLine(bytes);

@@ -1,4 +1,4 @@
-#include "simulation/faultrules_p.h"
+#include "simulation/voxfaultrules_p.h"
 
 #include "messages/kvr.h"
 #include "transport/voxframecutter.h"
@@ -20,7 +20,7 @@ QByteArray lineForm(const VOXMessage &frame)
 }
 }
 
-QVector<VOXFault> FaultRules::faults() const
+QVector<VOXFault> VOXFaultRules::faults() const
 {
     QVector<VOXFault> faults;
     for (const FaultRule &rule : m_rules)
@@ -28,14 +28,14 @@ QVector<VOXFault> FaultRules::faults() const
     return faults;
 }
 
-void FaultRules::setFaults(const QVector<VOXFault> &faults)
+void VOXFaultRules::setFaults(const QVector<VOXFault> &faults)
 {
     m_rules.clear();
     for (const VOXFault &fault : faults)
         add(fault);
 }
 
-bool FaultRules::happens(VOXFault &fault)
+bool VOXFaultRules::happens(VOXFault &fault)
 {
     if (fault.happened == fault.count || std::uniform_real_distribution<>()(m_random) >= fault.probability)
         return false;
@@ -43,7 +43,7 @@ bool FaultRules::happens(VOXFault &fault)
     return true;
 }
 
-QByteArray FaultRules::noise(int count)
+QByteArray VOXFaultRules::noise(int count)
 {
     QByteArray bytes(count, '\0');
     for (char &byte : bytes)
@@ -51,13 +51,13 @@ QByteArray FaultRules::noise(int count)
     return bytes;
 }
 
-QByteArray FaultRules::gibberish(const VOXMessage &frame)
+QByteArray VOXFaultRules::gibberish(const VOXMessage &frame)
 {
     constexpr int AllLengths = VOXMessage::MaxLength;
     return m_random() % 2 == 0 ? lineForm(frame) : noise(1 + static_cast<int>(m_random() % AllLengths));
 }
 
-FaultyAnswer FaultRules::applyTo(const VOXMessage &answer, unsigned char requestCmd)
+FaultyAnswer VOXFaultRules::applyTo(const VOXMessage &answer, unsigned char requestCmd)
 {
     // Faults in what the frame says come first, then those that the line makes.
     constexpr int DataOffset = VOXMessage::HeaderLength;

@@ -1,8 +1,8 @@
-#ifndef VOX_SIMULATION_FAULTBUS_P_H
-#define VOX_SIMULATION_FAULTBUS_P_H
+#ifndef VOX_SIMULATION_VOXFAULTBUS_P_H
+#define VOX_SIMULATION_VOXFAULTBUS_P_H
 
-#include "simulation/faultrules_p.h"
 #include "simulation/sharedline_p.h"
+#include "simulation/voxfaultrules_p.h"
 
 #include <vox/transport/voxbus.h>
 
@@ -12,14 +12,14 @@
 
 /// Stands between emulated nodes and the line. It brings frames from the line to the nodes, and puts their
 /// answers on the line with the faults that the rules want.
-class VOX_SIMULATION_EXPORT FaultBus : public VOXBus
+class VOX_SIMULATION_EXPORT VOXFaultBus : public VOXBus
 {
     Q_OBJECT
 
 public:
     /// @p rules must outlive it. Without @p line, which stays the caller's, it is closed.
-    FaultBus(VOXBus &line, FaultRules &rules);
-    ~FaultBus() override;
+    VOXFaultBus(VOXBus &line, VOXFaultRules &rules);
+    ~VOXFaultBus() override;
 
     /// Lets requests and answers take their time from now on, or none if the pace is that of no line. Drops
     /// what is on its way.
@@ -47,7 +47,7 @@ private:
     void writeOut(const QByteArray &bytes);
 
     const QPointer<VOXBus> m_line;
-    FaultRules &m_rules;
+    VOXFaultRules &m_rules;
     /// Null if nothing takes time.
     std::unique_ptr<SharedLine> m_time;
     /// The last command to each node, by its address. The last one to all nodes is at the broadcast address.

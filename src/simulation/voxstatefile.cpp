@@ -1,6 +1,6 @@
-#include "simulation/statefile_p.h"
+#include "simulation/voxstatefile_p.h"
 
-#include "simulation/networkfile_p.h"
+#include "simulation/voxjsonplace_p.h"
 
 #include <QFileInfo>
 #include <QJsonArray>
@@ -42,13 +42,13 @@ bool writeEntries(const QString &name, const QMap<QString, QByteArray> &entries,
 }
 }
 
-StateFile::StateFile(const QString &name, VOXSimulation &simulation)
+VOXStateFile::VOXStateFile(const QString &name, VOXSimulation &simulation)
     : m_name(name)
     , m_simulation(simulation)
 {
 }
 
-StateFile::Result StateFile::load(QString *problem)
+VOXStateFile::Result VOXStateFile::load(QString *problem)
 {
     const QFileInfo file(m_name);
     if (!file.exists())
@@ -58,7 +58,7 @@ StateFile::Result StateFile::load(QString *problem)
         return Unusable;
     }
     QJsonObject state;
-    if (!readJsonFile(m_name, &state, problem))
+    if (!VOXJsonPlace::readFile(m_name, &state, problem))
         return Damaged;
     // Without its entries first, which may be damaged one by one.
     const QJsonObject nodes = state.value(NodesKey).toObject();
@@ -83,7 +83,7 @@ StateFile::Result StateFile::load(QString *problem)
     return mistakes.isEmpty() ? Taken : Damaged;
 }
 
-bool StateFile::hasNode(const QString &addr, const QJsonObject &entry)
+bool VOXStateFile::hasNode(const QString &addr, const QJsonObject &entry)
 {
     VOX::Addr number = 0;
     VOX::readAddr(addr, &number);
@@ -95,7 +95,7 @@ bool StateFile::hasNode(const QString &addr, const QJsonObject &entry)
     return !model.isEmpty();
 }
 
-QString StateFile::setAside()
+QString VOXStateFile::setAside()
 {
     QString other = m_name + QStringLiteral(".damaged");
     for (int i = 2; QFile::exists(other); ++i)
@@ -109,7 +109,7 @@ QString StateFile::setAside()
     return writeEntries(other, entries, &problem) ? other : QString();
 }
 
-bool StateFile::save(QString *problem)
+bool VOXStateFile::save(QString *problem)
 {
     m_timer.stop();
     const QVector<VOX::Addr> nodes = m_simulation.addresses();
@@ -118,14 +118,14 @@ bool StateFile::save(QString *problem)
     return writeEntries(m_name, m_entries, problem);
 }
 
-void StateFile::noteChange(VOX::Addr node)
+void VOXStateFile::noteChange(VOX::Addr node)
 {
     update(node);
     if (!m_timer.isActive())
         m_timer.start(SaveDelayMs, this);
 }
 
-void StateFile::timerEvent(QTimerEvent *event)
+void VOXStateFile::timerEvent(QTimerEvent *event)
 {
     if (event->timerId() != m_timer.timerId()) {
         QObject::timerEvent(event);
@@ -137,7 +137,7 @@ void StateFile::timerEvent(QTimerEvent *event)
         Q_EMIT warning(problem);
 }
 
-void StateFile::update(VOX::Addr node)
+void VOXStateFile::update(VOX::Addr node)
 {
     QJsonObject entry = m_simulation.settings(node);
     entry.insert(ModelKey, m_simulation.model(node));

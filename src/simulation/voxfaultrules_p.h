@@ -1,5 +1,5 @@
-#ifndef VOX_SIMULATION_FAULTRULES_P_H
-#define VOX_SIMULATION_FAULTRULES_P_H
+#ifndef VOX_SIMULATION_VOXFAULTRULES_P_H
+#define VOX_SIMULATION_VOXFAULTRULES_P_H
 
 #include <vox/messages/voxmessage.h>
 #include <vox/simulation/voxfault.h>
@@ -38,10 +38,10 @@ struct FaultyAnswer
 };
 
 /// The faults in force, and the random numbers. The same seed makes the same faults again.
-class VOX_SIMULATION_EXPORT FaultRules
+class VOX_SIMULATION_EXPORT VOXFaultRules
 {
 public:
-    explicit FaultRules(quint32 seed = 0)
+    explicit VOXFaultRules(quint32 seed = 0)
         : m_seed(seed)
         , m_random(seed)
     {

@@ -1,5 +1,5 @@
-#ifndef VOX_SIMULATION_JSONPLACE_P_H
-#define VOX_SIMULATION_JSONPLACE_P_H
+#ifndef VOX_SIMULATION_VOXJSONPLACE_P_H
+#define VOX_SIMULATION_VOXJSONPLACE_P_H
 
 #include <vox/simulation/simulation_export.h>
 
@@ -14,11 +14,15 @@
 ///
 /// A value that does not fit reads as a default, and the first mistake is kept in @p problem with its path. A
 /// reader can thus read on, and look at ok() at the end.
-class VOX_SIMULATION_EXPORT JsonPlace
+class VOX_SIMULATION_EXPORT VOXJsonPlace
 {
 public:
+    /// Reads the file @p name, which holds one JSON object. False if that cannot be done; @p problem says
+    /// why, with the line of a mistake.
+    static bool readFile(const QString &name, QJsonObject *object, QString *problem);
+
     /// @p problem must outlive the place, and all that are made from it.
-    JsonPlace(const QJsonValue &value, const QString &path, QString *problem);
+    VOXJsonPlace(const QJsonValue &value, const QString &path, QString *problem);
 
     bool isPresent() const { return !m_value.isUndefined(); }
     bool isNull() const { return m_value.isNull(); }
@@ -28,11 +32,11 @@ public:
     const QJsonValue &value() const { return m_value; }
 
     /// A member of an object; not present if there is none.
-    JsonPlace operator[](const QString &key) const;
+    VOXJsonPlace operator[](const QString &key) const;
     /// The names of an object's members. If it is no object, that is a mistake.
     QStringList keys() const;
     /// An element of an array.
-    JsonPlace at(int index) const;
+    VOXJsonPlace at(int index) const;
     /// How many elements the array has. If it is no array, or has more than @p most, that is a mistake, and
     /// the result is 0.
     int size(int most) const;

@@ -1,0 +1,6 @@
+void keepTime();
+
+int main()
+{
+    keepTime();
+}

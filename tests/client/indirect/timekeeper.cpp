@@ -1,0 +1,6 @@
+#include <VOXVirtualTime>
+
+void keepTime()
+{
+    const VOXVirtualTime virtualTime;
+}
