@@ -254,11 +254,15 @@ void tst_KVRMotorDevice::inMotion()
     QVERIFY2(!local.motor.turnSwitch(1, KVRMotor::DIRECTION_UP), "there are no limits");
     local.motor.setLimits(0, 10000);
     local.motor.setNetworkLock(Lock(0, VOX::LOCKED, 0));
-    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_DOWN) && local.motor.targetPos() == 10000);
-    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_UP) && local.motor.targetPos() == 0);
+    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_DOWN));
+    QVERIFY(local.motor.targetPos() == 10000);
+    QVERIFY(local.motor.turnSwitch(1, KVRMotor::DIRECTION_UP));
+    QVERIFY(local.motor.targetPos() == 0);
     local.motor.setDCTLock(1, Lock(0, VOX::LOCKED, 0));
-    QVERIFY(!local.motor.turnSwitch(1, KVRMotor::DIRECTION_NONE) && local.motor.targetPos() == 0);
-    QVERIFY(local.motor.turnSwitch(2, KVRMotor::DIRECTION_NONE) && local.motor.targetPos() > 0);
+    QVERIFY(!local.motor.turnSwitch(1, KVRMotor::DIRECTION_NONE));
+    QVERIFY(local.motor.targetPos() == 0);
+    QVERIFY(local.motor.turnSwitch(2, KVRMotor::DIRECTION_NONE));
+    QVERIFY(local.motor.targetPos() > 0);
     QCOMPARE(local.statuses, (QByteArrayList{"3 0 1 1", "1 0 0 0", "1 1 0 0", "3 1 0 0"}));
 
     // The direction is told from where the move began.

@@ -380,7 +380,8 @@ void tst_VOXNetwork::listening()
     QVERIFY(runUntil([&] { return calls[1].isFinished(); }));
     VOXVirtualTime::settle();
     QCOMPARE(list(site.network->nodes().size(), site.motor(1)->label(), site.sent), list(1, "motor 1", 0));
-    QVERIFY(site.motor(1)->setLabel("x").isError() && site.noticed.value(0).startsWith("A second host"));
+    QVERIFY(site.motor(1)->setLabel("x").isError());
+    QVERIFY(site.noticed.value(0).startsWith("A second host"));
     // A node that speaks is asked, and stays.
     site.network->setSending(true);
     VOXVirtualTime::advance(20000);
@@ -388,7 +389,8 @@ void tst_VOXNetwork::listening()
     QVERIFY(runUntil([&] { return site.motor(2) != nullptr; }, 2000));
     site.line.setEcho(true);
     VOXVirtualTime::advance(120000);
-    QVERIFY(site.noticed.size() == 2 && site.noticed.at(1).contains("echo"));
+    QVERIFY(site.noticed.size() == 2);
+    QVERIFY(site.noticed.at(1).contains("echo"));
     site.device(1)->setSerialNumber("ANOTHER");
     site.motor(1)->refresh();
     VOXVirtualTime::advance(5000);
@@ -450,15 +452,19 @@ void tst_VOXNetwork::olderMotors()
     VOXNetworkMotor *const moving = site.network->motor(0x312);
     Heard move(moving->moveTo(50));
     Heard jog(moving->jog(KVRMotor::DIRECTION_UP, 50));
-    QVERIFY(move.wait() && jog.wait());
+    QVERIFY(move.wait());
+    QVERIFY(jog.wait());
     QCOMPARE(list(move.end, jog.end, moving->percent().has_value()),
              list(VOXMotion::Accepted, VOXMotion::Invalid, false));
     Heard stop(site.network->stopAll());
-    QVERIFY(stop.wait() && stop.sentence.contains("1 of 2"));
+    QVERIFY(stop.wait());
+    QVERIFY(stop.sentence.contains("1 of 2"));
     VOXVirtualTime::advance(600000);
     const int position = site.simulation.node<KVRMotorDevice>(0x312)->positionPulses();
-    QVERIFY(older->presence() == VOXNetworkNode::Up && moving->downLimit() == 5000 && position > 0
-            && position < 2500);
+    QVERIFY(older->presence() == VOXNetworkNode::Up);
+    QVERIFY(moving->downLimit() == 5000);
+    QVERIFY(position > 0);
+    QVERIFY(position < 2500);
 }
 
 void tst_VOXNetwork::plan()
@@ -467,9 +473,10 @@ void tst_VOXNetwork::plan()
     VOXPollPlan plan;
     QString problem;
     plan.positionMs = 999;
-    QVERIFY(!site.network->setPlan(plan, &problem) && problem.contains("positionMs is 999"));
-    QVERIFY(!site.network->setKnownNodes({QJsonObject{{"address", "000000"}}}, &problem)
-            && problem.startsWith("[0]: 000000"));
+    QVERIFY(!site.network->setPlan(plan, &problem));
+    QVERIFY(problem.contains("positionMs is 999"));
+    QVERIFY(!site.network->setKnownNodes({QJsonObject{{"address", "000000"}}}, &problem));
+    QVERIFY(problem.startsWith("[0]: 000000"));
     QCOMPARE(site.network->planStretch(), QString());
     plan.positionMs = 5000;
     QVERIFY(site.network->setPlan(plan));

@@ -128,7 +128,8 @@ void tst_HRMv2MotorProxy::motors()
     for (const auto &[node, operation, said, target] : steps) {
         proxy.setAddr(node->addr());
         const BusPendingCall call = operation(proxy);
-        QVERIFY(call.waitForFinished() && proxy.hasSent(call.reply()));
+        QVERIFY(call.waitForFinished());
+        QVERIFY(proxy.hasSent(call.reply()));
         QCOMPARE(list(text(call.reply()), current.targetPos()), list(hex(said), target));
     }
 }

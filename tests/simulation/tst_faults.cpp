@@ -43,7 +43,8 @@ void tst_Faults::onTheWire()
     QFETCH(QByteArrayList, expected);
     const QString words = QTest::currentDataTag();
     Site site(Site::Udp);
-    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    QVERIFY(site.simulation.add("NODE", 1));
+    QVERIFY(site.simulation.add("NODE", 2));
     QVERIFY(site.simulation.addFault(words));
     QCOMPARE(site.simulation.faults().at(0).toString(), QString(words).remove(" all"));
     site.play("0:1 0:2");
@@ -81,7 +82,8 @@ void tst_Faults::inTime()
     QFETCH(QByteArray, steps);
     QFETCH(QByteArray, line);
     Site site;
-    QVERIFY(site.simulation.add("NODE", 1) && site.simulation.add("NODE", 2));
+    QVERIFY(site.simulation.add("NODE", 1));
+    QVERIFY(site.simulation.add("NODE", 2));
     QVERIFY(line.isEmpty() || site.simulation.setLine(QString(line)));
     for (const QString &words : QString(QTest::currentDataTag()).split("; "))
         site.simulation.addFault(words);
@@ -97,15 +99,18 @@ void tst_Faults::oneSeedOneRun()
     QByteArrayList runs;
     for (const quint32 seed : {7u, 7u, 8u}) {
         Site site;
-        QVERIFY(site.simulation.add("NODE", 1) && site.simulation.addFault("drop 000001 probability 0.5"));
+        QVERIFY(site.simulation.add("NODE", 1));
+        QVERIFY(site.simulation.addFault("drop 000001 probability 0.5"));
         site.simulation.setSeed(seed);
         QByteArray counts;
         for (int i = 0; i < 40; ++i)
             counts += QByteArray::number(site.ask(1));
-        QVERIFY(counts.contains('0') && counts.contains('1'));
+        QVERIFY(counts.contains('0'));
+        QVERIFY(counts.contains('1'));
         runs += counts;
     }
-    QVERIFY(runs.at(0) == runs.at(1) && runs.at(0) != runs.at(2));
+    QVERIFY(runs.at(0) == runs.at(1));
+    QVERIFY(runs.at(0) != runs.at(2));
 }
 
 QTEST_GUILESS_MAIN(tst_Faults)

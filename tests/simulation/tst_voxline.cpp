@@ -134,7 +134,9 @@ void tst_VOXLine::oneSeedOneRun()
         VOXVirtualTime::advance(1);
         runs += std::exchange(stage.heard[1], "").remove(0, 1);
     }
-    QVERIFY(runs[0] == runs[1] && runs[1] != runs[2] && runs[2] == runs[3]);
+    QVERIFY(runs[0] == runs[1]);
+    QVERIFY(runs[1] != runs[2]);
+    QVERIFY(runs[2] == runs[3]);
 }
 
 void tst_VOXLine::anyoneMayGo()

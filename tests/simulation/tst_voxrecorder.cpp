@@ -64,7 +64,9 @@ struct Net
     {
         QSignalSpy finished(recorder, &VOXRecorder::finished);
         recorder->start(*host);
-        QVERIFY(finished.wait(600000) && !recorder->isRunning() && recorder->remainingTime() == 0);
+        QVERIFY(finished.wait(600000));
+        QVERIFY(!recorder->isRunning());
+        QVERIFY(recorder->remainingTime() == 0);
     }
 
     VOXLine line{0};
@@ -142,7 +144,8 @@ void tst_VOXRecorder::gapsAreNamed()
                   recorder.refused(3)),
              list(QVector<uint>{1, 3}, QVector<uint>{2}, QStringList("GET_MOTOR_LIMITS"),
                   QStringList("GET_NODE_LABEL"), QStringList()));
-    QVERIFY(recorder.isMoving(1) && recorder.unknown(1).contains("GET_GROUP_ADDR"));
+    QVERIFY(recorder.isMoving(1));
+    QVERIFY(recorder.unknown(1).contains("GET_GROUP_ADDR"));
     // All that a broadcast finds. A node that is silent for long is still there afterwards.
     recorder.setDepth(VOXRecorder::Everything);
     recorder.setAddresses({});
@@ -162,7 +165,8 @@ void tst_VOXRecorder::gapsAreNamed()
         recorder.setAddresses(nodes);
         recorder.start(*net.host);
         net.host->close();
-        QVERIFY(finished.wait() && recorder.isPartial());
+        QVERIFY(finished.wait());
+        QVERIFY(recorder.isPartial());
         net.host->open();
     }
     connect(&recorder, &VOXRecorder::progressed, this, [&] { net.simulation.addFault("drop 000003"); });
@@ -196,7 +200,8 @@ void tst_VOXRecorder::captures()
     QVERIFY(VOXSimulation().load(network));
     QCOMPARE(network.take("recorded").toObject().value("silent"), QJsonArray{"000002"});
     QCOMPARE(network, stored("heard"));
-    QVERIFY(recorder.unknown(1).contains("GET_NODE_LABEL") && recorder.unknown(1).contains("GET_MOTOR_IP"));
+    QVERIFY(recorder.unknown(1).contains("GET_NODE_LABEL"));
+    QVERIFY(recorder.unknown(1).contains("GET_MOTOR_IP"));
 }
 
 QTEST_GUILESS_MAIN(tst_VOXRecorder)

@@ -34,10 +34,13 @@ void tst_VOXSimulation::mistakesChangeNothing()
     QString problem;
     const QPointer<KVRDevice> node = simulation.node(1);
     QVERIFY(!simulation.load(QJsonObject{{"nodes", QJsonArray{QJsonObject{}}}}, &problem));
-    QVERIFY(!simulation.load("/no/such/file", &problem) && problem.startsWith("cannot read /no/such/file"));
-    QVERIFY(!simulation.add("TB99", 2, &problem) && problem.startsWith("unknown model 'TB99'; one of NODE"));
-    QVERIFY(!simulation.add("TB20", 1, &problem) && !simulation.add("TB20", 0xffffff)
-            && !simulation.remove(2));
+    QVERIFY(!simulation.load("/no/such/file", &problem));
+    QVERIFY(problem.startsWith("cannot read /no/such/file"));
+    QVERIFY(!simulation.add("TB99", 2, &problem));
+    QVERIFY(problem.startsWith("unknown model 'TB99'; one of NODE"));
+    QVERIFY(!simulation.add("TB20", 1, &problem));
+    QVERIFY(!simulation.add("TB20", 0xffffff));
+    QVERIFY(!simulation.remove(2));
     QVERIFY(!simulation.setState(
         {{"nodes",
           QJsonObject{{"000001", QJsonObject{{"model", "MARLO"}, {"label", "two"}, {"limits", 7}}}}}},
@@ -54,8 +57,11 @@ void tst_VOXSimulation::mistakesChangeNothing()
                                                        {"100", "a line of 100 bit/s; 300 to 115200"}};
     for (const auto &[words, said] : lines)
         QVERIFY2(!simulation.setLine(words, &problem) && problem.startsWith(said), qPrintable(problem));
-    QVERIFY(!simulation.removeFault(1) && !simulation.setLine(4800, 5, 4));
-    QVERIFY(node && node->nodeLabel() == "one" && simulation.busUrl() == "pty:");
+    QVERIFY(!simulation.removeFault(1));
+    QVERIFY(!simulation.setLine(4800, 5, 4));
+    QVERIFY(node);
+    QVERIFY(node->nodeLabel() == "one");
+    QVERIFY(simulation.busUrl() == "pty:");
     QCOMPARE(simulation.addresses(), QVector<VOX::Addr>{1});
     QCOMPARE(simulation.faults().size(), 1);
 }
@@ -63,12 +69,16 @@ void tst_VOXSimulation::mistakesChangeNothing()
 void tst_VOXSimulation::nodesComeAndGo()
 {
     Site site;
-    QVERIFY(site.simulation.load(network) && site.simulation.removeFault(0));
-    QVERIFY(site.simulation.node<MarloStub>(1) && !site.simulation.node<TB20Stub>(1));
+    QVERIFY(site.simulation.load(network));
+    QVERIFY(site.simulation.removeFault(0));
+    QVERIFY(site.simulation.node<MarloStub>(1));
+    QVERIFY(!site.simulation.node<TB20Stub>(1));
     QCOMPARE(site.ask(1), 1);
-    QVERIFY(site.simulation.add("NODE", 2) && site.simulation.attach(nullptr));
+    QVERIFY(site.simulation.add("NODE", 2));
+    QVERIFY(site.simulation.attach(nullptr));
     QCOMPARE(site.ask(2), 0);
-    QVERIFY(site.simulation.attach(site.bus.get()) && site.simulation.add("NODE", 3));
+    QVERIFY(site.simulation.attach(site.bus.get()));
+    QVERIFY(site.simulation.add("NODE", 3));
     QCOMPARE(site.ask(2) + site.ask(3), 2);
     delete site.simulation.node(3);
     // A node may go, and its simulation, while it serves a request.
@@ -87,13 +97,17 @@ void tst_VOXSimulation::nodesComeAndGo()
 void tst_VOXSimulation::stateComesBack()
 {
     VOXSimulation first, second;
-    QVERIFY(first.load(network) && second.load(network));
+    QVERIFY(first.load(network));
+    QVERIFY(second.load(network));
     first.node<KVRMotorDevice>(1)->setLimits(0, 5000);
     first.node(1)->setNodeLabel("changed");
-    QVERIFY(first.state() != second.state() && second.setState(first.state()));
+    QVERIFY(first.state() != second.state());
+    QVERIFY(second.setState(first.state()));
     QCOMPARE(second.state(), first.state());
     second.clear();
-    QVERIFY(second.setState(first.state()) && second.add("TB20", 1) && second.setState(first.state()));
+    QVERIFY(second.setState(first.state()));
+    QVERIFY(second.add("TB20", 1));
+    QVERIFY(second.setState(first.state()));
     QVERIFY(second.node(1)->nodeLabel().isEmpty());
 }
 
