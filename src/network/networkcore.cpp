@@ -43,7 +43,7 @@ NodeState *NetworkCore::find(VOX::Addr addr) const
     return found == m_nodes.end() ? nullptr : found->second;
 }
 
-NodeState *NetworkCore::add(VOX::Addr addr, bool isLegacy)
+NodeState *NetworkCore::add(VOX::Addr addr, bool isLegacy, bool isOther)
 {
     if (!VOX::nodeAddrProblem(addr & VOX::AddrMask).isEmpty())
         return nullptr;
@@ -54,7 +54,7 @@ NodeState *NetworkCore::add(VOX::Addr addr, bool isLegacy)
     node.addr = addr & VOX::AddrMask;
     node.type = VOX::getType(addr);
     node.isLegacy = isLegacy || node.type == VOX::NODETYPE_HRMv2;
-    node.isMotor = node.isLegacy || VOXNetworkMotor::isMotorType(node.type);
+    node.isMotor = node.isLegacy || (!isOther && VOXNetworkMotor::isMotorType(node.type));
     node.node = node.isMotor ? new VOXNetworkMotor(*this, std::move(owned), &m_network)
                              : new VOXNetworkNode(*this, std::move(owned), &m_network);
     m_nodes.emplace(node.addr, &node);
@@ -89,11 +89,11 @@ void NetworkCore::remove(NodeState &node)
     updatePlan();
 }
 
-void NetworkCore::replace(NodeState &node, VOX::Addr addr, bool isLegacy)
+void NetworkCore::replace(NodeState &node, VOX::Addr addr, bool isLegacy, bool isOther)
 {
     const QString label = node.label;
     remove(node);
-    if (NodeState *const other = add(addr, isLegacy))
+    if (NodeState *const other = add(addr, isLegacy, isOther))
         other->label = label;
 }
 

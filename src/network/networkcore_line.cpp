@@ -273,6 +273,12 @@ void NetworkCore::handleNack(NodeState &node, const VOXMessage &request, int sta
             node.nextIntermediate = 1;
         else if (*question == Question::Label || *question == Question::Status)
             m_discovery.check(node.addr);
+        // What has no status is no motor of this generation. The discovery finds out whether it is an older
+        // one.
+        const bool isOther = *question == Question::Status && status == KVR::NACK_BADMSG && node.isMotor
+            && !node.isLegacy && node.type == VOX::NODETYPE_ANY;
+        if (isOther)
+            replace(node, node.addr, false, true);
         return;
     }
     noteRefusal(node,

@@ -51,7 +51,7 @@ public:
     /// The nodes.
     NodeState *find(VOX::Addr addr) const;
     const std::map<VOX::Addr, NodeState *> &nodes() const { return m_nodes; }
-    NodeState *add(VOX::Addr addr, bool isLegacy);
+    NodeState *add(VOX::Addr addr, bool isLegacy, bool isOther = false);
     void remove(VOX::Addr addr);
     /// A node has answered: it is added, or changed to what it is. True if it is new.
     bool takeFound(VOX::Addr addr, bool isLegacy);
@@ -88,7 +88,7 @@ protected:
 private:
     // networkcore.cpp: the nodes, and what is asked.
     void remove(NodeState &node);
-    void replace(NodeState &node, VOX::Addr addr, bool isLegacy);
+    void replace(NodeState &node, VOX::Addr addr, bool isLegacy, bool isOther = false);
     bool mayAsk(const NodeState &node) const;
     std::optional<VOXCall> nextPoll(int *againInMs);
     std::optional<VOXCall> nextPlanned(qint64 nowMs);

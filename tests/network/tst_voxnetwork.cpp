@@ -32,6 +32,7 @@ private Q_SLOTS:
     void line();
     void listening();
     void settings();
+    void noMotor();
     void olderMotors();
     void plan();
     void estimates();
@@ -430,6 +431,20 @@ void tst_VOXNetwork::settings()
     Heard heard(motor.moveToIntermediate(2));
     QVERIFY(heard.wait());
     QCOMPARE(list(heard.end, *motor.percent(), *motor.isLocked()), list(VOXMotion::Arrived, 40, false));
+}
+
+// A node that tells no type, and refuses what motors are asked: nothing waits for it to stop.
+void tst_VOXNetwork::noMotor()
+{
+    Site site(2);
+    QVERIFY(site.simulation.add("NODE", 0x401));
+    site.network->add(0x401);
+    QVERIFY(runUntil([&] { return site.network->node(0x401) && !site.network->motor(0x401); }));
+    VOXVirtualTime::advance(5000);
+    QCOMPARE(site.network->node(0x401)->presence(), VOXNetworkNode::Up);
+    Heard stop(site.network->stopAll());
+    QVERIFY(stop.wait());
+    QCOMPARE(stop.end, VOXMotion::Arrived);
 }
 
 void tst_VOXNetwork::olderMotors()
