@@ -102,19 +102,19 @@ void record(VOXRecorder *recorder, VOXBus &bus, bool isJson)
     constexpr int ShowMs = 100;
     const SignalWatcher signalWatcher;
     QEventLoop loop;
-    QElapsedTimer shown;
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, recorder, &VOXRecorder::stop);
     QObject::connect(recorder, &VOXRecorder::finished, &loop, &QEventLoop::quit);
     if (isJson) {
         QObject::connect(recorder, &VOXRecorder::nodeFinished, &loop,
                          [recorder](VOX::Addr addr) { printJson(summaryOf(*recorder, addr)); });
     } else {
-        QObject::connect(recorder, &VOXRecorder::progressed, &loop, [&] {
-            if (shown.isValid() && shown.elapsed() < ShowMs)
-                return;
-            shown.start();
-            printProgress(progressOf(*recorder));
-        });
+        QObject::connect(recorder, &VOXRecorder::progressed, &loop,
+                         [recorder, shown = QElapsedTimer()]() mutable {
+                             if (shown.isValid() && shown.elapsed() < ShowMs)
+                                 return;
+                             shown.start();
+                             printProgress(progressOf(*recorder));
+                         });
     }
     recorder->start(bus);
     loop.exec();
