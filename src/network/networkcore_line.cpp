@@ -158,7 +158,7 @@ void NetworkCore::handleCommand(const VOXMessage &frame, bool isForeign)
         nodes = members(frame.addrType() == VOX::BCAST ? VOXNetwork::Everyone : frame.srcAddr(false));
     else if (NodeState *const node = find(frame.destAddr(false)))
         nodes = {node};
-    for (NodeState *const node : nodes) {
+    for (NodeState *const node : qAsConst(nodes)) {
         if (trait.kind == VOXCommandTrait::Setting) {
             m_patient.add(*node, Questions::changedBy(*node, frame.cmd()));
             continue;
