@@ -17,7 +17,7 @@
 
 namespace {
 using Value = QJsonValue;
-const QJsonValue Nothing = QJsonValue::Undefined;
+constexpr QJsonValue::Type Nothing = QJsonValue::Undefined;
 
 /// Members of a reply, by the names that a setting has for them; undefined if there are none.
 Value renamed(const QJsonObject &fields, const QMap<QString, QString> &names)
@@ -147,7 +147,7 @@ Value intermediatePositionsOf(const NodeRecord &node)
         VOXDataReader reader(NodeAnswer{'\0' + data}.toFrame());
         reader >> index >> position;
         if (reader.fail())
-            return Nothing;
+            return Value(Nothing);
         return position == KVRMotorDevice::UnsetPosition ? Value(Value::Null) : Value(position);
     });
 }
@@ -368,8 +368,8 @@ QJsonObject NodeRecord::toJson() const
         wanted.remove({KVR::GET_MOTOR_STATUS, QByteArray()});
         wanted.remove({KVR::GET_MOTOR_POSITION, QByteArray()});
     }
-    const QList<NodeQuery> queries =
-        wanted.keys() + QList<NodeQuery>{{KVR::GET_MOTOR_STATUS, {}}, {KVR::GET_MOTOR_POSITION, {}}};
+    QList<NodeQuery> queries = wanted.keys();
+    queries << NodeQuery{KVR::GET_MOTOR_STATUS, {}} << NodeQuery{KVR::GET_MOTOR_POSITION, {}};
 
     QJsonObject entry{{text("model"), model()}, {text("address"), VOX::toString(addr)}};
     QVector<VOXMessage> answers = emulated(entry, addr, queries);
