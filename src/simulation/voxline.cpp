@@ -215,7 +215,7 @@ void VOXLine::arrive(const Run &run, int index)
         run.damaged[static_cast<std::size_t>(index)] ? damaged(run.bytes.at(index)) : run.bytes.at(index);
     const bool isSilent = m_isCut || (run.sender && run.sender->isMute);
     for (LineMember *member : qAsConst(m_members)) {
-        const bool isOwn = member == run.sender;
+        const bool isOwn = run.sender && member == run.sender;
         if ((isOwn && m_hasEcho) || (!isOwn && !isSilent))
             member->receive(sound);
     }
