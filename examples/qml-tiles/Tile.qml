@@ -7,6 +7,7 @@ Rectangle {
     id: tile
 
     property Node node
+    // The same node, or null if it is no motor.
     property Motor motor
     readonly property bool isLost: !node || node.presence === Node.Down
     // What the last command has come to, as long as nothing newer is known.

@@ -1,5 +1,5 @@
 #include "devices/kvrmotordevice.h"
-#include "network/voxnetwork.h"
+#include "network/voxnetworkmodel.h"
 #include "simulation/voxline.h"
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
@@ -116,12 +116,21 @@ void tst_VoxQml::tilesMoveMotors()
         QTest::mouseClick(&view, Qt::LeftButton, {}, find(name)->mapToScene(middle).toPoint());
     };
     QTRY_VERIFY(find("slider") && text("words") == "0 %");
+    const QSignalSpy words(find("words"), SIGNAL(textChanged(QString)));
     click("slider");
     QTRY_COMPARE_WITH_TIMEOUT(text("words"), QString("50 %"), 60000);
+    // Read each second, and drawn in between.
+    QVERIFY2(words.size() > 40, QByteArray::number(words.size()));
     QCOMPARE(pages.motor().positionPulses(), 6000);
     QCOMPARE(qRound(find("blind")->height()), 27);
     click("stopAll");
     QTRY_COMPARE(view.rootObject()->property("said").toString(), QString("1 of 1 motors have done it."));
+    for (const auto &[range, said] : {std::pair("0003", "discoverRange: 0003 is no address: "),
+                                      std::pair("000300-000302", "Found 1 node")}) {
+        find("range")->setProperty("text", range);
+        click("search");
+        QTRY_VERIFY2(view.rootObject()->property("said").toString().startsWith(said), said);
+    }
     pages.udp.close();
     click("stop");
     QTRY_VERIFY_WITH_TIMEOUT(text("problem").contains("nswer"), 15000);
@@ -201,7 +210,13 @@ void tst_VoxQml::networksAreExchanged()
     QCOMPARE(pages.run("motor").value<QObject *>()->property("presence").toString(), QString("Up"));
     QCOMPARE(cpp->motor(0x101)->property("presence").toString(), QString("Up"));
     QCOMPARE(pages.network->property("line").toString(), QString("Open"));
-    QVERIFY(pages.run("network.model.data(network.model.index(0, 0), Qt.UserRole + 5) === Node.Up").toBool());
+    const auto data = [](int row, int role) {
+        return QString("network.model.data(network.model.index(%1, 0), %2)").arg(row).arg(role);
+    };
+    QVERIFY(pages.run(data(0, VOXNetworkModel::PresenceRole) + " === Node.Up").toBool());
+    for (const QString is : {"motor", "null"})
+        QVERIFY(
+            pages.run(data(is == "null" ? 1 : 0, VOXNetworkModel::RefusalRole + 1) + " === " + is).toBool());
     cpp.reset();
     QVERIFY(pages.run("network.source === null && !network.sending && network.model.count === 0").toBool());
 
