@@ -299,8 +299,11 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
         m_planner.putOff(*node, m_probeMs);
     }
     Question question{};
-    NodeState *const node = m_patient.take(
-        &question, [](const NodeState &each) { return each.presence.value() == VOXNetworkNode::Up; });
+    // Names and the like would take their share of the line from values that somebody waits for.
+    NodeState *const node =
+        !m_urgent.isEmpty() ? nullptr : m_patient.take(&question, [](const NodeState &each) {
+            return each.presence.value() == VOXNetworkNode::Up;
+        });
     if (!node)
         return m_discovery.nextQuestion();
     const bool isIntermediate = question == Question::Intermediate;

@@ -211,15 +211,19 @@ VOXMessage answer(unsigned char cmd, VOX::Addr node)
 
 void tst_VOXNetwork::firstPicture_data()
 {
-    const auto row = columns<bool, int>("known", "atMost");
-    row("known nodes", true, 12000);
-    row("from cold", false, 20000);
+    const auto row = columns<bool, int, int>("known", "turnMs", "atMost");
+    row("known nodes", true, 22, 12000);
+    row("known nodes that are slow", true, 40, 14000);
+    row("from cold", false, 22, 20000);
+    row("slow ones from cold", false, 40, 20000);
 }
 
 void tst_VOXNetwork::firstPicture()
 {
     QFETCH(bool, known);
+    QFETCH(int, turnMs);
     Site site(60, false);
+    site.simulation.addFault(QStringLiteral("delay %1 all").arg(turnMs));
     const qint64 start = VOXVirtualTime::now();
     const auto all = [&](auto holds) {
         const auto nodes = site.network->nodes();
