@@ -1,5 +1,6 @@
 #include "network/networkcore_p.h"
 
+#include "framework/busdispatcher.h"
 #include "framework/busobject.h"
 
 #include <algorithm>
@@ -197,7 +198,7 @@ void NetworkCore::setSending(bool isSending)
     if (std::exchange(m_isSending, isSending) == isSending)
         return;
     if (!isSending)
-        m_discovery.abort();
+        endAll();
     m_news.add([this, isSending] { Q_EMIT m_network.sendingChanged(isSending); });
     wakePolls();
     feedReadBack();
@@ -206,6 +207,18 @@ void NetworkCore::setSending(bool isSending)
 QString NetworkCore::notSendingText()
 {
     return QStringLiteral("Nothing was sent: this network only listens. Let it send to give commands.");
+}
+
+/// Nothing that waits is sent any more, and nobody asks what becomes of what was.
+void NetworkCore::endAll()
+{
+    m_discovery.abort();
+    for (const auto &entry : m_nodes)
+        m_motions.handleSilence(*entry.second,
+                                QStringLiteral("%1 is not asked any more: this network only listens now.")
+                                    .arg(entry.second->name()));
+    for (int each = 0; each < VOXScheduler::LaneCount; ++each)
+        lane(static_cast<VOXScheduler::Lane>(each))->dispatcher().endAll(BusPendingCall::NotOpen);
 }
 
 void NetworkCore::readSoon(NodeState &node, QuestionSet questions)

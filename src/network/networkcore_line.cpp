@@ -183,13 +183,17 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     if (m_line.handleHeard(node.addr))
         handleLineChange();
     const bool wasDown = node.presence.isDown();
-    if (node.presence.handleHeard())
-        becomeUp(node, wasDown);
     if (wasDown)
         m_scheduler.setRepeating(node.addr, true);
-    m_planner.noteFrame(node, node.heardMs);
     const std::optional<double> percentBefore = node.motor.exactPercent();
     const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (reading && reading->isNonsense) {
+        handleNonsense(node, reading->question);
+        return;
+    }
+    if (node.presence.handleHeard())
+        becomeUp(node, wasDown);
+    m_planner.noteFrame(node, node.heardMs);
     if (reading) {
         if (reading->isChange)
             noteChange(node);
@@ -211,6 +215,23 @@ void NetworkCore::handleReading(NodeState &node, Question question, std::optiona
         m_planner.notePosition(node, hasMoved, node.heardMs);
         m_motions.handlePosition(node);
     }
+}
+
+/// The question is not asked again at once: the answer would be the same.
+void NetworkCore::handleNonsense(NodeState &node, Question question)
+{
+    node.patient.questions.setFlag(question, false);
+    if (node.presence.handleNonsense(node.heardMs))
+        notePresence(node);
+    if (Questions::Values.testFlag(question))
+        m_motions.handleSilence(
+            node,
+            QStringLiteral(
+                "%1 answers, but not so that it makes sense: where it is is not known. Its software "
+                "may be newer than this one.")
+                .arg(node.name()));
+    m_planner.update(node);
+    wakePolls();
 }
 
 void NetworkCore::becomeUp(NodeState &node, bool wasDown)

@@ -95,6 +95,7 @@ private:
     std::optional<VOXCall> nextProbe(qint64 nowMs);
     void feedReadBack();
     void updatePlan();
+    void endAll();
     void tellChange(NodeState &node);
 
     // networkcore_line.cpp: what is heard, and what has become of calls.
@@ -111,6 +112,7 @@ private:
     void handleQuestionAnswered(NodeState &node, const VOXMessage &request);
     void handleSilent();
     void handleReading(NodeState &node, Question question, std::optional<double> percentBefore);
+    void handleNonsense(NodeState &node, Question question);
     void becomeUp(NodeState &node, bool wasDown);
     /// False if another object has taken the place of @p node.
     bool checkType(NodeState &node, const VOXMessage &frame);

@@ -29,6 +29,7 @@ private Q_SLOTS:
     void motions_data();
     void motions();
     void presence();
+    void nonsense();
     void line();
     void listening();
     void settings();
@@ -131,6 +132,8 @@ struct Site
             return network->moveGroupDown(Group);
         if (verb == "Gother")
             return network->moveGroupUp(Group + 1);
+        if (verb == "Gnone")
+            return network->stopGroup(0x010000);
         if (verb == "Gstop")
             return network->stopAll();
         if (verb == "wait")
@@ -153,6 +156,8 @@ struct Site
             host->close();
         else if (verb == "blocked")
             speaks("0F 02 00 00 00");
+        else if (verb == "nonsense")
+            speaks("0F 02");
         else if (verb == "deaf") { // One of them hears nothing for a while.
             Bus *const bus = device(number)->bus();
             device(number)->detach();
@@ -278,6 +283,9 @@ void tst_VOXNetwork::motions_data()
     row("cannot be", "to=101*", M::Invalid, "There is no position of 101: it is 0 to 100.", 0);
     row("is too short", "jog=9*", M::Invalid, "10 to 1000", 0);
     row("may not be sent", "listen down*", M::Invalid, "only listens", 0);
+    row("may not be followed", "down* wait=3000 listen", M::NoAnswer, "only listens now", 1);
+    row("may not be sent any more", "down=1 to=2* listen", M::NoAnswer, "only listens now", 0);
+    row("makes no sense", "down* wait=3000 nonsense", M::NoAnswer, "not so that it makes sense", 1);
     row("finds the line closed", "close down*", M::NoAnswer, "not open", 0);
     row("meets a closing line", "down* wait=3000 close", M::NoAnswer, "not open", 1);
     row("all move", "Gto=30*", M::Arrived, "6 of 6", 1);
@@ -287,6 +295,7 @@ void tst_VOXNetwork::motions_data()
     row("one is silent", "dies=5 Gto=30*", M::NoAnswer, "5 of 6 motors have done it. 000105", 1);
     row("all stop", "Gdown wait=3000 Gstop*", M::Arrived, "6 of 6", 1);
     row("one has not heard the stop", "Gdown wait=3000 deaf=3 Gstop*", M::Arrived, "6 of 6", 1);
+    row("no group can have it", "Gnone*", M::Invalid, "No group has the address 010000.", 0);
     row("no member is known", "Gother*", M::NoAnswer, "no member", 0);
 }
 
@@ -344,6 +353,22 @@ void tst_VOXNetwork::presence()
     QCOMPARE(motor->silentForMs(), 0);
 }
 
+// Silent it is not, and of what it says nothing is kept.
+void tst_VOXNetwork::nonsense()
+{
+    Site site(2);
+    VOXVirtualTime::advance(60000);
+    site.speaks("0F 02");
+    QVERIFY(runUntil([&] { return site.motor()->presence() == VOXNetworkNode::Shaky; }, 150000));
+    QSignalSpy changes(site.motor(), &VOXNetworkNode::presenceChanged);
+    site.sent = 0;
+    VOXVirtualTime::advance(600000);
+    QCOMPARE(
+        list(site.motor()->presence(), changes.size(), site.motor()->motorState() == KVRMotor::STATE_STOPPED),
+        list(VOXNetworkNode::Shaky, 0, true));
+    QVERIFY2(site.sent < 60 + 30, QByteArray::number(site.sent));
+}
+
 void tst_VOXNetwork::line()
 {
     Site site(4);
@@ -386,9 +411,19 @@ void tst_VOXNetwork::listening()
     VOXVirtualTime::settle();
     QCOMPARE(list(site.network->nodes().size(), site.motor(1)->label(), site.sent), list(1, "motor 1", 0));
     QVERIFY(site.motor(1)->setLabel("x").isError());
+    QSignalSpy discovered(site.network.get(), &VOXNetwork::discovered);
+    QString problem;
+    site.network->discover();
+    QVERIFY(!site.network->discoverRange(0x101, 0x102, &problem));
+    QVERIFY(problem.contains("only listens"));
+    VOXVirtualTime::advance(2000);
+    QCOMPARE(list(site.sent, discovered.size()), list(0, 2));
     QVERIFY(site.noticed.value(0).startsWith("A second host"));
     // A node that speaks is asked, and stays.
     site.network->setSending(true);
+    QVERIFY(!site.network->discoverRange(0x102, 0x101, &problem));
+    QCOMPARE(problem,
+             QString("000102 to 000101 is no range of addresses: at most 65536, the first one first"));
     VOXVirtualTime::advance(20000);
     site.nodesBus->write(answer(KVR::GET_MOTOR_STATUS, addrOf(2)).data());
     QVERIFY(runUntil([&] { return site.motor(2) != nullptr; }, 2000));
