@@ -13,6 +13,8 @@ constexpr qint64 Never = std::numeric_limits<qint64>::max();
 /// One question is on the line, and one waits, so that the line is never idle.
 constexpr int MaxReadBacks = 2;
 constexpr int ProbeMs = 1000;
+/// Each poll of so many is a question that can wait, if there is one.
+constexpr unsigned int PatientPart = 4;
 }
 
 NetworkCore::NetworkCore(VOXNetwork &network, VOXBus *bus, std::unique_ptr<VOXBus> ownBus)
@@ -242,7 +244,7 @@ void NetworkCore::noteMotion(NodeState &motor)
 /// A node that is down is only asked by probes, unless somebody waits for what it does.
 bool NetworkCore::mayAsk(const NodeState &node) const
 {
-    return !node.presence.isDown() || node.stop || node.move;
+    return !node.presence.isDown() || node.isRecalled || node.stop || node.move;
 }
 
 void NetworkCore::feedReadBack()
@@ -298,6 +300,11 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
 {
     if (NodeState *const suspect = find(m_line.takeSuspect()))
         return Questions::call(*suspect, Questions::heartbeat(*suspect));
+    // A plan that fills the line leaves a part of it to what is not urgent.
+    if (++m_pollTurn % PatientPart == 0) {
+        if (std::optional<VOXCall> call = nextPatient())
+            return call;
+    }
     for (NodeState *node = m_planner.first(); node && node->dueMs <= nowMs; node = m_planner.first()) {
         if (m_planner.takeSettings(*node, nowMs)) {
             m_patient.add(*node, Questions::of(*node) & ~Questions::Values);
@@ -311,6 +318,12 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
         }
         m_planner.putOff(*node, m_probeMs);
     }
+    return nextPatient();
+}
+
+/// What can wait: names, settings, and addresses where somebody may be.
+std::optional<VOXCall> NetworkCore::nextPatient()
+{
     Question question{};
     // Names and the like would take their share of the line from values that somebody waits for.
     NodeState *const node =

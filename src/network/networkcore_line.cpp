@@ -83,6 +83,7 @@ void NetworkCore::handleLineChange()
     if (line == VOXNetwork::Open) {
         m_listener.reset();
         for (const auto &entry : m_nodes) {
+            entry.second->isRecalled = true;
             m_urgent.add(*entry.second, QuestionSet(Questions::heartbeat(*entry.second)) | Questions::Values);
             m_patient.add(*entry.second, {});
         }
@@ -182,6 +183,7 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     node.heardMs = nowMs();
     if (m_line.handleHeard(node.addr))
         handleLineChange();
+    node.isRecalled = false;
     const bool wasDown = node.presence.isDown();
     if (wasDown)
         m_scheduler.setRepeating(node.addr, true);
@@ -323,6 +325,7 @@ void NetworkCore::handleUnanswered(VOX::Addr addr, const BusMessage &request)
         m_planner.noteUnanswered(*node, *question, nowMs());
     else if (question)
         m_patient.add(*node, *question);
+    node->isRecalled = false;
     if (node->presence.handleUnanswered(nowMs(), m_planner.spread()))
         notePresence(*node);
     if (node->presence.isDown()) {

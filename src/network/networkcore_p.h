@@ -92,6 +92,7 @@ private:
     bool mayAsk(const NodeState &node) const;
     std::optional<VOXCall> nextPoll(int *againInMs);
     std::optional<VOXCall> nextPlanned(qint64 nowMs);
+    std::optional<VOXCall> nextPatient();
     std::optional<VOXCall> nextProbe(qint64 nowMs);
     void feedReadBack();
     void updatePlan();
@@ -138,6 +139,7 @@ private:
 
     bool m_isSending = true;
     int m_readBacks = 0;
+    unsigned int m_pollTurn = 0;
     // When the next node that is down may be probed, and which one has been probed last on a silent line.
     qint64 m_probeMs = 0;
     VOX::Addr m_lastProbed = 0;

@@ -29,6 +29,7 @@ private Q_SLOTS:
     void motions_data();
     void motions();
     void presence();
+    void probes();
     void nonsense();
     void line();
     void listening();
@@ -353,6 +354,34 @@ void tst_VOXNetwork::presence()
     QCOMPARE(motor->silentForMs(), 0);
 }
 
+void tst_VOXNetwork::probes()
+{
+    constexpr int Dead = 30;
+    Site site(Dead + 2);
+    for (int i = 0; i < Dead; ++i)
+        site.simulation.remove(addrOf(i));
+    const auto nodes = site.network->nodes();
+    const auto downCount = [&] {
+        return std::count_if(nodes.begin(), nodes.end(),
+                             [](VOXNetworkNode *node) { return node->presence() == VOXNetworkNode::Down; });
+    };
+    QVERIFY(runUntil([&] { return downCount() == Dead; }, 300000));
+    VOXVirtualTime::advance(10000);
+    qint64 last = VOXVirtualTime::now() - 1000;
+    int probes = 0;
+    qint64 shortest = 1000;
+    connect(&site.host->dispatcher(), &BusDispatcher::written, this, [&](const QByteArray &bytes) {
+        if (VOXMessage(BusMessage(bytes)).destAddr(false) >= addrOf(Dead))
+            return;
+        ++probes;
+        shortest = qMin(shortest, VOXVirtualTime::now() - std::exchange(last, VOXVirtualTime::now()));
+    });
+    VOXVirtualTime::advance(100000);
+    // Those that have been silent for a minute would be asked each 5 to 40 s.
+    QVERIFY2(shortest >= 1000 && probes > 60,
+             QByteArray::number(shortest) + ' ' + QByteArray::number(probes));
+}
+
 // Silent it is not, and of what it says nothing is kept.
 void tst_VOXNetwork::nonsense()
 {
@@ -375,8 +404,24 @@ void tst_VOXNetwork::line()
     QVector<int> seen;
     connect(site.network.get(), &VOXNetwork::lineChanged, this, [&](VOXNetwork::Line line) { seen += line; });
     site.line.setCut(true);
+    // What waits then waits for nothing, but what a person waits for is tried.
+    QVector<BusPendingCall> calls;
+    for (int lane = VOXScheduler::User; lane < VOXScheduler::LaneCount; ++lane) {
+        for (int i = 0; i < 4; ++i)
+            calls += KVRMotorProxy(addrOf(i), site.network->scheduler().lane(VOXScheduler::Lane(lane)))
+                         .ctrlMoveOf(KVRMotor::MOVEOF_PULSES_UP, 50);
+    }
     QVERIFY(runUntil([&] { return site.network->line() == VOXNetwork::Silent; }));
+    VOXVirtualTime::advance(300);
     QVERIFY(site.network->lineProblem().contains("cable"));
+    int sent = 0;
+    int unsent = 0;
+    for (const BusPendingCall &call : qAsConst(calls)) {
+        sent += call.error() == BusPendingCall::Timeout;
+        unsent += call.error() == BusPendingCall::NotOpen;
+    }
+    QVERIFY2(unsent == 3 * 4, QByteArray::number(unsent) + ' ' + QByteArray::number(sent));
+    VOXVirtualTime::advance(5000);
     site.sent = 0;
     VOXVirtualTime::advance(20000);
     QCOMPARE(site.sent, 10);
@@ -536,6 +581,15 @@ void tst_VOXNetwork::plan()
     QVERIFY(site.network->setPlan(plan));
     QVERIFY(site.network->planStretch().startsWith("Positions are read each 10 s instead of 5 s"));
     VOXVirtualTime::advance(300000);
+    // What was set elsewhere is read in its time.
+    plan.settingsMs = 600000;
+    QVERIFY(site.network->setPlan(plan));
+    site.device(3)->setNodeLabel("Pantry");
+    // All times are stretched alike.
+    VOXVirtualTime::advance(1000000);
+    QCOMPARE(site.motor(3)->label(), QString("motor 3"));
+    VOXVirtualTime::advance(500000);
+    QCOMPARE(site.motor(3)->label(), QString("Pantry"));
     // The line is full, and yet a motor that moves is read more often.
     site.motor(7)->moveDown();
     VOXVirtualTime::advance(5000);
