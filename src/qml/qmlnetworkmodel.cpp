@@ -9,9 +9,9 @@ void QmlNetworkModel::setPageNetwork(QmlNetwork *network)
     if (m_page)
         m_page->disconnect(this);
     m_page = network;
-    setNetwork(network ? network->source() : nullptr);
+    setNetwork(network ? network->shown() : nullptr);
     if (network)
-        connect(network, &QmlNetwork::sourceChanged, this, [this] { setNetwork(m_page->source()); });
+        connect(network, &QmlNetwork::shownChanged, this, [this] { setNetwork(m_page->shown()); });
     Q_EMIT pageNetworkChanged();
 }
 
