@@ -14,7 +14,6 @@ namespace {
 constexpr double NsPerMs = 1e6;
 constexpr double NsPerSecond = 1e9;
 constexpr double BitsPerByte = 11;
-constexpr double LineRate = 4800;
 /// The time for which a host waits for an answer by default.
 constexpr qint64 TimeoutNs = 200000000;
 constexpr qint64 EchoNs = 100000000;
@@ -73,8 +72,7 @@ void LineStatistics::add(const LineItem &item)
 {
     // A capture also includes the time that the first record took on the line.
     if (m_bytes == 0 && !m_isLive)
-        m_firstNs =
-            item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / LineRate * NsPerSecond);
+        m_firstNs = item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / m_rate * NsPerSecond);
     m_lastNs = std::max(m_lastNs, item.timeNs);
     m_bytes += item.bytes.size();
     if (item.verdict == LineItem::Garbage)
@@ -174,7 +172,7 @@ double LineStatistics::seconds() const
 double LineStatistics::load() const
 {
     constexpr double Percent = 100;
-    return Percent * static_cast<double>(m_bytes) * BitsPerByte / LineRate / seconds();
+    return Percent * static_cast<double>(m_bytes) * BitsPerByte / m_rate / seconds();
 }
 
 QStringList LineStatistics::hints() const

@@ -17,6 +17,8 @@ public:
     void add(const LineItem &item);
     /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
     void setTime(qint64 timeNs);
+    /// Sets the bit rate of the line; it is 4800 without this.
+    void setRate(int bitsPerSecond) { m_rate = bitsPerSecond; }
     /// Leaves out the load, because there is no line whose bytes take time.
     void leaveOutLoad() { m_hasLoad = false; }
 
@@ -73,6 +75,7 @@ private:
     SharedRequest m_shared;
     bool m_isLive = false;
     bool m_hasLoad = true;
+    double m_rate = 4800;
     int m_frames = 0;
     int m_failed = 0;
     int m_garbageBytes = 0;

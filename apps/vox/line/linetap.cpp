@@ -13,7 +13,6 @@
 #include <utility>
 
 namespace {
-constexpr int BaudRate = 4800;
 // Receivers wait this long for the rest of a frame.
 constexpr int PauseMs = 100;
 
@@ -57,8 +56,8 @@ std::unique_ptr<LineTap> LineTap::open(const VOXBusUrl &url, std::function<void(
 bool LineTap::openSerial(const VOXBusUrl &url, QString *problem)
 {
     auto *port = new QSerialPort(url.path, this);
-    const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(BaudRate)
-        && port->setDataBits(QSerialPort::Data8) && port->setParity(QSerialPort::OddParity)
+    const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(url.baudRate)
+        && port->setDataBits(QSerialPort::Data8) && port->setParity(url.parity)
         && port->setStopBits(QSerialPort::OneStop);
     if (!isOpen) {
         *problem = VOXBusUrl::openProblem(url.path, port->errorString());

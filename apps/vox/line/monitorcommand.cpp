@@ -160,6 +160,7 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
         monitor->report();
     };
     monitor->statistics.setTime(LineTap::nowNs());
+    monitor->statistics.setRate(url.baudRate);
     if (url.kind != VOXBusUrl::Serial)
         monitor->statistics.leaveOutLoad();
     tap->onGone = [&](const QString &reason) {
