@@ -63,11 +63,14 @@ bool LineTap::openSerial(const VOXBusUrl &url, QString *problem)
         *problem = VOXBusUrl::openProblem(url.path, port->errorString());
         return false;
     }
+    m_portDescriptor = port->handle();
+    m_firstPortErrors = PortErrors::of(m_portDescriptor).value_or(PortErrors());
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
         if (!VOXBus::hasGone(*port))
             return;
         const QString reason = error == QSerialPort::ReadError ? QStringLiteral("its other end has hung up")
                                                                : port->errorString();
+        m_portDescriptor = -1;
         port->close();
         m_scanner.flush();
         if (onGone)
@@ -108,6 +111,12 @@ bool LineTap::openSocket(const VOXBusUrl &url, QString *problem)
         }
     });
     return true;
+}
+
+std::optional<PortErrors> LineTap::portErrors() const
+{
+    const std::optional<PortErrors> errors = PortErrors::of(m_portDescriptor);
+    return errors ? errors->since(m_firstPortErrors) : errors;
 }
 
 void LineTap::timerEvent(QTimerEvent *event)

@@ -155,8 +155,13 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
             url, [monitor](const LineItem &item) { monitor->take(item); }, &problem);
     if (!tap || !openCapture(line, output, monitor, &problem))
         return line.fail(problem);
-    const auto report = [monitor] {
+    const auto sumUp = [&] {
         monitor->statistics.setTime(LineTap::nowNs());
+        if (url.kind == VOXBusUrl::Serial && !monitor->hasFailed)
+            monitor->statistics.setPortErrors(tap->portErrors());
+    };
+    const auto report = [&] {
+        sumUp();
         monitor->report();
     };
     monitor->statistics.setTime(LineTap::nowNs());
@@ -177,7 +182,7 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
                    : QStringLiteral("listening to %1: %2").arg(url.text, tap->limitation()));
     QCoreApplication::exec();
     tap->flush();
-    monitor->statistics.setTime(LineTap::nowNs());
+    sumUp();
     return monitor->hasFailed ? Failure : Success;
 }
 }
