@@ -167,6 +167,9 @@ void Discovery::handleAnswered(VOX::Addr addr, const VOXMessage &reply)
     }
     m_asked = 0;
     addNode(reply.srcAddr(true), HRMv2Answer::from<HRMv2Answer::MotorSettings>(reply).has_value());
+    // What it has told is not asked again.
+    if (NodeState *const node = m_core.find(addr))
+        m_core.takeAnswer(*node, reply);
 }
 
 void Discovery::handleUnanswered(VOX::Addr addr)

@@ -207,6 +207,16 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     wakePolls();
 }
 
+void NetworkCore::takeAnswer(NodeState &node, const VOXMessage &frame)
+{
+    const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (!reading || reading->isNonsense)
+        return;
+    node.urgent.questions.setFlag(reading->question, false);
+    node.patient.questions.setFlag(reading->question, false);
+    noteChange(node);
+}
+
 void NetworkCore::handleReading(NodeState &node, Question question, std::optional<double> percentBefore)
 {
     if (question == Question::Status) {
