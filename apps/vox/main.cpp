@@ -25,7 +25,7 @@ void printUsage()
     printLine(
         QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
                        "Buses, for --bus or in the environment's VOX_BUS:\n"
-                       "  serial:///dev/ttyUSB0\n"
+                       "  serial:///dev/ttyUSB0?baud=4800&parity=odd, where odd may also be even or none\n"
                        "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
                        "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
                        "  pty:, a new pseudo-terminal that others open as their serial port")

@@ -6,6 +6,7 @@
 #include "transport/voxudpbus.h"
 
 #include <QFileInfo>
+#include <QMetaEnum>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
@@ -13,6 +14,8 @@
 namespace {
 using BusPointer = std::unique_ptr<VOXBus>;
 
+const QString BaudKey = QStringLiteral("baud");
+const QString ParityKey = QStringLiteral("parity");
 const QString LocalKey = QStringLiteral("local");
 const QString BindKey = QStringLiteral("bind");
 const QString AliasKey = QStringLiteral("alias");
@@ -74,13 +77,45 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     return true;
 }
 
+QStringList rateNames()
+{
+    QStringList names;
+    const auto rates = QMetaEnum::fromType<VOXBus::BaudRate>();
+    for (int i = 0; i < rates.keyCount(); ++i)
+        names += QString::number(rates.value(i));
+    return names;
+}
+
+bool readSerialItem(const QString &key, const QString &value, VOXBusUrl *parts)
+{
+    if (key == BaudKey) {
+        parts->baudRate = value.toInt();
+        return rateNames().contains(value);
+    }
+    parts->parity = value == QLatin1String("odd") ? QSerialPort::OddParity
+        : value == QLatin1String("even")          ? QSerialPort::EvenParity
+        : value == QLatin1String("none")          ? QSerialPort::NoParity
+                                                  : QSerialPort::UnknownParity;
+    return key == ParityKey && parts->parity != QSerialPort::UnknownParity;
+}
+
 bool readSerialUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
 {
     parts->path = url.path();
-    if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
-        return true;
-    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
-    return false;
+    if (url.path().isEmpty() || !url.host().isEmpty()) {
+        *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
+        return false;
+    }
+    const auto items = QUrlQuery(url).queryItems();
+    for (const auto &item : items) {
+        if (readSerialItem(item.first, item.second, parts))
+            continue;
+        *problem = QStringLiteral("'%1=%2' in '%3'; a serial bus takes baud, which is one of %4, and "
+                                  "parity, which is odd, even or none")
+                       .arg(item.first, item.second, parts->text, rateNames().join(QStringLiteral(", ")));
+        return false;
+    }
+    return true;
 }
 
 bool readMulticastUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
@@ -104,6 +139,15 @@ BusPointer opened(BusPointer bus, const QString &name, QString *problem)
 BusPointer openSerial(const VOXBusUrl &url)
 {
     auto bus = std::make_unique<VOXBus>(url.path);
+    // Each open() sets the port up as lines of the network usually are.
+    const auto setUp = [bus = bus.get(), rate = static_cast<VOXBus::BaudRate>(url.baudRate),
+                        parity = url.parity] {
+        if (bus->isOpen()) {
+            bus->setBaudRate(rate);
+            bus->setParity(parity);
+        }
+    };
+    QObject::connect(bus.get(), &VOXBus::openChanged, bus.get(), setUp);
     bus->open();
     return bus;
 }

@@ -412,6 +412,26 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(run("monitor --errors " + capture), QByteArray("0 "));
     QVERIFY(run(QString("monitor %1 --write %1").arg(capture)).startsWith("2 ! "));
     QVERIFY(run("replay " + capture, "pty:").startsWith("2 ! "));
+    // To another program, which may leave.
+    const QString copy = folder.filePath("copy.pcap");
+    const QByteArray piped = shell(QString("vox monitor %1 --write - --stats >%2").arg(capture, copy), url);
+    QVERIFY2(piped.startsWith("0 ! 4 frames, "), piped);
+    QVERIFY(contents(copy) == contents(capture));
+    const Simulation another("--node NODE@00A1B2", url);
+    for (const int size : {24 + 2 * 16 + 11 + 27, 25}) {
+        QProcess pipeline;
+        const QString script("set -o pipefail; VOX_BUS=%1 '%2' monitor --write - | head -c %3");
+        pipeline.start("bash", {"-c", script.arg(url, Program).arg(size)});
+        pipeline.setReadChannel(QProcess::StandardError);
+        QVERIFY(pipeline.waitForReadyRead(10000));
+        QByteArray followed;
+        for (int asked = 0; asked < 2; ++asked) {
+            QVERIFY(another.run("label 00A1B2").startsWith("0 "));
+            QTRY_COMPARE((followed += pipeline.readAllStandardOutput()).size(), size);
+        }
+        QTRY_COMPARE(list(pipeline.state(), pipeline.exitCode()), list(QProcess::NotRunning, 1));
+        QCOMPARE(pipeline.readAllStandardError().count('\n'), 1);
+    }
     // With one peer, not all of a line can be seen.
     QProcess blinkered;
     const QString peer = QString("udp://127.0.0.1:4800?local=%1").arg(freeUdpPorts().first);

@@ -20,6 +20,8 @@ constexpr double LossShare = 0.1;
 constexpr double BadShare = 0.5;
 constexpr double GoodShare = 0.05;
 constexpr int MaxNamed = 3;
+/// A driver counts so many where something is set wrong.
+constexpr quint32 ManyErrors = 10;
 
 using Nodes = QMap<unsigned int, NodeStatistics>;
 /// What stands in a sentence for %1, %2, ...
@@ -56,6 +58,7 @@ class Evidence
 public:
     Evidence(const LineStatistics &statistics, const QSet<unsigned int> &only)
         : totals(statistics.totals())
+        , port(statistics.portErrors().value_or(PortErrors()))
         , view(statistics.view())
         , nodes(statistics.nodes())
         , m_only(only)
@@ -67,6 +70,7 @@ public:
     }
 
     const LineStatistics::Totals &totals;
+    const PortErrors port;
     const LineStatistics::View view;
     const Nodes nodes;
 
@@ -110,6 +114,15 @@ public:
         return totals.echoes >= Several && share(totals.echoes, totals.requests) >= BadShare;
     }
     bool isDead() const { return totals.bytes >= ManyBytes && totals.goodFrames() == 0; }
+    bool hasWrongParity() const
+    {
+        return totals.goodFrames() == 0 && port.parity >= ManyErrors
+            && port.framing < port.parity / ManyErrors;
+    }
+    bool hasWrongRate() const
+    {
+        return totals.goodFrames() == 0 && !hasWrongParity() && port.framing + port.breaks >= ManyErrors;
+    }
     bool isAllSilent() const
     {
         const auto silent = std::count_if(nodes.begin(), nodes.end(),
@@ -161,13 +174,30 @@ Finds once(bool holds, const Words &words)
 
 Finds nothing(const Evidence &line)
 {
-    return once(line.totals.bytes == 0, {});
+    return once(line.totals.bytes == 0 && !line.hasWrongParity() && !line.hasWrongRate(), {});
 }
 
 Finds noValidFrame(const Evidence &line)
 {
-    return once(line.isDead() && line.totals.breakBytes * 2 < line.totals.bytes,
+    return once(line.isDead() && !line.hasWrongParity() && !line.hasWrongRate()
+                    && line.totals.breakBytes * 2 < line.totals.bytes,
                 {counted(line.totals.bytes, "byte")});
+}
+
+Finds overrun(const Evidence &line)
+{
+    return once(line.port.overruns > 0, {counted(line.port.overruns, "overrun")});
+}
+
+Finds parity(const Evidence &line)
+{
+    return once(line.hasWrongParity(), {counted(line.port.parity, "parity error")});
+}
+
+Finds rate(const Evidence &line)
+{
+    return once(line.hasWrongRate(),
+                {counted(line.port.framing, "framing error"), counted(line.port.breaks, "break")});
 }
 
 Finds heldLow(const Evidence &line)
@@ -263,6 +293,8 @@ struct Rule
 // The first that holds goes first. docs/installer.md says what to do about each.
 const Rule rules[] = {
     {"nothing was heard: the wrong port, no power, a broken wire, or a wrong parity", nothing},
+    {"%1 and hardly any of framing: the parity is wrong; vox probe finds the right one", parity},
+    {"%1 and %2: the bit rate is wrong, or the two wires are swapped", rate},
     {"%1 and no valid frame among them: the bit rate or the parity is wrong, the wires are swapped, or two "
      "hosts talk in step",
      noValidFrame},
@@ -271,6 +303,7 @@ const Rule rules[] = {
     {"%1 began while another one waited for its answer: two hosts are on the line, or one that does not wait "
      "long enough",
      twoHosts},
+    {"the port has lost bytes in %1: this machine was too busy", overrun},
     {"%1 % of what came is damaged, with %2 and %3 of garbage: noise, a bad joint, or a missing termination",
      noise},
     {"%1 of %2 came twice, back to back", twice},

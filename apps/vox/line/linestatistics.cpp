@@ -9,7 +9,6 @@
 namespace {
 constexpr double NsPerSecond = 1e9;
 constexpr qint64 BitsPerByte = 11;
-constexpr qint64 LineRate = 4800;
 /// Adapters hand over what has come in this time at once.
 constexpr qint64 BurstNs = 16000000;
 /// What comes after such a pause is not the same disturbance any more.
@@ -28,9 +27,16 @@ bool expectsAnswer(const VOXMessage &request)
 }
 }
 
-qint64 LineStatistics::lineNs(qint64 bytes)
+void LineStatistics::setPortErrors(const std::optional<PortErrors> &errors)
 {
-    return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / LineRate;
+    m_isPort = true;
+    m_portErrors = errors;
+}
+
+/// The time that @p bytes take on the line.
+qint64 LineStatistics::lineNs(qint64 bytes) const
+{
+    return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / m_rate;
 }
 
 LineNotes LineStatistics::setTime(qint64 timeNs)
@@ -41,6 +47,14 @@ LineNotes LineStatistics::setTime(qint64 timeNs)
     m_isLive = true;
     m_lastNs = std::max(m_lastNs, timeNs);
     expire(timeNs, &notes);
+    return notes;
+}
+
+LineNotes LineStatistics::close()
+{
+    LineNotes notes;
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node)
+        settle(node.key(), node->open.close(m_lastNs), &notes);
     return notes;
 }
 
