@@ -68,10 +68,11 @@ public:
         /// Frames whose check failed.
         int failed = 0;
         int garbageBytes = 0;
-        /// Zero bytes, and how often they came.
-        int breakBytes = 0;
+        /// How often zero bytes came, and the most that came at once.
         int breaks = 0;
-        /// Pieces of the line without a good frame in between, or a pause, in which something was damaged.
+        int longestBreak = 0;
+        /// Pieces of the line without a good frame in between, or a pause, in which something was damaged. Not
+        /// where many were asked at once: their answers overlap on a line that is in order.
         int damages = 0;
         /// Requests from a host, also to groups and to all; each once that came twice, back to back.
         int requests = 0;
@@ -123,6 +124,9 @@ private:
         unsigned int node = 0;
         LineItem request;
         bool isOpen = false;
+        /// Whether the one before was answered in time.
+        bool isSound = true;
+        bool isAnswered = true;
     };
     struct Due
     {
