@@ -92,11 +92,14 @@ bool readSerialItem(const QString &key, const QString &value, VOXBusUrl *parts)
         parts->baudRate = value.toInt();
         return rateNames().contains(value);
     }
-    parts->parity = value == QLatin1String("odd") ? QSerialPort::OddParity
-        : value == QLatin1String("even")          ? QSerialPort::EvenParity
-        : value == QLatin1String("none")          ? QSerialPort::NoParity
-                                                  : QSerialPort::UnknownParity;
-    return key == ParityKey && parts->parity != QSerialPort::UnknownParity;
+    for (const QSerialPort::Parity parity :
+         {QSerialPort::OddParity, QSerialPort::EvenParity, QSerialPort::NoParity}) {
+        if (key == ParityKey && value == VOXBusUrl::parityName(parity)) {
+            parts->parity = parity;
+            return true;
+        }
+    }
+    return false;
 }
 
 bool readSerialUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
@@ -226,6 +229,20 @@ QString VOXBusUrl::openProblem(const QString &name, const QString &reason)
     if (file.exists() && !(file.isReadable() && file.isWritable()))
         problem += QStringLiteral("; its group is %1").arg(file.group());
     return problem;
+}
+
+QString VOXBusUrl::parityName(QSerialPort::Parity parity)
+{
+    switch (parity) {
+    case QSerialPort::OddParity:
+        return QStringLiteral("odd");
+    case QSerialPort::EvenParity:
+        return QStringLiteral("even");
+    case QSerialPort::NoParity:
+        return QStringLiteral("none");
+    default:
+        return QString();
+    }
 }
 
 QHostAddress VOXBusUrl::localAddress() const

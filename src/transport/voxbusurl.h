@@ -45,6 +45,9 @@ struct VOX_EXPORT VOXBusUrl
     /// A text that the bus or port @p name cannot be opened for @p reason, and what may help.
     static QString openProblem(const QString &name, const QString &reason);
 
+    /// The word for a parity in URLs: "odd", "even" or "none"; empty for another one.
+    static QString parityName(QSerialPort::Parity parity);
+
     /// Whether @p text is a UDP bus to one peer whose port another program has. A bus shares its port without
     /// a warning, and then only one of the two hears the peer.
     static bool isPortTaken(const QString &text);

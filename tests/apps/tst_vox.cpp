@@ -3,6 +3,7 @@
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/frames.h"
+#include "support/ptyport.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 #include "vox/outputqueue.h"
@@ -31,6 +32,7 @@ private Q_SLOTS:
     void aLineIsWatchedAndReplayed();
     void replayKeepsTime();
     void aSimulationObeysLines();
+    void aPortIsProbed();
     void everyCommandHasHelp();
     void bashCompletes();
     void guidesWork_data();
@@ -126,7 +128,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, call, monitor, replay, probe, move");
     row("fly", "unknown command 'fly'");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
@@ -142,6 +144,10 @@ void tst_Vox::commandLines_data()
     row("sim --config /no/such.json", "cannot read /no/such.json");
     row("sim --config /bin/sh", "in line 1");
     row("sim --node NODE@000001 --speed 1 --speed 2", "--speed is given more than once");
+    row("probe --seconds 0", "--seconds is to be a number from 0.1 to 60");
+    row("probe", "is no serial port, and has neither rate nor parity");
+    row("scan --bus serial:///dev/ttyUSB0?baud=0",
+        "'baud=0' in 'serial:///dev/ttyUSB0?baud=0'; a serial bus takes");
     row("monitor --bus mcast://239.0.0.1:4810 line.pcap", "a bus is shown or a capture, not both");
     row("scan --range 000300", "--range: '000300' is no range; 000300-00031F is one");
     row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
@@ -535,6 +541,57 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(monitor.readAllStandardError().contains("has gone: its other end has hung up"));
 }
 
+// A pseudo-terminal keeps the rate that its user sets, and whether the parity would be odd. Its other end
+// sends frames where both are right, and else noise, or zeros as from a line that is held low.
+void tst_Vox::aPortIsProbed()
+{
+    PipeDevice wire;
+    const PtyPort pty(wire);
+    wire.open(QIODevice::ReadWrite);
+    const int port = ::open(qPrintable(pty.name), O_RDWR | O_NOCTTY);
+    const auto isRight = [port](unsigned int rate, bool isOdd) {
+        termios settings{};
+        ::tcgetattr(port, &settings);
+        return ::cfgetospeed(&settings) == rate && ((settings.c_cflag & PARODD) != 0) == isOdd;
+    };
+    const QByteArray talk = line(frame("0E", 0x000101));
+    const auto row = [&](const QString &options, const std::function<QByteArray()> &said,
+                         const std::function<QByteArray(const QByteArray &)> &answer, int lines,
+                         const QByteArray &result) {
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, &timer, [&] { wire.write(said()); });
+        const auto listening =
+            connect(&wire, &QIODevice::readyRead, &timer, [&] { wire.write(answer(wire.readAll())); });
+        timer.start(5);
+        QProcess probe;
+        start(probe, "probe " + options, "serial://" + pty.name);
+        QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
+        const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
+        QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
+        disconnect(listening);
+    };
+    const auto silence = [] { return QByteArray(); };
+    const auto nothing = [](const QByteArray &) { return QByteArray(); };
+    row(
+        "--seconds 0.2", [&] { return isRight(B9600, false) ? talk : QByteArray(31, '\0') + "noise"; },
+        nothing, 10, "\n 9600  even               3              0      33  not counted\n");
+    row(
+        "--seconds 0.2 --json", [&] { return isRight(B4800, true) ? talk : QByteArray(); }, nothing, 1,
+        "\"bus\":\"serial://%1?baud=4800&parity=odd\"");
+    const auto answer = [&](const QByteArray &asked) {
+        const QByteArray all = line(frameFrom(1, "60")) + line(frameFrom(2, "60")) + line(frameFrom(3, "60"));
+        return asked
+            + (LineItem::of(asked, 0).frame.cmd() == 0x40 && isRight(B9600, true) ? all : QByteArray());
+    };
+    row("--seconds 0.2 --ask", silence, answer, 9,
+        "has 9600 bit/s, odd parity:\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
+    row(
+        "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
+        "probe: bytes came, but ");
+    ::close(port);
+}
+
 void tst_Vox::everyCommandHasHelp()
 {
     QCOMPARE(run("--version"), "0 vox " + VOX::version().toLatin1() + "\n");
@@ -545,7 +602,8 @@ void tst_Vox::everyCommandHasHelp()
         QVERIFY2(manual.contains(part), part);
     QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
              QByteArray("  TILT: a number from 0 to 255; 255 without it"));
-    for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "goto"}) {
+    for (const QByteArray command :
+         {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
@@ -592,7 +650,7 @@ void tst_Vox::guidesWork_data()
     }
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
-    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record)(?!.*--bus)");
+    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record|probe)(?!.*--bus)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }
