@@ -13,6 +13,8 @@
 #include <QJsonObject>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 /// The program as people run it.
@@ -30,6 +32,7 @@ private Q_SLOTS:
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
+    void whatNobodyReadsKeepsItsTime();
     void replayKeepsTime();
     void aSimulationObeysLines();
     void aPortIsProbed();
@@ -446,6 +449,60 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(exitCode(blinkered, SIGTERM), 0);
     QVERIFY(QFile::resize(capture, 100));
     QVERIFY(run("replay " + capture, url).contains("cannot be read beyond 2 records"));
+}
+
+// Nobody reads what the monitor shows, and it may even stand still: the times are those of the line.
+void tst_Vox::whatNobodyReadsKeepsItsTime()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("line.pcap"), output = folder.filePath("output");
+    const int port = freeUdpPorts().first;
+    QCOMPARE(::mkfifo(QFile::encodeName(output).constData(), 0600), 0);
+    QFile reader;
+    QVERIFY(reader.open(::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK),
+                        QIODevice::ReadOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle));
+    QProcess monitor;
+    monitor.setStandardOutputFile(output);
+    start(monitor, "monitor --json --write " + capture, QString("udp://127.0.0.1:4800?local=%1").arg(port));
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    QUdpSocket peer;
+    const QByteArray request = line(frame("0E", 0x000101)),
+                     answer = line(frameFrom(0x000101, "0F 0000000000"));
+    const auto send = [&](const QByteArray &bytes) {
+        peer.writeDatagram(bytes, QHostAddress(QHostAddress::LocalHost), quint16(port));
+    };
+    constexpr int Fill = 1000, Asked = 5;
+    for (int i = 0; i < Fill; ++i)
+        send(request);
+    // All is heard though the pipe has been full for long.
+    const int start = 24, record = 16 + request.size();
+    QTRY_COMPARE(QFileInfo(capture).size(), qint64(start + Fill * record));
+    ::kill(pid_t(monitor.processId()), SIGSTOP);
+    QVector<double> askedMs;
+    for (int i = 0; i < Asked; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        send(request);
+        QThread::msleep(15);
+        askedMs += double(clock.nsecsElapsed()) / 1e6;
+        send(answer);
+    }
+    ::kill(pid_t(monitor.processId()), SIGCONT);
+    QTRY_VERIFY(QFileInfo(capture).size() >= start + Fill * record + Asked * (record + 16 + answer.size()));
+    std::vector<LineItem> items;
+    QString problem;
+    QVERIFY2(readPcap(capture, &items, &problem), qPrintable(problem));
+    for (int i = 0; i < Asked; ++i) {
+        const std::size_t at = std::size_t(Fill + 2 * i);
+        const double ms = double(items.at(at + 1).timeNs - items.at(at).timeNs) / 1e6;
+        QVERIFY2(qAbs(ms - askedMs.at(i)) < 3, qPrintable(list(ms, askedMs.at(i))));
+    }
+    ::kill(pid_t(monitor.processId()), SIGTERM);
+    QByteArray shown;
+    QTRY_COMPARE((shown += reader.readAll()).count('\n'), Fill + 2 * Asked);
+    QTRY_COMPARE(int(monitor.state()), int(QProcess::NotRunning));
+    QCOMPARE(monitor.exitCode(), 0);
 }
 
 // As it was, slower and faster.
