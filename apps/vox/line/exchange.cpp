@@ -63,5 +63,5 @@ bool Exchange::isAnswer(const VOXMessage &frame) const
     const int answer = KVR::findCmd(asked.cmd()).reply();
     const int olderAnswer = HRMv2::findCmd(asked.cmd()).reply();
     return cmd == KVR::ACK || cmd == KVR::NACK || cmd == answer || cmd == olderAnswer
-        || (answer == 0 && olderAnswer == 0 && !KVR::findCmd(asked.cmd()).isValid());
+        || nameOf(asked.cmd()).isEmpty();
 }
