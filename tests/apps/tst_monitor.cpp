@@ -4,9 +4,11 @@
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
+#include "vox/console.h"
 #include "vox/line/framescanner.h"
 #include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
+#include "vox/line/linelabels.h"
 #include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
@@ -26,6 +28,8 @@ private Q_SLOTS:
     void noByteIsLost();
     void cutsAsReceiversDo();
     void items();
+    void labelsAndTimes();
+    void rowsOfATerminal();
     void statistics();
     void errors();
     void anHourOfStrangers();
@@ -154,6 +158,41 @@ void tst_Monitor::items()
     const QJsonObject json = LineItem::of(line(move), 1700000000123006789).toJson();
     QCOMPARE(list(json["time"].toString(), json["source"].toString(), json["sourceType"].toString()),
              list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
+}
+
+// The label that a node has told, or that it has acknowledged; one that it refuses is not its own.
+void tst_Monitor::labelsAndTimes()
+{
+    LineLabels labels;
+    const QByteArray text = QByteArray("Hall\x1b").leftJustified(16, '\0').toHex();
+    const auto row = [&](const VOXMessage &heard, const QString &ends) {
+        const LineItem item = LineItem::of(line(heard), 0);
+        labels.hear(item);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
+        const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
+                 list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
+    };
+    row(frame("45", 0x101), "010000 > 000101");
+    row(frameFrom(0x101, "65" + text), "000101 (Hall?) > 010000");
+    row(frame("0E", 0x101), "010000 > 000101 (Hall?)");
+    row(frame("0E", 0xffffff), "010000 > all");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x102, "6F 20"), "000102 > 010000");
+    row(frameFrom(0x102, "7F"), "000102 > 010000");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x101, "7F"), "000101 (Hall?) > 010000");
+    row(frameFrom(0x102, "7F"), "000102 (Hall?) > 010000");
+}
+
+void tst_Monitor::rowsOfATerminal()
+{
+    const auto row = [](const QString &text, const QString &rows) { QCOMPARE(wrapped(text, 20, 6), rows); };
+    row("12:00  short enough.", "12:00  short enough.");
+    row("12:00  one two  three four five", "12:00  one two\n      three four\n      five");
+    row("12:00  AA BB CC DD EE FF", "12:00  AA BB CC DD\n      EE FF");
+    row("12:00  a-word-that-is-too-long", "12:00  a-word-that-is-too-long");
 }
 
 void tst_Monitor::statistics()
