@@ -115,6 +115,12 @@ void foldFailedChecks(int before)
     ++warnings().answers;
 }
 
+void forgetDamage()
+{
+    warnings().checks = 0;
+    warnings().answers = 0;
+}
+
 int failedChecks()
 {
     return warnings().checks;

@@ -25,6 +25,7 @@ private Q_SLOTS:
     void commandLines();
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
+    void scanOnANoisyLine();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
@@ -148,6 +149,9 @@ void tst_Vox::commandLines_data()
     row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
     row("scan --range 000302-000301", "--range: the range ends before it begins: 000301 is below 000302");
     row("scan --range 000001-010001", "--range: a range has at most 65536 addresses");
+    row("scan --rounds none", "--rounds is to be a number from 1 to 1000");
+    row("scan --compare /bin/sh", "--compare: /bin/sh: illegal value in line 1");
+    row("scan --compare " VOX_SOURCE_DIR "/examples/scenario/lunch.json", "nodes: is to be an array");
     row("scan --bus tcp://1.2.3.4:5", "'tcp://1.2.3.4:5' is no bus");
     row("scan --bus udp://127.0.0.1", "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("scan --bus udp://127.0.0.1:4810?local=x", "'local=x'");
@@ -260,8 +264,8 @@ void tst_Vox::scanFindsAllNodes()
     const QByteArray json = simulation.run("scan --json");
     const QJsonArray nodes = QJsonDocument::fromJson(json.mid(2)).array();
     QCOMPARE(nodes.size(), 24);
-    const QJsonObject gateway = {
-        {"address", "000401"}, {"appVersion", "0-000-0"}, {"label", "Gateway"}, {"type", "NODETYPE_ANY"}};
+    const QJsonObject gateway = {{"address", "000401"},    {"appVersion", "0-000-0"}, {"label", "Gateway"},
+                                 {"type", "NODETYPE_ANY"}, {"answeredRounds", 3},     {"rounds", 3}};
     QCOMPARE(nodes.last().toObject(), gateway);
     // The nodes' own port: only one program may be them.
     const QString taken = QString("udp://127.0.0.1:1?local=%1").arg(QUrl(simulation.bus).port());
@@ -278,6 +282,68 @@ void tst_Vox::scanFindsAllNodes()
     QVERIFY(simulation.run("scan --range 000301-000301 --json").contains("\"generation\":\"HRMv2\""));
     exitCode(simulation.process, SIGKILL);
     QVERIFY(simulation.run("scan --json").startsWith("0 []\n"));
+}
+
+// Faults that the simulation makes, and what is then found and said.
+void tst_Vox::scanOnANoisyLine()
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("list.json");
+    Simulation simulation("--node TB20@000001 --node TB20@000002 --node HRMV2@000003");
+    simulation.run("label 000001 Hall");
+    const auto row = [&](const QByteArray &faults, const QString &options, const QByteArray &said) {
+        simulation.process.write("clear\n" + QByteArray(faults).replace("; ", "\n") + "\nfaults\n");
+        while (!simulation.process.readAllStandardOutput().contains('\n'))
+            QVERIFY(simulation.process.waitForReadyRead(5000));
+        QString actual = simulation.run("scan " + options);
+        actual.remove("NODETYPE_").replace(QRegularExpression(" {2,}"), " ");
+        QCOMPARE(list(faults, actual), list(faults, said));
+    };
+    const QByteArray one = "000001 TB20 Hall 0-000-0";
+    const QByteArray two = "000002 TB20 0-000-0";
+    const QByteArray both = "0 " + one + '\n' + two + '\n';
+    const QByteArray doubt = "others may be missing";
+    row("", "", both);
+    // Not before the third round.
+    row("drop 000002 command GET_NODE_ADDR count 2", "", both);
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 2", "0 " + one + '\n');
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 3",
+        both.chopped(1) + " answered once in 3 rounds\n! vox scan: 1 node answered once only: " + doubt
+            + '\n');
+    row("corrupt 000002 command GET_NODE_ADDR count 2", "--rounds 3 --json",
+        "0 [{\"address\":\"000001\",\"answeredRounds\":3,\"appVersion\":\"0-000-0\",\"label\":\"Hall\","
+        "\"rounds\":3,\"type\":\"TB20\"},{\"address\":\"000002\",\"answeredRounds\":1,\"appVersion\":\"0-000-"
+        "0\","
+        "\"label\":\"\",\"rounds\":3,\"type\":\"TB20\"}]\n! vox scan: 2 answers came damaged, 1 node "
+        "answered once "
+        "only: others may be missing\n");
+    // What the nodes are asked then is asked again once.
+    row("drop 000001 command GET_NODE_LABEL count 1; drop 000001 command GET_NODE_APP_VERSION count 1", "--rounds 1",
+        both);
+    row("corrupt 000001 command GET_NODE_LABEL count 2", "--rounds 1",
+        "0 000001 TB20 ? 0-000-0\n" + two + "\n! vox scan: 2 answers came damaged: " + doubt + '\n');
+    row("corrupt 000003 count 1", "--range 000003-000003",
+        "0 000003 ANY ? older generation\n! vox scan: 1 answer came damaged: " + doubt
+            + "; --rounds 10 looks longer\n");
+    row("drop 000003 count 1", "--range 000003-000003 --rounds 2", "0 000003 ANY ? older generation\n");
+
+    const auto compare = [&](const QByteArray &faults, const QByteArray &listed, const QByteArray &said) {
+        setContents(file, listed);
+        row(faults, "--rounds 1 --compare " + file, said);
+    };
+    const QByteArray all = R"({"nodes": [{"model": "TB20", "address": "000001-000002", "label": ""},)"
+                           R"({"model": "HRMV2", "address": "000003"}]})";
+    compare("", QByteArray(all).replace("label\": \"\"", "groups\": []"), "0 3 of 3 nodes as in list.json\n");
+    compare("drop 000003", all,
+            "1 missing 000003\nchanged 000001 label: 'Hall', listed as ''\n"
+            "1 of 3 nodes as in list.json, 1 missing, 1 changed\n");
+    compare("", R"([{"address": "000001", "type": "NODETYPE_QM75", "label": null, "appVersion": "1-A00-0"}])",
+            "1 new 000002 TB20 0-000-0\nchanged 000001 type: 'TB20', listed as 'QM75'\n"
+            "changed 000001 appVersion: '0-000-0', listed as '1-A00-0'\n0 of 1 node as in list.json, 1 new, "
+            "1 changed\n");
+    const QByteArray said = simulation.run("scan --rounds 1 --json --compare " + file);
+    const QJsonObject result = QJsonDocument::fromJson(said.mid(2)).object();
+    QCOMPARE(result.keys(), (QStringList{"changed", "damagedAnswers", "missing", "new", "nodes"}));
 }
 
 void tst_Vox::aMoveIsFollowed()
