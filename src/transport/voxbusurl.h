@@ -17,7 +17,8 @@ class VOXBus;
 ///     mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS
 ///     pty:
 ///
-/// A value, from any thread.
+/// A path, as /dev/ttyUSB0, is that of a serial port. A host name in place of an address is looked up, which
+/// may take as long as the system's resolver does. A value, from any thread.
 /// @ingroup transport
 struct VOX_EXPORT VOXBusUrl
 {
