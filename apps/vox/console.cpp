@@ -62,7 +62,8 @@ void tellDropped()
 
 QString exitCodesText()
 {
-    return QStringLiteral("0 done; 1 refused, no answer, or output that cannot be written; 2 wrong use.");
+    return QStringLiteral("0 done; 1 refused, no answer, a difference, or output that cannot be written; "
+                          "2 wrong use.");
 }
 
 QString counted(qint64 number, const char *noun)
