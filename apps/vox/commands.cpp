@@ -2,8 +2,10 @@
 
 #include "vox/completecommand.h"
 #include "vox/host/callcommand.h"
+#include "vox/host/counterscommand.h"
 #include "vox/host/dailycommands.h"
 #include "vox/host/democommand.h"
+#include "vox/host/pingcommand.h"
 #include "vox/host/scancommand.h"
 #include "vox/line/monitorcommand.h"
 #include "vox/line/replaycommand.h"
@@ -25,6 +27,10 @@ const QVector<Command> &commands()
             {QStringLiteral("record"),
              QStringLiteral("makes a network file for sim of a bus or of a capture"), runRecord},
             {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
+            {QStringLiteral("ping"), QStringLiteral("tells which nodes lose, delay or damage answers"),
+             runPing},
+            {QStringLiteral("counters"), QStringLiteral("the error counters of nodes, before and after"),
+             runCounters},
             {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
              runCall},
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),

@@ -108,6 +108,17 @@ bool isTerminal()
     return isatty(STDOUT_FILENO) == 1;
 }
 
+bool hasColour()
+{
+    return isTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR")
+        && qEnvironmentVariable("TERM") != QLatin1String("dumb");
+}
+
+QString inRed(const QString &text)
+{
+    return hasColour() ? QStringLiteral("\x1b[31m%1\x1b[0m").arg(text) : text;
+}
+
 void outliveReader()
 {
     std::signal(SIGPIPE, SIG_IGN);

@@ -32,6 +32,10 @@ void printRaw(const QString &line);
 void printProgress(const QString &line);
 /// Whether standard output is a terminal.
 bool isTerminal();
+/// Whether standard output shows colours: it is a terminal, no dumb one, and NO_COLOR is not set.
+bool hasColour();
+/// @p text in red where there are colours.
+QString inRed(const QString &text);
 
 /// From now on the program goes on when the reader of its output closes it.
 void outliveReader();

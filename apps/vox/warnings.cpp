@@ -7,6 +7,7 @@
 #include <QRegularExpression>
 #include <QTimer>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -106,6 +107,11 @@ void foldFailedChecks(int before)
         return;
     warnings().checks = before;
     ++warnings().answers;
+}
+
+void forgetFailedChecks(int before)
+{
+    warnings().checks = std::min(warnings().checks, before);
 }
 
 int failedChecks()

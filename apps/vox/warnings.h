@@ -15,6 +15,8 @@ void tellWarningsSoon();
 /// came damaged. Bytes of one frame may fail several checks, because a frame is looked for from each of them
 /// on.
 void foldFailedChecks(int before);
+/// The failed checks since @p before are not told: whoever calls this tells them in words of its own.
+void forgetFailedChecks(int before);
 /// The number of failed checks that are neither told nor folded.
 int failedChecks();
 
