@@ -3,6 +3,7 @@
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "transport/voxframecutter.h"
+#include "vox/console.h"
 
 #include <QDateTime>
 
@@ -84,9 +85,17 @@ QByteArray inverted(QByteArray bytes)
     return bytes;
 }
 
+LineItem LineItem::noFrame(const QByteArray &bytes, qint64 timeNs)
+{
+    const bool isBreak = bytes.count('\0') == bytes.size() && !bytes.isEmpty();
+    return {timeNs, bytes, isBreak ? Break : Garbage, VOXMessage()};
+}
+
 LineItem LineItem::of(const QByteArray &bytes, qint64 timeNs)
 {
-    LineItem item{timeNs, bytes, Garbage, VOXMessage()};
+    LineItem item = noFrame(bytes, timeNs);
+    if (item.verdict == Break)
+        return item;
     const VOXFrameCutter::Cut cut = VOXFrameCutter(VOXMessage::MinLength).cut(bytes);
     if (cut.kind != VOXFrameCutter::Cut::Frame || cut.frame.size() != bytes.size())
         return item;
@@ -104,6 +113,8 @@ QString LineItem::toString() const
 {
     const QString time =
         QDateTime::fromMSecsSinceEpoch(timeNs / NsPerMs).toString(QStringLiteral("HH:mm:ss.zzz"));
+    if (verdict == Break)
+        return QStringLiteral("%1  break  %2").arg(time, counted(bytes.size(), "zero byte"));
     if (!isFrame())
         return QStringLiteral("%1  garbage  %2").arg(time, hex(bytes));
     QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame), commandOf(frame));
@@ -126,7 +137,7 @@ QJsonObject LineItem::toJson() const
                             .arg(time.toString(QStringLiteral("yyyy-MM-ddTHH:mm:ss.zzz")))
                             .arg(timeNs % NsPerMs, 6, 10, QLatin1Char('0'))}};
     if (!isFrame()) {
-        object.insert(QStringLiteral("garbage"), hex(bytes));
+        object.insert(verdict == Break ? QStringLiteral("break") : QStringLiteral("garbage"), hex(bytes));
         return object;
     }
     if (frame.addrType() == VOX::GROUP) {

@@ -5,7 +5,8 @@
 #include "transport/voxbusurl.h"
 #include "vox/command.h"
 #include "vox/console.h"
-#include "vox/line/linestatistics.h"
+#include "vox/line/linehints.h"
+#include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
 #include "vox/outcome.h"
@@ -110,10 +111,10 @@ struct Monitor
     void report() const
     {
         if (isJson) {
-            printJson({{QStringLiteral("stats"), statistics.toJson()}});
+            printJson({{QStringLiteral("stats"), reportJson(statistics, hintsOf(statistics))}});
             return;
         }
-        const QStringList lines = statistics.toText();
+        const QStringList lines = reportText(statistics, hintsOf(statistics));
         for (const QString &line : lines)
             printLine(line);
     }
@@ -161,7 +162,8 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
     };
     monitor->statistics.setTime(LineTap::nowNs());
     if (url.kind != VOXBusUrl::Serial)
-        monitor->statistics.leaveOutLoad();
+        monitor->statistics.setView(url.kind == VOXBusUrl::Multicast ? LineStatistics::Network
+                                                                     : LineStatistics::OneWay);
     tap->onGone = [&](const QString &reason) {
         printError(QStringLiteral("monitor"), QStringLiteral("%1 has gone: %2").arg(url.text, reason));
         monitor->hasFailed = true;
