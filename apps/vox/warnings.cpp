@@ -1,6 +1,7 @@
 #include "vox/warnings.h"
 
 #include "vox/console.h"
+#include "vox/outcome.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
@@ -17,6 +18,7 @@ struct Warnings
 {
     QString command;
     bool isSoon = false;
+    WarningForm form = WarningForm::Text;
     /// The time since something was told.
     QElapsedTimer clock;
     bool isTimerOn = false;
@@ -55,7 +57,11 @@ struct Warnings
         if (parts.isEmpty())
             return;
         clock.start();
-        printError(command, parts.join(QStringLiteral("; ")));
+        const QString text = parts.join(QStringLiteral("; "));
+        if (form == WarningForm::Json)
+            printJson({{QStringLiteral("warning"), text}});
+        else
+            printError(command, text);
     }
 };
 
@@ -96,8 +102,9 @@ void catchWarnings(const QString &command)
     qInstallMessageHandler(take);
 }
 
-void tellWarningsSoon()
+void tellWarningsSoon(WarningForm form)
 {
+    warnings().form = form;
     warnings().isSoon = true;
 }
 

@@ -8,8 +8,11 @@
 /// and the rest are counted. With QT_LOGGING_RULES in the environment, everything is told as it is.
 void catchWarnings(const QString &command);
 
-/// From now on failed checks are told while the program runs, too: within a second, in one line at most.
-void tellWarningsSoon();
+enum class WarningForm { Text, Json };
+
+/// From now on failed checks are told while the program runs, too: within a second, in one line at most. As
+/// JSON, warnings are objects with "warning" on standard output.
+void tellWarningsSoon(WarningForm form = WarningForm::Text);
 
 /// To be called when a call has ended without an answer: if checks have failed since @p before, an answer
 /// came damaged. Bytes of one frame may fail several checks, because a frame is looked for from each of them

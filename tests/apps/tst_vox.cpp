@@ -31,6 +31,7 @@ private Q_SLOTS:
     void aLineIsWatchedAndReplayed();
     void replayKeepsTime();
     void aSimulationObeysLines();
+    void aSimulationTellsWhatHostsDo();
     void everyCommandHasHelp();
     void bashCompletes();
     void guidesWork_data();
@@ -513,6 +514,83 @@ void tst_Vox::aSimulationObeysLines()
     exitCode(simulation.process, SIGKILL);
     QCOMPARE(exitCode(monitor), 1);
     QVERIFY(monitor.readAllStandardError().contains("has gone: its other end has hung up"));
+}
+
+// Also where nobody else can watch. All that it says is JSON, line by line.
+void tst_Vox::aSimulationTellsWhatHostsDo()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("host.pcap");
+    const QHostAddress here(QHostAddress::LocalHost);
+    const auto ports = freeUdpPorts();
+    QUdpSocket host;
+    QVERIFY(host.bind(here, ports.second));
+    QProcess sim;
+    start(sim,
+          QString("sim --node NODE@000002 --json --log json --write %1 "
+                  "--bus udp://127.0.0.1:%2?local=%3&bind=127.0.0.1")
+              .arg(capture)
+              .arg(ports.second)
+              .arg(ports.first),
+          QString());
+    QByteArray output;
+    const auto says = [&](const QByteArray &text) {
+        while (!output.contains(text) && sim.waitForReadyRead(5000))
+            output += sim.readAllStandardOutput();
+        const bool isSaid = output.contains(text);
+        output.remove(0, output.indexOf(text));
+        return isSaid;
+    };
+    QVERIFY(says("ready"));
+    const QByteArray asked = line(frame("79 55", 2));
+    const auto send = [&](const QByteArray &bytes) { host.writeDatagram(bytes, here, quint16(ports.first)); };
+    send(asked);
+    QVERIFY(says("POST_DATA_TEST1"));
+    // No receiver takes it. It is seen all the same.
+    send(asked.chopped(1) + '?');
+    QVERIFY(says("\"check\":\"failed\""));
+    send("noise");
+    QVERIFY(says("\"garbage\":\"6E 6F 69 73 65\""));
+    const std::pair<QByteArray, QByteArray> rows[] = {
+        {"drop 000002 command send_data_test1",
+         "{\"added\":{\"fault\":\"drop 000002 command SEND_DATA_TEST1\",\"happened\":0,\"number\":1}}\n"},
+        {"at 100ms for 200ms nack busy all", "{\"planned\":{\"inMs\":100,"},
+        {"faults", "\"planned\":[{\"inMs\":"},
+        {"remove 1", "{\"removed\":{\"fault\":\"drop 000002 "},
+        {"", "{\"added\":{\"endsInMs\":200,\"fault\":\"nack BUSY\",\"happened\":0,\"number\":2}}\n"},
+        {"", "{\"removed\":{\"fault\":\"nack BUSY\""},
+        {"faults", "{\"faults\":[],\"planned\":[]}\n"},
+        {"at 9s quit", "\"number\":3"},
+        {"remove 3", "{\"removed\":{\"line\":\"quit\",\"number\":3}}\n"},
+        {"remove 3", "{\"error\":\"nothing has the number '3'"},
+        {"at soon quit", "{\"error\":\"'soon' is no time"},
+        {"for 3s", "{\"error\":\"what is to be done is missing"},
+        {"drop all count 1 count 2", "{\"error\":\"'count 2' is too much; one fault has one count"},
+        {"drop all command ACK command NACK", "{\"error\":\"'command NACK' is too much; one fault has one"},
+        {"drop 000001 000002", "{\"error\":\"'000002' is not understood"},
+        {"clear", "{\"cleared\":0}\n"},
+        {"help", "{\"help\":\"status"},
+        {"status", "\"model\":\"NODE\""},
+    };
+    for (const auto &[line, answer] : rows) {
+        if (!line.isEmpty())
+            sim.write(line + '\n');
+        QVERIFY2(says(answer), line + ": " + output);
+        output.remove(0, 1);
+    }
+    sim.write("quit\n");
+    QCOMPARE(exitCode(sim), 0);
+    QCOMPARE(sim.readAllStandardError(), QByteArray());
+
+    std::vector<LineItem> items;
+    QString problem;
+    QVERIFY2(readPcap(capture, &items, &problem), qPrintable(problem));
+    QByteArrayList seen;
+    for (const LineItem &item : items)
+        seen += item.bytes + char('0' + item.verdict);
+    QCOMPARE(
+        seen,
+        (QByteArrayList{asked + '0', line(frameFrom(2, "7A 55")) + '0', asked.chopped(1) + "?2", "noise3"}));
 }
 
 void tst_Vox::everyCommandHasHelp()
