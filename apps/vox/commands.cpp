@@ -13,6 +13,7 @@
 #include "vox/sim/recordcommand.h"
 #include "vox/sim/simcommand.h"
 #include "vox/test/testcommand.h"
+#include "vox/top/topcommand.h"
 
 #include <algorithm>
 
@@ -35,6 +36,7 @@ const QVector<Command> &commands()
              runCall},
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
              runMonitor},
+            {QStringLiteral("top"), QStringLiteral("the nodes of a bus as they are now"), runTop},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
         }
         + dailyCommands();

@@ -38,13 +38,17 @@ void noteFailure(int error)
                 .arg(QString::fromLocal8Bit(std::strerror(error))));
 }
 
-void put(FILE *stream, const QString &text)
+void put(FILE *stream, const QByteArray &bytes)
 {
-    const QByteArray bytes = text.toLocal8Bit();
     if (OutputQueue *queue = stream == stdout ? outputQueue().get() : errorQueue().get())
         queue->push(bytes);
     else if ((std::fputs(bytes.constData(), stream) < 0 || std::fflush(stream) != 0) && stream == stdout)
         noteFailure(errno);
+}
+
+void put(FILE *stream, const QString &text)
+{
+    put(stream, text.toLocal8Bit());
 }
 
 /// Tells how much was dropped, as soon as somebody reads again.
@@ -129,6 +133,22 @@ void queueOutput()
     outliveReader();
     outputQueue() = std::make_unique<OutputQueue>(STDOUT_FILENO, noteFailure);
     errorQueue() = std::make_unique<OutputQueue>(STDERR_FILENO, [](int) {});
+}
+
+void printBytes(const QByteArray &bytes)
+{
+    put(stdout, bytes);
+}
+
+bool isOutputWritten()
+{
+    return !outputQueue() || outputQueue()->isEmpty();
+}
+
+void waitForOutput()
+{
+    if (outputQueue())
+        outputQueue()->wait();
 }
 
 bool hasOutputFailed()

@@ -42,6 +42,12 @@ void outliveReader();
 /// The same, and printing never waits for a reader. Lines that nobody has read yet are kept as far as there
 /// is room; the others are counted and left out.
 void queueOutput();
+/// Writes @p bytes to standard output as they are.
+void printBytes(const QByteArray &bytes);
+/// Whether all that was printed to standard output has been written, as far as queueOutput() keeps it.
+bool isOutputWritten();
+/// Waits until that is so, as long as somebody reads.
+void waitForOutput();
 /// Whether something could not be written to standard output.
 bool hasOutputFailed();
 /// Ends the queue that queueOutput() has begun. Gives the program's exit code: @p exitCode, or Failure in
