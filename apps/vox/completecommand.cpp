@@ -68,6 +68,8 @@ QStringList wordsFor(const QString &syntax, const QStringList &words)
         return {QStringLiteral("up"), QStringLiteral("down"), QStringLiteral("ip:")};
     if (syntax == QLatin1String("TARGET"))
         return {QStringLiteral("all"), QStringLiteral("group:")};
+    if (syntax == QLatin1String("[ADDRESS...|all]"))
+        return {QStringLiteral("all")};
     if (syntax == QLatin1String("[ARGUMENT...]"))
         return Operation::keys(words.value(1), words.size() - 2);
     return {};

@@ -8,6 +8,7 @@
 #include <QRegularExpression>
 #include <QTimer>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -119,6 +120,11 @@ void forgetDamage()
 {
     warnings().checks = 0;
     warnings().answers = 0;
+}
+
+void forgetFailedChecks(int before)
+{
+    warnings().checks = std::min(warnings().checks, before);
 }
 
 int failedChecks()

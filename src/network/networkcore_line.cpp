@@ -134,7 +134,9 @@ void NetworkCore::handleHeard(const BusMessage &message)
         return;
     QString noticed;
     const LineListener::Kind kind = m_listener.examine(frame, nowMs(), &noticed);
-    notice(noticed);
+    // Who only listens hears no second host, but the first one.
+    if (m_isSending || kind != LineListener::OfHost)
+        notice(noticed);
     if (kind == LineListener::OfUs)
         return;
     // A node may give commands, too.

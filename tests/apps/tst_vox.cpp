@@ -134,9 +134,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, probe, move");
-    row("fly", "unknown command 'fly'");
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, move");
     row("fly", "unknown command 'fly'; one of demo, sim");
     row("help fly", "unknown command 'fly'; one of demo, sim");
     row("Scn", "unknown command 'Scn'; did you mean 'scan'?");
