@@ -173,9 +173,12 @@ void VOXNetwork::discover()
     m_core->discovery().start();
 }
 
-void VOXNetwork::discoverRange(VOX::Addr first, VOX::Addr last)
+bool VOXNetwork::discoverRange(VOX::Addr first, VOX::Addr last, QString *problem)
 {
-    m_core->discovery().startRange(first, last);
+    const QString reason = m_core->discovery().startRange(first, last);
+    if (problem)
+        *problem = reason;
+    return reason.isEmpty();
 }
 
 VOXNetworkNode *VOXNetwork::add(VOX::Addr addr)
