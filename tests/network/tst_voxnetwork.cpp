@@ -280,6 +280,7 @@ void tst_VOXNetwork::motions_data()
     row("is refused", "unlimited to=50*", M::Refused, "set both first", 0);
     row("is locked", "lock=3 to=50*", M::Locked, "unlock it", 0);
     row("is blocked", "down* wait=3000 blocked", M::Blocked, "blocked at 7 %. Clear its way", 1);
+    row("is blocked just before its end", "to=8* wait=1100 blocked", M::Blocked, "blocked at 7 %", 1);
     row("falls silent", "down* wait=3000 dies=0", M::NoAnswer, "does not answer any more", 1);
     row("is not there", "dies=0 down*", M::NoAnswer, "has not answered", 0);
     row("loses its acknowledgement", "loseAck down*", M::Arrived, "down limit", 1);
