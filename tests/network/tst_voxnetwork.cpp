@@ -356,6 +356,14 @@ void tst_VOXNetwork::presence()
     QVERIFY(runUntil([&] { return motor->presence() == VOXNetworkNode::Up; }, 340000));
     QCOMPARE(seen, QVector<int>({VOXNetworkNode::Shaky, VOXNetworkNode::Down, VOXNetworkNode::Up}));
     QCOMPARE(motor->silentForMs(), 0);
+    // It is asked twice again, and what may have changed has been read.
+    VOXVirtualTime::advance(500);
+    QVERIFY(asked.size() >= 4);
+    asked.clear();
+    site.simulation.addFault("drop 000100 count 1");
+    motor->setLabel("Back");
+    VOXVirtualTime::advance(400);
+    QVERIFY(asked.size() >= 2);
 }
 
 void tst_VOXNetwork::probes()
@@ -530,6 +538,13 @@ void tst_VOXNetwork::noMotor()
     QVERIFY(runUntil([&] { return site.network->node(0x401) && !site.network->motor(0x401); }));
     VOXVirtualTime::advance(5000);
     QCOMPARE(site.network->node(0x401)->presence(), VOXNetworkNode::Up);
+    // One that has not heard the first broadcast hears the second one.
+    QVERIFY(site.simulation.add("NODE", 0x402));
+    QSignalSpy discovered(site.network.get(), &VOXNetwork::discovered);
+    site.simulation.addFault("drop 000402 count 1");
+    site.network->discover();
+    QVERIFY(runUntil([&] { return !discovered.isEmpty(); }));
+    QCOMPARE(discovered.at(0).at(0).toInt(), 1);
     Heard stop(site.network->stopAll());
     QVERIFY(stop.wait());
     QCOMPARE(stop.end, VOXMotion::Arrived);
@@ -606,7 +621,12 @@ void tst_VOXNetwork::estimates()
     Site site(1);
     site.motor()->moveDown();
     VOXVirtualTime::advance(4000);
-    for (int i = 0; i < 140; ++i) {
+    // Three values in one frame are one piece of news.
+    QSignalSpy changes(site.motor(), &VOXNetworkNode::changed);
+    site.sent = 0;
+    VOXVirtualTime::advance(3000);
+    QVERIFY2(changes.size() == site.sent, QByteArray::number(changes.size()));
+    for (int i = 0; i < 110; ++i) {
         VOXVirtualTime::advance(100);
         QVERIFY(qAbs(*site.motor()->estimatedPercent() - site.device()->position()) <= 2);
     }
