@@ -171,7 +171,8 @@ void tst_Hints::recordedLines()
         hints.replace(QRegularExpression("(?<![0-9A-F])\\d{1,5}(?![0-9A-F])"), "#");
         Q_UNUSED(expected);
         for (const auto &node : statistics.nodes().toStdMap())
-            qWarning("   %x: %d of %d, %d of %d; una %d", node.first, node.second.damaged, node.second.requests, node.second.spoilt, node.second.sound, node.second.unanswered);
+            qWarning("   %x: %d of %d, %d of %d; una %d", node.first, node.second.damaged,
+                     node.second.requests, node.second.spoilt, node.second.sound, node.second.unanswered);
         qWarning("%s: %s (%d)", name, qPrintable(hints), items.size());
     };
     const auto row = [&](const char *name, const std::function<void(Site &)> &set, const QString &expected,
@@ -182,8 +183,10 @@ void tst_Hints::recordedLines()
         judge(name, site.items, expected);
     };
     const auto addAll = [](Site &site) { site.addNodes(All), site.addHost(); };
-    row("a busy line", [](Site &site) { site.addNodes(All), site.addHost(All, 0); }, "");
-    row("a host that does all there is",
+    row(
+        "a busy line", [](Site &site) { site.addNodes(All), site.addHost(All, 0); }, "");
+    row(
+        "a host that does all there is",
         [&](Site &site) {
             addAll(site);
             site.every(1700, [&] {
@@ -194,33 +197,78 @@ void tst_Hints::recordedLines()
             });
         },
         "");
-    row("an answer lost now and then",
+    row(
+        "an answer lost now and then",
         [](Site &site) { site.addNodes(All, {"drop 000102 probability 0.05"}), site.addHost(); }, "");
-    row("nothing", [](Site &) {}, "");
-    row("two nodes that answer at once",
-        [&](Site &site) { addAll(site), site.addNodes({0x000101}); }, "");
-    row("two nodes that answer one after the other",
+    row(
+        "nothing", [](Site &) {}, "");
+    row(
+        "two nodes that answer at once", [&](Site &site) { addAll(site), site.addNodes({0x000101}); }, "");
+    row(
+        "two nodes that answer one after the other",
         [&](Site &site) { addAll(site), site.addNodes({0x000101}, {"delay 60 000101"}); }, "");
-    row("two nodes that answer now and then at once",
-        [&](Site &site) { addAll(site), site.addNodes({0x000101}, {"delay 60 000101 probability 0.1"}); }, "");
-    row("a bad joint", [](Site &site) { site.addNodes(All, {"noise 8 000103", "cut 9 000103"}), site.addHost(); }, "");
-    row("a node that jabbers", [](Site &site) { site.addNodes(All, {"jabber 100 000102"}), site.addHost(); }, "");
-    row("a node that jabbers, and nobody asks", [](Site &site) { site.addNodes(All, {"jabber 100 000102"}); }, "");
-    row("noise", [&](Site &site) { addAll(site), site.line.setProbability(VOXLine::Corrupted, 0.03); }, "");
-    row("two hosts", [&](Site &site) { addAll(site), site.addHost({0x000104, 0x000103}, 7); }, "");
-    row("two hosts in step", [](Site &site) { site.addNodes(All), site.addHost(All, 20, 1), site.addHost({0x000104, 0x000103}, 20, 1); }, "");
-    row("no node", [](Site &site) { site.addHost(); }, "");
-    row("a host that repeats itself", [](Site &site) { site.addNodes({0x000101}), site.addHost({0x000101, 0x000102}, 20, 4); }, "");
+    row(
+        "two nodes that answer now and then at once",
+        [&](Site &site) { addAll(site), site.addNodes({0x000101}, {"delay 60 000101 probability 0.1"}); },
+        "");
+    row(
+        "a bad joint",
+        [](Site &site) {
+            site.addNodes(All, {"noise 8 000103", "cut 9 000103"}), site.addHost();
+        },
+        "");
+    row(
+        "a node that jabbers", [](Site &site) { site.addNodes(All, {"jabber 100 000102"}), site.addHost(); },
+        "");
+    row(
+        "a node that jabbers, and nobody asks", [](Site &site) { site.addNodes(All, {"jabber 100 000102"}); },
+        "");
+    row(
+        "noise", [&](Site &site) { addAll(site), site.line.setProbability(VOXLine::Corrupted, 0.03); }, "");
+    row(
+        "two hosts",
+        [&](Site &site) {
+            addAll(site), site.addHost({0x000104, 0x000103}, 7);
+        },
+        "");
+    row(
+        "two hosts in step",
+        [](Site &site) {
+            site.addNodes(All), site.addHost(All, 20, 1), site.addHost({0x000104, 0x000103}, 20, 1);
+        },
+        "");
+    row(
+        "no node", [](Site &site) { site.addHost(); }, "");
+    row(
+        "a host that repeats itself",
+        [](Site &site) {
+            site.addNodes({0x000101}), site.addHost({0x000101, 0x000102}, 20, 4);
+        },
+        "");
     QVector<unsigned int> many = All;
     for (unsigned int addr = 0x000200; addr < 0x0002c8; ++addr)
         many += addr;
-    row("many that are not there", [&](Site &site) { site.addNodes(All), site.addHost(many, 20, 3); }, "", 180);
-    row("all twice", [&](Site &site) { site.addNodes(All); site.every(150, [&] {
-        const QByteArray bytes = line(frame("02 FF", 0x000101));
-        site.write(bytes + bytes);}); }, "");
-    row("held low", [&](Site &site) { addAll(site), site.every(3000, [&] { site.write(QByteArray(70, '\0')); }); }, "");
-    row("late", [](Site &site) { site.addNodes(All, {"delay 300 000102"}), site.addHost(); }, "");
-    row("answers lost", [](Site &site) { site.addNodes(All, {"drop 000102 probability 0.4"}), site.addHost(); }, "");
+    row(
+        "many that are not there", [&](Site &site) { site.addNodes(All), site.addHost(many, 20, 3); }, "",
+        180);
+    row(
+        "all twice",
+        [&](Site &site) {
+            site.addNodes(All);
+            site.every(150, [&] {
+                const QByteArray bytes = line(frame("02 FF", 0x000101));
+                site.write(bytes + bytes);
+            });
+        },
+        "");
+    row(
+        "held low",
+        [&](Site &site) { addAll(site), site.every(3000, [&] { site.write(QByteArray(70, '\0')); }); }, "");
+    row(
+        "late", [](Site &site) { site.addNodes(All, {"delay 300 000102"}), site.addHost(); }, "");
+    row(
+        "answers lost",
+        [](Site &site) { site.addNodes(All, {"drop 000102 probability 0.4"}), site.addHost(); }, "");
 
     Site site;
     addAll(site);

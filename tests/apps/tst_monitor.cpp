@@ -1,4 +1,5 @@
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
@@ -168,6 +169,7 @@ void tst_Monitor::labelsAndTimes()
         QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
         QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
         const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(undocumented("vox monitor", "a frame", json), QString());
         QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
                  list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
     };
@@ -264,6 +266,7 @@ void tst_Monitor::portErrors()
                  list("the port's driver: " + said, hint));
         const QJsonValue port = reportJson(statistics, hints)["port"];
         QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+        QCOMPARE(undocumented("vox monitor --stats", "`port` in `stats`", port.toObject()), QString());
     };
     const PortErrors none, some = {0xfffffffe, 7, 1, 0};
     row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");

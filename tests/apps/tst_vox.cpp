@@ -1,6 +1,7 @@
 #include "messages/vox.h"
 #include "support/captures.h"
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
@@ -477,6 +478,10 @@ void tst_Vox::answersAreCompared()
             simulation.run("replay --json --compare --speed 100 " + capture).trimmed().split('\n');
         const QJsonObject sum = QJsonDocument::fromJson(lines.last()).object();
         QCOMPARE(list(sum["different"].toInt(), sum["missing"].toInt(), lines.size()), list(3, 1, 5));
+        QCOMPARE(sum.keys(), documented("vox replay --compare", "the end"));
+        const QJsonObject missing = QJsonDocument::fromJson(lines.at(3)).object();
+        QCOMPARE(missing.keys(), documented("vox replay --compare", "an answer that is not as it was"));
+        QCOMPARE(missing["was"].toObject().keys(), documented("vox replay --compare", "`was` and `is`"));
     };
     row("", "", "0 all sent, 0 different, 0 missing\n");
     row("Lobby", "Foyer",
@@ -615,6 +620,11 @@ void tst_Vox::aPortIsProbed()
         start(probe, "probe " + options, "serial://" + pty.name);
         QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
         const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        if (output.startsWith('{')) {
+            const QJsonObject found = QJsonDocument::fromJson(output).object();
+            QCOMPARE(found.keys(), documented("vox probe", "the result"));
+            QCOMPARE(found["tried"][0].toObject().keys(), documented("vox probe", "an element of `tried`"));
+        }
         QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
         QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
         disconnect(listening);
