@@ -1,12 +1,15 @@
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
+#include "vox/console.h"
 #include "vox/line/framescanner.h"
 #include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
+#include "vox/line/linelabels.h"
 #include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
@@ -26,6 +29,8 @@ private Q_SLOTS:
     void noByteIsLost();
     void cutsAsReceiversDo();
     void items();
+    void labelsAndTimes();
+    void rowsOfATerminal();
     void statistics();
     void errors();
     void anHourOfStrangers();
@@ -156,6 +161,42 @@ void tst_Monitor::items()
              list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
 }
 
+// The label that a node has told, or that it has acknowledged; one that it refuses is not its own.
+void tst_Monitor::labelsAndTimes()
+{
+    LineLabels labels;
+    const QByteArray text = QByteArray("Hall\x1b").leftJustified(16, '\0').toHex();
+    const auto row = [&](const VOXMessage &heard, const QString &ends) {
+        const LineItem item = LineItem::of(line(heard), 0);
+        labels.hear(item);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
+        const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(undocumented("vox monitor", "a frame", json), QString());
+        QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
+                 list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
+    };
+    row(frame("45", 0x101), "010000 > 000101");
+    row(frameFrom(0x101, "65" + text), "000101 (Hall?) > 010000");
+    row(frame("0E", 0x101), "010000 > 000101 (Hall?)");
+    row(frame("0E", 0xffffff), "010000 > all");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x102, "6F 20"), "000102 > 010000");
+    row(frameFrom(0x102, "7F"), "000102 > 010000");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x101, "7F"), "000101 (Hall?) > 010000");
+    row(frameFrom(0x102, "7F"), "000102 (Hall?) > 010000");
+}
+
+void tst_Monitor::rowsOfATerminal()
+{
+    const auto row = [](const QString &text, const QString &rows) { QCOMPARE(wrapped(text, 20, 6), rows); };
+    row("12:00  short enough.", "12:00  short enough.");
+    row("12:00  one two  three four five", "12:00  one two\n      three four\n      five");
+    row("12:00  AA BB CC DD EE FF", "12:00  AA BB CC DD\n      EE FF");
+    row("12:00  a-word-that-is-too-long", "12:00  a-word-that-is-too-long");
+}
+
 void tst_Monitor::statistics()
 {
     const auto row = [&](const char *name, const QByteArray &script, const char *node, const char *hint) {
@@ -170,8 +211,10 @@ void tst_Monitor::statistics()
             statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
         const QStringList hints = hintsOf(statistics);
         const QJsonObject json = reportJson(statistics, hints);
+        QCOMPARE(undocumented("vox monitor --stats", "`stats`", json), QString());
         QStringList actual;
         for (const QJsonValue &value : json["nodes"].toArray()) {
+            QCOMPARE(value.toObject().keys(), documented("vox monitor --stats", "an element of `nodes`"));
             for (const QString key :
                  {"answers", "medianMs", "worstMs", "unanswered", "late", "lateOrLost", "surplus", "damaged"})
                 actual += value[key].isNull() ? "-" : value[key].toVariant().toString();
@@ -294,6 +337,7 @@ void tst_Monitor::portErrors()
                  list("the port's driver: " + said, hint));
         const QJsonValue port = reportJson(statistics, hints)["port"];
         QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+        QCOMPARE(undocumented("vox monitor --stats", "`port` in `stats`", port.toObject()), QString());
     };
     const PortErrors none, some = {0xfffffffe, 7, 1, 0};
     row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");

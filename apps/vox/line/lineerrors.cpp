@@ -46,9 +46,9 @@ bool isOfBefore(LineNote::Kind kind, LineError::Kind *error)
 }
 }
 
-QString LineError::toString() const
+QString LineError::toString(const LineLabels *labels) const
 {
-    QString text = item.toString();
+    QString text = item.toString(labels);
     const QString remark = QString::fromLatin1(nameOf(kind).remark);
     if (!remark.isEmpty())
         text += QStringLiteral("  ") + remark;
@@ -57,9 +57,9 @@ QString LineError::toString() const
     return text;
 }
 
-QJsonObject LineError::toJson() const
+QJsonObject LineError::toJson(const LineLabels *labels) const
 {
-    QJsonObject object = item.toJson();
+    QJsonObject object = item.toJson(labels);
     object.insert(QStringLiteral("error"), QString::fromLatin1(nameOf(kind).key));
     if (answerNs >= 0)
         object.insert(QStringLiteral("answerMs"), static_cast<double>(answerNs) / NsPerMs);

@@ -24,8 +24,9 @@ struct LineError
         Clash
     };
 
-    QString toString() const;
-    QJsonObject toJson() const;
+    /// With @p labels, they stand beside the addresses.
+    QString toString(const LineLabels *labels = nullptr) const;
+    QJsonObject toJson(const LineLabels *labels = nullptr) const;
 
     Kind kind;
     LineItem item;

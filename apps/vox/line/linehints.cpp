@@ -312,8 +312,7 @@ const Rule rules[] = {
      "hosts talk in step",
      noValidFrame},
     {"%1 at once, a break: the line is held low by a short circuit, by swapped wires, or by a broken device, "
-     "or it runs "
-     "at another bit rate",
+     "or it runs at another bit rate",
      heldLow},
     {"%1 began while another one waited for its answer: two hosts are on the line, or one that does not wait "
      "long enough",

@@ -71,8 +71,8 @@ public:
         /// How often zero bytes came, and the most that came at once.
         int breaks = 0;
         int longestBreak = 0;
-        /// Pieces of the line without a good frame in between, or a pause, in which something was damaged. Not
-        /// where many were asked at once: their answers overlap on a line that is in order.
+        /// Pieces of the line without a good frame in between, or a pause, in which something was damaged.
+        /// Not where many were asked at once: their answers overlap on a line that is in order.
         int damages = 0;
         /// Requests from a host, also to groups and to all; each once that came twice, back to back.
         int requests = 0;

@@ -7,6 +7,7 @@
 #include "vox/console.h"
 #include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
+#include "vox/line/linelabels.h"
 #include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
@@ -106,6 +107,7 @@ struct Monitor
     /// Of all that comes, and of what the filter lets through.
     LineStatistics statistics;
     LineStatistics narrowed;
+    LineLabels labels;
     PcapWriter capture;
     bool writesCapture = false;
     /// The capture has taken standard output.
@@ -116,6 +118,7 @@ struct Monitor
     void take(const LineItem &item)
     {
         const LineNotes notes = statistics.add(item);
+        labels.hear(item);
         if (filter.isNarrow() && filter.counts(item, notes))
             narrowed.add(item);
         if (writesCapture && !capture.write(item)) {
@@ -129,7 +132,7 @@ struct Monitor
         if (filter.onlyErrors)
             show(errorsOf(item, notes));
         else if (filter.admits(item))
-            show(item, isJson ? QString() : item.toString());
+            show(item, notes);
         // Nobody can see the output any more.
         if (hasOutputFailed())
             QCoreApplication::exit(Failure);
@@ -178,19 +181,29 @@ private:
     {
         for (const LineError &error : errors) {
             if (filter.admits(error))
-                show(error, isJson ? QString() : error.toString());
+                put(error, error.toString(&labels), error.toJson(&labels));
         }
     }
 
+    void show(const LineItem &item, const LineNotes &notes) const
+    {
+        const auto answered = std::find_if(
+            notes.begin(), notes.end(), [](const LineNote &note) { return note.kind == LineNote::Answered; });
+        const qint64 answerNs = answered == notes.end() ? -1 : answered->answerNs;
+        put(item, item.toString(&labels, answerNs), item.toJson(&labels, answerNs));
+    }
+
     template <typename Shown>
-    void show(const Shown &shown, const QString &text) const
+    void put(const Shown &shown, const QString &text, const QJsonObject &object) const
     {
         if (isOutputTaken)
             return;
         if (isJson)
-            printJson(shown.toJson());
+            printJson(object);
+        else if (isTerminal())
+            printLine(colourOf(shown) + wrapped(text, terminalColumns(), LineItem::TimeWidth) + Plain);
         else
-            printLine(isTerminal() ? colourOf(shown) + text + Plain : text);
+            printLine(text);
     }
 
     static QString colourOf(const LineItem &item)
