@@ -1,4 +1,5 @@
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
@@ -171,6 +172,7 @@ void tst_Monitor::labelsAndTimes()
         QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
         QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
         const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(undocumented("vox monitor", "a frame", json), QString());
         QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
                  list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
     };
@@ -209,8 +211,10 @@ void tst_Monitor::statistics()
             statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
         const QStringList hints = hintsOf(statistics);
         const QJsonObject json = reportJson(statistics, hints);
+        QCOMPARE(undocumented("vox monitor --stats", "`stats`", json), QString());
         QStringList actual;
         for (const QJsonValue &value : json["nodes"].toArray()) {
+            QCOMPARE(value.toObject().keys(), documented("vox monitor --stats", "an element of `nodes`"));
             for (const QString key :
                  {"answers", "medianMs", "worstMs", "unanswered", "late", "lateOrLost", "surplus", "damaged"})
                 actual += value[key].isNull() ? "-" : value[key].toVariant().toString();
@@ -333,6 +337,7 @@ void tst_Monitor::portErrors()
                  list("the port's driver: " + said, hint));
         const QJsonValue port = reportJson(statistics, hints)["port"];
         QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+        QCOMPARE(undocumented("vox monitor --stats", "`port` in `stats`", port.toObject()), QString());
     };
     const PortErrors none, some = {0xfffffffe, 7, 1, 0};
     row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");

@@ -1,6 +1,7 @@
 #include "messages/vox.h"
 #include "support/captures.h"
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
@@ -510,6 +511,12 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(ask("replay --speed 100 " + capture), QByteArray("0 POST_NODE_LABEL\n  label: Watched\n"));
     QCOMPARE(run("monitor --command POST_NODE_LABEL " + capture).count('\n'), 1);
     QCOMPARE(run("monitor --errors " + capture), QByteArray("0 "));
+    // An answer counts with its request, and a node with what is sent to it.
+    for (const QString filter : {"--command GET_NODE_LABEL", "--address 00A1B2", "--address 00A1B3"}) {
+        const QByteArray told = run(QString("monitor --json --stats %1 %2").arg(filter, capture));
+        const QJsonObject stats = QJsonDocument::fromJson(told.mid(told.lastIndexOf("{\"stats\""))).object();
+        QCOMPARE(stats["stats"]["frames"].toInt(), filter.endsWith('L') ? 2 : filter.endsWith('2') ? 4 : 0);
+    }
     QVERIFY(run(QString("monitor %1 --write %1").arg(capture)).startsWith("2 ! "));
     QVERIFY(run("replay " + capture, "pty:").startsWith("2 ! "));
     // To another program, which may leave.
@@ -624,6 +631,10 @@ void tst_Vox::answersAreCompared()
             simulation.run("replay --json --compare --speed 100 " + capture).trimmed().split('\n');
         const QJsonObject sum = QJsonDocument::fromJson(lines.last()).object();
         QCOMPARE(list(sum["different"].toInt(), sum["missing"].toInt(), lines.size()), list(3, 1, 5));
+        QCOMPARE(sum.keys(), documented("vox replay --compare", "the end"));
+        const QJsonObject missing = QJsonDocument::fromJson(lines.at(3)).object();
+        QCOMPARE(missing.keys(), documented("vox replay --compare", "an answer that is not as it was"));
+        QCOMPARE(missing["was"].toObject().keys(), documented("vox replay --compare", "`was` and `is`"));
     };
     row("", "", "0 all sent, 0 different, 0 missing\n");
     row("Lobby", "Foyer",
@@ -762,6 +773,11 @@ void tst_Vox::aPortIsProbed()
         start(probe, "probe " + options, "serial://" + pty.name);
         QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
         const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        if (output.startsWith('{')) {
+            const QJsonObject found = QJsonDocument::fromJson(output).object();
+            QCOMPARE(found.keys(), documented("vox probe", "the result"));
+            QCOMPARE(found["tried"][0].toObject().keys(), documented("vox probe", "an element of `tried`"));
+        }
         QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
         QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
         disconnect(listening);
