@@ -134,7 +134,9 @@ void NetworkCore::handleHeard(const BusMessage &message)
         return;
     QString noticed;
     const LineListener::Kind kind = m_listener.examine(frame, nowMs(), &noticed);
-    notice(noticed);
+    // Who only listens hears no second host, but the first one.
+    if (m_isSending || kind != LineListener::OfHost)
+        notice(noticed);
     if (kind == LineListener::OfUs)
         return;
     // A node may give commands, too.
@@ -205,6 +207,16 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     }
     m_planner.update(node);
     wakePolls();
+}
+
+void NetworkCore::takeAnswer(NodeState &node, const VOXMessage &frame)
+{
+    const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (!reading || reading->isNonsense)
+        return;
+    node.urgent.questions.setFlag(reading->question, false);
+    node.patient.questions.setFlag(reading->question, false);
+    noteChange(node);
 }
 
 void NetworkCore::handleReading(NodeState &node, Question question, std::optional<double> percentBefore)

@@ -8,6 +8,7 @@
 #include "vox/console.h"
 #include "vox/line/answercomparison.h"
 #include "vox/line/framescanner.h"
+#include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
 #include "vox/line/linelabels.h"
 #include "vox/line/linereport.h"
@@ -33,6 +34,8 @@ private Q_SLOTS:
     void rowsOfATerminal();
     void comparisons();
     void statistics();
+    void errors();
+    void anHourOfStrangers();
     void portErrors();
     void captures();
     void aDiskThatIsFull();
@@ -298,6 +301,72 @@ void tst_Monitor::statistics()
     row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 0 1 0 {}",
         "two nodes answer as 000101: 1 answer more than requests");
     row("another, while one is open", "0r 100q 110a", "1 110 110 0 0 0 0 0 {} 0 - - 0 0 0 0 0 {}", "");
+}
+
+// In the order in which they are known: what it is, and of which time.
+void tst_Monitor::errors()
+{
+    const auto row = [&](const char *name, const QByteArray &script, const char *errors) {
+        LineStatistics statistics;
+        const QByteArray reply = line(frameFrom(0x000101, "7F"));
+        const QByteArray refusal = line(frameFrom(0x000101, "6F FF"));
+        const QMap<char, QByteArray> bytes = {{'r', line(stop)},
+                                              {'q', line(query)},
+                                              {'a', reply},
+                                              {'n', refusal},
+                                              {'f', reply.chopped(1) + '?'},
+                                              {'z', QByteArray(31, '\0')}};
+        QByteArrayList actual;
+        const auto tell = [&](const QVector<LineError> &found) {
+            for (const LineError &error : found) {
+                const QJsonObject json = error.toJson();
+                actual +=
+                    json["error"].toString().toLatin1() + ' ' + QByteArray::number(error.item.timeNs / Ms);
+                if (json.contains("answerMs"))
+                    actual.last() += '+' + QByteArray::number(json["answerMs"].toInt());
+            }
+        };
+        for (const QByteArray &step : script.split(' ')) {
+            const LineItem item = LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms);
+            tell(errorsOf(item, statistics.add(item)));
+        }
+        tell(errorsOf(statistics.close()));
+        QCOMPARE(list(name, actual.join(", ")), list(name, errors));
+    };
+    row("none", "0r 10a 100r 120a", "");
+    row("no answer", "0r 3000r 3010a 4000r", "unanswered 0");
+    row("a late answer", "0r 300a", "late 0+300");
+    row("late, and asked again", "0r 250r 300a 550a", "late 0+300, late 250+300");
+    row("late, or lost", "0r 250r 300a", "lateOrLost 0");
+    row("refused", "0r 10n", "refused 0, refusal 10");
+    row("nobody has asked", "10n", "refusal 10");
+    row("one too many", "0r 10a 20a", "surplus 20");
+    row("damaged", "0r 10f 300r 310a", "damaged 10, unanswered 0");
+    row("a break", "0r 10z", "damaged 10");
+    row("two hosts", "0r 40q 50a", "clash 40");
+    const LineItem late = LineItem::of(line(stop), 0);
+    const LineError error{LineError::Late, late, late, 300 * Ms};
+    QVERIFY(error.toString().endsWith("ANSWERED LATE after 300.0 ms"));
+}
+
+// Each frame from another node, as fast as the line is, and one node that answers all the time.
+void tst_Monitor::anHourOfStrangers()
+{
+    LineStatistics statistics;
+    std::minstd_rand random(3);
+    constexpr int Second = 1000;
+    for (int ms = 0; ms < 3600 * Second; ms += 25) {
+        const int extra = ms % Second == 25 ? ms / Second % 100 : 0;
+        const QByteArray bytes = ms % Second == 0 ? line(stop)
+            : ms % Second == 25                   ? line(frameFrom(0x000101, "7F"))
+                                                  : line(frameFrom(random() & 0xffffff, "7F"));
+        statistics.add(LineItem::of(bytes, (ms + extra) * Ms));
+        QVERIFY(ms % (600 * Second) != 0 || statistics.nodes().size() <= LineStatistics::MaxNodes);
+    }
+    const NodeStatistics node = statistics.nodes()[0x000101];
+    QCOMPARE(list(node.requests, node.times.count(), qRound(node.times.ms(0.5) / 5), node.times.ms(1)),
+             list(3600, 3600, 15, 124.0));
+    QVERIFY(statistics.totals().forgotten > 100000);
 }
 
 // What a driver has counted before does not count, and numbers begin anew after the greatest.

@@ -217,16 +217,17 @@ VOXMessage answer(unsigned char cmd, VOX::Addr node)
 
 void tst_VOXNetwork::firstPicture_data()
 {
-    const auto row = columns<bool, int, int>("known", "turnMs", "atMost");
-    row("known nodes", true, 22, 12000);
-    row("known nodes that are slow", true, 40, 14000);
-    row("from cold", false, 22, 20000);
-    row("slow ones from cold", false, 40, 20000);
+    const auto row = columns<QByteArray, int, int>("by", "turnMs", "atMost");
+    row("known nodes", "known", 22, 12000);
+    row("known nodes that are slow", "known", 40, 14000);
+    row("from cold", "broadcast", 22, 20000);
+    row("slow ones from cold", "broadcast", 40, 20000);
+    row("from cold, address by address", "range", 22, 36000);
 }
 
 void tst_VOXNetwork::firstPicture()
 {
-    QFETCH(bool, known);
+    QFETCH(QByteArray, by);
     QFETCH(int, turnMs);
     Site site(60, false);
     site.simulation.addFault(QStringLiteral("delay %1 all").arg(turnMs));
@@ -238,10 +239,12 @@ void tst_VOXNetwork::firstPicture()
     QJsonArray nodes;
     for (int i = 0; i < 60; ++i)
         nodes += QJsonObject{{"address", VOX::toString(addrOf(i))}, {"label", "as it was"}};
-    if (known)
+    if (by == "known")
         QVERIFY(site.network->setKnownNodes(nodes));
-    else
+    else if (by == "broadcast")
         site.network->discover();
+    else
+        QVERIFY(site.network->discoverRange(addrOf(0), addrOf(59)));
     QVERIFY(runUntil([&] {
         return all([](VOXNetworkNode *node) {
             const auto *const motor = qobject_cast<VOXNetworkMotor *>(node);
