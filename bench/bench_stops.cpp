@@ -165,7 +165,7 @@ public:
         , m_stopsLeft(stops)
     {
         VOXScheduler::Limits limits;
-        limits.maxLoadPercent = 100;
+        limits.maxLoadPercent = limits.automaticLoadPercent = 100;
         m_scheduler.setLimits(limits);
         m_clock.start();
         connect(&m_site->host()->dispatcher(), &BusDispatcher::written, this, &Row::handleWritten);

@@ -6,6 +6,7 @@
 #include "vox/host/democommand.h"
 #include "vox/host/scancommand.h"
 #include "vox/line/monitorcommand.h"
+#include "vox/line/probecommand.h"
 #include "vox/line/replaycommand.h"
 #include "vox/mancommand.h"
 #include "vox/sim/recordcommand.h"
@@ -30,6 +31,8 @@ const QVector<Command> &commands()
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
              runMonitor},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+            {QStringLiteral("probe"), QStringLiteral("finds the bit rate and parity of a serial line"),
+             runProbe},
         }
         + dailyCommands();
     return all;

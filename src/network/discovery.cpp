@@ -6,6 +6,7 @@
 #include "network/networkcore_p.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 constexpr VOX::Addr MaxRange = 65536;
@@ -25,8 +26,12 @@ void Discovery::start()
 {
     if (m_isRunning)
         return;
-    m_isRunning = true;
     m_found = 0;
+    if (!m_core.isSending()) {
+        m_core.announceDiscovered(0);
+        return;
+    }
+    m_isRunning = true;
     m_rounds = DiscoveryRounds();
     sendRound();
 }
@@ -48,20 +53,30 @@ void Discovery::handleRound(const BusPendingCall &call)
         sendRound();
         return;
     }
-    m_isRunning = false;
-    m_core.announceDiscovered(m_found);
+    endRounds();
 }
 
-void Discovery::startRange(VOX::Addr first, VOX::Addr last)
+void Discovery::endRounds()
+{
+    if (std::exchange(m_isRunning, false))
+        m_core.announceDiscovered(m_found);
+}
+
+QString Discovery::startRange(VOX::Addr first, VOX::Addr last)
 {
     endRange();
-    if (first > last || last > VOX::AddrMask || last - first >= MaxRange || !m_core.isSending()) {
+    const bool isRange = first <= last && last <= VOX::AddrMask && last - first < MaxRange;
+    if (!isRange || !m_core.isSending()) {
         m_core.announceDiscovered(0);
-        return;
+        return isRange ? NetworkCore::notSendingText()
+                       : QStringLiteral("%1 to %2 is no range of addresses: at most %3, the first one first")
+                             .arg(VOX::toString(first), VOX::toString(last))
+                             .arg(MaxRange);
     }
     m_range = Range{first, last};
     m_foundInRange = 0;
     m_core.wakePolls();
+    return {};
 }
 
 void Discovery::endRange()
@@ -76,6 +91,7 @@ void Discovery::abort()
     m_asked = 0;
     m_strangers.clear();
     m_askedMs.clear();
+    endRounds();
     endRange();
 }
 

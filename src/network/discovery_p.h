@@ -21,7 +21,8 @@ public:
     }
 
     void start();
-    void startRange(VOX::Addr first, VOX::Addr last);
+    /// Empty, or why there can be no such range.
+    QString startRange(VOX::Addr first, VOX::Addr last);
     /// Ends what is under way: nothing can be sent.
     void abort();
 
@@ -47,6 +48,7 @@ private:
 
     void sendRound();
     void handleRound(const BusPendingCall &call);
+    void endRounds();
     void endRange();
     VOX::Addr takeAddress();
     void addNode(VOX::Addr addr, bool isLegacy);

@@ -92,9 +92,11 @@ private:
     bool mayAsk(const NodeState &node) const;
     std::optional<VOXCall> nextPoll(int *againInMs);
     std::optional<VOXCall> nextPlanned(qint64 nowMs);
+    std::optional<VOXCall> nextPatient();
     std::optional<VOXCall> nextProbe(qint64 nowMs);
     void feedReadBack();
     void updatePlan();
+    void endAll();
     void tellChange(NodeState &node);
 
     // networkcore_line.cpp: what is heard, and what has become of calls.
@@ -111,6 +113,7 @@ private:
     void handleQuestionAnswered(NodeState &node, const VOXMessage &request);
     void handleSilent();
     void handleReading(NodeState &node, Question question, std::optional<double> percentBefore);
+    void handleNonsense(NodeState &node, Question question);
     void becomeUp(NodeState &node, bool wasDown);
     /// False if another object has taken the place of @p node.
     bool checkType(NodeState &node, const VOXMessage &frame);
@@ -136,6 +139,7 @@ private:
 
     bool m_isSending = true;
     int m_readBacks = 0;
+    unsigned int m_pollTurn = 0;
     // When the next node that is down may be probed, and which one has been probed last on a silent line.
     qint64 m_probeMs = 0;
     VOX::Addr m_lastProbed = 0;

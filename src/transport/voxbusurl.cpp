@@ -7,6 +7,7 @@
 
 #include <QFileInfo>
 #include <QHostInfo>
+#include <QMetaEnum>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
@@ -16,6 +17,8 @@
 namespace {
 using BusPointer = std::unique_ptr<VOXBus>;
 
+const QString BaudKey = QStringLiteral("baud");
+const QString ParityKey = QStringLiteral("parity");
 const QString LocalKey = QStringLiteral("local");
 const QString BindKey = QStringLiteral("bind");
 const QString AliasKey = QStringLiteral("alias");
@@ -99,13 +102,48 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     return true;
 }
 
+QStringList rateNames()
+{
+    QStringList names;
+    const auto rates = QMetaEnum::fromType<VOXBus::BaudRate>();
+    for (int i = 0; i < rates.keyCount(); ++i)
+        names += QString::number(rates.value(i));
+    return names;
+}
+
+bool readSerialItem(const QString &key, const QString &value, VOXBusUrl *parts)
+{
+    if (key == BaudKey) {
+        parts->baudRate = value.toInt();
+        return rateNames().contains(value);
+    }
+    for (const QSerialPort::Parity parity :
+         {QSerialPort::OddParity, QSerialPort::EvenParity, QSerialPort::NoParity}) {
+        if (key == ParityKey && value == VOXBusUrl::parityName(parity)) {
+            parts->parity = parity;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool readSerialUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
 {
     parts->path = url.path();
-    if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
-        return true;
-    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
-    return false;
+    if (url.path().isEmpty() || !url.host().isEmpty()) {
+        *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
+        return false;
+    }
+    const auto items = QUrlQuery(url).queryItems();
+    for (const auto &item : items) {
+        if (readSerialItem(item.first, item.second, parts))
+            continue;
+        *problem = QStringLiteral("'%1=%2' in '%3'; a serial bus takes baud, which is one of %4, and "
+                                  "parity, which is odd, even or none")
+                       .arg(item.first, item.second, parts->text, rateNames().join(QStringLiteral(", ")));
+        return false;
+    }
+    return true;
 }
 
 bool readMulticastUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
@@ -129,6 +167,15 @@ BusPointer opened(BusPointer bus, const QString &name, QString *problem)
 BusPointer openSerial(const VOXBusUrl &url)
 {
     auto bus = std::make_unique<VOXBus>(url.path);
+    // Each open() sets the port up as lines of the network usually are.
+    const auto setUp = [bus = bus.get(), rate = static_cast<VOXBus::BaudRate>(url.baudRate),
+                        parity = url.parity] {
+        if (bus->isOpen()) {
+            bus->setBaudRate(rate);
+            bus->setParity(parity);
+        }
+    };
+    QObject::connect(bus.get(), &VOXBus::openChanged, bus.get(), setUp);
     bus->open();
     return bus;
 }
@@ -208,6 +255,20 @@ QString VOXBusUrl::openProblem(const QString &name, const QString &reason)
     if (file.exists() && !(file.isReadable() && file.isWritable()))
         problem += QStringLiteral("; its group is %1").arg(file.group());
     return problem;
+}
+
+QString VOXBusUrl::parityName(QSerialPort::Parity parity)
+{
+    switch (parity) {
+    case QSerialPort::OddParity:
+        return QStringLiteral("odd");
+    case QSerialPort::EvenParity:
+        return QStringLiteral("even");
+    case QSerialPort::NoParity:
+        return QStringLiteral("none");
+    default:
+        return QString();
+    }
 }
 
 QHostAddress VOXBusUrl::localAddress() const

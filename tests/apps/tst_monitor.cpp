@@ -11,6 +11,7 @@
 
 #include <QJsonArray>
 
+#include <linux/serial.h>
 #include <random>
 
 /// What the monitor makes of the bytes of a line.
@@ -24,6 +25,7 @@ private Q_SLOTS:
     void cutsAsReceiversDo();
     void items();
     void statistics();
+    void portErrors();
     void captures();
     void aDiskThatIsFull();
 };
@@ -85,6 +87,7 @@ void tst_Monitor::cutsAsReceiversDo()
     const auto keep = [&](const LineItem &item) { items.append(item); };
     const auto tap = LineTap::open(url, keep, &problem);
     QVERIFY2(tap, qPrintable(problem));
+    QVERIFY2(!tap->portErrors(), "a pseudo-terminal has no counters");
     // A pause that is shorter than that for which a receiver gives up, and one that is longer.
     for (const int pauseMs : {70, 250}) {
         items.clear();
@@ -192,6 +195,41 @@ void tst_Monitor::statistics()
         "000101 gave 1 answer more than it was asked for: two nodes answer as one address");
     row("another rate", "0g 10g 20g 30g", "",
         "120 bytes and no valid frame among them: parity or bit rate may be wrong");
+}
+
+// What a driver has counted before does not count, and numbers begin anew after the greatest.
+void tst_Monitor::portErrors()
+{
+    const auto row = [&](const std::optional<PortErrors> &before, const PortErrors &errors, bool hasFrame,
+                         const QString &said, const QString &hint) {
+        LineStatistics statistics;
+        statistics.setPortErrors(
+            before ? std::optional(PortErrors::of(3,
+                                                  [&](int port, serial_icounter_struct *all) {
+                                                      all->frame = int(before->framing + errors.framing);
+                                                      all->parity = int(before->parity + errors.parity);
+                                                      all->brk = int(before->breaks + errors.breaks);
+                                                      all->overrun = int(before->overruns + errors.overruns);
+                                                      return port == 3;
+                                                  })
+                                       ->since(*before))
+                   : PortErrors::of(3, [](int, serial_icounter_struct *) { return false; }));
+        statistics.add(LineItem::of(hasFrame ? line(stop) : QByteArray("?"), 1000 * Ms));
+        QCOMPARE(list(statistics.toText().at(2), statistics.toText().filter("hint: ").value(0).mid(6)),
+                 list("the port's driver: " + said, hint));
+        const QJsonValue port = statistics.toJson()["port"];
+        QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+    };
+    const PortErrors none, some = {0xfffffffe, 7, 1, 0};
+    row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");
+    row(some, none, false, "0 framing errors, 0 parity errors, 0 breaks, 0 overruns", "");
+    row(none, {1, 30, 0, 0}, false, "1 framing error, 30 parity errors, 0 breaks, 0 overruns",
+        "30 parity errors and hardly any of framing: the parity is wrong; vox probe finds the right one");
+    row(some, {8, 30, 2, 0}, false, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns",
+        "8 framing errors and 2 breaks: the bit rate is wrong, or the two wires are swapped");
+    row(some, {8, 30, 2, 0}, true, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns", "");
+    row(some, {0, 0, 0, 1}, true, "0 framing errors, 0 parity errors, 0 breaks, 1 overrun",
+        "the port has lost bytes in 1 overrun: this machine was too busy");
 }
 
 void tst_Monitor::captures()

@@ -3,6 +3,7 @@
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/frames.h"
+#include "support/ptyport.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 #include "vox/outputqueue.h"
@@ -26,6 +27,7 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void scanOnANoisyLine();
+    void infoTellsAll();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
@@ -33,6 +35,7 @@ private Q_SLOTS:
     void replayKeepsTime();
     void aSimulationObeysLines();
     void aSimulationTellsWhatHostsDo();
+    void aPortIsProbed();
     void everyCommandHasHelp();
     void bashCompletes();
     void guidesWork_data();
@@ -128,7 +131,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, call, monitor, replay, probe, move");
     row("fly", "unknown command 'fly'; one of demo, sim");
     row("help fly", "unknown command 'fly'; one of demo, sim");
     row("Scn", "unknown command 'Scn'; did you mean 'scan'?");
@@ -147,6 +150,10 @@ void tst_Vox::commandLines_data()
     row("sim --config /no/such.json", "cannot read /no/such.json");
     row("sim --config /bin/sh", "in line 1");
     row("sim --node NODE@000001 --speed 1 --speed 2", "--speed is given more than once");
+    row("probe --seconds 0", "--seconds is to be a number from 0.1 to 60");
+    row("probe", "is no serial port, and has neither rate nor parity");
+    row("scan --bus serial:///dev/ttyUSB0?baud=0",
+        "'baud=0' in 'serial:///dev/ttyUSB0?baud=0'; a serial bus takes");
     row("monitor --bus mcast://239.0.0.1:4810 line.pcap", "a bus is shown or a capture, not both");
     row("scan --range 000300", "--range: '000300' is no range; 000300-00031F is one");
     row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
@@ -222,7 +229,17 @@ void tst_Vox::commandLines_data()
     row("call 000301 hrmv2:getMotorInfo", "0 POST_MOTOR_INFO\n  data: 0D 00 00 02 0C 05 06 20 00 00\n");
     row("call 000301 hrmv2:setMotorPosition POSITION_STOP 0", "1 NACK BADMSG\n");
     row("lock 000103", "1 NACK FEATURE_NOT_SUPPORTED\n");
-    row("info 000401", "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: ");
+    row("info 000401",
+        "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: 0-000-0\n  stackVersion: "
+        "0-000-0\n"
+        "  motor: -\n  groups: none\n  network: bcastMode BCAST_ON, maxRand 20, supervision false,\n"
+        "    supervisionPeriod 0, deafMode false\n  frames: ");
+    row("info 000401 --quick --json",
+        "0 {'address':'000401','fields':{'appVersion':'0-000-0','label':'Gateway','limits':null,'motor':null,"
+        "'networkLock':null,'position':null,'serial':'GW2026110001','speeds':null,'stackVersion':'0-000-0'},"
+        "'type':'NODETYPE_ANY'}\n");
+    row("info 000301",
+        "1 NACK BADMSG\n! vox info: 000301 is a motor of the older generation; 'vox call 000301 hrmv2:");
 }
 
 void tst_Vox::commandLines()
@@ -369,6 +386,32 @@ void tst_Vox::scanOnANoisyLine()
     QCOMPARE(result.keys(), (QStringList{"changed", "damagedAnswers", "missing", "new", "nodes"}));
 }
 
+// What is not known is a dash, and what is lost is asked for again.
+void tst_Vox::infoTellsAll()
+{
+    Simulation simulation(Floor);
+    simulation.process.write(
+        "drop 000102 command GET_APP_MODE count 1\nnack BUSY 000102 command GET_GROUP_ADDR\n"
+        "drop 000102 command GET_MOTOR_DIRECTION\nfaults\n");
+    QVERIFY(simulation.process.waitForReadyRead(5000));
+    const QByteArray told = simulation.run("info 000101") + simulation.run("info 000102");
+    for (const char *line :
+         {"groups: 00A001, 00A0FF", "intermediatePositions: 1 at 3000 pulses, 2 at 9000 pulses",
+          "dctLocks: none", "networkErrors: none", "mode: ROLLER", "direction: TURN_NORMAL", "moves: 0",
+          "encoderErrors: -",
+          // the other one
+          "groups: -", "mode: CURTAIN", "direction: no answer"})
+        QVERIFY2(told.contains("\n  " + QByteArray(line) + '\n'), told);
+    const QByteArray json = simulation.run("info 000102 --json");
+    QVERIFY(json.startsWith("1 "));
+    const QJsonObject node = QJsonDocument::fromJson(json.mid(2)).object();
+    QCOMPARE(node["unanswered"].toArray(), QJsonArray{"direction"});
+    QCOMPARE(node["fields"].toObject()["groups"], QJsonValue(QJsonValue::Null));
+    const QJsonObject lobby =
+        QJsonDocument::fromJson(simulation.run("info 000101 --json").mid(2)).object()["fields"].toObject();
+    QCOMPARE(lobby["groups"].toArray().at(1).toObject(), (QJsonObject{{"group", "00A0FF"}, {"index", 1}}));
+}
+
 void tst_Vox::aMoveIsFollowed()
 {
     const Simulation simulation(Floor);
@@ -502,6 +545,26 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(run("monitor --errors " + capture), QByteArray("0 "));
     QVERIFY(run(QString("monitor %1 --write %1").arg(capture)).startsWith("2 ! "));
     QVERIFY(run("replay " + capture, "pty:").startsWith("2 ! "));
+    // To another program, which may leave.
+    const QString copy = folder.filePath("copy.pcap");
+    const QByteArray piped = shell(QString("vox monitor %1 --write - --stats >%2").arg(capture, copy), url);
+    QVERIFY2(piped.startsWith("0 ! 4 frames, "), piped);
+    QVERIFY(contents(copy) == contents(capture));
+    const Simulation another("--node NODE@00A1B2", url);
+    for (const int size : {24 + 2 * 16 + 11 + 27, 25}) {
+        QProcess pipeline;
+        const QString script("set -o pipefail; VOX_BUS=%1 '%2' monitor --write - | head -c %3");
+        pipeline.start("bash", {"-c", script.arg(url, Program).arg(size)});
+        pipeline.setReadChannel(QProcess::StandardError);
+        QVERIFY(pipeline.waitForReadyRead(10000));
+        QByteArray followed;
+        for (int asked = 0; asked < 2; ++asked) {
+            QVERIFY(another.run("label 00A1B2").startsWith("0 "));
+            QTRY_COMPARE((followed += pipeline.readAllStandardOutput()).size(), size);
+        }
+        QTRY_COMPARE(list(pipeline.state(), pipeline.exitCode()), list(QProcess::NotRunning, 1));
+        QCOMPARE(pipeline.readAllStandardError().count('\n'), 1);
+    }
     // With one peer, not all of a line can be seen.
     QProcess blinkered;
     const QString peer = QString("udp://127.0.0.1:4800?local=%1").arg(freeUdpPorts().first);
@@ -682,6 +745,57 @@ void tst_Vox::aSimulationTellsWhatHostsDo()
         (QByteArrayList{asked + '0', line(frameFrom(2, "7A 55")) + '0', asked.chopped(1) + "?2", "noise3"}));
 }
 
+// A pseudo-terminal keeps the rate that its user sets, and whether the parity would be odd. Its other end
+// sends frames where both are right, and else noise, or zeros as from a line that is held low.
+void tst_Vox::aPortIsProbed()
+{
+    PipeDevice wire;
+    const PtyPort pty(wire);
+    wire.open(QIODevice::ReadWrite);
+    const int port = ::open(qPrintable(pty.name), O_RDWR | O_NOCTTY);
+    const auto isRight = [port](unsigned int rate, bool isOdd) {
+        termios settings{};
+        ::tcgetattr(port, &settings);
+        return ::cfgetospeed(&settings) == rate && ((settings.c_cflag & PARODD) != 0) == isOdd;
+    };
+    const QByteArray talk = line(frame("0E", 0x000101));
+    const auto row = [&](const QString &options, const std::function<QByteArray()> &said,
+                         const std::function<QByteArray(const QByteArray &)> &answer, int lines,
+                         const QByteArray &result) {
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, &timer, [&] { wire.write(said()); });
+        const auto listening =
+            connect(&wire, &QIODevice::readyRead, &timer, [&] { wire.write(answer(wire.readAll())); });
+        timer.start(5);
+        QProcess probe;
+        start(probe, "probe " + options, "serial://" + pty.name);
+        QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
+        const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
+        QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
+        disconnect(listening);
+    };
+    const auto silence = [] { return QByteArray(); };
+    const auto nothing = [](const QByteArray &) { return QByteArray(); };
+    row(
+        "--seconds 0.2", [&] { return isRight(B9600, false) ? talk : QByteArray(31, '\0') + "noise"; },
+        nothing, 10, "\n 9600  even               3              0      33  not counted\n");
+    row(
+        "--seconds 0.2 --json", [&] { return isRight(B4800, true) ? talk : QByteArray(); }, nothing, 1,
+        "\"bus\":\"serial://%1?baud=4800&parity=odd\"");
+    const auto answer = [&](const QByteArray &asked) {
+        const QByteArray all = line(frameFrom(1, "60")) + line(frameFrom(2, "60")) + line(frameFrom(3, "60"));
+        return asked
+            + (LineItem::of(asked, 0).frame.cmd() == 0x40 && isRight(B9600, true) ? all : QByteArray());
+    };
+    row("--seconds 0.2 --ask", silence, answer, 9,
+        "has 9600 bit/s, odd parity:\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
+    row(
+        "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
+        "probe: bytes came, but ");
+    ::close(port);
+}
+
 void tst_Vox::everyCommandHasHelp()
 {
     QCOMPARE(run("--version"), "0 vox " + VOX::version().toLatin1() + "\n");
@@ -691,7 +805,8 @@ void tst_Vox::everyCommandHasHelp()
     for (const char *part : {"0 .TH VOX 1 ", "\n\\fB\\-\\-state\\fR \\fIFILE\\fR\n", "50% \\-\\-wait\n"})
         QVERIFY2(manual.contains(part), part);
     QVERIFY(run("call ctrlMoveOf --help").contains("\n  TILT: a number from 0 to 255; 255 without it\n"));
-    for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "goto"}) {
+    for (const QByteArray command :
+         {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
@@ -742,7 +857,7 @@ void tst_Vox::guidesWork_data()
     }
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
-    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record)(?!.*--bus)");
+    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record|probe)(?!.*--bus)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }

@@ -14,7 +14,6 @@ namespace {
 constexpr double NsPerMs = 1e6;
 constexpr double NsPerSecond = 1e9;
 constexpr double BitsPerByte = 11;
-constexpr double LineRate = 4800;
 /// The time for which a host waits for an answer by default.
 constexpr qint64 TimeoutNs = 200000000;
 constexpr qint64 EchoNs = 100000000;
@@ -69,12 +68,17 @@ void LineStatistics::setTime(qint64 timeNs)
     m_lastNs = std::max(m_lastNs, timeNs);
 }
 
+void LineStatistics::setPortErrors(const std::optional<PortErrors> &errors)
+{
+    m_isPort = true;
+    m_portErrors = errors;
+}
+
 void LineStatistics::add(const LineItem &item)
 {
     // A capture also includes the time that the first record took on the line.
     if (m_bytes == 0 && !m_isLive)
-        m_firstNs =
-            item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / LineRate * NsPerSecond);
+        m_firstNs = item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / m_rate * NsPerSecond);
     m_lastNs = std::max(m_lastNs, item.timeNs);
     m_bytes += item.bytes.size();
     if (item.verdict == LineItem::Garbage)
@@ -174,7 +178,7 @@ double LineStatistics::seconds() const
 double LineStatistics::load() const
 {
     constexpr double Percent = 100;
-    return Percent * static_cast<double>(m_bytes) * BitsPerByte / LineRate / seconds();
+    return Percent * static_cast<double>(m_bytes) * BitsPerByte / m_rate / seconds();
 }
 
 QStringList LineStatistics::hints() const
@@ -188,6 +192,9 @@ QStringList LineStatistics::hints() const
     else if (m_frames > m_failed && m_failed + m_garbageBytes > 0)
         all += QStringLiteral("%1 and %2 of garbage among valid frames: noise")
                    .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"));
+    const QString portHint = m_portErrors ? m_portErrors->hint(m_frames > m_failed) : QString();
+    if (!portHint.isEmpty())
+        all += portHint;
     if (m_echoes > 1)
         all += QStringLiteral("%1 came twice: an echo is on").arg(counted(m_echoes, "request"));
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
@@ -216,6 +223,11 @@ QStringList LineStatistics::toText() const
             .arg(m_hasLoad ? QStringLiteral(", load %1 %").arg(load(), 0, 'f', 0) : QString()),
         QStringLiteral("%1, %2 of garbage")
             .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"))};
+    if (m_isPort)
+        lines += QStringLiteral("the port's driver: %1")
+                     .arg(m_portErrors ? m_portErrors->toString()
+                                       : QStringLiteral("framing and parity errors, breaks and overruns are "
+                                                        "not counted"));
     for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
         QString line =
             QStringLiteral("%1: %2").arg(node.key(), counted(qint64(node->answerNs.size()), "answer"));
@@ -264,5 +276,7 @@ QJsonObject LineStatistics::toJson() const
                     {QStringLiteral("hints"), QJsonArray::fromStringList(hints())}};
     if (m_hasLoad)
         all.insert(QStringLiteral("loadPercent"), load());
+    if (m_isPort)
+        all.insert(QStringLiteral("port"), m_portErrors ? m_portErrors->toJson() : QJsonValue());
     return all;
 }

@@ -2,6 +2,7 @@
 #define LINESTATISTICS_H
 
 #include "vox/line/lineitem.h"
+#include "vox/line/porterrors.h"
 
 #include <QMap>
 #include <QStringList>
@@ -17,6 +18,10 @@ public:
     void add(const LineItem &item);
     /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
     void setTime(qint64 timeNs);
+    /// Sets the bit rate of the line; it is 4800 without this.
+    void setRate(int bitsPerSecond) { m_rate = bitsPerSecond; }
+    /// The line is a serial port whose driver has counted this so far, or counts nothing.
+    void setPortErrors(const std::optional<PortErrors> &errors);
     /// Leaves out the load, because there is no line whose bytes take time.
     void leaveOutLoad() { m_hasLoad = false; }
 
@@ -73,6 +78,9 @@ private:
     SharedRequest m_shared;
     bool m_isLive = false;
     bool m_hasLoad = true;
+    double m_rate = 4800;
+    bool m_isPort = false;
+    std::optional<PortErrors> m_portErrors;
     int m_frames = 0;
     int m_failed = 0;
     int m_garbageBytes = 0;

@@ -13,7 +13,6 @@
 #include <utility>
 
 namespace {
-constexpr int BaudRate = 4800;
 // Receivers wait this long for the rest of a frame.
 constexpr int PauseMs = 100;
 
@@ -57,18 +56,21 @@ std::unique_ptr<LineTap> LineTap::open(const VOXBusUrl &url, std::function<void(
 bool LineTap::openSerial(const VOXBusUrl &url, QString *problem)
 {
     auto *port = new QSerialPort(url.path, this);
-    const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(BaudRate)
-        && port->setDataBits(QSerialPort::Data8) && port->setParity(QSerialPort::OddParity)
+    const bool isOpen = port->open(QIODevice::ReadOnly) && port->setBaudRate(url.baudRate)
+        && port->setDataBits(QSerialPort::Data8) && port->setParity(url.parity)
         && port->setStopBits(QSerialPort::OneStop);
     if (!isOpen) {
         *problem = VOXBusUrl::openProblem(url.path, port->errorString());
         return false;
     }
+    m_portDescriptor = port->handle();
+    m_firstPortErrors = PortErrors::of(m_portDescriptor).value_or(PortErrors());
     connect(port, &QSerialPort::errorOccurred, this, [this, port](QSerialPort::SerialPortError error) {
         if (!VOXBus::hasGone(*port))
             return;
         const QString reason = error == QSerialPort::ReadError ? QStringLiteral("its other end has hung up")
                                                                : port->errorString();
+        m_portDescriptor = -1;
         port->close();
         m_scanner.flush();
         if (onGone)
@@ -109,6 +111,12 @@ bool LineTap::openSocket(const VOXBusUrl &url, QString *problem)
         }
     });
     return true;
+}
+
+std::optional<PortErrors> LineTap::portErrors() const
+{
+    const std::optional<PortErrors> errors = PortErrors::of(m_portDescriptor);
+    return errors ? errors->since(m_firstPortErrors) : errors;
 }
 
 void LineTap::timerEvent(QTimerEvent *event)

@@ -2,6 +2,7 @@
 #define LINETAP_H
 
 #include "vox/line/framescanner.h"
+#include "vox/line/porterrors.h"
 
 #include <QBasicTimer>
 #include <QObject>
@@ -24,6 +25,9 @@ public:
 
     /// Shows the bytes that have come and not been shown yet.
     void flush() { m_scanner.flush(); }
+    /// What the driver of a serial port has counted since it was opened here. Empty if it counts nothing, and
+    /// for other buses.
+    std::optional<PortErrors> portErrors() const;
     /// Called when the line has gone, with the reason.
     std::function<void(const QString &)> onGone;
 
@@ -41,6 +45,8 @@ private:
     FrameScanner m_scanner;
     QBasicTimer m_pauseTimer;
     QString m_limitation;
+    int m_portDescriptor = -1;
+    PortErrors m_firstPortErrors;
 };
 
 #endif

@@ -14,6 +14,7 @@
 
 #include <QCoreApplication>
 #include <QFileInfo>
+#include <QJsonDocument>
 #include <QSet>
 
 namespace {
@@ -82,6 +83,8 @@ struct Monitor
     LineStatistics statistics;
     PcapWriter capture;
     bool writesCapture = false;
+    /// The capture has taken standard output.
+    bool isOutputTaken = false;
     bool hasFailed = false;
     bool isJson = false;
 
@@ -89,12 +92,14 @@ struct Monitor
     {
         statistics.add(item);
         if (writesCapture && !capture.write(item)) {
-            printError(QStringLiteral("monitor"), QStringLiteral("the capture cannot be written any more"));
+            if (!capture.hasReaderLeft())
+                printError(QStringLiteral("monitor"),
+                           QStringLiteral("the capture cannot be written any more"));
             writesCapture = false;
             hasFailed = true;
             QCoreApplication::exit(Failure);
         }
-        if (filter.admits(item))
+        if (!isOutputTaken && filter.admits(item))
             show(item);
         // Nobody can see the output any more.
         if (hasOutputFailed())
@@ -113,13 +118,12 @@ struct Monitor
 
     void report() const
     {
-        if (isJson) {
-            printJson({{QStringLiteral("stats"), statistics.toJson()}});
-            return;
-        }
-        const QStringList lines = statistics.toText();
+        const QJsonObject object{{QStringLiteral("stats"), statistics.toJson()}};
+        const QStringList lines = isJson
+            ? QStringList{QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact))}
+            : statistics.toText();
         for (const QString &line : lines)
-            printLine(line);
+            isOutputTaken ? printRaw(line) : printLine(line);
     }
 };
 
@@ -131,6 +135,9 @@ bool openCapture(const CommandLine &line, const QString &name, Monitor *monitor,
         *problem = QStringLiteral("%1 is read already").arg(name);
         return false;
     }
+    monitor->isOutputTaken = name == QLatin1String("-");
+    if (monitor->isOutputTaken)
+        return monitor->capture.openOutput(problem);
     return !monitor->writesCapture || monitor->capture.open(name, problem);
 }
 
@@ -159,11 +166,17 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
             url, [monitor](const LineItem &item) { monitor->take(item); }, &problem);
     if (!tap || !openCapture(line, output, monitor, &problem))
         return line.fail(problem);
-    const auto report = [monitor] {
+    const auto sumUp = [&] {
         monitor->statistics.setTime(LineTap::nowNs());
+        if (url.kind == VOXBusUrl::Serial && !monitor->hasFailed)
+            monitor->statistics.setPortErrors(tap->portErrors());
+    };
+    const auto report = [&] {
+        sumUp();
         monitor->report();
     };
     monitor->statistics.setTime(LineTap::nowNs());
+    monitor->statistics.setRate(url.baudRate);
     if (url.kind != VOXBusUrl::Serial)
         monitor->statistics.leaveOutLoad();
     tap->onGone = [&](const QString &reason) {
@@ -180,7 +193,7 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
                    : QStringLiteral("listening to %1: %2").arg(url.text, tap->limitation()));
     QCoreApplication::exec();
     tap->flush();
-    monitor->statistics.setTime(LineTap::nowNs());
+    sumUp();
     return monitor->hasFailed ? Failure : Success;
 }
 }
@@ -204,9 +217,12 @@ int runMonitor(const QStringList &arguments)
     const QCommandLineOption errors(QStringLiteral("errors"),
                                     QStringLiteral("Only refusals, failed checks and garbage."));
     const QCommandLineOption stats(QStringLiteral("stats"), QStringLiteral("Print statistics at the end."));
-    const QCommandLineOption write(QStringLiteral("write"),
-                                   QStringLiteral("Write all that comes into a capture."),
-                                   QStringLiteral("FILE.pcap"));
+    const QCommandLineOption write(
+        QStringLiteral("write"),
+        QStringLiteral(
+            "Write all that comes into a capture. With '-' it goes to standard output, for another program "
+            "('| wireshark -k -i -'), lines are not shown, and statistics go to standard error."),
+        QStringLiteral("FILE.pcap"));
     line.addOptions({address, command, errors, stats, write});
     line.allowRepeated({QStringLiteral("address"), QStringLiteral("command")});
     if (!line.parse(arguments, 0, 1))

@@ -16,7 +16,8 @@
 
 namespace {
 constexpr double NsPerMs = 1e6;
-constexpr double MsPerByte = 11 * 1000.0 / 4800;
+constexpr double MsPerSecond = 1000;
+constexpr double BitsPerByte = 11;
 constexpr double MinPauseMs = 0.5;
 constexpr double MaxPauseMs = 1000;
 
@@ -30,7 +31,7 @@ struct Replay
     const std::vector<LineItem> &items;
     VOXBus &bus;
     double speed = 1;
-    bool isSerial = false;
+    double msPerByte = 0;
     double freeMs = 0;
     int sent = 0;
     bool isInterrupted = false;
@@ -55,8 +56,7 @@ struct Replay
                 return false;
             }
             // A serial line takes its time, however fast the replay is wanted.
-            if (isSerial)
-                freeMs = std::max(dueMs, elapsedMs(clock)) + item.bytes.size() * MsPerByte;
+            freeMs = std::max(dueMs, elapsedMs(clock)) + item.bytes.size() * msPerByte;
             ++sent;
         }
         return true;
@@ -102,7 +102,8 @@ int runReplay(const QStringList &arguments)
         return line.exitCode();
     VOXBusUrl url;
     VOXBusUrl::read(line.busUrl(), &url, &problem);
-    Replay replay{items, *bus, factor, url.kind == VOXBusUrl::Serial};
+    const double msPerByte = url.kind == VOXBusUrl::Serial ? BitsPerByte * MsPerSecond / url.baudRate : 0;
+    Replay replay{items, *bus, factor, msPerByte};
     const bool isWhole = replay.run();
     if (line.isJson())
         printJson(
