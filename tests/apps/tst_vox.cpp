@@ -235,8 +235,10 @@ void tst_Vox::commandLines_data()
         "  motor: -\n  groups: none\n  network: bcastMode BCAST_ON, maxRand 20, supervision false,\n"
         "    supervisionPeriod 0, deafMode false\n  frames: ");
     row("info 000401 --quick --json",
-        "0 {'address':'000401','fields':{'appVersion':'0-000-0','label':'Gateway','limits':null,'motor':null,"
-        "'networkLock':null,'position':null,'serial':'GW2026110001','speeds':null,'stackVersion':'0-000-0'},"
+        "0 "
+        "{'address':'000401','fields':{'appVersion':'0-000-0','label':'Gateway','limits':null,'networkLock':"
+        "null,"
+        "'position':null,'serial':'GW2026110001','speeds':null,'stackVersion':'0-000-0','status':null},"
         "'type':'NODETYPE_ANY'}\n");
     row("info 000301",
         "1 NACK BADMSG\n! vox info: 000301 is a motor of the older generation; 'vox call 000301 hrmv2:");
