@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -80,6 +81,23 @@ QString printable(QString text)
     return text;
 }
 
+QString wrapped(const QString &line, int columns, int headWidth)
+{
+    QString rows;
+    QString rest = line;
+    const QString indent(headWidth, QLatin1Char(' '));
+    while (rest.size() > columns) {
+        int end = rest.lastIndexOf(QLatin1String("  "), columns);
+        if (end <= headWidth)
+            end = rest.lastIndexOf(QLatin1Char(' '), columns);
+        if (end <= headWidth)
+            break;
+        rows += rest.left(end) + QLatin1Char('\n');
+        rest = indent + rest.mid(end).trimmed();
+    }
+    return rows + rest;
+}
+
 void printLine(const QString &line)
 {
     tellDropped();
@@ -107,6 +125,13 @@ void printProgress(const QString &line)
 bool isTerminal()
 {
     return isatty(STDOUT_FILENO) == 1;
+}
+
+int terminalColumns()
+{
+    constexpr int Usual = 80;
+    winsize size = {};
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : Usual;
 }
 
 void outliveReader()

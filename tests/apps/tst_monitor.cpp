@@ -1,11 +1,15 @@
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
+#include "vox/console.h"
 #include "vox/line/framescanner.h"
-#include "vox/line/linestatistics.h"
+#include "vox/line/linehints.h"
+#include "vox/line/linelabels.h"
+#include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
 
@@ -24,6 +28,8 @@ private Q_SLOTS:
     void noByteIsLost();
     void cutsAsReceiversDo();
     void items();
+    void labelsAndTimes();
+    void rowsOfATerminal();
     void statistics();
     void portErrors();
     void captures();
@@ -152,6 +158,42 @@ void tst_Monitor::items()
              list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
 }
 
+// The label that a node has told, or that it has acknowledged; one that it refuses is not its own.
+void tst_Monitor::labelsAndTimes()
+{
+    LineLabels labels;
+    const QByteArray text = QByteArray("Hall\x1b").leftJustified(16, '\0').toHex();
+    const auto row = [&](const VOXMessage &heard, const QString &ends) {
+        const LineItem item = LineItem::of(line(heard), 0);
+        labels.hear(item);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
+        const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(undocumented("vox monitor", "a frame", json), QString());
+        QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
+                 list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
+    };
+    row(frame("45", 0x101), "010000 > 000101");
+    row(frameFrom(0x101, "65" + text), "000101 (Hall?) > 010000");
+    row(frame("0E", 0x101), "010000 > 000101 (Hall?)");
+    row(frame("0E", 0xffffff), "010000 > all");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x102, "6F 20"), "000102 > 010000");
+    row(frameFrom(0x102, "7F"), "000102 > 010000");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x101, "7F"), "000101 (Hall?) > 010000");
+    row(frameFrom(0x102, "7F"), "000102 (Hall?) > 010000");
+}
+
+void tst_Monitor::rowsOfATerminal()
+{
+    const auto row = [](const QString &text, const QString &rows) { QCOMPARE(wrapped(text, 20, 6), rows); };
+    row("12:00  short enough.", "12:00  short enough.");
+    row("12:00  one two  three four five", "12:00  one two\n      three four\n      five");
+    row("12:00  AA BB CC DD EE FF", "12:00  AA BB CC DD\n      EE FF");
+    row("12:00  a-word-that-is-too-long", "12:00  a-word-that-is-too-long");
+}
+
 void tst_Monitor::statistics()
 {
     const auto row = [&](const char *name, const QByteArray &script, const char *node, const char *hint) {
@@ -160,41 +202,45 @@ void tst_Monitor::statistics()
         const QByteArray refusal = line(frameFrom(0x000101, "6F FF")), toAll = line(frame("40", 0xffffff));
         const QMap<char, QByteArray> bytes = {{'r', line(stop)}, {'a', reply},
                                               {'n', refusal},    {'f', reply.chopped(1) + '?'},
-                                              {'b', toAll},      {'g', QByteArray(30, '?')}};
+                                              {'b', toAll},      {'g', QByteArray(30, '?')},
+                                              {'q', line(query)}};
         for (const QByteArray &step : script.split(' '))
             statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
-        const QJsonObject json = statistics.toJson();
+        const QStringList hints = hintsOf(statistics);
+        const QJsonObject json = reportJson(statistics, hints);
         QStringList actual;
         for (const QJsonValue &value : json["nodes"].toArray()) {
-            for (const QString key : {"answers", "medianMs", "worstMs", "unanswered", "failedChecks"})
-                actual += value[key].toVariant().toString();
+            for (const QString key :
+                 {"answers", "medianMs", "worstMs", "unanswered", "late", "lateOrLost", "surplus", "damaged"})
+                actual += value[key].isNull() ? "-" : value[key].toVariant().toString();
             actual += QJsonDocument(value["nacks"].toObject()).toJson(QJsonDocument::Compact);
         }
-        QCOMPARE(list(name, actual.join(' '), json["hints"].toArray().first().toString()),
-                 list(name, node, hint));
-        QCOMPARE(statistics.toText().filter("hint: ").size(), qstrlen(hint) == 0 ? 0 : 1);
+        QCOMPARE(list(name, actual.join(' '), hints.join("; ")), list(name, node, hint));
+        QCOMPARE(reportText(statistics, hints).filter("hint: ").size(), hints.size());
     };
-    // Milliseconds, and what comes: a request, an answer, a refusal, an echo, a failed answer, garbage.
-    row("good", "0r 10a 100r 130a 200r 220a", "3 20 30 0 0 {}", "");
-    row("no answer", "0r 150r 170a 400r", "1 20 20 1 0 {}", "");
-    row("none at the end", "0r 10a 300r 900g", "1 10 10 1 0 {}",
-        "0 failed checks and 30 bytes of garbage among valid frames: noise");
-    row("refusals", "0r 10n 20r 30n", "2 10 10 0 0 {\"BUSY\":2}", "");
-    row("failed checks", "0r 10a 20r 30f 300r 310a", "2 10 10 1 1 {}",
-        "1 failed check and 0 bytes of garbage among valid frames: noise");
-    row("never an answer", "0r 300r 600r 900b", "0 0 0 3 0 {}", "000101 never answers: 3 requests in vain");
-    row("two nodes", "0r 10a 12a 100r 110a 112a", "2 10 10 0 0 {}",
-        "000101 gave 2 answers more than it was asked for: two nodes answer as one address");
-    row("an echo", "0r 5r 10a 100r 105r 110a", "2 10 10 0 0 {}", "2 requests came twice: an echo is on");
-    row("late, and asked again", "0r 250r 300a 550a", "2 50 550 0 0 {}",
-        "000101 gave 1 answer later than after 200 ms, when hosts have given up");
-    row("to a request to all", "0r 10a 100b 110n 150b 152n", "1 10 10 0 0 {\"BUSY\":2}", "");
-    row("two nodes, to a request to all", "0b 10n 12n", "0 0 0 0 0 {\"BUSY\":2}",
-        "000101 gave 1 answer more than it was asked for: two nodes answer as one address");
-    row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 {}",
-        "000101 gave 1 answer more than it was asked for: two nodes answer as one address");
-    row("another rate", "0g 10g 20g 30g", "",
-        "120 bytes and no valid frame among them: parity or bit rate may be wrong");
+    // Milliseconds, and what comes: a request, one to another node, an answer, a refusal, an echo, a failed
+    // answer, garbage.
+    row("good", "0r 10a 100r 130a 200r 220a", "3 20 30 0 0 0 0 0 {}", "");
+    row("no answer", "0r 150r 170a 400r", "1 20 20 1 0 1 0 0 {}", "");
+    row("none at the end", "0r 10a 300r 900b", "1 10 10 1 0 0 0 0 {}", "");
+    row("refusals", "0r 10n 20r 30n", "2 10 10 0 0 0 0 0 {\"BUSY\":2}", "");
+    row("a damaged answer", "0r 10a 20r 30f 300r 310a", "2 10 10 1 0 0 0 1 {}", "");
+    row("never an answer", "0r 300r 600r 900b", "0 - - 3 0 0 0 0 {}",
+        "no answer from 000101, 3 requests in vain: no power there, or another address");
+    row("two nodes", "0r 10a 12a 100r 110a 112a", "2 10 10 0 0 0 2 0 {}",
+        "two nodes answer as 000101: 2 answers more than requests");
+    row("late, and asked again", "0r 250r 300a 550a", "2 300 300 0 2 0 0 0 {}", "");
+    row("late, and asked again, in a chain", "0r 250r 300a 310r 550a 610a", "3 300 300 0 3 0 0 0 {}",
+        "late answers from 000101: 3 answers after more than 200 ms, when hosts have given up");
+    row("lost, and asked again and again", "0r 250r 270a 500r 520a 750r 770a 1000r 1020a 1030a",
+        "4 20 20 1 0 1 1 0 {}", "two nodes answer as 000101: 1 answer more than requests");
+    row("later than ever", "0r 2100a", "0 - - 1 0 0 0 0 {}", "");
+    row("to a request to all", "0r 10a 100b 110n 150b 152n", "1 10 10 0 0 0 0 0 {\"BUSY\":2}", "");
+    row("two nodes, to a request to all", "0b 10n 12n", "0 - - 0 0 0 1 0 {\"BUSY\":2}",
+        "two nodes answer as 000101: 1 answer more than requests");
+    row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 0 1 0 {}",
+        "two nodes answer as 000101: 1 answer more than requests");
+    row("another, while one is open", "0r 100q 110a", "1 110 110 0 0 0 0 0 {} 0 - - 0 0 0 0 0 {}", "");
 }
 
 // What a driver has counted before does not count, and numbers begin anew after the greatest.
@@ -215,10 +261,12 @@ void tst_Monitor::portErrors()
                                        ->since(*before))
                    : PortErrors::of(3, [](int, serial_icounter_struct *) { return false; }));
         statistics.add(LineItem::of(hasFrame ? line(stop) : QByteArray("?"), 1000 * Ms));
-        QCOMPARE(list(statistics.toText().at(2), statistics.toText().filter("hint: ").value(0).mid(6)),
+        const QStringList hints = hintsOf(statistics);
+        QCOMPARE(list(reportText(statistics, hints).at(2), hints.join("; ")),
                  list("the port's driver: " + said, hint));
-        const QJsonValue port = statistics.toJson()["port"];
+        const QJsonValue port = reportJson(statistics, hints)["port"];
         QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+        QCOMPARE(undocumented("vox monitor --stats", "`port` in `stats`", port.toObject()), QString());
     };
     const PortErrors none, some = {0xfffffffe, 7, 1, 0};
     row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");

@@ -1,6 +1,7 @@
 #include "messages/vox.h"
 #include "support/captures.h"
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "support/frames.h"
 #include "support/ptyport.h"
@@ -32,6 +33,7 @@ private Q_SLOTS:
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
+    void answersAreCompared();
     void replayKeepsTime();
     void aSimulationObeysLines();
     void aSimulationTellsWhatHostsDo();
@@ -577,6 +579,57 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QVERIFY(run("replay " + capture, url).contains("cannot be read beyond 2 records"));
 }
 
+// What a host has asked on one line is asked again on others.
+void tst_Vox::answersAreCompared()
+{
+    const QTemporaryDir folder;
+    const QString url = multicastUrl(), capture = folder.filePath("host.pcap");
+    QProcess monitor;
+    start(monitor, "monitor --write " + capture, url);
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    {
+        const Simulation recorded(Floor, url);
+        for (const char *line : {"scan", "position 000101", "goto 000101 ip:7", "status 000102"})
+            QVERIFY(!recorded.run(line).startsWith("2 "));
+        exitCode(monitor, SIGTERM);
+    }
+    const auto row = [&](const QByteArray &what, const QByteArray &with, const QString &said) {
+        const QString floor = folder.filePath("floor.json");
+        setContents(floor, contents(VOX_SOURCE_DIR "/examples/network/floor.json").replace(what, with));
+        const Simulation simulation("--config " + floor);
+        QString actual = simulation.run("replay --compare --speed 100 " + capture);
+        actual.replace(QRegularExpression("(\\d+) of \\1 requests sent; \\d+ answers the same"), "all sent");
+        QCOMPARE(actual.remove(QRegularExpression("\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d  ")), said);
+        if (!said.contains("missing:"))
+            return;
+        const QByteArrayList lines =
+            simulation.run("replay --json --compare --speed 100 " + capture).trimmed().split('\n');
+        const QJsonObject sum = QJsonDocument::fromJson(lines.last()).object();
+        QCOMPARE(list(sum["different"].toInt(), sum["missing"].toInt(), lines.size()), list(3, 1, 5));
+        QCOMPARE(sum.keys(), documented("vox replay --compare", "the end"));
+        const QJsonObject missing = QJsonDocument::fromJson(lines.at(3)).object();
+        QCOMPARE(missing.keys(), documented("vox replay --compare", "an answer that is not as it was"));
+        QCOMPARE(missing["was"].toObject().keys(), documented("vox replay --compare", "`was` and `is`"));
+    };
+    row("", "", "0 all sent, 0 different, 0 missing\n");
+    row("Lobby", "Foyer",
+        "1 000101  GET_NODE_LABEL  different: label=Foyer, was Lobby\nall sent, 1 different, 0 missing\n");
+    row("\"nodes\"",
+        "\"faults\": [\"nack BUSY 000101 command CTRL_MOVETO\", \"nack BUSY 000101 command "
+        "GET_MOTOR_POSITION\","
+        "\"drop 000102 command GET_MOTOR_STATUS\", \"twice 000103 command GET_NODE_LABEL\"],\"nodes\"",
+        "1 000103  GET_NODE_LABEL  different: POST_NODE_LABEL  label=Terrace, was no answer\n"
+        "000101  GET_MOTOR_POSITION  different: NACK  status=BUSY, was POST_MOTOR_POSITION  position=3000 "
+        "pulses"
+        "  percent=25 %  tilt=none  ip=1\n"
+        "000101  CTRL_MOVETO  different: status=BUSY, was IP_NOT_SET\n"
+        "000102  GET_MOTOR_STATUS  missing: was POST_MOTOR_STATUS  state=STATE_STOPPED  "
+        "direction=DIRECTION_DOWN"
+        "  source=SOURCE_INTERNAL  cause=CAUSE_NONE\nall sent, 3 different, 1 missing\n");
+    QVERIFY(run("replay --only-host " + capture, url).contains(" requests sent\n"));
+}
+
 // As it was, slower and faster.
 void tst_Vox::replayKeepsTime()
 {
@@ -773,6 +826,11 @@ void tst_Vox::aPortIsProbed()
         start(probe, "probe " + options, "serial://" + pty.name);
         QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
         const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        if (output.startsWith('{')) {
+            const QJsonObject found = QJsonDocument::fromJson(output).object();
+            QCOMPARE(found.keys(), documented("vox probe", "the result"));
+            QCOMPARE(found["tried"][0].toObject().keys(), documented("vox probe", "an element of `tried`"));
+        }
         QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
         QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
         disconnect(listening);

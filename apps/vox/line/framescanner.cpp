@@ -15,7 +15,10 @@ FrameScanner::FrameScanner(std::function<void(const LineItem &)> found)
 
 void FrameScanner::feed(const QByteArray &bytes, qint64 timeNs)
 {
-    m_timeNs = timeNs;
+    if (bytes.isEmpty())
+        return;
+    m_fed += bytes.size();
+    m_chunks.push_back({m_fed, timeNs});
     m_pending += bytes;
     cut();
 }
@@ -44,7 +47,7 @@ void FrameScanner::cut()
         const int length = static_cast<int>(cut.frame.size());
         if (cut.isGood()) {
             showGarbage();
-            m_found(LineItem::of(m_pending.left(length), m_timeNs));
+            show(m_pending.left(length), &LineItem::of);
             m_pending.remove(0, length);
             continue;
         }
@@ -71,16 +74,24 @@ void FrameScanner::showGarbage()
     int shown = 0;
     const auto showUpTo = [&](int offset) {
         for (; shown < offset; shown = std::min(offset, shown + MaxGarbage))
-            m_found({m_timeNs, garbage.mid(shown, std::min(offset - shown, MaxGarbage)), LineItem::Garbage,
-                     VOXMessage()});
+            show(garbage.mid(shown, std::min(offset - shown, MaxGarbage)), &LineItem::noFrame);
     };
     for (auto frame = failed.cbegin(); frame != failed.cend(); ++frame) {
         const int after = frame.key() + frame.value();
         if (frame.key() < shown || (after != end && !failed.contains(after)))
             continue;
         showUpTo(frame.key());
-        m_found(LineItem::of(garbage.mid(shown, frame.value()), m_timeNs));
+        show(garbage.mid(shown, frame.value()), &LineItem::of);
         shown = after;
     }
     showUpTo(end);
+}
+
+// Bytes are shown in the order in which they have come, so each has the time of its chunk.
+void FrameScanner::show(const QByteArray &bytes, LineItem (*itemOf)(const QByteArray &, qint64))
+{
+    m_shown += bytes.size();
+    while (m_chunks.front().end < m_shown)
+        m_chunks.pop_front();
+    m_found(itemOf(bytes, m_chunks.front().timeNs));
 }

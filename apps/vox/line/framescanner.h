@@ -6,6 +6,7 @@
 
 #include <QMap>
 
+#include <deque>
 #include <functional>
 
 /// Cuts a stream of bytes into frames and garbage, and loses no byte.
@@ -31,6 +32,7 @@ public:
 private:
     void cut();
     void dropByte();
+    void show(const QByteArray &bytes, LineItem (*itemOf)(const QByteArray &, qint64));
     void showGarbage();
 
     std::function<void(const LineItem &)> m_found;
@@ -39,7 +41,15 @@ private:
     QByteArray m_garbage;
     // The offsets in the garbage at which frames begin whose check has failed, with their lengths.
     QMap<int, int> m_failed;
-    qint64 m_timeNs = 0;
+    // What has come and is not shown yet: each chunk's time, and the number of bytes up to its end.
+    struct Chunk
+    {
+        qint64 end;
+        qint64 timeNs;
+    };
+    std::deque<Chunk> m_chunks;
+    qint64 m_fed = 0;
+    qint64 m_shown = 0;
 };
 
 #endif

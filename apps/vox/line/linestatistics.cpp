@@ -1,71 +1,32 @@
 #include "vox/line/linestatistics.h"
 
+#include "messages/hrmv2.h"
 #include "messages/kvr.h"
 #include "transport/voxbus.h"
-#include "vox/console.h"
-
-#include <QJsonArray>
 
 #include <algorithm>
-#include <cmath>
-#include <iterator>
 
 namespace {
-constexpr double NsPerMs = 1e6;
 constexpr double NsPerSecond = 1e9;
-constexpr double BitsPerByte = 11;
-/// The time for which a host waits for an answer by default.
-constexpr qint64 TimeoutNs = 200000000;
-constexpr qint64 EchoNs = 100000000;
-/// After this time an answer does not come any more.
-constexpr qint64 LostNs = 2000000000;
-constexpr int MaxNodes = 65536;
-constexpr int ManyBytes = 100;
-constexpr int ManyUnanswered = 3;
-constexpr double Median = 0.5;
-constexpr double P99 = 0.99;
+constexpr qint64 BitsPerByte = 11;
+/// Adapters hand over what has come in this time at once.
+constexpr qint64 BurstNs = 16000000;
+/// Nodes answer a request to all within this time.
+constexpr qint64 SharedNs = 500000000;
+/// What comes after such a pause is not the same disturbance any more.
+constexpr qint64 PauseNs = 100000000;
+
+/// The command that answers @p request, beside ACK and NACK; 0 if only these do.
+int answerTo(const VOXMessage &request)
+{
+    const VOXCmdInfo info = KVR::findCmd(request.cmd());
+    return info.isValid() ? info.reply() : HRMv2::findCmd(request.cmd()).reply();
+}
 
 bool expectsAnswer(const VOXMessage &request)
 {
-    return request.isAck() || KVR::findCmd(request.cmd()).reply() != 0;
+    return request.isAck() || answerTo(request) != 0;
 }
-
-bool isAnswer(int cmd, int answerCmd)
-{
-    return cmd == answerCmd || cmd == KVR::ACK || cmd == KVR::NACK;
-}
-}
-
-int LineStatistics::Node::lateAnswers() const
-{
-    return static_cast<int>(
-        std::count_if(answerNs.begin(), answerNs.end(), [](qint64 time) { return time > TimeoutNs; }));
-}
-
-int LineStatistics::Node::lostRequests(qint64 nowNs) const
-{
-    return unanswered
-        + static_cast<int>(std::count_if(open.begin(), open.end(), [nowNs](const Request &request) {
-               return nowNs - request.timeNs > TimeoutNs;
-           }));
-}
-
-double LineStatistics::Node::answerMs(double share) const
-{
-    if (answerNs.empty())
-        return 0;
-    std::vector<qint64> sorted = answerNs;
-    std::sort(sorted.begin(), sorted.end());
-    const auto rank = static_cast<std::size_t>(std::ceil(share * static_cast<double>(sorted.size())));
-    return static_cast<double>(sorted[std::max<std::size_t>(rank, 1) - 1]) / NsPerMs;
-}
-
-void LineStatistics::setTime(qint64 timeNs)
-{
-    if (!m_isLive)
-        m_firstNs = timeNs;
-    m_isLive = true;
-    m_lastNs = std::max(m_lastNs, timeNs);
 }
 
 void LineStatistics::setPortErrors(const std::optional<PortErrors> &errors)
@@ -74,100 +35,250 @@ void LineStatistics::setPortErrors(const std::optional<PortErrors> &errors)
     m_portErrors = errors;
 }
 
-void LineStatistics::add(const LineItem &item)
+/// The time that @p bytes take on the line.
+qint64 LineStatistics::lineNs(qint64 bytes) const
 {
-    // A capture also includes the time that the first record took on the line.
-    if (m_bytes == 0 && !m_isLive)
-        m_firstNs = item.timeNs - static_cast<qint64>(item.bytes.size() * BitsPerByte / m_rate * NsPerSecond);
-    m_lastNs = std::max(m_lastNs, item.timeNs);
-    m_bytes += item.bytes.size();
-    if (item.verdict == LineItem::Garbage)
-        m_garbageBytes += item.bytes.size();
-    else
-        addFrame(item);
+    return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / m_rate;
 }
 
-void LineStatistics::addFrame(const LineItem &item)
+LineNotes LineStatistics::setTime(qint64 timeNs)
 {
-    ++m_frames;
-    const QString source = VOX::toString(item.frame.srcAddr(false));
-    const bool isRequest = item.frame.srcAddr(false) == VOXBus::addr();
-    if (!item.isTaken()) {
-        ++m_failed;
+    LineNotes notes;
+    if (!m_isLive)
+        m_firstNs = timeNs;
+    m_isLive = true;
+    m_lastNs = std::max(m_lastNs, timeNs);
+    expire(timeNs, &notes);
+    return notes;
+}
+
+LineNotes LineStatistics::close()
+{
+    LineNotes notes;
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node)
+        settle(node.key(), node->open.close(m_lastNs), &notes);
+    return notes;
+}
+
+LineNotes LineStatistics::add(const LineItem &item)
+{
+    LineNotes notes;
+    // A capture also includes the time that the first record took on the line.
+    if (m_totals.bytes == 0 && !m_isLive)
+        m_firstNs = item.timeNs - lineNs(item.bytes.size());
+    m_lastNs = std::max(m_lastNs, item.timeNs);
+    m_totals.bytes += item.bytes.size();
+    m_totals.frames += item.isFrame() ? 1 : 0;
+    expire(item.timeNs, &notes);
+    if (item.isTaken())
+        addFrame(item, &notes);
+    else
+        addDamage(item, &notes);
+    return notes;
+}
+
+void LineStatistics::addDamage(const LineItem &item, LineNotes *notes)
+{
+    if (item.verdict == LineItem::Garbage)
+        m_totals.garbageBytes += static_cast<int>(item.bytes.size());
+    const bool isNew = m_damagedNs < 0 || item.timeNs - m_damagedNs > PauseNs;
+    if (item.verdict == LineItem::Break) {
+        m_totals.longestBreak = std::max(m_totals.longestBreak, static_cast<int>(item.bytes.size()));
+        m_totals.breaks += isNew || !m_isLow ? 1 : 0;
+    }
+    m_isLow = item.verdict == LineItem::Break;
+    if (item.isFrame()) {
+        ++m_totals.failed;
         // Only nodes that are known count, because any address may stand in noise.
-        const auto known = m_nodes.find(source);
-        if (!isRequest && known != m_nodes.end())
+        const auto known = m_nodes.find(item.frame.srcAddr(false));
+        if (known != m_nodes.end())
             ++known->failed;
+    }
+    const bool areManyAsked = m_shared.count != 0 && item.timeNs - m_shared.lastNs < SharedNs;
+    m_totals.damages += isNew && !areManyAsked ? 1 : 0;
+    m_damagedNs = item.timeNs;
+    if (!m_asked.isOpen || item.timeNs - m_asked.request.timeNs > OpenRequests::TimeoutNs)
+        return;
+    m_asked.isOpen = false;
+    NodeStatistics &asked = node(m_asked.node);
+    ++asked.damaged;
+    asked.spoilt += m_asked.isSound ? 1 : 0;
+    asked.open.spoil();
+    notes->push_back({LineNote::Damaged, m_asked.node, m_asked.request});
+}
+
+void LineStatistics::addFrame(const LineItem &item, LineNotes *notes)
+{
+    m_damagedNs = -1;
+    const unsigned int source = item.frame.srcAddr(false);
+    // A frame to a group does not tell who has sent it.
+    if (source != VOXBus::addr() && item.frame.addrType() != VOX::GROUP) {
+        addFromNode(item, notes);
+    } else if (isTwice(item)) {
+        ++m_totals.echoes;
+        notes->push_back({LineNote::Twice, item.frame.destAddr(false), item});
+        // The third of three is not the second one's double.
+        m_last = LineItem();
+        return;
+    } else {
+        addRequest(item, notes);
+    }
+    m_last = item;
+}
+
+// The second one begins where the first one ends, but for the time that an adapter keeps bytes.
+bool LineStatistics::isTwice(const LineItem &item) const
+{
+    return item.bytes == m_last.bytes && item.timeNs - m_last.timeNs <= lineNs(item.bytes.size()) + BurstNs;
+}
+
+void LineStatistics::addRequest(const LineItem &item, LineNotes *notes)
+{
+    ++m_totals.requests;
+    if (item.frame.addrType() != VOX::P2P) {
+        addSharedRequest(item);
+        m_asked.isOpen = false;
         return;
     }
-    const bool isRepeated = item.bytes == m_lastBytes && item.timeNs - m_lastBytesNs < EchoNs;
-    m_lastBytes = item.bytes;
-    m_lastBytesNs = item.timeNs;
-    if (isRequest && isRepeated)
-        ++m_echoes;
-    else if (isRequest)
-        addRequest(item);
-    else if (item.frame.destAddr(false) == VOXBus::addr())
-        addAnswer(item);
-}
-
-void LineStatistics::addRequest(const LineItem &item)
-{
-    if (item.frame.addrType() != VOX::P2P)
-        addSharedRequest(item);
-    if (item.frame.addrType() != VOX::P2P || !expectsAnswer(item.frame) || m_nodes.size() >= MaxNodes)
+    const unsigned int addr = item.frame.destAddr(false);
+    const qint64 beganNs = item.timeNs - lineNs(item.bytes.size());
+    if (m_view == Line && m_asked.isOpen && m_asked.node != addr
+        && beganNs - m_asked.request.timeNs < OpenRequests::TimeoutNs) {
+        ++m_totals.clashes;
+        notes->push_back({LineNote::Clash, m_asked.node, m_asked.request});
+    }
+    const bool isSound = m_asked.isAnswered && m_damagedNs < 0;
+    m_asked = {addr, item, expectsAnswer(item.frame), isSound, !expectsAnswer(item.frame)};
+    if (!m_asked.isOpen)
         return;
-    Node &node = m_nodes[VOX::toString(item.frame.destAddr(false))];
-    const auto isLost = [&](const Request &request) { return item.timeNs - request.timeNs > LostNs; };
-    const auto lost = std::remove_if(node.open.begin(), node.open.end(), isLost);
-    node.unanswered += static_cast<int>(node.open.end() - lost);
-    node.open.erase(lost, node.open.end());
-    node.open.push_back({item.timeNs, KVR::findCmd(item.frame.cmd()).reply()});
+    NodeStatistics &asked = node(addr);
+    ++asked.requests;
+    asked.sound += isSound ? 1 : 0;
+    asked.askedNs = item.timeNs;
+    settle(addr, asked.open.add(item, answerTo(item.frame)), notes);
+    m_due.push_back({item.timeNs + OpenRequests::LostNs, addr});
 }
 
 void LineStatistics::addSharedRequest(const LineItem &item)
 {
-    const int answerCmd = KVR::findCmd(item.frame.cmd()).reply();
-    if (m_shared.count == 0 || answerCmd != m_shared.answerCmd || item.timeNs - m_shared.lastNs > LostNs)
+    const int answerCmd = answerTo(item.frame);
+    if (m_shared.count == 0 || answerCmd != m_shared.answerCmd
+        || item.timeNs - m_shared.lastNs > OpenRequests::LostNs)
         m_shared = {item.timeNs, item.timeNs, answerCmd, 0};
     m_shared.lastNs = item.timeNs;
     ++m_shared.count;
 }
 
-// Takes an answer as that of the newest request that it fits: hosts ask again when an answer is lost. If
-// answers are only late, those of the older requests follow.
-void LineStatistics::addAnswer(const LineItem &item)
+void LineStatistics::addFromNode(const LineItem &item, LineNotes *notes)
 {
-    if (m_nodes.size() >= MaxNodes)
-        return;
-    Node &node = m_nodes[VOX::toString(item.frame.srcAddr(false))];
-    if (item.isNack())
-        ++node.nacks[KVR::toString(KVR::getNackReply(item.frame))];
-    const int cmd = item.frame.cmd();
-    const auto asked = std::find_if(node.open.rbegin(), node.open.rend(), [cmd](const Request &request) {
-        return isAnswer(cmd, request.answerCmd);
-    });
-    if (asked != node.open.rend()) {
-        node.answerNs.push_back(item.timeNs - asked->timeNs);
-        node.lastAnswered = {item.timeNs, asked->answerCmd};
-        node.open.erase(std::next(asked).base());
+    const unsigned int addr = item.frame.srcAddr(false);
+    NodeStatistics &source = node(addr);
+    ++source.frames;
+    source.bytes += item.bytes.size();
+    source.heardNs = item.timeNs;
+    const bool isAnswer = item.frame.addrType() == VOX::P2P && item.frame.destAddr(false) == VOXBus::addr();
+    if (isAnswer && item.isNack()) {
+        source.lastNack = KVR::toString(KVR::getNackReply(item.frame));
+        ++source.nacks[source.lastNack];
+    }
+    OpenRequests::Outcome outcome;
+    if (const LineItem *request = isAnswer ? source.open.answer(item, &outcome) : nullptr) {
+        if (m_asked.node == addr) {
+            m_asked.isAnswered =
+                m_asked.isOpen && item.timeNs - m_asked.request.timeNs <= OpenRequests::TimeoutNs;
+            m_asked.isOpen = false;
+        }
+        source.answeredNs = item.timeNs;
+        source.answerCmd = answerTo(request->frame);
+        notes->push_back({LineNote::Answered, addr, *request, item.timeNs - request->timeNs});
+        settle(addr, outcome, notes);
         return;
     }
-    if (isSurplus(node, item))
-        ++node.surplus;
+    if (isAnswer && isOfShared(item) && !isSurplus(source))
+        return;
+    if (isAnswer && (isOfShared(item) || isSecond(source, item))) {
+        ++source.surplus;
+        notes->push_back({LineNote::Surplus, addr, {}});
+        return;
+    }
+    ++source.unasked;
+    source.unaskedBytes += item.bytes.size();
+    notes->push_back({LineNote::Unasked, addr, {}});
 }
 
-bool LineStatistics::isSurplus(Node &node, const LineItem &item) const
+bool LineStatistics::isOfShared(const LineItem &answer) const
 {
-    const int cmd = item.frame.cmd();
-    const bool isShared = m_shared.count != 0 && item.timeNs - m_shared.lastNs < LostNs
-        && (cmd == m_shared.answerCmd || cmd == KVR::NACK);
-    if (!isShared)
-        return item.timeNs - node.lastAnswered.timeNs < LostNs && isAnswer(cmd, node.lastAnswered.answerCmd);
-    // Each node answers once every time that all are asked.
+    return m_shared.count != 0 && answer.timeNs - m_shared.lastNs < OpenRequests::LostNs
+        && (answer.frame.cmd() == m_shared.answerCmd || answer.isNack());
+}
+
+// Each node answers once every time that all are asked.
+bool LineStatistics::isSurplus(NodeStatistics &node) const
+{
     node.sharedAnswers = node.sharedNs == m_shared.firstNs ? node.sharedAnswers + 1 : 1;
     node.sharedNs = m_shared.firstNs;
     return node.sharedAnswers > m_shared.count;
+}
+
+bool LineStatistics::isSecond(const NodeStatistics &node, const LineItem &answer)
+{
+    return node.answeredNs != 0 && answer.timeNs - node.answeredNs < OpenRequests::TimeoutNs
+        && OpenRequests::isAnswer(answer.frame.cmd(), node.answerCmd);
+}
+
+void LineStatistics::settle(unsigned int addr, const OpenRequests::Outcome &outcome, LineNotes *notes)
+{
+    node(addr).add(outcome);
+    for (const OpenRequests::Settled &settled : outcome) {
+        if (settled.answerNs < 0)
+            notes->push_back(
+                {settled.isAmbiguous ? LineNote::LateOrLost : LineNote::Unanswered, addr, settled.request});
+        else if (settled.answerNs > OpenRequests::TimeoutNs)
+            notes->push_back({LineNote::Late, addr, settled.request, settled.answerNs});
+    }
+}
+
+void LineStatistics::expire(qint64 nowNs, LineNotes *notes)
+{
+    for (; !m_due.empty() && m_due.front().timeNs < nowNs; m_due.pop_front()) {
+        const unsigned int addr = m_due.front().node;
+        const auto asked = m_nodes.find(addr);
+        if (asked != m_nodes.end())
+            settle(addr, asked->open.expire(nowNs), notes);
+    }
+}
+
+NodeStatistics &LineStatistics::node(unsigned int addr)
+{
+    if (m_nodes.size() >= MaxNodes && !m_nodes.contains(addr))
+        forgetSome();
+    return m_nodes[addr];
+}
+
+// Half of them at once: a line on which each frame has another source would else look at all for each.
+void LineStatistics::forgetSome()
+{
+    std::vector<int> weights;
+    for (const NodeStatistics &node : qAsConst(m_nodes))
+        weights.push_back(node.weight());
+    const auto median = weights.begin() + static_cast<std::ptrdiff_t>(weights.size() / 2);
+    std::nth_element(weights.begin(), median, weights.end());
+    for (auto node = m_nodes.begin(); node != m_nodes.end();) {
+        if (node->weight() > *median) {
+            ++node;
+            continue;
+        }
+        node = m_nodes.erase(node);
+        ++m_totals.forgotten;
+    }
+}
+
+QMap<unsigned int, NodeStatistics> LineStatistics::nodes() const
+{
+    QMap<unsigned int, NodeStatistics> settled = m_nodes;
+    for (NodeStatistics &node : settled)
+        node.add(node.open.close(m_lastNs));
+    return settled;
 }
 
 double LineStatistics::seconds() const
@@ -178,105 +289,5 @@ double LineStatistics::seconds() const
 double LineStatistics::load() const
 {
     constexpr double Percent = 100;
-    return Percent * static_cast<double>(m_bytes) * BitsPerByte / m_rate / seconds();
-}
-
-QStringList LineStatistics::hints() const
-{
-    QStringList all;
-    if (m_bytes == 0)
-        all += QStringLiteral("nothing was heard");
-    if (m_bytes >= ManyBytes && m_frames == m_failed)
-        all += QStringLiteral("%1 bytes and no valid frame among them: parity or bit rate may be wrong")
-                   .arg(m_bytes);
-    else if (m_frames > m_failed && m_failed + m_garbageBytes > 0)
-        all += QStringLiteral("%1 and %2 of garbage among valid frames: noise")
-                   .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"));
-    const QString portHint = m_portErrors ? m_portErrors->hint(m_frames > m_failed) : QString();
-    if (!portHint.isEmpty())
-        all += portHint;
-    if (m_echoes > 1)
-        all += QStringLiteral("%1 came twice: an echo is on").arg(counted(m_echoes, "request"));
-    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
-        if (node->surplus > 0)
-            all += QStringLiteral("%1 gave %2 more than it was asked for: two nodes answer as one address")
-                       .arg(node.key(), counted(node->surplus, "answer"));
-        const int lost = node->lostRequests(m_lastNs);
-        if (node->answerNs.empty() && lost >= ManyUnanswered)
-            all += QStringLiteral("%1 never answers: %2 in vain").arg(node.key(), counted(lost, "request"));
-        if (node->lateAnswers() > 0)
-            all += QStringLiteral("%1 gave %2 later than after %3 ms, when hosts have given up")
-                       .arg(node.key(), counted(node->lateAnswers(), "answer"))
-                       .arg(TimeoutNs / NsPerMs);
-    }
-    return all;
-}
-
-QStringList LineStatistics::toText() const
-{
-    QStringList lines = {
-        QStringLiteral("%1, %2 in %3 s: %4 frames/s, %5 bytes/s%6")
-            .arg(counted(m_frames, "frame"), counted(m_bytes, "byte"))
-            .arg(seconds(), 0, 'f', 1)
-            .arg(m_frames / seconds(), 0, 'f', 1)
-            .arg(static_cast<double>(m_bytes) / seconds(), 0, 'f', 0)
-            .arg(m_hasLoad ? QStringLiteral(", load %1 %").arg(load(), 0, 'f', 0) : QString()),
-        QStringLiteral("%1, %2 of garbage")
-            .arg(counted(m_failed, "failed check"), counted(m_garbageBytes, "byte"))};
-    if (m_isPort)
-        lines += QStringLiteral("the port's driver: %1")
-                     .arg(m_portErrors ? m_portErrors->toString()
-                                       : QStringLiteral("framing and parity errors, breaks and overruns are "
-                                                        "not counted"));
-    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
-        QString line =
-            QStringLiteral("%1: %2").arg(node.key(), counted(qint64(node->answerNs.size()), "answer"));
-        if (!node->answerNs.empty())
-            line += QStringLiteral(", median %1 ms, p99 %2 ms, worst %3 ms")
-                        .arg(node->answerMs(Median), 0, 'f', 1)
-                        .arg(node->answerMs(P99), 0, 'f', 1)
-                        .arg(node->answerMs(1), 0, 'f', 1);
-        line += QStringLiteral("; %1 unanswered, %2")
-                    .arg(node->lostRequests(m_lastNs))
-                    .arg(counted(node->failed, "failed check"));
-        for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
-            line += QStringLiteral("; NACK %1 %2").arg(nack.key()).arg(nack.value());
-        lines += line;
-    }
-    const QStringList meanings = hints();
-    for (const QString &hint : meanings)
-        lines += QStringLiteral("hint: ") + hint;
-    return lines;
-}
-
-QJsonObject LineStatistics::toJson() const
-{
-    QJsonArray nodes;
-    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node) {
-        QJsonObject nacks;
-        for (auto nack = node->nacks.begin(); nack != node->nacks.end(); ++nack)
-            nacks.insert(nack.key(), nack.value());
-        nodes += QJsonObject{{QStringLiteral("address"), node.key()},
-                             {QStringLiteral("answers"), static_cast<int>(node->answerNs.size())},
-                             {QStringLiteral("medianMs"), node->answerMs(Median)},
-                             {QStringLiteral("p99Ms"), node->answerMs(P99)},
-                             {QStringLiteral("worstMs"), node->answerMs(1)},
-                             {QStringLiteral("unanswered"), node->lostRequests(m_lastNs)},
-                             {QStringLiteral("failedChecks"), node->failed},
-                             {QStringLiteral("nacks"), nacks}};
-    }
-    QJsonObject all{{QStringLiteral("frames"), m_frames},
-                    {QStringLiteral("byteCount"), m_bytes},
-                    {QStringLiteral("seconds"), seconds()},
-                    {QStringLiteral("framesPerSecond"), m_frames / seconds()},
-                    {QStringLiteral("bytesPerSecond"), static_cast<double>(m_bytes) / seconds()},
-                    {QStringLiteral("failedChecks"), m_failed},
-                    {QStringLiteral("garbageBytes"), m_garbageBytes},
-                    {QStringLiteral("nodes"), nodes},
-                    {QStringLiteral("hints"), QJsonArray::fromStringList(hints())}};
-    if (m_hasLoad)
-        all.insert(QStringLiteral("loadPercent"), load());
-    if (m_isPort)
-        all.insert(QStringLiteral("port"), m_portErrors ? m_portErrors->toJson() : QJsonValue());
-    return all;
+    return Percent * static_cast<double>(lineNs(m_totals.bytes)) / NsPerSecond / seconds();
 }

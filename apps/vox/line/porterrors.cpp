@@ -6,8 +6,6 @@
 #include <sys/ioctl.h>
 
 namespace {
-constexpr quint32 Many = 10;
-
 bool askSystem(int descriptor, serial_icounter_struct *counters)
 {
     return ::ioctl(descriptor, TIOCGICOUNT, counters) == 0;
@@ -43,21 +41,4 @@ QJsonObject PortErrors::toJson() const
             {QStringLiteral("parityErrors"), qint64{parity}},
             {QStringLiteral("breaks"), qint64{breaks}},
             {QStringLiteral("overruns"), qint64{overruns}}};
-}
-
-QString PortErrors::hint(bool hasFrames) const
-{
-    if (overruns > 0)
-        return QStringLiteral("the port has lost bytes in %1: this machine was too busy")
-            .arg(counted(overruns, "overrun"));
-    if (hasFrames)
-        return QString();
-    if (parity >= Many && framing < parity / Many)
-        return QStringLiteral(
-                   "%1 and hardly any of framing: the parity is wrong; vox probe finds the right one")
-            .arg(counted(parity, "parity error"));
-    if (framing + breaks >= Many)
-        return QStringLiteral("%1 and %2: the bit rate is wrong, or the two wires are swapped")
-            .arg(counted(framing, "framing error"), counted(breaks, "break"));
-    return QString();
 }

@@ -25,8 +25,6 @@ struct PortErrors
 
     QString toString() const;
     QJsonObject toJson() const;
-    /// What the counters mean on a line where @p hasFrames says whether valid frames came; empty if nothing.
-    QString hint(bool hasFrames) const;
 
     quint32 framing = 0;
     quint32 parity = 0;
