@@ -364,6 +364,8 @@ void tst_Vox::scanOnANoisyLine()
     // What the nodes are asked then is asked again once.
     row("drop 000001 command GET_NODE_LABEL count 1; drop 000001 command GET_NODE_APP_VERSION count 1",
         "--rounds 1", both);
+    // Bytes beside an answer are no damage.
+    row("noise 3 000001 command GET_NODE_LABEL", "--rounds 1", both);
     row("corrupt 000001 command GET_NODE_LABEL count 2", "--rounds 1",
         "0 000001 TB20 ? 0-000-0\n" + two + "\n! vox scan: 2 answers came damaged: " + doubt + '\n');
     row("corrupt 000003 count 1", "--range 000003-000003",
