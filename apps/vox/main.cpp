@@ -23,15 +23,15 @@ void printUsage()
     printLine(QStringLiteral("Usage: vox COMMAND [options]\n\nCommands:"));
     for (const Command &command : commands())
         printLine(QStringLiteral("  %1 %2").arg(command.name, -9).arg(command.summary));
-    printLine(wrapped(
-        QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
-                       "Buses, for --bus or in the environment's VOX_BUS:\n"
-                        "  serial:///dev/ttyUSB0?baud=4800&parity=odd, where odd may also be even or none,\n"
-                        "  or /dev/ttyUSB0 for short\n"
-                       "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
-                       "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
-                       "  pty:, a new pseudo-terminal that others open as their serial port")
-            .arg(exitCodesText())));
+    printLine(
+        wrapped(QStringLiteral(
+                    "\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
+                    "Buses, for --bus or in the environment's VOX_BUS:\n"
+                    "  serial:///dev/ttyUSB0?baud=4800&parity=odd, or /dev/ttyUSB0; odd may be even or none\n"
+                    "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
+                    "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
+                    "  pty:, a new pseudo-terminal that others open as their serial port")
+                    .arg(exitCodesText())));
 }
 
 int failFor(const QString &name)

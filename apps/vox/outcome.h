@@ -43,7 +43,9 @@ enum class Asking {
     Once,
     /// A call that only reads is made again, twice at most, if another node has answered in place of the one
     /// that was asked. That answer may have been a late one.
-    Again
+    Again,
+    /// The same, and once more if nobody has answered.
+    AgainIfLost
 };
 
 /// Waits for the answer of the node at @p addr to the call that @p call makes.

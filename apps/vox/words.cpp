@@ -100,7 +100,7 @@ QString wrapped(const QString &text)
             if (end <= indent)
                 break;
             lines += line.left(end);
-            line = QString(indent, QLatin1Char(' ')) + line.mid(end + 1);
+            line = QString(indent > 0 ? indent + 2 : 0, QLatin1Char(' ')) + line.mid(end + 1);
         }
         lines += line;
     }

@@ -6,8 +6,8 @@
 #include "transport/voxudpbus.h"
 
 #include <QFileInfo>
-#include <QMetaEnum>
 #include <QHostInfo>
+#include <QMetaEnum>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>

@@ -30,6 +30,7 @@ private Q_SLOTS:
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
     void scanOnANoisyLine();
+    void infoTellsAll();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
@@ -233,7 +234,19 @@ void tst_Vox::commandLines_data()
     row("call 000301 hrmv2:getMotorInfo", "0 POST_MOTOR_INFO\n  data: 0D 00 00 02 0C 05 06 20 00 00\n");
     row("call 000301 hrmv2:setMotorPosition POSITION_STOP 0", "1 NACK BADMSG\n");
     row("lock 000103", "1 NACK FEATURE_NOT_SUPPORTED\n");
-    row("info 000401", "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: ");
+    row("info 000401",
+        "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: 0-000-0\n  stackVersion: "
+        "0-000-0\n"
+        "  motor: -\n  groups: none\n  network: bcastMode BCAST_ON, maxRand 20, supervision false,\n"
+        "    supervisionPeriod 0, deafMode false\n  frames: ");
+    row("info 000401 --quick --json",
+        "0 "
+        "{'address':'000401','fields':{'appVersion':'0-000-0','label':'Gateway','limits':null,'networkLock':"
+        "null,"
+        "'position':null,'serial':'GW2026110001','speeds':null,'stackVersion':'0-000-0','status':null},"
+        "'type':'NODETYPE_ANY'}\n");
+    row("info 000301",
+        "1 NACK BADMSG\n! vox info: 000301 is a motor of the older generation; 'vox call 000301 hrmv2:");
 }
 
 void tst_Vox::commandLines()
@@ -354,6 +367,8 @@ void tst_Vox::scanOnANoisyLine()
     // What the nodes are asked then is asked again once.
     row("drop 000001 command GET_NODE_LABEL count 1; drop 000001 command GET_NODE_APP_VERSION count 1",
         "--rounds 1", both);
+    // Bytes beside an answer are no damage.
+    row("noise 3 000001 command GET_NODE_LABEL", "--rounds 1", both);
     row("corrupt 000001 command GET_NODE_LABEL count 2", "--rounds 1",
         "0 000001 TB20 ? 0-000-0\n" + two + "\n! vox scan: 2 answers came damaged: " + doubt + '\n');
     row("corrupt 000003 count 1", "--range 000003-000003",
@@ -377,7 +392,40 @@ void tst_Vox::scanOnANoisyLine()
             "1 changed\n");
     const QByteArray said = simulation.run("scan --rounds 1 --json --compare " + file);
     const QJsonObject result = QJsonDocument::fromJson(said.mid(2)).object();
-    QCOMPARE(result.keys(), (QStringList{"changed", "damagedAnswers", "missing", "new", "nodes"}));
+    QCOMPARE(result.keys(), documented("vox scan --compare", "the result"));
+    QCOMPARE(
+        undocumented("vox scan", "a node; all of them are one array", result["new"].toArray()[0].toObject()),
+        QString());
+    QCOMPARE(undocumented("vox scan --compare", "an element of `changed`",
+                          result["changed"].toArray()[0].toObject()),
+             QString());
+}
+
+// What is not known is a dash, and what is lost is asked for again.
+void tst_Vox::infoTellsAll()
+{
+    Simulation simulation(Floor);
+    simulation.process.write(
+        "drop 000102 command GET_APP_MODE count 1\nnack BUSY 000102 command GET_GROUP_ADDR\n"
+        "drop 000102 command GET_MOTOR_DIRECTION\nfaults\n");
+    QVERIFY(simulation.process.waitForReadyRead(5000));
+    const QByteArray told = simulation.run("info 000101") + simulation.run("info 000102");
+    for (const char *line :
+         {"groups: 00A001, 00A0FF", "intermediatePositions: 1 at 3000 pulses, 2 at 9000 pulses",
+          "dctLocks: none", "networkErrors: none", "mode: ROLLER", "direction: TURN_NORMAL", "moves: 0",
+          "encoderErrors: -",
+          // the other one
+          "groups: -", "mode: CURTAIN", "direction: no answer"})
+        QVERIFY2(told.contains("\n  " + QByteArray(line) + '\n'), told);
+    const QByteArray json = simulation.run("info 000102 --json");
+    QVERIFY(json.startsWith("1 "));
+    const QJsonObject node = QJsonDocument::fromJson(json.mid(2)).object();
+    QCOMPARE(node["unanswered"].toArray(), QJsonArray{"direction"});
+    QCOMPARE(node["fields"].toObject()["groups"], QJsonValue(QJsonValue::Null));
+    const QJsonObject lobby =
+        QJsonDocument::fromJson(simulation.run("info 000101 --json").mid(2)).object()["fields"].toObject();
+    QCOMPARE(lobby.keys(), documented("vox info", "`fields`, null for what the node does not know"));
+    QCOMPARE(lobby["groups"].toArray().at(1).toObject(), (QJsonObject{{"group", "00A0FF"}, {"index", 1}}));
 }
 
 void tst_Vox::aMoveIsFollowed()

@@ -8,14 +8,12 @@
 #include "vox/console.h"
 #include "vox/host/discovery.h"
 #include "vox/host/linedamage.h"
-#include "vox/host/listednodes.h"
+#include "vox/host/listcomparison.h"
 #include "vox/outcome.h"
 #include "vox/warnings.h"
 
 #include <QFileInfo>
-#include <QJsonArray>
 #include <QJsonDocument>
-#include <QJsonObject>
 #include <QMap>
 
 #include <algorithm>
@@ -24,56 +22,6 @@
 namespace {
 const QString Name = QStringLiteral("scan");
 constexpr int MaxRounds = 1000;
-
-struct FoundNode
-{
-    VOX::Addr addr = 0;
-    QString type;
-    /// Null if the node does not tell its label.
-    QString label;
-    QString version;
-    /// Whether it only understands the older command set.
-    bool isOlder = false;
-    /// How many answers to one question came from this address.
-    int answers = 1;
-    /// In how many of the rounds it has answered. 0 if nobody was asked in rounds.
-    int answeredRounds = 0;
-    int rounds = 0;
-
-    QString address() const { return VOX::toString(addr); }
-    QString shownLabel() const { return label.isNull() ? QStringLiteral("?") : printable(label); }
-    QString shownVersion() const { return isOlder ? QStringLiteral("older generation") : version; }
-    /// Whether it answers so seldom that others may have been missed altogether.
-    bool isWeak() const { return answeredRounds == 1 && rounds > 1; }
-    QString weakness() const
-    {
-        return isWeak() ? QStringLiteral("answered once in %1 rounds").arg(rounds) : QString();
-    }
-
-    QJsonObject toJson() const;
-};
-
-QJsonValue textOrNull(const QString &text)
-{
-    return text.isNull() ? QJsonValue(QJsonValue::Null) : QJsonValue(text);
-}
-
-QJsonObject FoundNode::toJson() const
-{
-    QJsonObject object{{QStringLiteral("address"), address()},
-                       {QStringLiteral("type"), type},
-                       {QStringLiteral("label"), textOrNull(label)},
-                       {QStringLiteral("appVersion"), textOrNull(version)}};
-    if (isOlder)
-        object.insert(QStringLiteral("generation"), QStringLiteral("HRMv2"));
-    if (answers > 1)
-        object.insert(QStringLiteral("answers"), answers);
-    if (answeredRounds > 0) {
-        object.insert(QStringLiteral("answeredRounds"), answeredRounds);
-        object.insert(QStringLiteral("rounds"), rounds);
-    }
-    return object;
-}
 
 /// Addresses from the first to the last.
 struct AddressRange
@@ -298,130 +246,6 @@ void printTable(const QVector<FoundNode> &nodes)
                       .trimmed());
 }
 
-QJsonArray toJson(const QVector<FoundNode> &nodes)
-{
-    QJsonArray array;
-    for (const FoundNode &node : nodes)
-        array += node.toJson();
-    return array;
-}
-
-/// How the nodes that were found differ from those of a list.
-class Comparison
-{
-public:
-    Comparison(const ListedNodes &list, const QVector<FoundNode> &found);
-
-    bool isSame() const { return m_missing.isEmpty() && m_new.isEmpty() && m_changed.isEmpty(); }
-    QJsonObject toJson() const;
-    void print(const QString &fileName) const;
-
-private:
-    /// A value that is another one than the list says.
-    struct Change
-    {
-        const char *what;
-        QString listed;
-        QString found;
-    };
-
-    static QVector<Change> changesOf(const FoundNode &node, const ListedNodes::Node &listed);
-
-    QMap<VOX::Addr, ListedNodes::Node> m_missing;
-    QVector<FoundNode> m_new;
-    QMap<VOX::Addr, QVector<Change>> m_changed;
-    QVector<FoundNode> m_weak;
-    int m_listed;
-};
-
-Comparison::Comparison(const ListedNodes &list, const QVector<FoundNode> &found)
-    : m_missing(list.nodes)
-    , m_listed(static_cast<int>(list.nodes.size()))
-{
-    for (const FoundNode &node : found) {
-        m_missing.remove(node.addr);
-        if (node.isWeak())
-            m_weak += node;
-        if (!list.nodes.contains(node.addr)) {
-            m_new += node;
-            continue;
-        }
-        const QVector<Change> changes = changesOf(node, list.nodes.value(node.addr));
-        if (!changes.isEmpty())
-            m_changed.insert(node.addr, changes);
-    }
-}
-
-/// What neither the list nor the node tells is no change.
-QVector<Comparison::Change> Comparison::changesOf(const FoundNode &node, const ListedNodes::Node &listed)
-{
-    QVector<Change> changes;
-    const auto compare = [&](const char *what, const QString &was, const QString &is) {
-        if (!was.isNull() && !is.isNull() && was != is)
-            changes += Change{what, was, is};
-    };
-    // Motors of the older generation have no type of their own.
-    if (!node.isOlder)
-        compare("type", listed.type, node.type);
-    compare("label", listed.label, node.label);
-    compare("appVersion", listed.version, node.version);
-    return changes;
-}
-
-QJsonObject Comparison::toJson() const
-{
-    QJsonArray missing;
-    for (auto node = m_missing.cbegin(); node != m_missing.cend(); ++node)
-        missing += QJsonObject{{QStringLiteral("address"), VOX::toString(node.key())},
-                               {QStringLiteral("type"), textOrNull(node->type)},
-                               {QStringLiteral("label"), textOrNull(node->label)}};
-    QJsonArray changed;
-    for (auto node = m_changed.cbegin(); node != m_changed.cend(); ++node) {
-        QJsonObject object{{QStringLiteral("address"), VOX::toString(node.key())}};
-        for (const Change &change : node.value())
-            object.insert(QLatin1String(change.what),
-                          QJsonObject{{QStringLiteral("listed"), change.listed},
-                                      {QStringLiteral("found"), change.found}});
-        changed += object;
-    }
-    return {{QStringLiteral("missing"), missing},
-            {QStringLiteral("new"), ::toJson(m_new)},
-            {QStringLiteral("changed"), changed}};
-}
-
-void Comparison::print(const QString &fileName) const
-{
-    const auto row = [](const char *what, const QString &address, const QStringList &told) {
-        printLine(QStringLiteral("%1  %2  %3")
-                      .arg(QLatin1String(what), -8)
-                      .arg(address, told.join(QStringLiteral("  ")))
-                      .trimmed());
-    };
-    for (auto node = m_missing.cbegin(); node != m_missing.cend(); ++node)
-        row("missing", VOX::toString(node.key()), {printable(node->label)});
-    for (const FoundNode &node : m_new)
-        row("new", node.address(), {node.type, node.shownLabel(), node.shownVersion()});
-    for (auto node = m_changed.cbegin(); node != m_changed.cend(); ++node) {
-        for (const Change &change : node.value())
-            row("changed", VOX::toString(node.key()),
-                {QStringLiteral("%1: '%2', listed as '%3'")
-                     .arg(QLatin1String(change.what), printable(change.found), printable(change.listed))});
-    }
-    for (const FoundNode &node : m_weak)
-        row("weak", node.address(), {node.shownLabel(), node.weakness()});
-    const int same = m_listed - static_cast<int>(m_missing.size() + m_changed.size());
-    QStringList counts = {
-        QStringLiteral("%1 of %2 as in %3").arg(same).arg(counted(m_listed, "node"), fileName)};
-    const std::pair<int, const char *> rest[] = {{static_cast<int>(m_missing.size()), "missing"},
-                                                 {static_cast<int>(m_new.size()), "new"},
-                                                 {static_cast<int>(m_changed.size()), "changed"}};
-    for (const auto &[count, what] : rest) {
-        if (count > 0)
-            counts += QStringLiteral("%1 %2").arg(count).arg(QLatin1String(what));
-    }
-    printLine(counts.join(QStringLiteral(", ")));
-}
-
 /// Says how far the result can be relied on.
 void printTrust(int damaged, const QVector<FoundNode> &nodes, bool hasRounds)
 {
@@ -509,7 +333,7 @@ int runScan(const QStringList &arguments)
     }
     scanner.tellDoubled();
     const QVector<FoundNode> nodes = scanner.describeAll();
-    const Comparison comparison(list, nodes);
+    const ListComparison comparison(list, nodes);
     const int damaged = scanner.damagedAnswers();
     if (compares && line.isJson()) {
         QJsonObject result = comparison.toJson();
