@@ -313,8 +313,9 @@ bool TopView::save(const QString &fileName, QString *problem)
         content = (text(FileColumns).join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
     }
     QSaveFile file(fileName);
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.commit();
+    // commit() takes no notice of what it cannot flush itself.
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(content) == content.size()
+        && file.flush() && file.commit();
     if (!isWritten)
         *problem = QStringLiteral("cannot write %1: %2").arg(fileName, file.errorString());
     return isWritten;
