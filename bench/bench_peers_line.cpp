@@ -122,7 +122,7 @@ public:
         if (!m_bus.open())
             qFatal("%s", qPrintable(m_bus.errorString()));
         VOXScheduler::Limits limits;
-        limits.maxLoadPercent = 100;
+        limits.maxLoadPercent = limits.automaticLoadPercent = 100;
         m_scheduler.setLimits(limits);
         connect(&m_scheduler, &VOXScheduler::answered, this, [this](VOX::Addr, const BusMessage &request) {
             if (VOXMessage(request).cmd() == KVR::GET_MOTOR_POSITION)

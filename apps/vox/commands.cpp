@@ -8,6 +8,7 @@
 #include "vox/host/pingcommand.h"
 #include "vox/host/scancommand.h"
 #include "vox/line/monitorcommand.h"
+#include "vox/line/probecommand.h"
 #include "vox/line/replaycommand.h"
 #include "vox/mancommand.h"
 #include "vox/sim/recordcommand.h"
@@ -38,6 +39,8 @@ const QVector<Command> &commands()
              runMonitor},
             {QStringLiteral("top"), QStringLiteral("the nodes of a bus as they are now"), runTop},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+            {QStringLiteral("probe"), QStringLiteral("finds the bit rate and parity of a serial line"),
+             runProbe},
         }
         + dailyCommands();
     return all;

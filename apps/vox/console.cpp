@@ -8,6 +8,7 @@
 #include <cstdio>
 #include <cstring>
 #include <memory>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
 namespace {
@@ -65,7 +66,8 @@ void tellDropped()
 
 QString exitCodesText()
 {
-    return QStringLiteral("0 done; 1 refused, no answer, or output that cannot be written; 2 wrong use.");
+    return QStringLiteral("0 done; 1 refused, no answer, a difference, or output that cannot be written; "
+                          "2 wrong use.");
 }
 
 QString counted(qint64 number, const char *noun)
@@ -81,6 +83,23 @@ QString printable(QString text)
             character = QLatin1Char('?');
     }
     return text;
+}
+
+QString wrapped(const QString &line, int columns, int headWidth)
+{
+    QString rows;
+    QString rest = line;
+    const QString indent(headWidth, QLatin1Char(' '));
+    while (rest.size() > columns) {
+        int end = rest.lastIndexOf(QLatin1String("  "), columns);
+        if (end <= headWidth)
+            end = rest.lastIndexOf(QLatin1Char(' '), columns);
+        if (end <= headWidth)
+            break;
+        rows += rest.left(end) + QLatin1Char('\n');
+        rest = indent + rest.mid(end).trimmed();
+    }
+    return rows + rest;
 }
 
 void printLine(const QString &line)
@@ -110,6 +129,13 @@ void printProgress(const QString &line)
 bool isTerminal()
 {
     return isatty(STDOUT_FILENO) == 1;
+}
+
+int terminalColumns()
+{
+    constexpr int Usual = 80;
+    winsize size = {};
+    return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : Usual;
 }
 
 bool hasColour()

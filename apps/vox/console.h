@@ -21,6 +21,11 @@ QString counted(qint64 number, const char *noun);
 /// @p text with a question mark for each character that a terminal would not show, or would obey.
 QString printable(QString text);
 
+/// @p line in rows of @p columns, if there is no word that is too long: the first row begins with a head, and
+/// the others with as many spaces as that has characters. Groups of words, between two spaces, stay together
+/// if they can.
+QString wrapped(const QString &line, int columns, int headWidth);
+
 /// Writes one line to standard output at once. If that fails, one error line says so, unless the reader has
 /// closed the output.
 void printLine(const QString &line);
@@ -32,6 +37,8 @@ void printRaw(const QString &line);
 void printProgress(const QString &line);
 /// Whether standard output is a terminal.
 bool isTerminal();
+/// The width of the terminal that standard output is; 80 if it does not tell.
+int terminalColumns();
 /// Whether standard output shows colours: it is a terminal, no dumb one, and NO_COLOR is not set.
 bool hasColour();
 /// @p text in red where there are colours.

@@ -28,6 +28,12 @@ QString optionText(const QCommandLineOption &option)
         .arg(names.join(QStringLiteral(", ")), value, escaped(option.description()));
 }
 
+/// An example as it works where the package is installed.
+QString inPackage(const QString &example)
+{
+    return QString(example).replace(QLatin1String(" examples/"), QLatin1String(" " VOX_EXAMPLES "/"));
+}
+
 QString commandText(const Command &command)
 {
     const CommandDescription description = CommandDescription::of(command);
@@ -41,7 +47,7 @@ QString commandText(const Command &command)
         lines += optionText(option);
     return QStringLiteral(".SS \"%1\"\n%2\n%3\n.PP\nExample:\n.PP\n.EX\n%4\n.EE")
         .arg(escaped(words.join(QLatin1Char(' '))), escaped(description.description),
-             lines.join(QLatin1Char('\n')), escaped(description.example));
+             lines.join(QLatin1Char('\n')), escaped(inPackage(description.example)));
 }
 }
 
@@ -58,7 +64,7 @@ int runMan(const QStringList &arguments)
         printLine(commandText(command));
     printLine(
         QStringLiteral(
-            ".SH BUSES\nserial:///dev/ttyUSB0\n.br\nudp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n.br\n"
+            ".SH BUSES\nserial:///dev/ttyUSB0?baud=RATE&parity=PARITY\n.br\nudp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n.br\n"
             "mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n.br\npty:\n"
             ".SH ENVIRONMENT\n.TP\n\\fBVOX_BUS\\fR\nThe bus of commands without \\-\\-bus.\n"
             ".SH \"EXIT STATUS\"\n%1")

@@ -116,6 +116,12 @@ void foldFailedChecks(int before)
     ++warnings().answers;
 }
 
+void forgetDamage()
+{
+    warnings().checks = 0;
+    warnings().answers = 0;
+}
+
 void forgetFailedChecks(int before)
 {
     warnings().checks = std::min(warnings().checks, before);

@@ -1,5 +1,7 @@
 #include "vox/words.h"
 
+#include "vox/line/lineitem.h"
+
 #include <QRegularExpression>
 #include <QVector>
 
@@ -34,6 +36,15 @@ int distance(const QString &a, const QString &b)
 
 QString nearest(const QString &text, const QStringList &words)
 {
+    // "percent" for MOVETO_PERCENT, "mon" for monitor.
+    constexpr int LeastPart = 3;
+    const auto isPart = [&](const QString &word) {
+        return text.size() >= LeastPart
+            && (word.startsWith(text, Qt::CaseInsensitive)
+                || word.endsWith(QLatin1Char('_') + text, Qt::CaseInsensitive));
+    };
+    if (std::count_if(words.cbegin(), words.cend(), isPart) == 1)
+        return *std::find_if(words.cbegin(), words.cend(), isPart);
     // One slip in a short word, two or three in a long one; more would be guessing.
     constexpr int LettersPerSlip = 4;
     const QString asked = text.toLower();
@@ -52,8 +63,48 @@ QString nearest(const QString &text, const QStringList &words)
 
 QString didYouMean(const QString &text, const QStringList &words)
 {
-    const QString word = nearest(text, words);
+    return didYouMean(nearest(text, words));
+}
+
+QString didYouMean(const QString &word)
+{
     return word.isEmpty() ? QString() : QStringLiteral("; did you mean '%1'?").arg(word);
+}
+
+QString commandNear(const QString &text)
+{
+    static const QRegularExpression form(QStringLiteral("^(?:0[xX])?([0-9A-Fa-f]{1,2})[hH]?$"));
+    const QRegularExpressionMatch match = form.match(text);
+    if (match.hasMatch())
+        return nameOf(static_cast<unsigned char>(match.captured(1).toUInt(nullptr, 16)));
+    QStringList names;
+    for (int cmd = 0; cmd <= 0xff; ++cmd) {
+        for (const VOXField::Meaning meaning : {VOXField::InKVR, VOXField::InHRMv2})
+            names += nameOf(static_cast<unsigned char>(cmd), meaning);
+    }
+    names.removeDuplicates();
+    names.removeAll(QString());
+    return nearest(text, names);
+}
+
+QString wrapped(const QString &text)
+{
+    constexpr int Width = 80;
+    QStringList lines;
+    const QStringList given = text.split(QLatin1Char('\n'));
+    for (QString line : given) {
+        const auto indent = static_cast<int>(
+            line.size() - QString(line).remove(QRegularExpression(QStringLiteral("^ +"))).size());
+        while (line.size() > Width) {
+            const auto end = static_cast<int>(line.lastIndexOf(QLatin1Char(' '), Width));
+            if (end <= indent)
+                break;
+            lines += line.left(end);
+            line = QString(indent, QLatin1Char(' ')) + line.mid(end + 1);
+        }
+        lines += line;
+    }
+    return lines.join(QLatin1Char('\n'));
 }
 
 bool readDuration(const QString &text, int *ms)

@@ -1,7 +1,7 @@
 -- VOX frames for Wireshark, in captures of a bus and in the datagrams of ports that its preference names.
 -- It goes to the folder of personal Lua plugins, or is named by -X lua_script:vox.lua.
 
--- Generated: what each command's frame holds.
+-- Generated: what each command's frame holds, and what answers it besides ACK and NACK.
 local commands = {
     [0x01] = {"CTRL_MOVE", {{"dir", "number", 1, "", "MoveFunction"}, {"duration", "number", 1, "x 10 ms", ""}, {"speed", "number", 1, "", "SpeedType"}}},
     [0x02] = {"CTRL_STOP", {{"tilt", "number", 1, "", ""}}},
@@ -9,9 +9,9 @@ local commands = {
     [0x04] = {"CTRL_MOVEOF", {{"fun", "number", 1, "", "MoveOfFunction"}, {"value", "number", 2, "", ""}, {"tilt", "number", 1, "", ""}}},
     [0x05] = {"CTRL_WINK", {}},
     [0x06] = {"CTRL_NETWORK_LOCK", {{"fun", "number", 1, "", "NetworkLockFunction"}, {"value", "number", 2, "", ""}, {"priority", "number", 1, "", ""}}},
-    [0x0c] = {"GET_MOTOR_POSITION", {}},
+    [0x0c] = {"GET_MOTOR_POSITION", {}, {0x0d}},
     [0x0d] = {"POST_MOTOR_POSITION", {{"position", "number", 2, "pulses", ""}, {"percent", "number", 1, "%", ""}, {"tilt", "number", 1, "", ""}, {"ip", "number", 1, "", ""}}},
-    [0x0e] = {"GET_MOTOR_STATUS", {}},
+    [0x0e] = {"GET_MOTOR_STATUS", {}, {0x0f}},
     [0x0f] = {"POST_MOTOR_STATUS", {{"state", "number", 1, "", "State"}, {"direction", "number", 1, "", "Direction"}, {"source", "number", 1, "", "Source"}, {"cause", "number", 1, "", "Cause"}}},
     [0x10] = {"SET_APP_MODE", {{"mode", "number", 1, "", "AppMode"}}},
     [0x11] = {"SET_MOTOR_LIMITS", {{"fun", "number", 1, "", "LimitFunction"}, {"lim", "number", 1, "", "Limit"}, {"value", "number", 2, "pulses", ""}}},
@@ -25,18 +25,18 @@ local commands = {
     [0x19] = {"SET_MOTOR_SOFT_START_STOP", {{"fun", "number", 1, "", "SoftStartStopFunction"}, {"ramp", "number", 1, "", "SoftStartStopRamps"}, {"value", "number", 1, "", ""}}},
     [0x1a] = {"SET_TORQUE_LIMITATION", {{"fun", "number", 1, "", "TorqueFunction"}, {"value", "number", 1, "", ""}}},
     [0x1f] = {"SET_FACTORY_DEFAULT", {{"fun", "number", 1, "", "FactoryDefFunction"}}},
-    [0x20] = {"GET_APP_MODE", {}},
-    [0x21] = {"GET_MOTOR_LIMITS", {}},
-    [0x22] = {"GET_MOTOR_DIRECTION", {}},
-    [0x23] = {"GET_MOTOR_ROLLING_SPEED", {}},
-    [0x24] = {"GET_MOTOR_TILTING_SPEED", {}},
-    [0x25] = {"GET_MOTOR_IP", {{"index", "number", 1, "", ""}}},
-    [0x26] = {"GET_NETWORK_LOCK", {}},
-    [0x27] = {"GET_DCT_LOCK", {{"index", "number", 1, "", ""}}},
-    [0x28] = {"GET_TILT_LIMITS", {}},
-    [0x29] = {"GET_MOTOR_SOFT_START_STOP", {}},
-    [0x2a] = {"GET_TORQUE_LIMITATION", {}},
-    [0x2f] = {"GET_FACTORY_DEFAULT", {{"fun", "number", 1, "", "FactoryDefFunction"}}},
+    [0x20] = {"GET_APP_MODE", {}, {0x30}},
+    [0x21] = {"GET_MOTOR_LIMITS", {}, {0x31}},
+    [0x22] = {"GET_MOTOR_DIRECTION", {}, {0x32}},
+    [0x23] = {"GET_MOTOR_ROLLING_SPEED", {}, {0x33}},
+    [0x24] = {"GET_MOTOR_TILTING_SPEED", {}, {0x34}},
+    [0x25] = {"GET_MOTOR_IP", {{"index", "number", 1, "", ""}}, {0x35}},
+    [0x26] = {"GET_NETWORK_LOCK", {}, {0x36}},
+    [0x27] = {"GET_DCT_LOCK", {{"index", "number", 1, "", ""}}, {0x37}},
+    [0x28] = {"GET_TILT_LIMITS", {}, {0x38}},
+    [0x29] = {"GET_MOTOR_SOFT_START_STOP", {}, {0x39}},
+    [0x2a] = {"GET_TORQUE_LIMITATION", {}, {0x3a}},
+    [0x2f] = {"GET_FACTORY_DEFAULT", {{"fun", "number", 1, "", "FactoryDefFunction"}}, {0x3f}},
     [0x30] = {"POST_APP_MODE", {{"mode", "number", 1, "", "AppMode"}}},
     [0x31] = {"POST_MOTOR_LIMITS", {{"upLimit", "number", 2, "pulses", ""}, {"downLimit", "number", 2, "pulses", ""}}},
     [0x32] = {"POST_MOTOR_DIRECTION", {{"dir", "number", 1, "", "TurnDirection"}}},
@@ -49,21 +49,21 @@ local commands = {
     [0x39] = {"POST_MOTOR_SOFT_START_STOP", {{"start", "flag", 1, "", ""}, {"startValue", "number", 1, "", ""}, {"stop", "flag", 1, "", ""}, {"stopValue", "number", 1, "", ""}}},
     [0x3a] = {"POST_TORQUE_LIMITATION", {{"status", "number", 1, "", ""}, {"level", "number", 1, "", ""}}},
     [0x3f] = {"POST_FACTORY_DEFAULT", {{"fun", "number", 1, "", "FactoryDefFunction"}, {"status", "flag", 1, "", ""}}},
-    [0x40] = {"GET_NODE_ADDR", {}},
-    [0x41] = {"GET_GROUP_ADDR", {{"index", "number", 1, "", ""}}},
-    [0x42] = {"GET_MOTOR_SETTINGS", {}},
-    [0x43] = {"GET_MOTOR_IP", {{"index", "number", 1, "", ""}}},
-    [0x44] = {"GET_MOTOR_POSITION", {}},
-    [0x45] = {"GET_NODE_LABEL", {}},
-    [0x46] = {"GET_NETWORK_CONFIG", {}},
-    [0x47] = {"GET_DIAG", {}},
-    [0x48] = {"GET_MOTOR_STATUS", {}},
-    [0x49] = {"GET_IR_CONFIG", {}},
-    [0x4a] = {"GET_MOTOR_CONFIG", {}},
-    [0x4b] = {"GET_LOCK_STATUS", {}},
-    [0x4c] = {"GET_NODE_SERIAL_NUMBER", {}},
-    [0x4d] = {"GET_NETWORK_ERROR_STAT", {}},
-    [0x4e] = {"GET_NETWORK_STAT", {}},
+    [0x40] = {"GET_NODE_ADDR", {}, {0x60}},
+    [0x41] = {"GET_GROUP_ADDR", {{"index", "number", 1, "", ""}}, {0x61}},
+    [0x42] = {"GET_MOTOR_SETTINGS", {}, {0x62}},
+    [0x43] = {"GET_MOTOR_IP", {{"index", "number", 1, "", ""}}, {0x63}},
+    [0x44] = {"GET_MOTOR_POSITION", {}, {0x64}},
+    [0x45] = {"GET_NODE_LABEL", {}, {0x65}},
+    [0x46] = {"GET_NETWORK_CONFIG", {}, {0x66}},
+    [0x47] = {"GET_DIAG", {}, {0x67}},
+    [0x48] = {"GET_MOTOR_STATUS", {}, {0x68}},
+    [0x49] = {"GET_IR_CONFIG", {}, {0x69}},
+    [0x4a] = {"GET_MOTOR_CONFIG", {}, {0x6a}},
+    [0x4b] = {"GET_LOCK_STATUS", {}, {0x6b}},
+    [0x4c] = {"GET_NODE_SERIAL_NUMBER", {}, {0x6c}},
+    [0x4d] = {"GET_NETWORK_ERROR_STAT", {}, {0x6d}},
+    [0x4e] = {"GET_NETWORK_STAT", {}, {0x6e}},
     [0x50] = {"SET_NODE_DISCOVERY", {{"silent", "flag", 1, "", ""}}},
     [0x51] = {"SET_GROUP_ADDR", {{"index", "number", 1, "", ""}, {"group", "address", 3, "", ""}}},
     [0x52] = {"SET_MOTOR_SETTINGS", {}},
@@ -92,24 +92,24 @@ local commands = {
     [0x6d] = {"POST_NETWORK_ERROR_STAT", {{"txFailures", "number", 2, "", ""}, {"collisions", "number", 2, "", ""}, {"rxDataError", "number", 2, "", ""}, {"unknownMessage", "number", 2, "", ""}, {"msgLengthError", "number", 2, "", ""}, {"rxFifoFull", "number", 2, "", ""}, {"txFifoFull", "number", 2, "", ""}, {"crcError", "number", 2, "", ""}, {"bundleSizeError", "number", 2, "", ""}}},
     [0x6e] = {"POST_NETWORK_STAT", {{"maxRetryCount", "number", 1, "", ""}, {"frameSent", "number", 3, "", ""}, {"frameSeen", "number", 3, "", ""}, {"frameReceived", "number", 3, "", ""}, {"busyCount", "number", 2, "", ""}, {"maxSlot", "number", 1, "", ""}, {"supervisionFailure", "number", 1, "", ""}}},
     [0x6f] = {"NACK", {{"status", "number", 1, "", "NackStatus"}}},
-    [0x70] = {"GET_NODE_STACK_VERSION", {}},
+    [0x70] = {"GET_NODE_STACK_VERSION", {}, {0x71}},
     [0x71] = {"POST_NODE_STACK_VERSION", {{"reference", "number", 3, "", ""}, {"letter", "letter", 1, "", ""}, {"number", "number", 1, "", ""}, {"profile", "number", 1, "", ""}}},
-    [0x74] = {"GET_NODE_APP_VERSION", {}},
+    [0x74] = {"GET_NODE_APP_VERSION", {}, {0x75}},
     [0x75] = {"POST_NODE_APP_VERSION", {{"reference", "number", 3, "", ""}, {"letter", "letter", 1, "", ""}, {"number", "number", 1, "", ""}, {"profile", "number", 1, "", ""}}},
-    [0x79] = {"SEND_DATA_TEST1", {}},
+    [0x79] = {"SEND_DATA_TEST1", {}, {0x7a}},
     [0x7a] = {"POST_DATA_TEST1", {}},
-    [0x7b] = {"SEND_DATA_TEST2", {{"data", "bytes", 10, "", ""}}},
+    [0x7b] = {"SEND_DATA_TEST2", {{"data", "bytes", 10, "", ""}}, {0x7c}},
     [0x7c] = {"POST_DATA_TEST2", {{"data", "bytes", 10, "", ""}}},
-    [0x7d] = {"SEND_DATA_TEST3", {{"data", "bytes", 20, "", ""}}},
+    [0x7d] = {"SEND_DATA_TEST3", {{"data", "bytes", 20, "", ""}}, {0x7e}},
     [0x7e] = {"POST_DATA_TEST3", {{"data", "bytes", 20, "", ""}}},
     [0x7f] = {"ACK", {}},
-    [0xb0] = {"DIAG_GET_TOTAL_MOVE_COUNT", {}},
-    [0xb1] = {"DIAG_GET_TOTAL_REV_COUNT", {}},
-    [0xb2] = {"DIAG_GET_THERMAL_COUNT", {}},
-    [0xb3] = {"DIAG_GET_OBSTACLE_COUNT", {}},
-    [0xb4] = {"DIAG_GET_POWER_COUNT", {}},
-    [0xb5] = {"DIAG_GET_RESET_COUNT", {}},
-    [0xb6] = {"DIAG_GET_ENCODER_ERRORS", {}},
+    [0xb0] = {"DIAG_GET_TOTAL_MOVE_COUNT", {}, {0xc0}},
+    [0xb1] = {"DIAG_GET_TOTAL_REV_COUNT", {}, {0xc1}},
+    [0xb2] = {"DIAG_GET_THERMAL_COUNT", {}, {0xc2}},
+    [0xb3] = {"DIAG_GET_OBSTACLE_COUNT", {}, {0xc3}},
+    [0xb4] = {"DIAG_GET_POWER_COUNT", {}, {0xc4}},
+    [0xb5] = {"DIAG_GET_RESET_COUNT", {}, {0xc5}},
+    [0xb6] = {"DIAG_GET_ENCODER_ERRORS", {}, {0xc6}},
     [0xc0] = {"DIAG_POST_TOTAL_MOVE_COUNT", {{"totalMoveCount", "number", 3, "", ""}}},
     [0xc1] = {"DIAG_POST_TOTAL_REV_COUNT", {{"totalRevCount", "number", 3, "", ""}}},
     [0xc2] = {"DIAG_POST_THERMAL_COUNT", {{"thermalCount", "number", 2, "", ""}, {"postThermalMove", "number", 2, "", ""}}},
@@ -152,10 +152,14 @@ local nodeTypes = {
     [13] = "NODETYPE_HZR_RECEIVER", [14] = "NODETYPE_PLIANT", [15] = "NODETYPE_MASTER",
 }
 
-local NACK = 0x6f
+local NACK, ACK = 0x6f, 0x7f
 local HEADER_LENGTH, CHECK_LENGTH, MIN_LENGTH = 9, 2, 11
 local CRC_FLAG = 0x20
 local GROUP, BROADCAST = 0x000000, 0xffffff
+-- The address that every host has.
+local HOST = 0x010000
+-- After this time an answer does not come any more.
+local LOST_SECONDS = 2
 local REFLECTED_POLYNOMIAL = 0x8408
 
 local vox = Proto("vox", "VOX")
@@ -176,6 +180,9 @@ local header = {
     check = ProtoField.uint16("vox.check", "Check value", base.HEX),
     verdict = ProtoField.string("vox.check_verdict", "Verdict"),
     garbage = ProtoField.bytes("vox.garbage", "Garbage"),
+    answerIn = ProtoField.framenum("vox.response_in", "Answer in", base.NONE, frametype.RESPONSE),
+    answerTo = ProtoField.framenum("vox.response_to", "Answer to", base.NONE, frametype.REQUEST),
+    answerTime = ProtoField.relative_time("vox.response_time", "Answer time"),
 }
 
 local failed = ProtoExpert.new("vox.check_failed", "The check value is wrong", expert.group.CHECKSUM,
@@ -322,22 +329,91 @@ local function addData(tree, data, fields)
     return text
 end
 
-local function addAddresses(tree, frame)
+-- Who speaks to whom; the addresses are nil where a frame does not say so.
+local function endsOf(frame)
+    local from, to = frame(3, 3):le_uint(), frame(6, 3):le_uint()
+    if to == GROUP then
+        -- Who sends it does not say so.
+        return {group = from}
+    end
+    return {from = from, to = to ~= BROADCAST and to or nil}
+end
+
+local function addAddresses(tree, frame, ends, cols)
     local from, to = frame(3, 3), frame(6, 3)
     tree:add(header.sourceType, frame(2, 1))
     tree:add(header.destinationType, frame(2, 1))
-    if to:le_uint() == GROUP then
-        -- Who sends it does not say so.
+    if ends.group then
         tree:add(header.group, from, address(from))
+        cols.src, cols.dst = "", "group " .. address(from)
         return " > group " .. address(from)
     end
     tree:add(header.source, from, address(from))
-    if to:le_uint() == BROADCAST then
+    if not ends.to then
         tree:add(header.broadcast, to, true)
+        cols.src, cols.dst = address(from), "all"
         return " " .. address(from) .. " > all"
     end
     tree:add(header.destination, to, address(to))
+    cols.src, cols.dst = address(from), address(to)
     return " " .. address(from) .. " > " .. address(to)
+end
+
+-- Requests and their answers, found when the packets are first read, in the order of time.
+local requests, exchanges = {}, {}
+
+function vox.init()
+    requests, exchanges = {}, {}
+end
+
+local function isAnswer(request, id, ends)
+    -- The answers to a request for a group go to that group's address.
+    if ends.to ~= (request.ends.group or HOST) or (request.ends.to and request.ends.to ~= ends.from)
+            or request.answeredBy[ends.from] then
+        return false
+    end
+    local fits = id == ACK or id == NACK or not commands[request.id]
+    for _, answer in ipairs(commands[request.id] and commands[request.id][3] or {}) do
+        fits = fits or id == answer
+    end
+    return fits
+end
+
+local function findExchange(key, number, time, id, ends)
+    if ends.group or ends.from == HOST then
+        exchanges[key] = {request = true, answers = {}}
+        table.insert(requests, {key = key, number = number, time = time, id = id, ends = ends, answeredBy = {}})
+        return
+    end
+    while requests[1] and time - requests[1].time > LOST_SECONDS do
+        table.remove(requests, 1)
+    end
+    -- Hosts ask again when an answer is lost: it is that of the newest request that it fits.
+    for i = #requests, 1, -1 do
+        local request = requests[i]
+        if isAnswer(request, id, ends) then
+            request.answeredBy[ends.from] = true
+            table.insert(exchanges[request.key].answers, number)
+            exchanges[key] = {number = request.number, seconds = time - request.time}
+            return
+        end
+    end
+end
+
+local function addExchange(tree, key)
+    local exchange = exchanges[key]
+    if not exchange then
+        return
+    end
+    for _, number in ipairs(exchange.answers or {}) do
+        tree:add(header.answerIn, number):set_generated()
+    end
+    if exchange.number then
+        local whole = math.floor(exchange.seconds)
+        local rest = math.floor((exchange.seconds - whole) * 1e9 + 0.5)
+        tree:add(header.answerTo, exchange.number):set_generated()
+        tree:add(header.answerTime, NSTime.new(whole, rest)):set_generated()
+    end
 end
 
 local function addCheck(tree, range, verdict)
@@ -352,7 +428,7 @@ local function addCheck(tree, range, verdict)
     return ""
 end
 
-local function addFrame(root, range, line, verdict)
+local function addFrame(root, range, line, verdict, pinfo)
     local size = range:len()
     local plain = ByteArray.new()
     plain:set_size(size)
@@ -370,7 +446,8 @@ local function addFrame(root, range, line, verdict)
     tree:add(header.ack, frame(1, 1))
     tree:add(header.crc, frame(1, 1))
     tree:add(header.length, frame(1, 1))
-    local text = name .. addAddresses(tree, frame)
+    local ends = endsOf(frame)
+    local text = name .. addAddresses(tree, frame, ends, pinfo.cols)
     local dataSize = size - HEADER_LENGTH - CHECK_LENGTH
     if dataSize > 0 then
         text = text .. addData(tree, frame(HEADER_LENGTH, dataSize), fields)
@@ -378,6 +455,13 @@ local function addFrame(root, range, line, verdict)
     text = text .. addCheck(tree, frame(size - CHECK_LENGTH, CHECK_LENGTH), verdict)
     if id == NACK then
         command:add_proto_expert_info(refused)
+    end
+    if verdict ~= "failed" then
+        local key = pinfo.number .. ":" .. range:offset()
+        if not pinfo.visited then
+            findExchange(key, pinfo.number, pinfo.rel_ts, id, ends)
+        end
+        addExchange(tree, key)
     end
     tree:append_text(", " .. text)
     return text
@@ -420,7 +504,7 @@ function vox.dissector(tvb, pinfo, root)
     while offset < tvb:len() do
         local range, line, verdict = frameAt(tvb, offset)
         if range then
-            table.insert(texts, addFrame(root, range, line, verdict))
+            table.insert(texts, addFrame(root, range, line, verdict, pinfo))
         else
             range = tvb(offset)
             table.insert(texts, addGarbage(root, range))

@@ -6,9 +6,9 @@
 #include "network/networkcore_p.h"
 
 #include <algorithm>
+#include <utility>
 
 namespace {
-constexpr int RoundsUntilSure = 2;
 constexpr VOX::Addr MaxRange = 65536;
 /// How long an address that was heard, and did not answer, is left alone, and how many of them are kept.
 constexpr qint64 StrangerMs = 60000;
@@ -26,19 +26,21 @@ void Discovery::start()
 {
     if (m_isRunning)
         return;
-    m_isRunning = true;
     m_found = 0;
-    m_roundsWithoutNews = 0;
+    if (!m_core.isSending()) {
+        m_core.announceDiscovered(0);
+        return;
+    }
+    m_isRunning = true;
+    m_rounds = DiscoveryRounds();
     sendRound();
 }
 
 void Discovery::sendRound()
 {
     m_foundInRound = 0;
-    const VOXCall call(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST,
-                       VOXCall::DefaultSharedTimeout);
     BusObject(m_core.lane(VOXScheduler::Configure), nullptr)
-        .call(call)
+        .call(DiscoveryRounds::question())
         .onFinished(&m_core, [this](const BusPendingCall &ended) { handleRound(ended); });
 }
 
@@ -46,25 +48,35 @@ void Discovery::handleRound(const BusPendingCall &call)
 {
     if (!m_isRunning)
         return;
-    m_roundsWithoutNews = m_foundInRound > 0 ? 0 : m_roundsWithoutNews + 1;
-    if (!call.isError() && m_roundsWithoutNews < RoundsUntilSure) {
+    m_rounds.handleRound(m_foundInRound);
+    if (!call.isError() && !m_rounds.isOver()) {
         sendRound();
         return;
     }
-    m_isRunning = false;
-    m_core.announceDiscovered(m_found);
+    endRounds();
 }
 
-void Discovery::startRange(VOX::Addr first, VOX::Addr last)
+void Discovery::endRounds()
+{
+    if (std::exchange(m_isRunning, false))
+        m_core.announceDiscovered(m_found);
+}
+
+QString Discovery::startRange(VOX::Addr first, VOX::Addr last)
 {
     endRange();
-    if (first > last || last > VOX::AddrMask || last - first >= MaxRange || !m_core.isSending()) {
+    const bool isRange = first <= last && last <= VOX::AddrMask && last - first < MaxRange;
+    if (!isRange || !m_core.isSending()) {
         m_core.announceDiscovered(0);
-        return;
+        return isRange ? NetworkCore::notSendingText()
+                       : QStringLiteral("%1 to %2 is no range of addresses: at most %3, the first one first")
+                             .arg(VOX::toString(first), VOX::toString(last))
+                             .arg(MaxRange);
     }
     m_range = Range{first, last};
     m_foundInRange = 0;
     m_core.wakePolls();
+    return {};
 }
 
 void Discovery::endRange()
@@ -79,6 +91,7 @@ void Discovery::abort()
     m_asked = 0;
     m_strangers.clear();
     m_askedMs.clear();
+    endRounds();
     endRange();
 }
 
@@ -151,6 +164,9 @@ void Discovery::handleAnswered(VOX::Addr addr, const VOXMessage &reply)
     }
     m_asked = 0;
     addNode(reply.srcAddr(true), HRMv2Answer::from<HRMv2Answer::MotorSettings>(reply).has_value());
+    // What it has told is not asked again.
+    if (NodeState *const node = m_core.find(addr))
+        m_core.takeAnswer(*node, reply);
 }
 
 void Discovery::handleUnanswered(VOX::Addr addr)

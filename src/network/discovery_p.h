@@ -1,7 +1,7 @@
 #ifndef VOX_NETWORK_DISCOVERY_P_H
 #define VOX_NETWORK_DISCOVERY_P_H
 
-#include <vox/messages/voxcall.h>
+#include "network/discoveryrounds_p.h"
 
 #include <QHash>
 
@@ -21,7 +21,8 @@ public:
     }
 
     void start();
-    void startRange(VOX::Addr first, VOX::Addr last);
+    /// Empty, or why there can be no such range.
+    QString startRange(VOX::Addr first, VOX::Addr last);
     /// Ends what is under way: nothing can be sent.
     void abort();
 
@@ -47,6 +48,7 @@ private:
 
     void sendRound();
     void handleRound(const BusPendingCall &call);
+    void endRounds();
     void endRange();
     VOX::Addr takeAddress();
     void addNode(VOX::Addr addr, bool isLegacy);
@@ -55,7 +57,7 @@ private:
 
     // By broadcasts.
     bool m_isRunning = false;
-    int m_roundsWithoutNews = 0;
+    DiscoveryRounds m_rounds;
     int m_foundInRound = 0;
     int m_found = 0;
 

@@ -11,6 +11,11 @@ namespace {
 /// A motor that seems to rest where it should not is read once more: a late answer may be from before.
 constexpr int RestsUntilSure = 2;
 
+bool isGroup(VOX::Addr addr)
+{
+    return addr != 0 && addr <= VOX::AddrMask && addr != (VOX::HostAddr & VOX::AddrMask);
+}
+
 QString where(const NodeState &motor)
 {
     return motor.motor.percent ? QStringLiteral("at %1 %").arg(*motor.motor.percent)
@@ -45,7 +50,9 @@ VOXMotion *MotionBook::start(NodeState &motor, const Move &move)
 VOXMotion *MotionBook::startGroup(VOX::Addr group, const QVector<NodeState *> &members, const Move &move)
 {
     VOXMotion *const motion = makeMotion(nullptr);
-    const QString problem = m_core.isSending() ? move.problem() : NetworkCore::notSendingText();
+    const QString problem = !m_core.isSending() ? NetworkCore::notSendingText()
+        : !isGroup(group) ? QStringLiteral("No group has the address %1.").arg(VOX::toString(group))
+                          : move.problem();
     if (!problem.isEmpty()) {
         finish(motion, VOXMotion::Invalid, problem);
         return motion;

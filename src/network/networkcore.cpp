@@ -1,5 +1,6 @@
 #include "network/networkcore_p.h"
 
+#include "framework/busdispatcher.h"
 #include "framework/busobject.h"
 
 #include <algorithm>
@@ -12,6 +13,8 @@ constexpr qint64 Never = std::numeric_limits<qint64>::max();
 /// One question is on the line, and one waits, so that the line is never idle.
 constexpr int MaxReadBacks = 2;
 constexpr int ProbeMs = 1000;
+/// Each poll of so many is a question that can wait, if there is one.
+constexpr unsigned int PatientPart = 4;
 }
 
 NetworkCore::NetworkCore(VOXNetwork &network, VOXBus *bus, std::unique_ptr<VOXBus> ownBus)
@@ -197,7 +200,7 @@ void NetworkCore::setSending(bool isSending)
     if (std::exchange(m_isSending, isSending) == isSending)
         return;
     if (!isSending)
-        m_discovery.abort();
+        endAll();
     m_news.add([this, isSending] { Q_EMIT m_network.sendingChanged(isSending); });
     wakePolls();
     feedReadBack();
@@ -206,6 +209,18 @@ void NetworkCore::setSending(bool isSending)
 QString NetworkCore::notSendingText()
 {
     return QStringLiteral("Nothing was sent: this network only listens. Let it send to give commands.");
+}
+
+/// Nothing that waits is sent any more, and nobody asks what becomes of what was.
+void NetworkCore::endAll()
+{
+    m_discovery.abort();
+    for (const auto &entry : m_nodes)
+        m_motions.handleSilence(*entry.second,
+                                QStringLiteral("%1 is not asked any more: this network only listens now.")
+                                    .arg(entry.second->name()));
+    for (int each = 0; each < VOXScheduler::LaneCount; ++each)
+        lane(static_cast<VOXScheduler::Lane>(each))->dispatcher().endAll(BusPendingCall::NotOpen);
 }
 
 void NetworkCore::readSoon(NodeState &node, QuestionSet questions)
@@ -229,7 +244,7 @@ void NetworkCore::noteMotion(NodeState &motor)
 /// A node that is down is only asked by probes, unless somebody waits for what it does.
 bool NetworkCore::mayAsk(const NodeState &node) const
 {
-    return !node.presence.isDown() || node.stop || node.move;
+    return !node.presence.isDown() || node.isRecalled || node.stop || node.move;
 }
 
 void NetworkCore::feedReadBack()
@@ -285,6 +300,11 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
 {
     if (NodeState *const suspect = find(m_line.takeSuspect()))
         return Questions::call(*suspect, Questions::heartbeat(*suspect));
+    // A plan that fills the line leaves a part of it to what is not urgent.
+    if (++m_pollTurn % PatientPart == 0) {
+        if (std::optional<VOXCall> call = nextPatient())
+            return call;
+    }
     for (NodeState *node = m_planner.first(); node && node->dueMs <= nowMs; node = m_planner.first()) {
         if (m_planner.takeSettings(*node, nowMs)) {
             m_patient.add(*node, Questions::of(*node) & ~Questions::Values);
@@ -298,9 +318,23 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
         }
         m_planner.putOff(*node, m_probeMs);
     }
+    return nextPatient();
+}
+
+/// What can wait: names, settings, and addresses where somebody may be.
+std::optional<VOXCall> NetworkCore::nextPatient()
+{
+    // Somebody waits for what a discovery finds; yet one through all addresses takes hours.
+    if (++m_patientTurn % PatientPart != 0) {
+        if (std::optional<VOXCall> call = m_discovery.nextQuestion())
+            return call;
+    }
     Question question{};
-    NodeState *const node = m_patient.take(
-        &question, [](const NodeState &each) { return each.presence.value() == VOXNetworkNode::Up; });
+    // Names and the like would take their share of the line from values that somebody waits for.
+    NodeState *const node =
+        !m_urgent.isEmpty() ? nullptr : m_patient.take(&question, [](const NodeState &each) {
+            return each.presence.value() == VOXNetworkNode::Up;
+        });
     if (!node)
         return m_discovery.nextQuestion();
     const bool isIntermediate = question == Question::Intermediate;

@@ -83,6 +83,7 @@ void NetworkCore::handleLineChange()
     if (line == VOXNetwork::Open) {
         m_listener.reset();
         for (const auto &entry : m_nodes) {
+            entry.second->isRecalled = true;
             m_urgent.add(*entry.second, QuestionSet(Questions::heartbeat(*entry.second)) | Questions::Values);
             m_patient.add(*entry.second, {});
         }
@@ -184,14 +185,19 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     node.heardMs = nowMs();
     if (m_line.handleHeard(node.addr))
         handleLineChange();
+    node.isRecalled = false;
     const bool wasDown = node.presence.isDown();
-    if (node.presence.handleHeard())
-        becomeUp(node, wasDown);
     if (wasDown)
         m_scheduler.setRepeating(node.addr, true);
-    m_planner.noteFrame(node, node.heardMs);
     const std::optional<double> percentBefore = node.motor.exactPercent();
     const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (reading && reading->isNonsense) {
+        handleNonsense(node, reading->question);
+        return;
+    }
+    if (node.presence.handleHeard())
+        becomeUp(node, wasDown);
+    m_planner.noteFrame(node, node.heardMs);
     if (reading) {
         if (reading->isChange)
             noteChange(node);
@@ -201,6 +207,16 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     }
     m_planner.update(node);
     wakePolls();
+}
+
+void NetworkCore::takeAnswer(NodeState &node, const VOXMessage &frame)
+{
+    const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (!reading || reading->isNonsense)
+        return;
+    node.urgent.questions.setFlag(reading->question, false);
+    node.patient.questions.setFlag(reading->question, false);
+    noteChange(node);
 }
 
 void NetworkCore::handleReading(NodeState &node, Question question, std::optional<double> percentBefore)
@@ -213,6 +229,23 @@ void NetworkCore::handleReading(NodeState &node, Question question, std::optiona
         m_planner.notePosition(node, hasMoved, node.heardMs);
         m_motions.handlePosition(node);
     }
+}
+
+/// The question is not asked again at once: the answer would be the same.
+void NetworkCore::handleNonsense(NodeState &node, Question question)
+{
+    node.patient.questions.setFlag(question, false);
+    if (node.presence.handleNonsense(node.heardMs))
+        notePresence(node);
+    if (Questions::Values.testFlag(question))
+        m_motions.handleSilence(
+            node,
+            QStringLiteral(
+                "%1 answers, but not so that it makes sense: where it is is not known. Its software "
+                "may be newer than this one.")
+                .arg(node.name()));
+    m_planner.update(node);
+    wakePolls();
 }
 
 void NetworkCore::becomeUp(NodeState &node, bool wasDown)
@@ -304,6 +337,7 @@ void NetworkCore::handleUnanswered(VOX::Addr addr, const BusMessage &request)
         m_planner.noteUnanswered(*node, *question, nowMs());
     else if (question)
         m_patient.add(*node, *question);
+    node->isRecalled = false;
     if (node->presence.handleUnanswered(nowMs(), m_planner.spread()))
         notePresence(*node);
     if (node->presence.isDown()) {

@@ -55,6 +55,8 @@ public:
     void remove(VOX::Addr addr);
     /// A node has answered: it is added, or changed to what it is. True if it is new.
     bool takeFound(VOX::Addr addr, bool isLegacy);
+    /// @p frame, which was heard before @p node was there, is its answer to a question that nobody asks again.
+    void takeAnswer(NodeState &node, const VOXMessage &frame);
     ///@{
     /// The host is told of it, from the event loop.
     void noteChange(NodeState &node);
@@ -92,9 +94,11 @@ private:
     bool mayAsk(const NodeState &node) const;
     std::optional<VOXCall> nextPoll(int *againInMs);
     std::optional<VOXCall> nextPlanned(qint64 nowMs);
+    std::optional<VOXCall> nextPatient();
     std::optional<VOXCall> nextProbe(qint64 nowMs);
     void feedReadBack();
     void updatePlan();
+    void endAll();
     void tellChange(NodeState &node);
 
     // networkcore_line.cpp: what is heard, and what has become of calls.
@@ -111,6 +115,7 @@ private:
     void handleQuestionAnswered(NodeState &node, const VOXMessage &request);
     void handleSilent();
     void handleReading(NodeState &node, Question question, std::optional<double> percentBefore);
+    void handleNonsense(NodeState &node, Question question);
     void becomeUp(NodeState &node, bool wasDown);
     /// False if another object has taken the place of @p node.
     bool checkType(NodeState &node, const VOXMessage &frame);
@@ -136,6 +141,8 @@ private:
 
     bool m_isSending = true;
     int m_readBacks = 0;
+    unsigned int m_pollTurn = 0;
+    unsigned int m_patientTurn = 0;
     // When the next node that is down may be probed, and which one has been probed last on a silent line.
     qint64 m_probeMs = 0;
     VOX::Addr m_lastProbed = 0;

@@ -181,7 +181,7 @@ std::optional<NodeReading> takeBy(const Rows &rows, NodeState &node, const VOXMe
         if (row.post != frame.cmd())
             continue;
         const std::optional<bool> isChange = row.take(node, frame);
-        return isChange ? std::optional<NodeReading>({row.question, *isChange}) : std::nullopt;
+        return NodeReading{row.question, isChange.value_or(false), !isChange};
     }
     return std::nullopt;
 }

@@ -9,6 +9,8 @@ struct NodeReading
     /// Which question it answers, whoever has asked it.
     Question question;
     bool isChange = false;
+    /// It is that answer by its command, and nothing else of it makes sense. Nothing was stored.
+    bool isNonsense = false;
 };
 
 /// Stores in @p node what @p frame, which it has sent, tells. Empty if that is nothing that is kept. This is

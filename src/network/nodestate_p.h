@@ -60,6 +60,8 @@ struct NodeState
 
     // Whether it is there.
     Presence presence;
+    /// The line was down, too: it is asked once, as if it were up.
+    bool isRecalled = false;
     qint64 heardMs = Never;
 
     // When it is asked.

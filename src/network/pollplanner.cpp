@@ -13,8 +13,9 @@ constexpr double Percent = 100;
 constexpr int MsPerSecond = 1000;
 constexpr int BitsPerByte = 11;
 constexpr double Spread = 0.05;
-/// The part of the period after which a value is read for the second time at the earliest.
-constexpr double MinPart = 0.1;
+/// The part of the period after which a value is read for the second time at the earliest: until then a line
+/// of average length has read all values of all nodes once.
+constexpr double MinPart = 0.5;
 constexpr int AfterCommandMs = 300;
 /// The pauses after request and answer, and the time that a node takes to answer.
 constexpr int TurnMs = 33;
@@ -97,8 +98,8 @@ qint64 PollPlanner::afterReading(qint64 nowMs, int periodMs, bool *isSpread)
 {
     if (periodMs == 0 || std::exchange(*isSpread, true))
         return after(nowMs, periodMs);
-    const double part = (1 + spread()) / 2;
-    return nowMs + qRound64(periodMs * stretch() * std::max(part, MinPart));
+    const double part = MinPart + (1 - MinPart) * (1 + spread()) / 2;
+    return nowMs + qRound64(periodMs * stretch() * part);
 }
 
 void PollPlanner::add(NodeState &node, qint64 nowMs)

@@ -13,6 +13,7 @@ constexpr int DownAfterMs = 10000;
 constexpr int FirstProbeSeconds = 5;
 constexpr int LastProbeSeconds = 300;
 constexpr double ProbeSpread = 0.1;
+constexpr int AfterNonsenseMs = 10000;
 /// Longer than any call takes.
 constexpr int AskedMs = 30000;
 }
@@ -43,6 +44,14 @@ bool Presence::handleUnanswered(qint64 nowMs, double spread)
         m_askAgainMs = next == std::end(AgainMs) ? nowMs : m_firstMs + *next;
     }
     return m_value != before;
+}
+
+bool Presence::handleNonsense(qint64 nowMs)
+{
+    m_unanswered = 0;
+    m_probeSeconds = 0;
+    m_askAgainMs = nowMs + AfterNonsenseMs;
+    return std::exchange(m_value, VOXNetworkNode::Shaky) != VOXNetworkNode::Shaky;
 }
 
 void Presence::handleAsked(qint64 nowMs)

@@ -21,6 +21,8 @@ public:
     /// A call to the node was not answered. @p spread, -1 to 1, keeps nodes that have fallen silent together
     /// from being asked together. True if that changes the value.
     bool handleUnanswered(qint64 nowMs, double spread);
+    /// It answers, but so that nobody understands it. True if that changes the value.
+    bool handleNonsense(qint64 nowMs);
     /// It was asked: nobody asks again before the answer, or the time-out, has come.
     void handleAsked(qint64 nowMs);
 

@@ -407,7 +407,9 @@ void SchedulerCore::handleHeard(const BusMessage &message)
         const qint64 bits = qint64{frame.data().size()} * BitsPerByte;
         m_load.add(nowMs(), (bits * MsPerSecond / lineRate() + HeardPauseMs) * NsPerMs, false);
     }
-    if (frame.destAddr(false) == (VOX::HostAddr & VOX::AddrMask))
+    // Some adapters hear what they send.
+    const bool isEcho = m_current && frame.data() == m_current->request.data();
+    if (isEcho || frame.destAddr(false) == (VOX::HostAddr & VOX::AddrMask))
         return;
     // Another host moves or stops the node: what it wants is newer.
     const VOXCommandTrait trait = VOXCommandTrait::of(frame);
@@ -508,6 +510,11 @@ void SchedulerCore::checkStop(const ScheduledCall &call, const BusMessage &reply
     if (call.trait.kind == VOXCommandTrait::Stop && node.lostAckMs >= 0
         && nowMs() - node.lostAckMs < LateAckMs) {
         node.lostAckMs = -1;
+        // The older generation has no status to tell.
+        if (VOXMessage(call.request).cmd() != KVR::CTRL_STOP) {
+            m_queue.append(makeCall(VOXScheduler::Stop, *call.message));
+            return;
+        }
         const VOX::Addr dest = VOXMessage(call.request).destAddr(true);
         const Pointer check =
             makeCall(VOXScheduler::Stop,

@@ -10,6 +10,15 @@ std::unique_ptr<NetworkCore> makeCore(VOXNetwork &network, std::unique_ptr<VOXBu
     VOXBus *const bus = ownBus.get();
     return std::make_unique<NetworkCore>(network, bus, std::move(ownBus));
 }
+
+// Else Qt 5 reads properties of these types as bare numbers.
+void registerEnumerations()
+{
+    qRegisterMetaType<VOXNetwork::Line>();
+    qRegisterMetaType<VOXNetworkNode::Presence>();
+    qRegisterMetaType<VOXMotion::End>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerEnumerations)
 }
 
 VOXNetwork::VOXNetwork(VOXBus *bus, QObject *parent)
@@ -164,9 +173,12 @@ void VOXNetwork::discover()
     m_core->discovery().start();
 }
 
-void VOXNetwork::discoverRange(VOX::Addr first, VOX::Addr last)
+bool VOXNetwork::discoverRange(VOX::Addr first, VOX::Addr last, QString *problem)
 {
-    m_core->discovery().startRange(first, last);
+    const QString reason = m_core->discovery().startRange(first, last);
+    if (problem)
+        *problem = reason;
+    return reason.isEmpty();
 }
 
 VOXNetworkNode *VOXNetwork::add(VOX::Addr addr)

@@ -74,7 +74,8 @@ public:
 
     /// Whether the network sends at all.
     bool isSending() const;
-    /// False only listens: nothing is sent, and commands end with Invalid or NotOpen. True at first.
+    /// False only listens: nothing is sent but what somebody gives the scheduler() itself. Commands end with
+    /// Invalid or NotOpen, and motions that run with NoAnswer. True at first.
     void setSending(bool isSending);
 
     /// The nodes, to begin with next time: addresses, types, names.
@@ -90,7 +91,8 @@ public:
 
     ///@{
     /// Sends the command to a group, or to Everyone, by one frame. Then each known member is read; who
-    /// neither moves nor stands right is told singly, once, unless it has got something newer. Never null.
+    /// neither moves nor stands right is told singly, once, unless it has got something newer. Never null;
+    /// ends with Invalid if no group can have the address.
     Q_INVOKABLE VOXMotion *moveGroupTo(VOX::Addr group, int percent);
     Q_INVOKABLE VOXMotion *moveGroupUp(VOX::Addr group);
     Q_INVOKABLE VOXMotion *moveGroupDown(VOX::Addr group);
@@ -102,9 +104,9 @@ public Q_SLOTS:
     /// Finds the nodes that answer a broadcast, which is repeated until two rounds bring nobody new.
     void discover();
     /// Asks each address from @p first to @p last, which also finds motors of the older generation. An
-    /// address without a node takes 226 ms at 4800 bit/s. At most 65536 addresses; discovered(0) at once if
-    /// there can be no such range.
-    void discoverRange(VOX::Addr first, VOX::Addr last);
+    /// address without a node takes 226 ms at 4800 bit/s. At most 65536 addresses. False, and discovered(0)
+    /// at once, if there can be no such range; @p problem says why, in one line.
+    bool discoverRange(VOX::Addr first, VOX::Addr last, QString *problem = nullptr);
     /// Adds a node without waiting for it: a motor, unless a node type in @p addr, or later the node itself,
     /// says otherwise; then another object takes its place. The node that is there already if there is one.
     /// Null if no node can have the address.

@@ -2,6 +2,38 @@
 
 #include "network/schedulercore_p.h"
 
+#include <limits>
+
+namespace {
+/// Why there can be no such limits, in one line; empty if there can.
+QString problemOf(const VOXScheduler::Limits &limits)
+{
+    constexpr int WholeLine = 100;
+    constexpr int Most = std::numeric_limits<int>::max();
+    const struct
+    {
+        const char *name;
+        int value;
+        int least;
+        int most;
+    } rows[] = {{"automaticLoadPercent", limits.automaticLoadPercent, 0, WholeLine},
+                {"maxLoadPercent", limits.maxLoadPercent, 0, limits.automaticLoadPercent},
+                {"automaticPerNode", limits.automaticPerNode, 1, Most},
+                {"perNode", limits.perNode, 1, Most},
+                {"all", limits.all, 1, Most},
+                {"pollPeriodMs", limits.pollPeriodMs, 1, Most}};
+    for (const auto &row : rows) {
+        if (row.value < row.least || row.value > row.most)
+            return QStringLiteral("%1 is %2; it can be %3 to %4")
+                .arg(QLatin1String(row.name))
+                .arg(row.value)
+                .arg(row.least)
+                .arg(row.most);
+    }
+    return {};
+}
+}
+
 VOXScheduler::VOXScheduler(VOXBus *bus, QObject *parent)
     : QObject(parent)
     , m_core(std::make_unique<SchedulerCore>(*this, bus))
@@ -35,9 +67,14 @@ int VOXScheduler::lineRate() const
     return m_core->lineRate();
 }
 
-void VOXScheduler::setLimits(const Limits &limits)
+bool VOXScheduler::setLimits(const Limits &limits, QString *problem)
 {
-    m_core->limits = limits;
+    const QString reason = problemOf(limits);
+    if (problem)
+        *problem = reason;
+    if (reason.isEmpty())
+        m_core->limits = limits;
+    return reason.isEmpty();
 }
 
 VOXScheduler::Limits VOXScheduler::limits() const

@@ -47,8 +47,8 @@ public:
     /// How much may wait, and how busy the line may be kept.
     struct Limits
     {
-        int maxLoadPercent = 60; ///< Above it, no polls.
-        int automaticLoadPercent = 85; ///< Above it, no Automatic calls.
+        int maxLoadPercent = 60; ///< Above it, no polls. Not above automaticLoadPercent.
+        int automaticLoadPercent = 85; ///< Above it, no Automatic calls. At most 100.
         int automaticPerNode = 8; ///< Waiting calls to one node in Poll and Automatic together.
         int perNode = 64; ///< The same in all other lanes.
         int all = 512; ///< All waiting calls. The oldest poll gives way, then the oldest automatic call.
@@ -106,11 +106,10 @@ public:
     void setLineRate(int bitsPerSecond);
     /// As set, or as the serial bus is paced; 0 if neither.
     int lineRate() const;
-    ///@{
-    /// For calls from now on.
-    void setLimits(const Limits &limits);
+    /// For calls from now on. False, with nothing changed, if there can be no such limits; @p problem names
+    /// the one that is wrong, in one line.
+    bool setLimits(const Limits &limits, QString *problem = nullptr);
     Limits limits() const;
-    ///@}
     /// The share of the last 10 s in which the line was not free: frames of all hosts, times to answer,
     /// time-outs and pauses.
     int loadPercent() const;

@@ -294,6 +294,13 @@ bool VOXBus::setBaudRate(BaudRate rate)
     return true;
 }
 
+bool VOXBus::setParity(QSerialPort::Parity parity)
+{
+    const DeviceUse use(*this);
+    auto *port = qobject_cast<QSerialPort *>(ioDevice());
+    return port && port->setParity(parity);
+}
+
 bool VOXBus::hasGone(const QSerialPort &port)
 {
     if (port.error() == QSerialPort::ResourceError)

@@ -67,6 +67,9 @@ public:
     /// Sets the port, open or not, and the pacing. False, with neither changed, if there is no serial port or
     /// it refuses.
     bool setBaudRate(BaudRate rate);
+    /// Sets the port, open or not, until the next open(). False, with nothing changed, if there is no serial
+    /// port or it refuses.
+    bool setParity(QSerialPort::Parity parity);
 
     /// Delivers the frames for this node's address, and broadcasts, to @p device; attaching twice delivers
     /// twice. These four may be called from any thread; a VOXDevice that is given a bus calls them itself.

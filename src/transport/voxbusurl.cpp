@@ -6,13 +6,19 @@
 #include "transport/voxudpbus.h"
 
 #include <QFileInfo>
+#include <QMetaEnum>
+#include <QHostInfo>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
 
+#include <algorithm>
+
 namespace {
 using BusPointer = std::unique_ptr<VOXBus>;
 
+const QString BaudKey = QStringLiteral("baud");
+const QString ParityKey = QStringLiteral("parity");
 const QString LocalKey = QStringLiteral("local");
 const QString BindKey = QStringLiteral("bind");
 const QString AliasKey = QStringLiteral("alias");
@@ -41,6 +47,24 @@ bool readPort(const QString &text, unsigned short *port)
     return isNumber && *port != 0;
 }
 
+/// The address of the host @p name: one of IPv4 if it has any, which is what these buses send from.
+bool lookUp(const QString &name, QHostAddress *address, QString *problem)
+{
+    const QHostInfo info = QHostInfo::fromName(name);
+    const QList<QHostAddress> addresses = info.addresses();
+    const auto isOld = [](const QHostAddress &each) {
+        return each.protocol() == QAbstractSocket::IPv4Protocol;
+    };
+    const auto found = std::find_if(addresses.cbegin(), addresses.cend(), isOld);
+    if (found != addresses.cend())
+        *address = *found;
+    else if (addresses.isEmpty())
+        *problem = QStringLiteral("the host '%1' is not known: %2").arg(name, info.errorString());
+    else
+        *problem = QStringLiteral("the host '%1' has no address of IPv4").arg(name);
+    return found != addresses.cend();
+}
+
 bool readItem(const QString &key, const QString &value, VOXBusUrl *parts)
 {
     if (key == LocalKey)
@@ -57,8 +81,12 @@ bool readItem(const QString &key, const QString &value, VOXBusUrl *parts)
 bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, VOXBusUrl *parts,
                    QString *problem)
 {
-    if (!parts->host.setAddress(url.host()) || url.port() < 1 || url.path().size() > 1) {
+    if (url.host().isEmpty() || url.port() < 1 || url.path().size() > 1) {
         *problem = QStringLiteral("'%1' is no bus; %2 is one").arg(parts->text, example);
+        return false;
+    }
+    if (!parts->host.setAddress(url.host()) && !lookUp(url.host(), &parts->host, problem)) {
+        *problem = QStringLiteral("'%1': %2").arg(parts->text, *problem);
         return false;
     }
     parts->port = static_cast<unsigned short>(url.port());
@@ -74,13 +102,48 @@ bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &exam
     return true;
 }
 
+QStringList rateNames()
+{
+    QStringList names;
+    const auto rates = QMetaEnum::fromType<VOXBus::BaudRate>();
+    for (int i = 0; i < rates.keyCount(); ++i)
+        names += QString::number(rates.value(i));
+    return names;
+}
+
+bool readSerialItem(const QString &key, const QString &value, VOXBusUrl *parts)
+{
+    if (key == BaudKey) {
+        parts->baudRate = value.toInt();
+        return rateNames().contains(value);
+    }
+    for (const QSerialPort::Parity parity :
+         {QSerialPort::OddParity, QSerialPort::EvenParity, QSerialPort::NoParity}) {
+        if (key == ParityKey && value == VOXBusUrl::parityName(parity)) {
+            parts->parity = parity;
+            return true;
+        }
+    }
+    return false;
+}
+
 bool readSerialUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
 {
     parts->path = url.path();
-    if (!url.path().isEmpty() && url.host().isEmpty() && !url.hasQuery())
-        return true;
-    *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
-    return false;
+    if (url.path().isEmpty() || !url.host().isEmpty()) {
+        *problem = QStringLiteral("'%1' is no serial bus; serial:///dev/ttyUSB0 is one").arg(parts->text);
+        return false;
+    }
+    const auto items = QUrlQuery(url).queryItems();
+    for (const auto &item : items) {
+        if (readSerialItem(item.first, item.second, parts))
+            continue;
+        *problem = QStringLiteral("'%1=%2' in '%3'; a serial bus takes baud, which is one of %4, and "
+                                  "parity, which is odd, even or none")
+                       .arg(item.first, item.second, parts->text, rateNames().join(QStringLiteral(", ")));
+        return false;
+    }
+    return true;
 }
 
 bool readMulticastUrl(const QUrl &url, VOXBusUrl *parts, QString *problem)
@@ -104,6 +167,15 @@ BusPointer opened(BusPointer bus, const QString &name, QString *problem)
 BusPointer openSerial(const VOXBusUrl &url)
 {
     auto bus = std::make_unique<VOXBus>(url.path);
+    // Each open() sets the port up as lines of the network usually are.
+    const auto setUp = [bus = bus.get(), rate = static_cast<VOXBus::BaudRate>(url.baudRate),
+                        parity = url.parity] {
+        if (bus->isOpen()) {
+            bus->setBaudRate(rate);
+            bus->setParity(parity);
+        }
+    };
+    QObject::connect(bus.get(), &VOXBus::openChanged, bus.get(), setUp);
     bus->open();
     return bus;
 }
@@ -142,8 +214,9 @@ BusPointer openPty(QString *portUrl)
 }
 }
 
-bool VOXBusUrl::read(const QString &text, VOXBusUrl *url, QString *problem)
+bool VOXBusUrl::read(const QString &name, VOXBusUrl *url, QString *problem)
 {
+    const QString text = name.startsWith(QLatin1Char('/')) ? QStringLiteral("serial://") + name : name;
     const QUrl parsed(text, QUrl::StrictMode);
     const QString scheme = parsed.isValid() ? parsed.scheme() : QString();
     *url = VOXBusUrl();
@@ -182,6 +255,20 @@ QString VOXBusUrl::openProblem(const QString &name, const QString &reason)
     if (file.exists() && !(file.isReadable() && file.isWritable()))
         problem += QStringLiteral("; its group is %1").arg(file.group());
     return problem;
+}
+
+QString VOXBusUrl::parityName(QSerialPort::Parity parity)
+{
+    switch (parity) {
+    case QSerialPort::OddParity:
+        return QStringLiteral("odd");
+    case QSerialPort::EvenParity:
+        return QStringLiteral("even");
+    case QSerialPort::NoParity:
+        return QStringLiteral("none");
+    default:
+        return QString();
+    }
 }
 
 QHostAddress VOXBusUrl::localAddress() const

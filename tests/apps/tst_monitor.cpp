@@ -4,14 +4,18 @@
 #include "support/ptyport.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
+#include "vox/console.h"
 #include "vox/line/framescanner.h"
+#include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
+#include "vox/line/linelabels.h"
 #include "vox/line/linereport.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
 
 #include <QJsonArray>
 
+#include <linux/serial.h>
 #include <random>
 
 /// What the monitor makes of the bytes of a line.
@@ -24,7 +28,12 @@ private Q_SLOTS:
     void noByteIsLost();
     void cutsAsReceiversDo();
     void items();
+    void labelsAndTimes();
+    void rowsOfATerminal();
     void statistics();
+    void errors();
+    void anHourOfStrangers();
+    void portErrors();
     void captures();
     void aDiskThatIsFull();
 };
@@ -86,6 +95,7 @@ void tst_Monitor::cutsAsReceiversDo()
     const auto keep = [&](const LineItem &item) { items.append(item); };
     const auto tap = LineTap::open(url, keep, &problem);
     QVERIFY2(tap, qPrintable(problem));
+    QVERIFY2(!tap->portErrors(), "a pseudo-terminal has no counters");
     // A pause that is shorter than that for which a receiver gives up, and one that is longer.
     for (const int pauseMs : {70, 250}) {
         items.clear();
@@ -150,6 +160,41 @@ void tst_Monitor::items()
              list("2023-11-14T22:13:20.123006789Z", "010000", "NODETYPE_MASTER"));
 }
 
+// The label that a node has told, or that it has acknowledged; one that it refuses is not its own.
+void tst_Monitor::labelsAndTimes()
+{
+    LineLabels labels;
+    const QByteArray text = QByteArray("Hall\x1b").leftJustified(16, '\0').toHex();
+    const auto row = [&](const VOXMessage &heard, const QString &ends) {
+        const LineItem item = LineItem::of(line(heard), 0);
+        labels.hear(item);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 1, 1), ends);
+        QCOMPARE(item.toString(&labels, 20160000).section("  ", 3, 3), QString("after 20.2 ms"));
+        const QJsonObject json = item.toJson(&labels, 20160000);
+        QCOMPARE(list(json["sourceLabel"].toString() + json["destinationLabel"].toString(), json["answerMs"]),
+                 list(labels.of(ends.contains("101") ? 0x101 : 0x102), QJsonValue(20.16)));
+    };
+    row(frame("45", 0x101), "010000 > 000101");
+    row(frameFrom(0x101, "65" + text), "000101 (Hall?) > 010000");
+    row(frame("0E", 0x101), "010000 > 000101 (Hall?)");
+    row(frame("0E", 0xffffff), "010000 > all");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x102, "6F 20"), "000102 > 010000");
+    row(frameFrom(0x102, "7F"), "000102 > 010000");
+    row(frame("55" + text, 0x102), "010000 > 000102");
+    row(frameFrom(0x101, "7F"), "000101 (Hall?) > 010000");
+    row(frameFrom(0x102, "7F"), "000102 (Hall?) > 010000");
+}
+
+void tst_Monitor::rowsOfATerminal()
+{
+    const auto row = [](const QString &text, const QString &rows) { QCOMPARE(wrapped(text, 20, 6), rows); };
+    row("12:00  short enough.", "12:00  short enough.");
+    row("12:00  one two  three four five", "12:00  one two\n      three four\n      five");
+    row("12:00  AA BB CC DD EE FF", "12:00  AA BB CC DD\n      EE FF");
+    row("12:00  a-word-that-is-too-long", "12:00  a-word-that-is-too-long");
+}
+
 void tst_Monitor::statistics()
 {
     const auto row = [&](const char *name, const QByteArray &script, const char *node, const char *hint) {
@@ -197,6 +242,108 @@ void tst_Monitor::statistics()
     row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 0 1 0 {}",
         "two nodes answer as 000101: 1 answer more than requests");
     row("another, while one is open", "0r 100q 110a", "1 110 110 0 0 0 0 0 {} 0 - - 0 0 0 0 0 {}", "");
+}
+
+// In the order in which they are known: what it is, and of which time.
+void tst_Monitor::errors()
+{
+    const auto row = [&](const char *name, const QByteArray &script, const char *errors) {
+        LineStatistics statistics;
+        const QByteArray reply = line(frameFrom(0x000101, "7F"));
+        const QByteArray refusal = line(frameFrom(0x000101, "6F FF"));
+        const QMap<char, QByteArray> bytes = {{'r', line(stop)},
+                                              {'q', line(query)},
+                                              {'a', reply},
+                                              {'n', refusal},
+                                              {'f', reply.chopped(1) + '?'},
+                                              {'z', QByteArray(31, '\0')}};
+        QByteArrayList actual;
+        const auto tell = [&](const QVector<LineError> &found) {
+            for (const LineError &error : found) {
+                const QJsonObject json = error.toJson();
+                actual +=
+                    json["error"].toString().toLatin1() + ' ' + QByteArray::number(error.item.timeNs / Ms);
+                if (json.contains("answerMs"))
+                    actual.last() += '+' + QByteArray::number(json["answerMs"].toInt());
+            }
+        };
+        for (const QByteArray &step : script.split(' ')) {
+            const LineItem item = LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms);
+            tell(errorsOf(item, statistics.add(item)));
+        }
+        tell(errorsOf(statistics.close()));
+        QCOMPARE(list(name, actual.join(", ")), list(name, errors));
+    };
+    row("none", "0r 10a 100r 120a", "");
+    row("no answer", "0r 3000r 3010a 4000r", "unanswered 0");
+    row("a late answer", "0r 300a", "late 0+300");
+    row("late, and asked again", "0r 250r 300a 550a", "late 0+300, late 250+300");
+    row("late, or lost", "0r 250r 300a", "lateOrLost 0");
+    row("refused", "0r 10n", "refused 0, refusal 10");
+    row("nobody has asked", "10n", "refusal 10");
+    row("one too many", "0r 10a 20a", "surplus 20");
+    row("damaged", "0r 10f 300r 310a", "damaged 10, unanswered 0");
+    row("a break", "0r 10z", "damaged 10");
+    row("two hosts", "0r 40q 50a", "clash 40");
+    const LineItem late = LineItem::of(line(stop), 0);
+    const LineError error{LineError::Late, late, late, 300 * Ms};
+    QVERIFY(error.toString().endsWith("ANSWERED LATE after 300.0 ms"));
+}
+
+// Each frame from another node, as fast as the line is, and one node that answers all the time.
+void tst_Monitor::anHourOfStrangers()
+{
+    LineStatistics statistics;
+    std::minstd_rand random(3);
+    constexpr int Second = 1000;
+    for (int ms = 0; ms < 3600 * Second; ms += 25) {
+        const int extra = ms % Second == 25 ? ms / Second % 100 : 0;
+        const QByteArray bytes = ms % Second == 0 ? line(stop)
+            : ms % Second == 25                   ? line(frameFrom(0x000101, "7F"))
+                                                  : line(frameFrom(random() & 0xffffff, "7F"));
+        statistics.add(LineItem::of(bytes, (ms + extra) * Ms));
+        QVERIFY(ms % (600 * Second) != 0 || statistics.nodes().size() <= LineStatistics::MaxNodes);
+    }
+    const NodeStatistics node = statistics.nodes()[0x000101];
+    QCOMPARE(list(node.requests, node.times.count(), qRound(node.times.ms(0.5) / 5), node.times.ms(1)),
+             list(3600, 3600, 15, 124.0));
+    QVERIFY(statistics.totals().forgotten > 100000);
+}
+
+// What a driver has counted before does not count, and numbers begin anew after the greatest.
+void tst_Monitor::portErrors()
+{
+    const auto row = [&](const std::optional<PortErrors> &before, const PortErrors &errors, bool hasFrame,
+                         const QString &said, const QString &hint) {
+        LineStatistics statistics;
+        statistics.setPortErrors(
+            before ? std::optional(PortErrors::of(3,
+                                                  [&](int port, serial_icounter_struct *all) {
+                                                      all->frame = int(before->framing + errors.framing);
+                                                      all->parity = int(before->parity + errors.parity);
+                                                      all->brk = int(before->breaks + errors.breaks);
+                                                      all->overrun = int(before->overruns + errors.overruns);
+                                                      return port == 3;
+                                                  })
+                                       ->since(*before))
+                   : PortErrors::of(3, [](int, serial_icounter_struct *) { return false; }));
+        statistics.add(LineItem::of(hasFrame ? line(stop) : QByteArray("?"), 1000 * Ms));
+        const QStringList hints = hintsOf(statistics);
+        QCOMPARE(list(reportText(statistics, hints).at(2), hints.join("; ")),
+                 list("the port's driver: " + said, hint));
+        const QJsonValue port = reportJson(statistics, hints)["port"];
+        QCOMPARE(list(port.isNull(), port["parityErrors"].toInt()), list(!before, int(errors.parity)));
+    };
+    const PortErrors none, some = {0xfffffffe, 7, 1, 0};
+    row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");
+    row(some, none, false, "0 framing errors, 0 parity errors, 0 breaks, 0 overruns", "");
+    row(none, {1, 30, 0, 0}, false, "1 framing error, 30 parity errors, 0 breaks, 0 overruns",
+        "30 parity errors and hardly any of framing: the parity is wrong; vox probe finds the right one");
+    row(some, {8, 30, 2, 0}, false, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns",
+        "8 framing errors and 2 breaks: the bit rate is wrong, or the two wires are swapped");
+    row(some, {8, 30, 2, 0}, true, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns", "");
+    row(some, {0, 0, 0, 1}, true, "0 framing errors, 0 parity errors, 0 breaks, 1 overrun",
+        "the port has lost bytes in 1 overrun: this machine was too busy");
 }
 
 void tst_Monitor::captures()

@@ -22,6 +22,7 @@ private Q_SLOTS:
     void filesAreAsGenerated();
     void workedBytesAreRight();
     void dissectorAndMonitorAgree();
+    void dissectorLinksAnswers();
 };
 
 namespace {
@@ -39,6 +40,32 @@ QString find(const QJsonObject &layer, const QString &name)
             return inside;
     }
     return QString();
+}
+
+/// What tshark prints of a capture of @p items; nothing if it is not installed.
+QByteArray dissected(const std::vector<LineItem> &items, const QString &options)
+{
+    if (QStandardPaths::findExecutable("tshark").isEmpty())
+        return QByteArray();
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("all.pcap"), script = folder.filePath("vox.lua");
+    writeCapture(capture, items);
+    // As root it takes no script of a user's.
+    setContents(script, contents(Dissector));
+    const auto everyone =
+        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
+    for (const QString &name : {folder.path(), capture, script})
+        QFile::setPermissions(name, everyone);
+    const QString command = QString("env HOME=%1 LC_ALL=C.UTF-8 tshark -X lua_script:%2 -r %3 ") + options;
+    QStringList words = QProcess::splitCommand((::getuid() == 0 ? "runuser -u nobody -- " : "")
+                                               + command.arg(folder.path(), script, capture));
+    QProcess process;
+    process.start(words.takeFirst(), words);
+    const bool isDone = process.waitForFinished(60000);
+    const QByteArray complaints = process.readAllStandardError();
+    if (!isDone || process.exitCode() != 0 || complaints.contains("Error"))
+        qFatal("%s", complaints.constData());
+    return process.readAllStandardOutput();
 }
 
 int widthOf(unsigned char cmd)
@@ -130,7 +157,8 @@ void tst_Reference::everyOperationHasACommand()
 void tst_Reference::filesAreAsGenerated()
 {
     const QString page = Folder + "docs/commands.md";
-    const QByteArray begin = "-- Generated: what each command's frame holds.\n";
+    const QByteArray begin =
+        "-- Generated: what each command's frame holds, and what answers it besides ACK and NACK.\n";
     const QByteArray script = contents(Dissector);
     const int from = script.indexOf(begin) + begin.size();
     const int to = script.indexOf("-- End of what is generated.\n");
@@ -165,28 +193,10 @@ void tst_Reference::workedBytesAreRight()
 
 void tst_Reference::dissectorAndMonitorAgree()
 {
-    if (QStandardPaths::findExecutable("tshark").isEmpty())
-        QFAIL("tshark is not installed; ./dev test installs it");
-    const QTemporaryDir folder;
-    const QString capture = folder.filePath("all.pcap"), script = folder.filePath("vox.lua");
     const std::vector<LineItem> items = everything();
-    writeCapture(capture, items);
-    // As root it takes no script of a user's.
-    setContents(script, contents(Dissector));
-    const auto everyone =
-        QFile::ReadOwner | QFile::WriteOwner | QFile::ExeOwner | QFile::ReadOther | QFile::ExeOther;
-    for (const QString &name : {folder.path(), capture, script})
-        QFile::setPermissions(name, everyone);
-    const QString command = QString("env HOME=%1 LC_ALL=C.UTF-8 tshark -X lua_script:%2 -r %3 -T json");
-    QStringList words = QProcess::splitCommand((::getuid() == 0 ? "runuser -u nobody -- " : "")
-                                               + command.arg(folder.path(), script, capture));
-    QProcess process;
-    process.start(words.takeFirst(), words);
-    QVERIFY(process.waitForFinished(60000));
-    const QByteArray complaints = process.readAllStandardError();
-    QVERIFY2(!complaints.contains("Error"), complaints);
-    QCOMPARE(process.exitCode(), 0);
-    const QJsonArray packets = QJsonDocument::fromJson(process.readAllStandardOutput()).array();
+    const QJsonArray packets = QJsonDocument::fromJson(dissected(items, "-T json")).array();
+    if (packets.isEmpty())
+        QSKIP("tshark is not installed; ./dev test installs it");
     QCOMPARE(packets.size(), int(items.size()));
     for (int i = 0; i < packets.size(); ++i) {
         const LineItem &item = items[std::size_t(i)];
@@ -194,6 +204,48 @@ void tst_Reference::dissectorAndMonitorAgree()
         const QString wrong = mismatch(item, packet["_source"].toObject()["layers"].toObject());
         QVERIFY2(wrong.isEmpty(), qPrintable(item.toString() + ": " + wrong));
     }
+}
+
+// Who speaks to whom, which packet has the answer, which the request, and the time between them.
+void tst_Reference::dissectorLinksAnswers()
+{
+    std::vector<LineItem> items;
+    const auto at = [&items](int ms, const VOXMessage &message) {
+        items.push_back(LineItem::of(line(message), ms * qint64(1000000)));
+    };
+    const unsigned char ack = VOXMessage::AckFlag;
+    const VOXMessage query = frame("0E", 0x000101, ack);
+    at(0, query);
+    at(20, frameFrom(0x000102, "0F 00 00 00 00"));
+    at(30, frameFrom(0x000101, "0D 00 00 00 00 00"));
+    at(250, query);
+    at(290, frameFrom(0x000101, "0F 00 00 00 00"));
+    at(1000, frame("40", 0xffffff));
+    at(1010, frameFrom(0x000101, "60"));
+    at(1025, frameFrom(0x000102, "60"));
+    at(1030, frameFrom(0x000102, "60"));
+    at(2000, groupFrame("02 FF", 0x00a001));
+    at(3000, query);
+    at(5001, frameFrom(0x000101, "0F 00 00 00 00"));
+    at(6000, frame("44", 0x000301, ack));
+    at(6001, frameFrom(0x000301, "6F 20"));
+    at(6100, frame("44", 0x000301, ack));
+    at(6107, frameFrom(0x000301, "64 00 00 00"));
+    const QByteArray table =
+        dissected(items,
+                  "-2 -T fields -E separator=/s -e _ws.col.Source -e _ws.col.Destination "
+                  "-e vox.response_in -e vox.response_to -e vox.response_time");
+    if (table.isEmpty())
+        QSKIP("tshark is not installed; ./dev test installs it");
+    QByteArrayList lines;
+    for (const QByteArray &text : table.trimmed().split('\n'))
+        lines += text.simplified();
+    QCOMPARE(
+        lines.join('\n').replace("000000\n", "\n"),
+        QByteArray("010000 000101\n000102 010000\n000101 010000\n010000 000101 5\n000101 010000 4 0.040\n"
+                   "010000 all 7,8\n000101 010000 6 0.010\n000102 010000 6 0.025\n000102 010000\n"
+                   "group 00A001\n010000 000101\n000101 010000\n010000 000301 14\n"
+                   "000301 010000 13 0.001\n010000 000301 16\n000301 010000 15 0.007000000"));
 }
 
 QTEST_GUILESS_MAIN(tst_Reference)

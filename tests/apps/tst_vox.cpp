@@ -3,6 +3,7 @@
 #include "support/columns.h"
 #include "support/files.h"
 #include "support/frames.h"
+#include "support/ptyport.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
 #include "vox/outputqueue.h"
@@ -12,6 +13,8 @@
 #include <QJsonObject>
 
 #include <csignal>
+#include <fcntl.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 /// The program as people run it.
@@ -25,12 +28,16 @@ private Q_SLOTS:
     void commandLines();
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
+    void scanOnANoisyLine();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
     void aLineIsWatchedAndReplayed();
+    void whatNobodyReadsKeepsItsTime();
+    void answersAreCompared();
     void replayKeepsTime();
     void aSimulationObeysLines();
+    void aPortIsProbed();
     void aSimulationTellsWhatHostsDo();
     void everyCommandHasHelp();
     void bashCompletes();
@@ -127,8 +134,11 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, ping, counters, call, monitor, replay, move");
-    row("fly", "unknown command 'fly'");
+    row("", "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, move");
+    row("fly", "unknown command 'fly'; one of demo, sim");
+    row("help fly", "unknown command 'fly'; one of demo, sim");
+    row("Scn", "unknown command 'Scn'; did you mean 'scan'?");
+    row("moni", "unknown command 'moni'; did you mean 'monitor'?");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
     row("sim", "no node");
@@ -143,23 +153,41 @@ void tst_Vox::commandLines_data()
     row("sim --config /no/such.json", "cannot read /no/such.json");
     row("sim --config /bin/sh", "in line 1");
     row("sim --node NODE@000001 --speed 1 --speed 2", "--speed is given more than once");
+    row("probe --seconds 0", "--seconds is to be a number from 0.1 to 60");
+    row("probe", "is no serial port, and has neither rate nor parity");
+    row("scan --bus serial:///dev/ttyUSB0?baud=0",
+        "'baud=0' in 'serial:///dev/ttyUSB0?baud=0'; a serial bus takes");
     row("monitor --bus mcast://239.0.0.1:4810 line.pcap", "a bus is shown or a capture, not both");
     row("scan --range 000300", "--range: '000300' is no range; 000300-00031F is one");
     row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
     row("scan --range 000302-000301", "--range: the range ends before it begins: 000301 is below 000302");
     row("scan --range 000001-010001", "--range: a range has at most 65536 addresses");
+    row("scan --rounds none", "--rounds is to be a number from 1 to 1000");
+    row("scan --compare /bin/sh", "--compare: /bin/sh: illegal value in line 1");
+    row("scan --compare " VOX_SOURCE_DIR "/examples/scenario/lunch.json", "nodes: is to be an array");
     row("scan --bus tcp://1.2.3.4:5", "'tcp://1.2.3.4:5' is no bus");
     row("scan --bus udp://127.0.0.1", "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("scan --bus udp://127.0.0.1:4810?local=x", "'local=x'");
     row("scan --bus udp://127.0.0.1:4810?bind=192.0.2.1", "cannot open"); // of another machine
     row("scan --bus mcast://127.0.0.1:4810", "127.0.0.1 is no multicast group");
     row("scan --bus mcast://239.0.0.1:4810?local=1", "'local=1'");
+    row("scan --bus udp://no-such-host.invalid:4810", "the host 'no-such-host.invalid' is not known: ");
+    row("scan --bus mcast://localhost:4810", "127.0.0.1 is no multicast group");
+    row("scan --bus /dev/no-such-port", "cannot open /dev/no-such-port: No such");
     row("scan --bus serial:///dev/no-such-port", "cannot open /dev/no-such-port");
     row("replay /bin/sh", "is no capture");
     row("monitor --write /no/such/capture", "cannot write /no/such/capture");
-    row("monitor --command ACK --command FLY", "unknown command 'FLY'");
+    row("monitor --command ACK --command FLY", "unknown command 'FLY'; docs/commands.md lists them");
+    row("monitor --command 0e", "unknown command '0e'; did you mean 'GET_MOTOR_STATUS'?");
+    row("monitor --write --json", "'--json' looks like an option, not like a file; ./--json is a file");
+    row("record -- -x", "'-x' looks like an option");
+    row("sim --node NODE@000001 --log xml", "--log is to be text or json");
+    row("sim --node NODE@000001 --write -", "--write: standard output belongs to the console");
     row("call 000001", "operations are getNodeAddr");
     row("call 000001 fly", "unknown operation 'fly'; one of getNodeAddr");
+    row("call 000001 0x0E", "unknown operation '0x0E'; did you mean 'getMotorStatus'?");
+    row("call 000001 getmotorStatsu", "did you mean 'getMotorStatus'?");
+    row("call 000001 ctrlMoveTo percent 50", "MOVETO_PERCENT; did you mean 'MOVETO_PERCENT'?");
     row("call 000001 ctrlMoveTo 0", "ctrlMoveTo FUN POSITION TILT or ctrlMoveTo FUN POSITION");
     row("call 000001 ctrlMoveTo HOME 0", "fun: 'HOME' is not a number from 0 to 255 or one of MOVETO_DOWN");
     row("call 000001 setNodeLabel 日本", "str: '日本' is not text of up to 16 characters of Latin-1");
@@ -169,6 +197,12 @@ void tst_Vox::commandLines_data()
     row("move 000101 left", "vox move: 'left' is neither up nor down");
     row("move 000101 up --time 2600", "vox move: --time is to be a number from 10 to 2550");
     row("stop group:1", "vox stop: 'group:1' is no group; group:00A001 is one");
+    row("stop group:000000", "'group:000000' is no group: 000000 stands for an empty slot");
+    row("stop group:FFFFFF", "'group:FFFFFF' is no group");
+    row("stop ALL", "'ALL' is no target; did you mean 'all'?");
+    row("stop Gruop:00A001", "'Gruop:00A001' is no target; did you mean 'group:00A001'?");
+    row("status 101h", "'101h' is no address of six hexadecimal digits; did you mean 000101?");
+    row("goto 000101 UP", "and pulses are; did you mean 'up'?");
     row("goto 000101 101%", "vox goto: '101%' is no position: up, down, 0% to 100%, ip:1 and pulses are");
     row("goto all up --wait", "vox goto: --wait is for one node at a time");
     row("lock all", "vox lock: 'lock' goes to one node at a time");
@@ -176,6 +210,9 @@ void tst_Vox::commandLines_data()
 
     // What reaches a node: the exit code, and how the answer begins.
     row("call 000101 setMotorLimits LIMIT_PULSES LIMIT_DOWN 0xbb8", "0 ACK\n");
+    row("call 000101 ctrlMoveTo moveto_percent 30", "0 ACK\n");
+    row("goto 000101 50", "0 ACK\n! vox goto: 50 pulses, not percent; '50%' is percent\n");
+    row("goto 000101 101", "0 ACK\n");
     row("call 000101 getMotorIP 010", "0 POST_MOTOR_IP\n  index: 10\n");
     row("call 000101 ctrlStop --defaults", "0 ACK\n");
     row("call 000401 setGroupAddr 3 abcd", "0 ACK\n");
@@ -208,7 +245,7 @@ void tst_Vox::commandLines()
         if (line.endsWith("json"))
             said.replace('\'', '"');
         QCOMPARE(actual.left(said.size()), said);
-        QVERIFY(QJsonDocument::fromJson(simulation.run(line + " --json").mid(2)).isObject());
+        QVERIFY(QJsonDocument::fromJson(simulation.run(line + " --json").mid(2).split('\n')[0]).isObject());
     } else {
         QCOMPARE(list(actual.left(7), actual.trimmed().count('\n')), list("2 ! vox", 0));
         QVERIFY2(actual.contains(said), actual);
@@ -260,8 +297,8 @@ void tst_Vox::scanFindsAllNodes()
     const QByteArray json = simulation.run("scan --json");
     const QJsonArray nodes = QJsonDocument::fromJson(json.mid(2)).array();
     QCOMPARE(nodes.size(), 24);
-    const QJsonObject gateway = {
-        {"address", "000401"}, {"appVersion", "0-000-0"}, {"label", "Gateway"}, {"type", "NODETYPE_ANY"}};
+    const QJsonObject gateway = {{"address", "000401"},    {"appVersion", "0-000-0"}, {"label", "Gateway"},
+                                 {"type", "NODETYPE_ANY"}, {"answeredRounds", 3},     {"rounds", 3}};
     QCOMPARE(nodes.last().toObject(), gateway);
     // The nodes' own port: only one program may be them.
     const QString taken = QString("udp://127.0.0.1:1?local=%1").arg(QUrl(simulation.bus).port());
@@ -278,6 +315,68 @@ void tst_Vox::scanFindsAllNodes()
     QVERIFY(simulation.run("scan --range 000301-000301 --json").contains("\"generation\":\"HRMv2\""));
     exitCode(simulation.process, SIGKILL);
     QVERIFY(simulation.run("scan --json").startsWith("0 []\n"));
+}
+
+// Faults that the simulation makes, and what is then found and said.
+void tst_Vox::scanOnANoisyLine()
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("list.json");
+    Simulation simulation("--node TB20@000001 --node TB20@000002 --node HRMV2@000003");
+    simulation.run("label 000001 Hall");
+    const auto row = [&](const QByteArray &faults, const QString &options, const QByteArray &said) {
+        simulation.process.write("clear\n" + QByteArray(faults).replace("; ", "\n") + "\nfaults\n");
+        while (!simulation.process.readAllStandardOutput().contains('\n'))
+            QVERIFY(simulation.process.waitForReadyRead(5000));
+        QString actual = simulation.run("scan " + options);
+        actual.remove("NODETYPE_").replace(QRegularExpression(" {2,}"), " ");
+        QCOMPARE(list(faults, actual), list(faults, said));
+    };
+    const QByteArray one = "000001 TB20 Hall 0-000-0";
+    const QByteArray two = "000002 TB20 0-000-0";
+    const QByteArray both = "0 " + one + '\n' + two + '\n';
+    const QByteArray doubt = "others may be missing";
+    row("", "", both);
+    // Not before the third round.
+    row("drop 000002 command GET_NODE_ADDR count 2", "", both);
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 2", "0 " + one + '\n');
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 3",
+        both.chopped(1) + " answered once in 3 rounds\n! vox scan: 1 node answered once only: " + doubt
+            + '\n');
+    row("corrupt 000002 command GET_NODE_ADDR count 2", "--rounds 3 --json",
+        "0 [{\"address\":\"000001\",\"answeredRounds\":3,\"appVersion\":\"0-000-0\",\"label\":\"Hall\","
+        "\"rounds\":3,\"type\":\"TB20\"},{\"address\":\"000002\",\"answeredRounds\":1,\"appVersion\":\"0-000-"
+        "0\","
+        "\"label\":\"\",\"rounds\":3,\"type\":\"TB20\"}]\n! vox scan: 2 answers came damaged, 1 node "
+        "answered once "
+        "only: others may be missing\n");
+    // What the nodes are asked then is asked again once.
+    row("drop 000001 command GET_NODE_LABEL count 1; drop 000001 command GET_NODE_APP_VERSION count 1",
+        "--rounds 1", both);
+    row("corrupt 000001 command GET_NODE_LABEL count 2", "--rounds 1",
+        "0 000001 TB20 ? 0-000-0\n" + two + "\n! vox scan: 2 answers came damaged: " + doubt + '\n');
+    row("corrupt 000003 count 1", "--range 000003-000003",
+        "0 000003 ANY ? older generation\n! vox scan: 1 answer came damaged: " + doubt
+            + "; --rounds 10 looks longer\n");
+    row("drop 000003 count 1", "--range 000003-000003 --rounds 2", "0 000003 ANY ? older generation\n");
+
+    const auto compare = [&](const QByteArray &faults, const QByteArray &listed, const QByteArray &said) {
+        setContents(file, listed);
+        row(faults, "--rounds 1 --compare " + file, said);
+    };
+    const QByteArray all = R"({"nodes": [{"model": "TB20", "address": "000001-000002", "label": ""},)"
+                           R"({"model": "HRMV2", "address": "000003"}]})";
+    compare("", QByteArray(all).replace("label\": \"\"", "groups\": []"), "0 3 of 3 nodes as in list.json\n");
+    compare("drop 000003", all,
+            "1 missing 000003\nchanged 000001 label: 'Hall', listed as ''\n"
+            "1 of 3 nodes as in list.json, 1 missing, 1 changed\n");
+    compare("", R"([{"address": "000001", "type": "NODETYPE_QM75", "label": null, "appVersion": "1-A00-0"}])",
+            "1 new 000002 TB20 0-000-0\nchanged 000001 type: 'TB20', listed as 'QM75'\n"
+            "changed 000001 appVersion: '0-000-0', listed as '1-A00-0'\n0 of 1 node as in list.json, 1 new, "
+            "1 changed\n");
+    const QByteArray said = simulation.run("scan --rounds 1 --json --compare " + file);
+    const QJsonObject result = QJsonDocument::fromJson(said.mid(2)).object();
+    QCOMPARE(result.keys(), (QStringList{"changed", "damagedAnswers", "missing", "new", "nodes"}));
 }
 
 void tst_Vox::aMoveIsFollowed()
@@ -413,6 +512,26 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(run("monitor --errors " + capture), QByteArray("0 "));
     QVERIFY(run(QString("monitor %1 --write %1").arg(capture)).startsWith("2 ! "));
     QVERIFY(run("replay " + capture, "pty:").startsWith("2 ! "));
+    // To another program, which may leave.
+    const QString copy = folder.filePath("copy.pcap");
+    const QByteArray piped = shell(QString("vox monitor %1 --write - --stats >%2").arg(capture, copy), url);
+    QVERIFY2(piped.startsWith("0 ! 4 frames, "), piped);
+    QVERIFY(contents(copy) == contents(capture));
+    const Simulation another("--node NODE@00A1B2", url);
+    for (const int size : {24 + 2 * 16 + 11 + 27, 25}) {
+        QProcess pipeline;
+        const QString script("set -o pipefail; VOX_BUS=%1 '%2' monitor --write - | head -c %3");
+        pipeline.start("bash", {"-c", script.arg(url, Program).arg(size)});
+        pipeline.setReadChannel(QProcess::StandardError);
+        QVERIFY(pipeline.waitForReadyRead(10000));
+        QByteArray followed;
+        for (int asked = 0; asked < 2; ++asked) {
+            QVERIFY(another.run("label 00A1B2").startsWith("0 "));
+            QTRY_COMPARE((followed += pipeline.readAllStandardOutput()).size(), size);
+        }
+        QTRY_COMPARE(list(pipeline.state(), pipeline.exitCode()), list(QProcess::NotRunning, 1));
+        QCOMPARE(pipeline.readAllStandardError().count('\n'), 1);
+    }
     // With one peer, not all of a line can be seen.
     QProcess blinkered;
     const QString peer = QString("udp://127.0.0.1:4800?local=%1").arg(freeUdpPorts().first);
@@ -421,6 +540,105 @@ void tst_Vox::aLineIsWatchedAndReplayed()
     QCOMPARE(exitCode(blinkered, SIGTERM), 0);
     QVERIFY(QFile::resize(capture, 100));
     QVERIFY(run("replay " + capture, url).contains("cannot be read beyond 2 records"));
+}
+
+// Nobody reads what the monitor shows, and it may even stand still: the times are those of the line.
+void tst_Vox::whatNobodyReadsKeepsItsTime()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("line.pcap"), output = folder.filePath("output");
+    const int port = freeUdpPorts().first;
+    QCOMPARE(::mkfifo(QFile::encodeName(output).constData(), 0600), 0);
+    QFile reader;
+    QVERIFY(reader.open(::open(QFile::encodeName(output).constData(), O_RDONLY | O_NONBLOCK),
+                        QIODevice::ReadOnly | QIODevice::Unbuffered, QFile::AutoCloseHandle));
+    QProcess monitor;
+    monitor.setStandardOutputFile(output);
+    start(monitor, "monitor --json --write " + capture, QString("udp://127.0.0.1:4800?local=%1").arg(port));
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    QUdpSocket peer;
+    const QByteArray request = line(frame("0E", 0x000101)),
+                     answer = line(frameFrom(0x000101, "0F 0000000000"));
+    const auto send = [&](const QByteArray &bytes) {
+        peer.writeDatagram(bytes, QHostAddress(QHostAddress::LocalHost), quint16(port));
+    };
+    constexpr int Fill = 1000, Asked = 5;
+    for (int i = 0; i < Fill; ++i)
+        send(request);
+    // All is heard though the pipe has been full for long.
+    const int start = 24, record = 16 + request.size();
+    QTRY_COMPARE(QFileInfo(capture).size(), qint64(start + Fill * record));
+    ::kill(pid_t(monitor.processId()), SIGSTOP);
+    QVector<double> askedMs;
+    for (int i = 0; i < Asked; ++i) {
+        QElapsedTimer clock;
+        clock.start();
+        send(request);
+        QThread::msleep(15);
+        askedMs += double(clock.nsecsElapsed()) / 1e6;
+        send(answer);
+    }
+    ::kill(pid_t(monitor.processId()), SIGCONT);
+    QTRY_VERIFY(QFileInfo(capture).size() >= start + Fill * record + Asked * (record + 16 + answer.size()));
+    std::vector<LineItem> items;
+    QString problem;
+    QVERIFY2(readPcap(capture, &items, &problem), qPrintable(problem));
+    for (int i = 0; i < Asked; ++i) {
+        const std::size_t at = std::size_t(Fill + 2 * i);
+        const double ms = double(items.at(at + 1).timeNs - items.at(at).timeNs) / 1e6;
+        QVERIFY2(qAbs(ms - askedMs.at(i)) < 3, qPrintable(list(ms, askedMs.at(i))));
+    }
+    ::kill(pid_t(monitor.processId()), SIGTERM);
+    QByteArray shown;
+    QTRY_COMPARE((shown += reader.readAll()).count('\n'), Fill + 2 * Asked);
+    QTRY_COMPARE(int(monitor.state()), int(QProcess::NotRunning));
+    QCOMPARE(monitor.exitCode(), 0);
+// What a host has asked on one line is asked again on others.
+void tst_Vox::answersAreCompared()
+{
+    const QTemporaryDir folder;
+    const QString url = multicastUrl(), capture = folder.filePath("host.pcap");
+    QProcess monitor;
+    start(monitor, "monitor --write " + capture, url);
+    monitor.setReadChannel(QProcess::StandardError);
+    QVERIFY(monitor.waitForReadyRead(10000));
+    {
+        const Simulation recorded(Floor, url);
+        for (const char *line : {"scan", "position 000101", "goto 000101 ip:7", "status 000102"})
+            QVERIFY(!recorded.run(line).startsWith("2 "));
+        exitCode(monitor, SIGTERM);
+    }
+    const auto row = [&](const QByteArray &what, const QByteArray &with, const QString &said) {
+        const QString floor = folder.filePath("floor.json");
+        setContents(floor, contents(VOX_SOURCE_DIR "/examples/network/floor.json").replace(what, with));
+        const Simulation simulation("--config " + floor);
+        QString actual = simulation.run("replay --compare --speed 100 " + capture);
+        actual.replace(QRegularExpression("(\\d+) of \\1 requests sent; \\d+ answers the same"), "all sent");
+        QCOMPARE(actual.remove(QRegularExpression("\\d\\d:\\d\\d:\\d\\d\\.\\d\\d\\d  ")), said);
+        if (!said.contains("missing:"))
+            return;
+        const QByteArrayList lines =
+            simulation.run("replay --json --compare --speed 100 " + capture).trimmed().split('\n');
+        const QJsonObject sum = QJsonDocument::fromJson(lines.last()).object();
+        QCOMPARE(list(sum["different"].toInt(), sum["missing"].toInt(), lines.size()), list(3, 1, 5));
+    };
+    row("", "", "0 all sent, 0 different, 0 missing\n");
+    row("Lobby", "Foyer",
+        "1 000101  GET_NODE_LABEL  different: label=Foyer, was Lobby\nall sent, 1 different, 0 missing\n");
+    row("\"nodes\"",
+        "\"faults\": [\"nack BUSY 000101 command CTRL_MOVETO\", \"nack BUSY 000101 command "
+        "GET_MOTOR_POSITION\","
+        "\"drop 000102 command GET_MOTOR_STATUS\", \"twice 000103 command GET_NODE_LABEL\"],\"nodes\"",
+        "1 000103  GET_NODE_LABEL  different: POST_NODE_LABEL  label=Terrace, was no answer\n"
+        "000101  GET_MOTOR_POSITION  different: NACK  status=BUSY, was POST_MOTOR_POSITION  position=3000 "
+        "pulses"
+        "  percent=25 %  tilt=none  ip=1\n"
+        "000101  CTRL_MOVETO  different: status=BUSY, was IP_NOT_SET\n"
+        "000102  GET_MOTOR_STATUS  missing: was POST_MOTOR_STATUS  state=STATE_STOPPED  "
+        "direction=DIRECTION_DOWN"
+        "  source=SOURCE_INTERNAL  cause=CAUSE_NONE\nall sent, 3 different, 1 missing\n");
+    QVERIFY(run("replay --only-host " + capture, url).contains(" requests sent\n"));
 }
 
 // As it was, slower and faster.
@@ -516,6 +734,55 @@ void tst_Vox::aSimulationObeysLines()
     QVERIFY(monitor.readAllStandardError().contains("has gone: its other end has hung up"));
 }
 
+// A pseudo-terminal keeps the rate that its user sets, and whether the parity would be odd. Its other end
+// sends frames where both are right, and else noise, or zeros as from a line that is held low.
+void tst_Vox::aPortIsProbed()
+{
+    PipeDevice wire;
+    const PtyPort pty(wire);
+    wire.open(QIODevice::ReadWrite);
+    const int port = ::open(qPrintable(pty.name), O_RDWR | O_NOCTTY);
+    const auto isRight = [port](unsigned int rate, bool isOdd) {
+        termios settings{};
+        ::tcgetattr(port, &settings);
+        return ::cfgetospeed(&settings) == rate && ((settings.c_cflag & PARODD) != 0) == isOdd;
+    };
+    const QByteArray talk = line(frame("0E", 0x000101));
+    const auto row = [&](const QString &options, const std::function<QByteArray()> &said,
+                         const std::function<QByteArray(const QByteArray &)> &answer, int lines,
+                         const QByteArray &result) {
+        QTimer timer;
+        connect(&timer, &QTimer::timeout, &timer, [&] { wire.write(said()); });
+        const auto listening =
+            connect(&wire, &QIODevice::readyRead, &timer, [&] { wire.write(answer(wire.readAll())); });
+        timer.start(5);
+        QProcess probe;
+        start(probe, "probe " + options, "serial://" + pty.name);
+        QTRY_COMPARE_WITH_TIMEOUT(int(probe.state()), int(QProcess::NotRunning), 20000);
+        const QByteArray output = probe.readAllStandardOutput() + probe.readAllStandardError();
+        QVERIFY2(output.contains(QByteArray(result).replace("%1", pty.name.toLocal8Bit())), output);
+        QCOMPARE(list(output.count('\n'), probe.exitCode()), list(lines, result.contains(" came, ") ? 1 : 0));
+        disconnect(listening);
+    };
+    const auto silence = [] { return QByteArray(); };
+    const auto nothing = [](const QByteArray &) { return QByteArray(); };
+    row(
+        "--seconds 0.2", [&] { return isRight(B9600, false) ? talk : QByteArray(31, '\0') + "noise"; },
+        nothing, 10, "\n 9600  even               3              0      33  not counted\n");
+    row(
+        "--seconds 0.2 --json", [&] { return isRight(B4800, true) ? talk : QByteArray(); }, nothing, 1,
+        "\"bus\":\"serial://%1?baud=4800&parity=odd\"");
+    const auto answer = [&](const QByteArray &asked) {
+        const QByteArray all = line(frameFrom(1, "60")) + line(frameFrom(2, "60")) + line(frameFrom(3, "60"));
+        return asked
+            + (LineItem::of(asked, 0).frame.cmd() == 0x40 && isRight(B9600, true) ? all : QByteArray());
+    };
+    row("--seconds 0.2 --ask", silence, answer, 9,
+        "has 9600 bit/s, odd parity:\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
+    row(
+        "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
+        "probe: bytes came, but ");
+    ::close(port);
 // Also where nobody else can watch. All that it says is JSON, line by line.
 void tst_Vox::aSimulationTellsWhatHostsDo()
 {
@@ -603,10 +870,15 @@ void tst_Vox::everyCommandHasHelp()
         QVERIFY2(manual.contains(part), part);
     QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
              QByteArray("  TILT: a number from 0 to 255; 255 without it"));
+    for (const QByteArray command :
+         {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "goto"}) {
+    QVERIFY(run("call ctrlMoveOf --help").contains("\n  TILT: a number from 0 to 255; 255 without it\n"));
     for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
+        for (const QByteArray &text : help.left(help.indexOf("Example")).split('\n'))
+            QVERIFY2(text.size() <= 82, text); // 80, and the exit code before the first line
         QVERIFY2(all.contains(command), command);
         QVERIFY2(manual.contains("\n.SS \"vox " + command + " [options]"), command);
     }
@@ -632,6 +904,8 @@ void tst_Vox::bashCompletes()
     row("vox sim --node MA", "MARLO@");
     row("vox move 000101 d", "down");
     row("vox sim --config ex", "");
+    row("vox sim --log j", "json");
+    row("vox help mon", "monitor");
     row("vox fly ", "");
 }
 
@@ -650,7 +924,7 @@ void tst_Vox::guidesWork_data()
     }
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
-    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record)(?!.*--bus)");
+    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record|probe)(?!.*--bus)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }

@@ -42,7 +42,7 @@ Rate measure(int count, const VOXPollPlan &plan)
         network.add(addr);
     }
     // Until names and settings have been read, too.
-    VOXVirtualTime::advance(count * 5000);
+    VOXVirtualTime::advance(count * 20000);
     int asked = 0;
     QObject::connect(&line, &VOXLine::sent, &line, [&](QIODevice *member, const QByteArray &bytes) {
         asked += member == host->device() && char(~bytes.front()) == KVR::GET_MOTOR_POSITION ? 1 : 0;

@@ -29,6 +29,8 @@ private Q_SLOTS:
     void motions_data();
     void motions();
     void presence();
+    void probes();
+    void nonsense();
     void line();
     void listening();
     void settings();
@@ -131,6 +133,8 @@ struct Site
             return network->moveGroupDown(Group);
         if (verb == "Gother")
             return network->moveGroupUp(Group + 1);
+        if (verb == "Gnone")
+            return network->stopGroup(0x010000);
         if (verb == "Gstop")
             return network->stopAll();
         if (verb == "wait")
@@ -153,6 +157,8 @@ struct Site
             host->close();
         else if (verb == "blocked")
             speaks("0F 02 00 00 00");
+        else if (verb == "nonsense")
+            speaks("0F 02");
         else if (verb == "deaf") { // One of them hears nothing for a while.
             Bus *const bus = device(number)->bus();
             device(number)->detach();
@@ -211,15 +217,20 @@ VOXMessage answer(unsigned char cmd, VOX::Addr node)
 
 void tst_VOXNetwork::firstPicture_data()
 {
-    const auto row = columns<bool, int>("known", "atMost");
-    row("known nodes", true, 12000);
-    row("from cold", false, 20000);
+    const auto row = columns<QByteArray, int, int>("by", "turnMs", "atMost");
+    row("known nodes", "known", 22, 12000);
+    row("known nodes that are slow", "known", 40, 14000);
+    row("from cold", "broadcast", 22, 20000);
+    row("slow ones from cold", "broadcast", 40, 20000);
+    row("from cold, address by address", "range", 22, 36000);
 }
 
 void tst_VOXNetwork::firstPicture()
 {
-    QFETCH(bool, known);
+    QFETCH(QByteArray, by);
+    QFETCH(int, turnMs);
     Site site(60, false);
+    site.simulation.addFault(QStringLiteral("delay %1 all").arg(turnMs));
     const qint64 start = VOXVirtualTime::now();
     const auto all = [&](auto holds) {
         const auto nodes = site.network->nodes();
@@ -228,10 +239,12 @@ void tst_VOXNetwork::firstPicture()
     QJsonArray nodes;
     for (int i = 0; i < 60; ++i)
         nodes += QJsonObject{{"address", VOX::toString(addrOf(i))}, {"label", "as it was"}};
-    if (known)
+    if (by == "known")
         QVERIFY(site.network->setKnownNodes(nodes));
-    else
+    else if (by == "broadcast")
         site.network->discover();
+    else
+        QVERIFY(site.network->discoverRange(addrOf(0), addrOf(59)));
     QVERIFY(runUntil([&] {
         return all([](VOXNetworkNode *node) {
             const auto *const motor = qobject_cast<VOXNetworkMotor *>(node);
@@ -274,6 +287,9 @@ void tst_VOXNetwork::motions_data()
     row("cannot be", "to=101*", M::Invalid, "There is no position of 101: it is 0 to 100.", 0);
     row("is too short", "jog=9*", M::Invalid, "10 to 1000", 0);
     row("may not be sent", "listen down*", M::Invalid, "only listens", 0);
+    row("may not be followed", "down* wait=3000 listen", M::NoAnswer, "only listens now", 1);
+    row("may not be sent any more", "down=1 to=2* listen", M::NoAnswer, "only listens now", 0);
+    row("makes no sense", "down* wait=3000 nonsense", M::NoAnswer, "not so that it makes sense", 1);
     row("finds the line closed", "close down*", M::NoAnswer, "not open", 0);
     row("meets a closing line", "down* wait=3000 close", M::NoAnswer, "not open", 1);
     row("all move", "Gto=30*", M::Arrived, "6 of 6", 1);
@@ -283,6 +299,7 @@ void tst_VOXNetwork::motions_data()
     row("one is silent", "dies=5 Gto=30*", M::NoAnswer, "5 of 6 motors have done it. 000105", 1);
     row("all stop", "Gdown wait=3000 Gstop*", M::Arrived, "6 of 6", 1);
     row("one has not heard the stop", "Gdown wait=3000 deaf=3 Gstop*", M::Arrived, "6 of 6", 1);
+    row("no group can have it", "Gnone*", M::Invalid, "No group has the address 010000.", 0);
     row("no member is known", "Gother*", M::NoAnswer, "no member", 0);
 }
 
@@ -340,14 +357,74 @@ void tst_VOXNetwork::presence()
     QCOMPARE(motor->silentForMs(), 0);
 }
 
+void tst_VOXNetwork::probes()
+{
+    constexpr int Dead = 30;
+    Site site(Dead + 2);
+    for (int i = 0; i < Dead; ++i)
+        site.simulation.remove(addrOf(i));
+    const auto nodes = site.network->nodes();
+    const auto downCount = [&] {
+        return std::count_if(nodes.begin(), nodes.end(),
+                             [](VOXNetworkNode *node) { return node->presence() == VOXNetworkNode::Down; });
+    };
+    QVERIFY(runUntil([&] { return downCount() == Dead; }, 300000));
+    VOXVirtualTime::advance(10000);
+    qint64 last = VOXVirtualTime::now() - 1000;
+    int probes = 0;
+    qint64 shortest = 1000;
+    connect(&site.host->dispatcher(), &BusDispatcher::written, this, [&](const QByteArray &bytes) {
+        if (VOXMessage(BusMessage(bytes)).destAddr(false) >= addrOf(Dead))
+            return;
+        ++probes;
+        shortest = qMin(shortest, VOXVirtualTime::now() - std::exchange(last, VOXVirtualTime::now()));
+    });
+    VOXVirtualTime::advance(100000);
+    // Those that have been silent for a minute would be asked each 5 to 40 s.
+    QVERIFY2(shortest >= 1000 && probes > 60,
+             QByteArray::number(shortest) + ' ' + QByteArray::number(probes));
+}
+
+// Silent it is not, and of what it says nothing is kept.
+void tst_VOXNetwork::nonsense()
+{
+    Site site(2);
+    VOXVirtualTime::advance(60000);
+    site.speaks("0F 02");
+    QVERIFY(runUntil([&] { return site.motor()->presence() == VOXNetworkNode::Shaky; }, 150000));
+    QSignalSpy changes(site.motor(), &VOXNetworkNode::presenceChanged);
+    site.sent = 0;
+    VOXVirtualTime::advance(600000);
+    QCOMPARE(
+        list(site.motor()->presence(), changes.size(), site.motor()->motorState() == KVRMotor::STATE_STOPPED),
+        list(VOXNetworkNode::Shaky, 0, true));
+    QVERIFY2(site.sent < 60 + 30, QByteArray::number(site.sent));
+}
+
 void tst_VOXNetwork::line()
 {
     Site site(4);
     QVector<int> seen;
     connect(site.network.get(), &VOXNetwork::lineChanged, this, [&](VOXNetwork::Line line) { seen += line; });
     site.line.setCut(true);
+    // What waits then waits for nothing, but what a person waits for is tried.
+    QVector<BusPendingCall> calls;
+    for (int lane = VOXScheduler::User; lane < VOXScheduler::LaneCount; ++lane) {
+        for (int i = 0; i < 4; ++i)
+            calls += KVRMotorProxy(addrOf(i), site.network->scheduler().lane(VOXScheduler::Lane(lane)))
+                         .ctrlMoveOf(KVRMotor::MOVEOF_PULSES_UP, 50);
+    }
     QVERIFY(runUntil([&] { return site.network->line() == VOXNetwork::Silent; }));
+    VOXVirtualTime::advance(300);
     QVERIFY(site.network->lineProblem().contains("cable"));
+    int sent = 0;
+    int unsent = 0;
+    for (const BusPendingCall &call : qAsConst(calls)) {
+        sent += call.error() == BusPendingCall::Timeout;
+        unsent += call.error() == BusPendingCall::NotOpen;
+    }
+    QVERIFY2(unsent == 3 * 4, QByteArray::number(unsent) + ' ' + QByteArray::number(sent));
+    VOXVirtualTime::advance(5000);
     site.sent = 0;
     VOXVirtualTime::advance(20000);
     QCOMPARE(site.sent, 10);
@@ -382,9 +459,19 @@ void tst_VOXNetwork::listening()
     VOXVirtualTime::settle();
     QCOMPARE(list(site.network->nodes().size(), site.motor(1)->label(), site.sent), list(1, "motor 1", 0));
     QVERIFY(site.motor(1)->setLabel("x").isError());
+    QSignalSpy discovered(site.network.get(), &VOXNetwork::discovered);
+    QString problem;
+    site.network->discover();
+    QVERIFY(!site.network->discoverRange(0x101, 0x102, &problem));
+    QVERIFY(problem.contains("only listens"));
+    VOXVirtualTime::advance(2000);
+    QCOMPARE(list(site.sent, discovered.size()), list(0, 2));
     QVERIFY(site.noticed.value(0).startsWith("A second host"));
     // A node that speaks is asked, and stays.
     site.network->setSending(true);
+    QVERIFY(!site.network->discoverRange(0x102, 0x101, &problem));
+    QCOMPARE(problem,
+             QString("000102 to 000101 is no range of addresses: at most 65536, the first one first"));
     VOXVirtualTime::advance(20000);
     site.nodesBus->write(answer(KVR::GET_MOTOR_STATUS, addrOf(2)).data());
     QVERIFY(runUntil([&] { return site.motor(2) != nullptr; }, 2000));
@@ -497,6 +584,15 @@ void tst_VOXNetwork::plan()
     QVERIFY(site.network->setPlan(plan));
     QVERIFY(site.network->planStretch().startsWith("Positions are read each 10 s instead of 5 s"));
     VOXVirtualTime::advance(300000);
+    // What was set elsewhere is read in its time.
+    plan.settingsMs = 600000;
+    QVERIFY(site.network->setPlan(plan));
+    site.device(3)->setNodeLabel("Pantry");
+    // All times are stretched alike.
+    VOXVirtualTime::advance(1000000);
+    QCOMPARE(site.motor(3)->label(), QString("motor 3"));
+    VOXVirtualTime::advance(500000);
+    QCOMPARE(site.motor(3)->label(), QString("Pantry"));
     // The line is full, and yet a motor that moves is read more often.
     site.motor(7)->moveDown();
     VOXVirtualTime::advance(5000);

@@ -3,6 +3,7 @@
 #include "devices/tb60lvstub.h"
 #include "framework/buspendingcallwatcher.h"
 #include "messages/kvranswer.h"
+#include "proxies/hrmv2motorproxy.h"
 #include "proxies/kvrbcastproxy.h"
 #include "proxies/kvrgroupproxy.h"
 #include "proxies/kvrmotorproxy.h"
@@ -296,6 +297,7 @@ void tst_VOXScheduler::repeats_data()
     row("a move goes twice", "move", false, "03@0 03@0");
     row("a stop goes three times", "stop", false, "02@0 02@0 02@0");
     row("a setting goes twice", "setting", false, "13@0 13@0");
+    row("a stop goes three times past an echo", "echo", false, "02@0 02@0 02@0");
     row("a jog goes once", "jog", false, "04@0");
     row("a wink goes once", "wink", false, "05@0");
     row("a shift of a limit goes once", "shift", false, "11@0");
@@ -321,7 +323,8 @@ void tst_VOXScheduler::repeats()
     const auto start = [&] {
         if (call == "query")
             return proxy.getMotorPosition();
-        if (call == "stop")
+        site.line.setEcho(call == "echo");
+        if (call == "stop" || call == "echo")
             return proxy.ctrlStop();
         if (call == "setting")
             return proxy.setMotorRollingSpeed(10, 10, 10);
@@ -364,6 +367,16 @@ void tst_VOXScheduler::lateAcknowledgements()
     QCOMPARE(stop.error(), BusPendingCall::NoError);
     QCOMPARE(site.log(), QByteArray("01@0 02@0 0E@0 02@0"));
     QVERIFY(motor.status().state != KVRMotor::STATE_RUNNING);
+
+    // One of the older generation has no status to be read.
+    motor.delayFor = [](const VOXMessage &message) { return text(message).startsWith("54 03") ? -1 : 300; };
+    HRMv2MotorProxy older(First, site.scheduler->lane(VOXScheduler::User));
+    older.setMotorPosition(HRMv2::POSITION_PULSES, 100);
+    VOXVirtualTime::advance(250);
+    older.setMotorPosition(HRMv2::POSITION_STOP, 0);
+    VOXVirtualTime::advance(3000);
+    QVERIFY(!site.log().contains("0E"));
+    QCOMPARE(site.motors[0]->heard.count(motor.heard.constLast()), 2);
 }
 
 void tst_VOXScheduler::limits()
@@ -375,7 +388,14 @@ void tst_VOXScheduler::limits()
     limits.perNode = 3;
     limits.all = 6;
     limits.pollPeriodMs = 400;
-    site.scheduler->setLimits(limits);
+    QVERIFY(site.scheduler->setLimits(limits));
+    using Limits = VOXScheduler::Limits;
+    QString problem;
+    for (const Limits &wrong :
+         {Limits{86}, Limits{-1}, Limits{60, 101}, Limits{60, 85, 0}, Limits{60, 85, 8, 64, 512, 0}})
+        QVERIFY(!site.scheduler->setLimits(wrong, &problem));
+    QCOMPARE(problem, QString("pollPeriodMs is 0; it can be 1 to 2147483647"));
+    QCOMPARE(site.scheduler->limits().perNode, 3);
     site.proxy(0, VOXScheduler::Automatic).getMotorDirection();
     const auto jog = [&](int index, VOXScheduler::Lane lane) {
         return site.proxy(index, lane).ctrlMoveOf(KVRMotor::MOVEOF_PULSES_UP, 50);

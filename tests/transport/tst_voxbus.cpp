@@ -1,4 +1,5 @@
 #include "devices/tb60lvstub.h"
+#include "framework/serialdispatcher.h"
 #include "proxies/kvrmotorproxy.h"
 #include "support/columns.h"
 #include "support/ptyport.h"
@@ -6,6 +7,7 @@
 #include "support/recordingbus.h"
 #include "support/timers.h"
 #include "support/watching.h"
+#include "transport/voxbusurl.h"
 
 /// The byte stream bus: its line form and its device. How it finds frames is told in tst_framing.
 class tst_VOXBus : public QObject
@@ -15,6 +17,7 @@ class tst_VOXBus : public QObject
 private Q_SLOTS:
     void opening();
     void portSettings();
+    void urlsOfPorts();
     void serialPorts();
 };
 
@@ -69,6 +72,40 @@ void tst_VOXBus::portSettings()
     const BusPendingCall call = host.call(query(0x40));
     QCOMPARE(intervalsOf(dataOf(call)), QList<int>{5101});
     QVERIFY2(port->bytesToWrite() == 0, "it has been written, but not been sent");
+}
+
+void tst_VOXBus::urlsOfPorts()
+{
+    PipeDevice wire;
+    const PtyPort pty(wire);
+    const auto row = [&](const QString &query, const QString &expected) {
+        QString problem;
+        const auto bus = VOXBusUrl::openBus("serial://" + pty.name + query, &problem);
+        const QSerialPort *port = bus ? bus->findChild<QSerialPort *>() : nullptr;
+        const auto settings = [port] {
+            return list(port->baudRate(), int(port->parity()), port->flowControl() == 0);
+        };
+        const QString actual = port ? settings() : problem.section('\'', 1, 1) + problem.section(';', 1);
+        QCOMPARE(list(query, actual), list(query, expected));
+        if (!port)
+            return;
+        // Also when the adapter was pulled out and is back, and for a bus that was open all the time.
+        bus->open();
+        QCOMPARE(settings(), expected);
+        bus->close();
+        QVERIFY(bus->open());
+        QCOMPARE(settings(), expected);
+        QCOMPARE(static_cast<SerialDispatcher &>(bus->dispatcher()).rate(),
+                 expected.section(' ', 0, 0).toUInt());
+    };
+    const QString taken(" a serial bus takes baud, which is one of 1200, 2400, 4800, 9600, 19200, 38400, "
+                        "57600, and parity, which is odd, even or none");
+    row("", list(4800, 3, true));
+    row("?parity=even", list(4800, 2, true));
+    row("?baud=9600&parity=none", list(9600, 0, true));
+    row("?baud=57600&parity=odd", list(57600, 3, true));
+    for (const QString item : {"baud=0", "baud=4801", "baud=", "baud=9600x", "parity=Odd", "speed=9600"})
+        row("?" + item, item + taken);
 }
 
 void tst_VOXBus::serialPorts()

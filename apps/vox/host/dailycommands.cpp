@@ -9,12 +9,14 @@
 #include "vox/host/follow.h"
 #include "vox/host/target.h"
 #include "vox/outcome.h"
+#include "vox/words.h"
 
 #include <QJsonArray>
 
 namespace {
 constexpr int MaxWord = 0xffff;
 constexpr int MaxByte = 0xff;
+constexpr int MaxPercent = 100;
 const QString TargetHelp = QStringLiteral("An address of six hexadecimal digits.");
 const QString ManyHelp = QStringLiteral("An address of six hexadecimal digits, group:ADDRESS, or all.");
 
@@ -172,7 +174,6 @@ int runWink(const QStringList &arguments)
 /// Reads the place that vox goto goes to: "up", "down", "50%", "ip:3" or pulses.
 bool readPlace(const QString &text, KVRMotor::MoveToFunction *function, int *value)
 {
-    constexpr int MaxPercent = 100;
     const QString ipPrefix = QStringLiteral("ip:");
     *value = 0;
     if (text == QLatin1String("up") || text == QLatin1String("down")) {
@@ -212,8 +213,14 @@ int runGoto(const QStringList &arguments)
     int value = 0;
     if (!readPlace(daily.word(1), &function, &value))
         return daily.line.fail(
-            QStringLiteral("'%1' is no position: up, down, 0% to 100%, ip:1 and pulses are")
-                .arg(daily.word(1)));
+            QStringLiteral("'%1' is no position: up, down, 0% to 100%, ip:1 and pulses are%2")
+                .arg(daily.word(1),
+                     didYouMean(daily.word(1), {QStringLiteral("up"), QStringLiteral("down")})));
+    // A number that may have been meant as percent.
+    if (function == KVRMotor::MOVETO_PULSES && value <= MaxPercent)
+        printError(daily.name(),
+                   QStringLiteral("%1, not percent; '%2%' is percent")
+                       .arg(counted(value, "pulse"), QString::number(value)));
     const bool isWaiting = daily.line.parser().isSet(wait);
     if (isWaiting && daily.target.type != VOX::P2P)
         return daily.line.fail(QStringLiteral("--wait is for one node at a time"));

@@ -106,6 +106,19 @@ QString luaFields(unsigned char cmd)
                       .arg(QLatin1String(field.unit), QLatin1String(field.enumName));
     return fields.join(QStringLiteral(", "));
 }
+
+/// The answers that a command has in either set, but for ACK and NACK, as one more member of its table; else
+/// empty.
+QString luaAnswers(unsigned char cmd)
+{
+    QStringList answers;
+    for (const int answer : {int{KVR::findCmd(cmd).reply()}, int{HRMv2::findCmd(cmd).reply()}}) {
+        if (answer != 0 && answer != KVR::ACK)
+            answers += QStringLiteral("0x") + hex(answer);
+    }
+    answers.removeDuplicates();
+    return answers.isEmpty() ? QString() : QStringLiteral(", {%1}").arg(answers.join(QStringLiteral(", ")));
+}
 }
 
 QByteArray commandPage()
@@ -147,7 +160,8 @@ QByteArray commandLua()
     for (int cmd = 0; cmd <= LastCommand; ++cmd) {
         const auto id = static_cast<unsigned char>(cmd);
         if (!nameOf(id).isEmpty())
-            text += QStringLiteral("    [0x%1] = {\"%2\", {%3}},\n").arg(hex(cmd), nameOf(id), luaFields(id));
+            text += QStringLiteral("    [0x%1] = {\"%2\", {%3}%4},\n")
+                        .arg(hex(cmd), nameOf(id), luaFields(id), luaAnswers(id));
     }
     text += QStringLiteral("}\n\nlocal enumerations = {\n");
     const QMap<QString, Keys> all = enumerations();

@@ -8,10 +8,10 @@
 
 namespace {
 constexpr double Percent = 100;
-constexpr int ManyBytes = 100;
+constexpr int ManyBytes = 10;
 constexpr int Several = 3;
 constexpr int Many = 5;
-/// At least so many bytes without a pause are more than a disturbance.
+/// So many zero bytes at once are no disturbance of a frame.
 constexpr int BreakBytes = 11;
 constexpr double NoiseShare = 0.02;
 constexpr double JabberShare = 0.1;
@@ -20,6 +20,8 @@ constexpr double LossShare = 0.1;
 constexpr double BadShare = 0.5;
 constexpr double GoodShare = 0.05;
 constexpr int MaxNamed = 3;
+/// A driver counts so many where something is set wrong.
+constexpr quint32 ManyErrors = 10;
 
 using Nodes = QMap<unsigned int, NodeStatistics>;
 /// What stands in a sentence for %1, %2, ...
@@ -56,17 +58,19 @@ class Evidence
 public:
     Evidence(const LineStatistics &statistics, const QSet<unsigned int> &only)
         : totals(statistics.totals())
+        , port(statistics.portErrors().value_or(PortErrors()))
         , view(statistics.view())
         , nodes(statistics.nodes())
         , m_only(only)
     {
         for (const NodeStatistics &node : nodes) {
-            m_damage.damaged += node.damaged;
-            m_damage.requests += node.requests;
+            m_damage.damaged += node.spoilt;
+            m_damage.requests += node.sound;
         }
     }
 
     const LineStatistics::Totals &totals;
+    const PortErrors port;
     const LineStatistics::View view;
     const Nodes nodes;
 
@@ -84,19 +88,20 @@ public:
 
     Damage damageBeside(const NodeStatistics &node) const
     {
-        return {m_damage.damaged - node.damaged, m_damage.requests - node.requests};
+        return {m_damage.damaged - node.spoilt, m_damage.requests - node.sound};
     }
     /// Whether the damage that follows its requests is its own.
     bool isSpoilt(const NodeStatistics &node) const
     {
         const Damage others = damageBeside(node);
-        return node.damaged >= Many && share(node.damaged, node.requests) >= BadShare
-            && others.requests >= Many && others.share() <= GoodShare;
+        return node.spoilt >= Many && share(node.spoilt, node.sound) >= BadShare && others.requests >= Several
+            && others.share() <= GoodShare;
     }
     bool isSilent(const NodeStatistics &node) const
     {
         return view != LineStatistics::OneWay && node.requests >= Several && node.times.count() == 0
-            && node.frames == 0 && node.unanswered >= Several && node.damaged * 2 < node.requests;
+            && node.frames == 0 && node.unanswered >= Several && node.damaged * 2 < node.requests
+            && !isSpoilt(node);
     }
     bool isJabbering(const NodeStatistics &node) const
     {
@@ -110,6 +115,15 @@ public:
         return totals.echoes >= Several && share(totals.echoes, totals.requests) >= BadShare;
     }
     bool isDead() const { return totals.bytes >= ManyBytes && totals.goodFrames() == 0; }
+    bool hasWrongParity() const
+    {
+        return totals.goodFrames() == 0 && port.parity >= ManyErrors
+            && port.framing < port.parity / ManyErrors;
+    }
+    bool hasWrongRate() const
+    {
+        return totals.goodFrames() == 0 && !hasWrongParity() && port.framing + port.breaks >= ManyErrors;
+    }
     bool isAllSilent() const
     {
         const auto silent = std::count_if(nodes.begin(), nodes.end(),
@@ -118,16 +132,22 @@ public:
                    return node.frames == 0 && node.damaged == 0;
                });
     }
-    /// Pieces of the line that are damaged for no reason that is known.
-    int noises() const
+    bool isNoisy() const { return noises() >= Many && noiseShare() >= NoiseShare; }
+    double noiseShare() const { return share(noises(), noises() + totals.goodFrames()); }
+    /// Whether something is wrong with the line, by which answers get lost and late.
+    bool isDisturbed() const { return isDead() || isDoubled() || isNoisy() || hasCulprit(); }
+    /// Whether a node or a host is known that damages what others send.
+    bool hasCulprit() const
     {
-        int explained = 0;
-        for (const NodeStatistics &node : nodes)
-            explained += isSpoilt(node) ? node.damaged : 0;
-        return totals.damages - explained - std::min(totals.breaks, totals.damages);
+        return hasTwoHosts() || std::any_of(nodes.begin(), nodes.end(), [this](const NodeStatistics &node) {
+                   return isSpoilt(node) || isJabbering(node);
+               });
     }
 
 private:
+    /// Pieces of the line that are damaged, but for breaks.
+    int noises() const { return std::max(totals.damages - totals.breaks, 0); }
+
     const QSet<unsigned int> m_only;
     Damage m_damage;
 };
@@ -161,18 +181,35 @@ Finds once(bool holds, const Words &words)
 
 Finds nothing(const Evidence &line)
 {
-    return once(line.totals.bytes == 0, {});
+    return once(line.totals.bytes == 0 && !line.hasWrongParity() && !line.hasWrongRate(), {});
 }
 
 Finds noValidFrame(const Evidence &line)
 {
-    return once(line.isDead() && line.totals.breakBytes * 2 < line.totals.bytes,
+    return once(line.isDead() && !line.hasWrongParity() && !line.hasWrongRate()
+                    && line.totals.longestBreak < BreakBytes,
                 {counted(line.totals.bytes, "byte")});
+}
+
+Finds overrun(const Evidence &line)
+{
+    return once(line.port.overruns > 0, {counted(line.port.overruns, "overrun")});
+}
+
+Finds parity(const Evidence &line)
+{
+    return once(line.hasWrongParity(), {counted(line.port.parity, "parity error")});
+}
+
+Finds rate(const Evidence &line)
+{
+    return once(line.hasWrongRate(),
+                {counted(line.port.framing, "framing error"), counted(line.port.breaks, "break")});
 }
 
 Finds heldLow(const Evidence &line)
 {
-    return once(line.totals.breakBytes >= BreakBytes, {counted(line.totals.breakBytes, "zero byte")});
+    return once(line.totals.longestBreak >= BreakBytes, {counted(line.totals.longestBreak, "zero byte")});
 }
 
 Finds twoHosts(const Evidence &line)
@@ -182,10 +219,8 @@ Finds twoHosts(const Evidence &line)
 
 Finds noise(const Evidence &line)
 {
-    const int noises = line.noises();
-    const double damaged = share(noises, noises + line.totals.goodFrames());
-    return once(!line.isDead() && !line.hasTwoHosts() && noises >= Many && damaged >= NoiseShare,
-                {percent(damaged), counted(line.totals.failed, "failed check"),
+    return once(!line.isDead() && !line.hasCulprit() && line.isNoisy(),
+                {percent(line.noiseShare()), counted(line.totals.failed, "failed check"),
                  counted(line.totals.garbageBytes, "byte")});
 }
 
@@ -218,7 +253,7 @@ Finds twoNodesOrJoint(const Evidence &line)
     Finds finds;
     for (const auto &node :
          line.those([&](const NodeStatistics &node) { return node.surplus == 0 && line.isSpoilt(node); }))
-        finds += {VOX::toString(node.key()), Damage{node->damaged, node->requests}.toString(),
+        finds += {VOX::toString(node.key()), Damage{node->spoilt, node->sound}.toString(),
                   line.damageBeside(*node).toString()};
     return finds;
 }
@@ -241,12 +276,16 @@ Finds silent(const Evidence &line)
 
 Finds late(const Evidence &line)
 {
+    if (line.isDisturbed())
+        return {};
     return together(line.those([](const NodeStatistics &node) { return node.late >= Several; }),
                     &NodeStatistics::late, "answer");
 }
 
 Finds partly(const Evidence &line)
 {
+    if (line.isDisturbed())
+        return {};
     return together(line.those([&](const NodeStatistics &node) {
         return node.times.count() > 0 && node.late < Several && node.damaged * 2 < node.unanswered
             && node.unanswered >= Many && share(node.unanswered, node.requests) >= LossShare;
@@ -263,14 +302,18 @@ struct Rule
 // The first that holds goes first. docs/installer.md says what to do about each.
 const Rule rules[] = {
     {"nothing was heard: the wrong port, no power, a broken wire, or a wrong parity", nothing},
+    {"%1 and hardly any of framing: the parity is wrong; vox probe finds the right one", parity},
+    {"%1 and %2: the bit rate is wrong, or the two wires are swapped", rate},
     {"%1 and no valid frame among them: the bit rate or the parity is wrong, the wires are swapped, or two "
      "hosts talk in step",
      noValidFrame},
-    {"%1, a break: the line is held low by a short circuit, by swapped wires, or by a device that is broken",
+    {"%1 at once, a break: the line is held low by a short circuit, by swapped wires, or by a device that is "
+     "broken",
      heldLow},
     {"%1 began while another one waited for its answer: two hosts are on the line, or one that does not wait "
      "long enough",
      twoHosts},
+    {"the port has lost bytes in %1: this machine was too busy", overrun},
     {"%1 % of what came is damaged, with %2 and %3 of garbage: noise, a bad joint, or a missing termination",
      noise},
     {"%1 of %2 came twice, back to back", twice},

@@ -4,6 +4,7 @@
 #include "messages/kvr.h"
 #include "transport/voxframecutter.h"
 #include "vox/console.h"
+#include "vox/line/linelabels.h"
 
 #include <QDateTime>
 
@@ -57,18 +58,24 @@ QString checkOf(LineItem::Verdict verdict)
     }
 }
 
-QString ends(const VOXMessage &frame)
+QString nodeText(unsigned int addr, const LineLabels *labels)
+{
+    const QString label = labels ? printable(labels->of(addr)) : QString();
+    return label.isEmpty() ? VOX::toString(addr) : QStringLiteral("%1 (%2)").arg(VOX::toString(addr), label);
+}
+
+QString ends(const VOXMessage &frame, const LineLabels *labels)
 {
     switch (frame.addrType()) {
     case VOX::GROUP:
         return QStringLiteral("group %1").arg(VOX::toString(frame.bcastAddr(false)));
     case VOX::BCAST:
-        return QStringLiteral("%1 > all").arg(VOX::toString(frame.srcAddr(false)));
+        return QStringLiteral("%1 > all").arg(nodeText(frame.srcAddr(false), labels));
     case VOX::P2P:
         break;
     }
-    return QStringLiteral("%1 > %2").arg(VOX::toString(frame.srcAddr(false)),
-                                         VOX::toString(frame.destAddr(false)));
+    return QStringLiteral("%1 > %2").arg(nodeText(frame.srcAddr(false), labels),
+                                         nodeText(frame.destAddr(false), labels));
 }
 }
 
@@ -109,7 +116,7 @@ bool LineItem::isNack() const
     return isTaken() && frame.cmd() == KVR::NACK;
 }
 
-QString LineItem::toString() const
+QString LineItem::toString(const LineLabels *labels, qint64 answerNs) const
 {
     const QString time =
         QDateTime::fromMSecsSinceEpoch(timeNs / NsPerMs).toString(QStringLiteral("HH:mm:ss.zzz"));
@@ -117,7 +124,9 @@ QString LineItem::toString() const
         return QStringLiteral("%1  break  %2").arg(time, counted(bytes.size(), "zero byte"));
     if (!isFrame())
         return QStringLiteral("%1  garbage  %2").arg(time, hex(bytes));
-    QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame), commandOf(frame));
+    QString text = QStringLiteral("%1  %2  %3").arg(time, ends(frame, labels), commandOf(frame));
+    if (answerNs >= 0)
+        text += QStringLiteral("  after %1 ms").arg(static_cast<double>(answerNs) / NsPerMs, 0, 'f', 1);
     const auto values = VOXField::valuesOf(frame);
     for (const VOXField::Value &value : values)
         text += QStringLiteral("  %1=%2").arg(QLatin1String(value.field->name), value.toString());
@@ -129,7 +138,7 @@ QString LineItem::toString() const
     return text;
 }
 
-QJsonObject LineItem::toJson() const
+QJsonObject LineItem::toJson(const LineLabels *labels, qint64 answerNs) const
 {
     const QDateTime time = QDateTime::fromMSecsSinceEpoch(timeNs / NsPerMs, Qt::UTC);
     QJsonObject object{{QStringLiteral("time"),
@@ -150,6 +159,15 @@ QJsonObject LineItem::toJson() const
         object.insert(QStringLiteral("broadcast"), true);
     if (frame.addrType() == VOX::P2P)
         object.insert(QStringLiteral("destination"), VOX::toString(frame.destAddr(false)));
+    const std::pair<QString, unsigned int> ends[] = {{QStringLiteral("source"), frame.srcAddr(false)},
+                                                     {QStringLiteral("destination"), frame.destAddr(false)}};
+    for (const auto &[key, addr] : ends) {
+        const QString label = labels && object.contains(key) ? labels->of(addr) : QString();
+        if (!label.isEmpty())
+            object.insert(key + QStringLiteral("Label"), label);
+    }
+    if (answerNs >= 0)
+        object.insert(QStringLiteral("answerMs"), static_cast<double>(answerNs) / NsPerMs);
     object.insert(QStringLiteral("destinationType"), VOX::toString(frame.destNodeType()));
     object.insert(QStringLiteral("command"), commandOf(frame));
     object.insert(QStringLiteral("ack"), frame.isAck());

@@ -8,6 +8,8 @@
 #include <QJsonObject>
 #include <QString>
 
+class LineLabels;
+
 /// An item that came over a line: a frame, or bytes that are no frame. Its time is that of its last byte.
 struct LineItem
 {
@@ -21,6 +23,9 @@ struct LineItem
         Break
     };
 
+    /// The columns that the time takes at the beginning of a line.
+    static constexpr int TimeWidth = 14;
+
     /// The item that @p bytes, in line form, are if they came alone.
     static LineItem of(const QByteArray &bytes, qint64 timeNs);
     /// The same for bytes of which it is known that they are no frame.
@@ -30,9 +35,10 @@ struct LineItem
     bool isTaken() const { return verdict <= ChecksumForCrc; }
     bool isNack() const;
 
-    /// One line for people.
-    QString toString() const;
-    QJsonObject toJson() const;
+    /// One line for people. With @p labels, they stand beside the addresses. @p answerNs is the time from the
+    /// request to this answer, in nanoseconds; -1 if it is none.
+    QString toString(const LineLabels *labels = nullptr, qint64 answerNs = -1) const;
+    QJsonObject toJson(const LineLabels *labels = nullptr, qint64 answerNs = -1) const;
 
     /// Nanoseconds since 1970.
     qint64 timeNs = 0;

@@ -60,6 +60,12 @@ QStringList reportText(const LineStatistics &statistics, const QStringList &hint
                          QStringLiteral("%1, %2 of garbage, %3")
                              .arg(counted(totals.failed, "failed check"),
                                   counted(totals.garbageBytes, "byte"), counted(totals.breaks, "break"))};
+    if (statistics.isPort())
+        lines +=
+            QStringLiteral("the port's driver: %1")
+                .arg(statistics.portErrors()
+                         ? statistics.portErrors()->toString()
+                         : QStringLiteral("framing and parity errors, breaks and overruns are not counted"));
     const QMap<unsigned int, NodeStatistics> nodes = statistics.nodes();
     if (!nodes.isEmpty())
         lines += row(QStringLiteral("node  "),
@@ -113,23 +119,28 @@ QJsonObject reportJson(const LineStatistics &statistics, const QStringList &hint
         surplus += node->surplus;
         unanswered += node->unanswered;
     }
-    return {{QStringLiteral("frames"), totals.frames},
-            {QStringLiteral("byteCount"), totals.bytes},
-            {QStringLiteral("seconds"), seconds},
-            {QStringLiteral("framesPerSecond"), totals.frames / seconds},
-            {QStringLiteral("bytesPerSecond"), static_cast<double>(totals.bytes) / seconds},
-            {QStringLiteral("loadPercent"),
-             statistics.view() == LineStatistics::Line ? QJsonValue(statistics.load()) : QJsonValue()},
-            {QStringLiteral("failedChecks"), totals.failed},
-            {QStringLiteral("garbageBytes"), totals.garbageBytes},
-            {QStringLiteral("breaks"), totals.breaks},
-            {QStringLiteral("requests"), totals.requests},
-            {QStringLiteral("unanswered"), unanswered},
-            {QStringLiteral("late"), late},
-            {QStringLiteral("surplus"), surplus},
-            {QStringLiteral("echoes"), totals.echoes},
-            {QStringLiteral("clashes"), totals.clashes},
-            {QStringLiteral("forgottenNodes"), totals.forgotten},
-            {QStringLiteral("nodes"), array},
-            {QStringLiteral("hints"), QJsonArray::fromStringList(hints)}};
+    QJsonObject all{
+        {QStringLiteral("frames"), totals.frames},
+        {QStringLiteral("byteCount"), totals.bytes},
+        {QStringLiteral("seconds"), seconds},
+        {QStringLiteral("framesPerSecond"), totals.frames / seconds},
+        {QStringLiteral("bytesPerSecond"), static_cast<double>(totals.bytes) / seconds},
+        {QStringLiteral("loadPercent"),
+         statistics.view() == LineStatistics::Line ? QJsonValue(statistics.load()) : QJsonValue()},
+        {QStringLiteral("failedChecks"), totals.failed},
+        {QStringLiteral("garbageBytes"), totals.garbageBytes},
+        {QStringLiteral("breaks"), totals.breaks},
+        {QStringLiteral("requests"), totals.requests},
+        {QStringLiteral("unanswered"), unanswered},
+        {QStringLiteral("late"), late},
+        {QStringLiteral("surplus"), surplus},
+        {QStringLiteral("echoes"), totals.echoes},
+        {QStringLiteral("clashes"), totals.clashes},
+        {QStringLiteral("forgottenNodes"), totals.forgotten},
+        {QStringLiteral("nodes"), array},
+        {QStringLiteral("hints"), QJsonArray::fromStringList(hints)}};
+    if (statistics.isPort())
+        all.insert(QStringLiteral("port"),
+                   statistics.portErrors() ? statistics.portErrors()->toJson() : QJsonValue());
+    return all;
 }

@@ -9,9 +9,10 @@
 namespace {
 constexpr double NsPerSecond = 1e9;
 constexpr qint64 BitsPerByte = 11;
-constexpr qint64 LineRate = 4800;
 /// Adapters hand over what has come in this time at once.
 constexpr qint64 BurstNs = 16000000;
+/// Nodes answer a request to all within this time.
+constexpr qint64 SharedNs = 500000000;
 /// What comes after such a pause is not the same disturbance any more.
 constexpr qint64 PauseNs = 100000000;
 
@@ -28,9 +29,16 @@ bool expectsAnswer(const VOXMessage &request)
 }
 }
 
-qint64 LineStatistics::lineNs(qint64 bytes)
+void LineStatistics::setPortErrors(const std::optional<PortErrors> &errors)
 {
-    return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / LineRate;
+    m_isPort = true;
+    m_portErrors = errors;
+}
+
+/// The time that @p bytes take on the line.
+qint64 LineStatistics::lineNs(qint64 bytes) const
+{
+    return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / m_rate;
 }
 
 LineNotes LineStatistics::setTime(qint64 timeNs)
@@ -41,6 +49,14 @@ LineNotes LineStatistics::setTime(qint64 timeNs)
     m_isLive = true;
     m_lastNs = std::max(m_lastNs, timeNs);
     expire(timeNs, &notes);
+    return notes;
+}
+
+LineNotes LineStatistics::close()
+{
+    LineNotes notes;
+    for (auto node = m_nodes.begin(); node != m_nodes.end(); ++node)
+        settle(node.key(), node->open.close(m_lastNs), &notes);
     return notes;
 }
 
@@ -67,7 +83,7 @@ void LineStatistics::addDamage(const LineItem &item, LineNotes *notes)
         m_totals.garbageBytes += static_cast<int>(item.bytes.size());
     const bool isNew = m_damagedNs < 0 || item.timeNs - m_damagedNs > PauseNs;
     if (item.verdict == LineItem::Break) {
-        m_totals.breakBytes += static_cast<int>(item.bytes.size());
+        m_totals.longestBreak = std::max(m_totals.longestBreak, static_cast<int>(item.bytes.size()));
         m_totals.breaks += isNew || !m_isLow ? 1 : 0;
     }
     m_isLow = item.verdict == LineItem::Break;
@@ -78,13 +94,15 @@ void LineStatistics::addDamage(const LineItem &item, LineNotes *notes)
         if (known != m_nodes.end())
             ++known->failed;
     }
-    m_totals.damages += isNew ? 1 : 0;
+    const bool areManyAsked = m_shared.count != 0 && item.timeNs - m_shared.lastNs < SharedNs;
+    m_totals.damages += isNew && !areManyAsked ? 1 : 0;
     m_damagedNs = item.timeNs;
     if (!m_asked.isOpen || item.timeNs - m_asked.request.timeNs > OpenRequests::TimeoutNs)
         return;
     m_asked.isOpen = false;
     NodeStatistics &asked = node(m_asked.node);
     ++asked.damaged;
+    asked.spoilt += m_asked.isSound ? 1 : 0;
     asked.open.spoil();
     notes->push_back({LineNote::Damaged, m_asked.node, m_asked.request});
 }
@@ -93,7 +111,8 @@ void LineStatistics::addFrame(const LineItem &item, LineNotes *notes)
 {
     m_damagedNs = -1;
     const unsigned int source = item.frame.srcAddr(false);
-    if (source != VOXBus::addr()) {
+    // A frame to a group does not tell who has sent it.
+    if (source != VOXBus::addr() && item.frame.addrType() != VOX::GROUP) {
         addFromNode(item, notes);
     } else if (isTwice(item)) {
         ++m_totals.echoes;
@@ -128,11 +147,13 @@ void LineStatistics::addRequest(const LineItem &item, LineNotes *notes)
         ++m_totals.clashes;
         notes->push_back({LineNote::Clash, m_asked.node, m_asked.request});
     }
-    m_asked = {addr, item, expectsAnswer(item.frame)};
+    const bool isSound = m_asked.isAnswered && m_damagedNs < 0;
+    m_asked = {addr, item, expectsAnswer(item.frame), isSound, !expectsAnswer(item.frame)};
     if (!m_asked.isOpen)
         return;
     NodeStatistics &asked = node(addr);
     ++asked.requests;
+    asked.sound += isSound ? 1 : 0;
     asked.askedNs = item.timeNs;
     settle(addr, asked.open.add(item, answerTo(item.frame)), notes);
     m_due.push_back({item.timeNs + OpenRequests::LostNs, addr});
@@ -162,7 +183,11 @@ void LineStatistics::addFromNode(const LineItem &item, LineNotes *notes)
     }
     OpenRequests::Outcome outcome;
     if (const LineItem *request = isAnswer ? source.open.answer(item, &outcome) : nullptr) {
-        m_asked.isOpen = m_asked.isOpen && m_asked.node != addr;
+        if (m_asked.node == addr) {
+            m_asked.isAnswered =
+                m_asked.isOpen && item.timeNs - m_asked.request.timeNs <= OpenRequests::TimeoutNs;
+            m_asked.isOpen = false;
+        }
         source.answeredNs = item.timeNs;
         source.answerCmd = answerTo(request->frame);
         notes->push_back({LineNote::Answered, addr, *request, item.timeNs - request->timeNs});

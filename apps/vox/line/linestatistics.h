@@ -3,6 +3,7 @@
 
 #include "vox/line/lineitem.h"
 #include "vox/line/nodestatistics.h"
+#include "vox/line/porterrors.h"
 
 #include <QMap>
 
@@ -67,10 +68,11 @@ public:
         /// Frames whose check failed.
         int failed = 0;
         int garbageBytes = 0;
-        /// Zero bytes, and how often they came.
-        int breakBytes = 0;
+        /// How often zero bytes came, and the most that came at once.
         int breaks = 0;
+        int longestBreak = 0;
         /// Pieces of the line without a good frame in between, or a pause, in which something was damaged.
+        /// Not where many were asked at once: their answers overlap on a line that is in order.
         int damages = 0;
         /// Requests from a host, also to groups and to all; each once that came twice, back to back.
         int requests = 0;
@@ -84,12 +86,20 @@ public:
 
     void setView(View view) { m_view = view; }
     View view() const { return m_view; }
+    /// Sets the bit rate of the line; it is 4800 without this.
+    void setRate(int bitsPerSecond) { m_rate = bitsPerSecond; }
+    /// The line is a serial port whose driver has counted this so far, or counts nothing.
+    void setPortErrors(const std::optional<PortErrors> &errors);
+    bool isPort() const { return m_isPort; }
+    const std::optional<PortErrors> &portErrors() const { return m_portErrors; }
 
     /// Takes what has come over the line. Gives what is known by that, which may be about earlier requests.
     LineNotes add(const LineItem &item);
     /// Listening has begun, or goes on, at @p timeNs. Without it, time runs from the first frame to the last.
     /// Gives the requests of which it is now clear that nobody answers them.
     LineNotes setTime(qint64 timeNs);
+    /// Nothing comes any more: settles all requests for which hosts do not wait any more.
+    LineNotes close();
 
     const Totals &totals() const { return m_totals; }
     /// By address, with all requests settled for which hosts do not wait any more.
@@ -98,9 +108,6 @@ public:
     double seconds() const;
     /// How much of that time bytes have taken on a line, in percent.
     double load() const;
-
-    /// The time that @p bytes take on a line.
-    static qint64 lineNs(qint64 bytes);
 
 private:
     /// The last request to all, or to a group. It may have been sent several times in a row.
@@ -117,6 +124,9 @@ private:
         unsigned int node = 0;
         LineItem request;
         bool isOpen = false;
+        /// Whether the one before was answered in time.
+        bool isSound = true;
+        bool isAnswered = true;
     };
     struct Due
     {
@@ -124,6 +134,7 @@ private:
         unsigned int node;
     };
 
+    qint64 lineNs(qint64 bytes) const;
     void addDamage(const LineItem &item, LineNotes *notes);
     void addFrame(const LineItem &item, LineNotes *notes);
     void addRequest(const LineItem &item, LineNotes *notes);
@@ -139,6 +150,9 @@ private:
     void forgetSome();
 
     View m_view = Line;
+    int m_rate = 4800;
+    bool m_isPort = false;
+    std::optional<PortErrors> m_portErrors;
     Totals m_totals;
     QMap<unsigned int, NodeStatistics> m_nodes;
     // When requests will be lost, in the order of time.

@@ -2,6 +2,7 @@
 #define LINETAP_H
 
 #include "vox/line/framescanner.h"
+#include "vox/line/porterrors.h"
 
 #include <QBasicTimer>
 #include <QObject>
@@ -9,9 +10,11 @@
 #include <memory>
 
 class QIODevice;
+class QSocketNotifier;
 struct VOXBusUrl;
 
-/// Listens to a bus, and never sends.
+/// Listens to a bus, and never sends. What comes has the time at which its last byte came: of a datagram as
+/// the system tells it, of a serial line when it was read.
 class LineTap : public QObject
 {
 public:
@@ -19,11 +22,18 @@ public:
     static std::unique_ptr<LineTap> open(const VOXBusUrl &url, std::function<void(const LineItem &)> found,
                                          QString *problem);
 
-    /// Nanoseconds since 1970.
+    /// The same on a line that is open already, and outlives this.
+    static std::unique_ptr<LineTap> on(QIODevice *line, std::function<void(const LineItem &)> found);
+    ~LineTap() override;
+
+    /// Nanoseconds since 1970, by a clock that nobody sets.
     static qint64 nowNs();
 
     /// Shows the bytes that have come and not been shown yet.
     void flush() { m_scanner.flush(); }
+    /// What the driver of a serial port has counted since it was opened here. Empty if it counts nothing, and
+    /// for other buses.
+    std::optional<PortErrors> portErrors() const;
     /// Called when the line has gone, with the reason.
     std::function<void(const QString &)> onGone;
 
@@ -37,10 +47,17 @@ private:
     explicit LineTap(std::function<void(const LineItem &)> found);
     bool openSerial(const VOXBusUrl &url, QString *problem);
     bool openSocket(const VOXBusUrl &url, QString *problem);
+    void listen(QIODevice *line);
+    bool readDatagram();
 
     FrameScanner m_scanner;
     QBasicTimer m_pauseTimer;
     QString m_limitation;
+    int m_socket = -1;
+    std::unique_ptr<QSocketNotifier> m_notifier;
+    qint64 m_timeNs = 0;
+    int m_portDescriptor = -1;
+    PortErrors m_firstPortErrors;
 };
 
 #endif

@@ -21,6 +21,10 @@ struct NodeStatistics
     int surplus = 0;
     /// Requests after which something damaged came in place of the answer.
     int damaged = 0;
+    /// Requests on a line that was in order: the one before was answered in time. Then those of them after
+    /// which something damaged came. What one node spoils, others may not understand, and spoil the next.
+    int sound = 0;
+    int spoilt = 0;
     /// Frames that name this node as their sender and whose check failed.
     int failed = 0;
     /// Frames, and their bytes, that nobody has asked for.

@@ -8,6 +8,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <unistd.h>
 
 namespace {
 constexpr int LinkType = DLT_USER0;
@@ -38,9 +39,26 @@ void PcapWriter::Closer::operator()(pcap_dumper *file) const
 
 bool PcapWriter::open(const QString &name, QString *problem)
 {
+    return begin(openFile(name, "wb"), name, problem);
+}
+
+bool PcapWriter::openOutput(QString *problem)
+{
+    if (isTerminal()) {
+        *problem =
+            QStringLiteral("a terminal cannot show a capture; pipe it into a program, or write it to a file");
+        return false;
+    }
+    outliveReader();
+    // Closing the capture leaves the stream of the program open.
+    return begin(::fdopen(::dup(STDOUT_FILENO), "wb"), QStringLiteral("to standard output"), problem);
+}
+
+bool PcapWriter::begin(std::FILE *file, const QString &name, QString *problem)
+{
     const Capture format(
         pcap_open_dead_with_tstamp_precision(LinkType, SnapLength, PCAP_TSTAMP_PRECISION_NANO), pcap_close);
-    if (std::FILE *file = openFile(name, "wb"))
+    if (file)
         m_file.reset(pcap_dump_fopen(format.get(), file));
     if (m_file && pcap_dump_flush(m_file.get()) == 0)
         return true;
@@ -58,7 +76,9 @@ bool PcapWriter::write(const LineItem &item)
               reinterpret_cast<const u_char *>(item.bytes.constData()));
     pcap_dump_flush(m_file.get());
     // Writing a part of a long record may have failed before.
-    return !std::ferror(pcap_dump_file(m_file.get()));
+    const bool hasFailed = std::ferror(pcap_dump_file(m_file.get())) != 0;
+    m_hasReaderLeft = hasFailed && errno == EPIPE;
+    return !hasFailed;
 }
 
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem)

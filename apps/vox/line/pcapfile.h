@@ -3,6 +3,7 @@
 
 #include "vox/line/lineitem.h"
 
+#include <cstdio>
 #include <memory>
 #include <vector>
 
@@ -14,16 +15,23 @@ class PcapWriter
 {
 public:
     bool open(const QString &name, QString *problem);
+    /// Writes to standard output, for a program at the other end of a pipe. False if that is a terminal.
+    bool openOutput(QString *problem);
     /// Writes @p item at once, so that a reader may follow. False if the file cannot take it.
     bool write(const LineItem &item);
+    /// Whether the last write() has failed because the other end of the pipe was closed.
+    bool hasReaderLeft() const { return m_hasReaderLeft; }
 
 private:
+    bool begin(std::FILE *file, const QString &name, QString *problem);
+
     struct Closer
     {
         void operator()(pcap_dumper *file) const;
     };
 
     std::unique_ptr<pcap_dumper, Closer> m_file;
+    bool m_hasReaderLeft = false;
 };
 
 /// Reads a capture, classic or pcapng. False if the file is no capture, has another link type, or is damaged;

@@ -170,7 +170,8 @@ int runSim(const QStringList &arguments)
                        "VOX_BUS. Lines on "
                        "standard input show how nodes are, and make faults; 'help' there lists them. With "
                        "--json all answers to them are JSON."),
-        QStringLiteral("vox sim --config examples/network/floor.json"),
+        QStringLiteral("vox sim --config %1")
+            .arg(CommandLine::examplePath(QStringLiteral("network/floor.json"))),
         CommandLine::BusOption | CommandLine::JsonOption);
     const QCommandLineOption node(
         QStringLiteral("node"),
