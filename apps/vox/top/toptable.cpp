@@ -2,6 +2,7 @@
 
 #include "messages/kvr.h"
 #include "messages/voxcommandtrait.h"
+#include "vox/outcome.h"
 
 #include <QDateTime>
 #include <QJsonObject>
@@ -141,7 +142,7 @@ QJsonObject TopRow::toJson() const
         {QStringLiteral("unanswered"), unanswered},
         {QStringLiteral("late"), late},
         {QStringLiteral("damaged"), damaged},
-        {QStringLiteral("medianMs"), medianMs < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(medianMs)},
+        {QStringLiteral("medianMs"), msOrNull(medianMs)},
         {QStringLiteral("refusal"), refusal.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(refusal)},
         {QStringLiteral("since"), timeOrNull(badSinceNs)}};
 }
