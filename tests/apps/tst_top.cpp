@@ -231,11 +231,11 @@ void tst_Top::pictures_data()
          R"(!5 000102 Bar\?\[2J +\[######\] 100% silent )",
          R"(!6 000103 Hall             \[......\]   0% damaged )",
          R"(7 000201 Office 1         \[###...\]  4.% opening )", "22 000210 Office 16 ",
-         "23 s sort: address .* rows 1-19$"});
+         "23 s sort: address .* 1-19 of 34$"});
     row("120 x 40", {120, 40},
         {R"(4 000101 Lobby            \[#+[.]+\]  ..% closing )", "!5 000102 .* since ..:..:..$",
          "!6 000103 .* since ..:..:..$", "7 000201 .* NODE_IS_LOCKED  ..:..:..$",
-         "37 000401 Gateway +- +[0-9]", "38 $", "39 s sort: address .* rows 1-34$"});
+         "37 000401 Gateway +- +[0-9]", "38 $", "39 s sort: address .* 1-34 of 34$"});
 }
 
 void tst_Top::pictures()
@@ -351,9 +351,9 @@ void tst_Top::sorting()
     // No further than there are rows.
     building.view.lines({80, 24});
     shown("\x1b[6~\x1b[6~\x1b[6~\x1b[B");
-    QVERIFY(building.view.lines({80, 24}).last().text.endsWith("rows 16-34"));
+    QVERIFY(building.view.lines({80, 24}).last().text.endsWith(" 16-34 of 34"));
     shown("\x1b[5~\x1b[A");
-    QVERIFY(building.view.lines({80, 24}).last().text.endsWith("rows 1-19"));
+    QVERIFY(building.view.lines({80, 24}).last().text.endsWith(" 1-19 of 34"));
 }
 
 void tst_Top::aFullDisk()

@@ -69,7 +69,8 @@ bool NodeChoice::find(VOXBus &bus, const QString &command)
     }
     for (const unsigned int addr : found.addrs)
         m_addrs += addr & VOX::AddrMask;
-    m_addrs += m_list.nodes.keys().toVector();
+    for (auto node = m_list.nodes.begin(); node != m_list.nodes.end(); ++node)
+        m_addrs += node.key();
     std::sort(m_addrs.begin(), m_addrs.end());
     m_addrs.erase(std::unique(m_addrs.begin(), m_addrs.end()), m_addrs.end());
     if (!m_addrs.isEmpty())

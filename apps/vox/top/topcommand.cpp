@@ -37,7 +37,7 @@ struct Options
                    "Shows the nodes of a bus, as they are now: where each blind hangs, what its motor does, "
                    "how many requests were answered and lost, and how long answers take. Red are "
                    "nodes that are silent, or whose answers come damaged. Asks the nodes, if not "
-                   "told to listen; a capture is played. Keys: s sorts, / filters, p pauses, w "
+                   "told to listen; a capture is played. Keys: s sorts, / filters, p pauses, d searches, w "
                    "writes a file, q ends. Where there is no screen, prints a table each 5 s."),
                QStringLiteral("vox top --passive"), CommandLine::BusOption | CommandLine::JsonOption)
     {
