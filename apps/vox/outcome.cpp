@@ -103,3 +103,9 @@ void printJson(const QJsonObject &object)
 {
     printLine(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
 }
+
+QJsonValue msOrNull(double ms)
+{
+    constexpr double Tenths = 10;
+    return ms < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(qRound(ms * Tenths) / Tenths);
+}

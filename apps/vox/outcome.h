@@ -52,5 +52,7 @@ enum class Asking {
 Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall()> &call);
 
 void printJson(const QJsonObject &object);
+/// Milliseconds with one digit behind the point; null for a negative number, which stands for none.
+QJsonValue msOrNull(double ms);
 
 #endif

@@ -3,10 +3,8 @@
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
-#include "support/files.h"
 #include "transport/voxbus.h"
 #include "vox/host/counters.h"
-#include "vox/host/nodechoice.h"
 #include "vox/host/pinger.h"
 #include "vox/warnings.h"
 
@@ -23,7 +21,6 @@ private Q_SLOTS:
     void pings();
     void anEndBeforeTheEnd();
     void counters();
-    void buildingLists();
 };
 
 namespace {
@@ -154,33 +151,6 @@ void tst_Ping::counters()
                      "!000003  Bar          1 -65534\n"
                      "!000004  (no answer)         -"));
     QVERIFY(lines.last().startsWith("0 everywhere: txFailures, collisions, "));
-}
-
-void tst_Ping::buildingLists()
-{
-    const QTemporaryDir folder;
-    const auto good = [&](const char *content, const char *labels) {
-        const QString name = folder.filePath("list.json");
-        setContents(name, content);
-        BuildingList building;
-        QString problem;
-        QVERIFY2(building.read(name, &problem), qPrintable(problem));
-        QStringList read;
-        for (auto node = building.labels.begin(); node != building.labels.end(); ++node)
-            read += VOX::toString(node.key()) + ' ' + node.value();
-        QCOMPARE(list(building.name, read.join(", ")), list("list.json", labels));
-    };
-    good(R"({"nodes": [{"model": "TB20", "address": "000101-000102", "label": "Room {n}"}]})",
-         "000101 Room 1, 000102 Room 2");
-    good(R"([{"address": "000102", "label": null}, {"address": "000101", "label": "Hall"}])",
-         "000101 Hall, 000102 ");
-    for (const char *bad : {"[{\"address\": \"1\"}]", "[7]", "{\"nodes\": 7}", "hello", ""}) {
-        setContents(folder.filePath("list.json"), bad);
-        BuildingList building;
-        QString problem;
-        QVERIFY2(!building.read(folder.filePath("list.json"), &problem), bad);
-        QVERIFY2(problem.contains("list.json"), qPrintable(problem));
-    }
 }
 
 static const VOXVirtualTime virtualTime;

@@ -44,7 +44,7 @@ void printReading(const NodeChoice &choice, const Reading &reading, const Readin
     for (const VOX::Addr addr : choice.addrs()) {
         const std::optional<Counters::Values> old = before.value(addr);
         const std::optional<Counters::Values> now = reading.value(addr);
-        table.addRow(addr, choice.labelOf(addr), old, now);
+        table.addRow(addr, printable(choice.labelOf(addr)), old, now);
         if (!isJson)
             continue;
         QJsonObject object{{QStringLiteral("reading"), before.isEmpty() ? 1 : 2},

@@ -1,58 +1,25 @@
 #include "vox/host/nodechoice.h"
 
-#include "simulation/voxsimulation.h"
 #include "transport/voxbus.h"
 #include "vox/command.h"
 #include "vox/console.h"
 #include "vox/host/discovery.h"
+#include "vox/words.h"
 
-#include <QFile>
 #include <QFileInfo>
-#include <QJsonArray>
-#include <QJsonDocument>
-#include <QJsonObject>
 
 #include <algorithm>
 
 namespace {
 const QString CompareName = QStringLiteral("compare");
-/// A broadcast, and each answer to it, may be lost.
-constexpr int RoundsWithoutNews = 2;
-
-bool readScan(const QJsonArray &nodes, QMap<VOX::Addr, QString> *labels, QString *problem)
-{
-    for (const QJsonValue &node : nodes) {
-        VOX::Addr addr = 0;
-        if (!VOX::readNodeAddr(node.toObject().value(QStringLiteral("address")).toString(), &addr, problem))
-            return false;
-        labels->insert(addr, node.toObject().value(QStringLiteral("label")).toString());
-    }
-    return true;
-}
 }
 
-bool BuildingList::read(const QString &fileName, QString *problem)
+QCommandLineOption NodeChoice::listOption()
 {
-    QFile file(fileName);
-    if (!file.open(QIODevice::ReadOnly)) {
-        *problem = QStringLiteral("cannot read %1: %2").arg(fileName, file.errorString());
-        return false;
-    }
-    name = QFileInfo(fileName).fileName();
-    const QJsonDocument scan = QJsonDocument::fromJson(file.readAll());
-    if (scan.isArray()) {
-        const bool isRead = readScan(scan.array(), &labels, problem);
-        if (!isRead)
-            *problem = QStringLiteral("%1: %2").arg(fileName, *problem);
-        return isRead;
-    }
-    VOXSimulation network;
-    if (!network.load(fileName, problem))
-        return false;
-    const QVector<VOX::Addr> addrs = network.addresses();
-    for (const VOX::Addr addr : addrs)
-        labels.insert(addr, network.settings(addr).value(QStringLiteral("label")).toString());
-    return true;
+    return {CompareName,
+            QStringLiteral("The building's list: a network file, or what vox scan --json has printed. Its "
+                           "nodes count whether or not they answer."),
+            QStringLiteral("FILE")};
 }
 
 void NodeChoice::addTo(CommandLine &line)
@@ -61,10 +28,7 @@ void NodeChoice::addTo(CommandLine &line)
                      QStringLiteral("Addresses of six hexadecimal digits, or all, which it is without any: "
                                     "who answers a broadcast, and who is in the list of --compare."),
                      QStringLiteral("[ADDRESS...|all]"));
-    line.addOptions({{CompareName,
-                      QStringLiteral("The building's list: a network file, or what vox scan --json has "
-                                     "printed."),
-                      QStringLiteral("FILE")}});
+    line.addOptions({listOption()});
 }
 
 bool NodeChoice::read(const CommandLine &line)
@@ -76,13 +40,15 @@ bool NodeChoice::read(const CommandLine &line)
         VOX::Addr addr = 0;
         if (word == QLatin1String("all"))
             m_isAll = true;
-        else if (!VOX::readNodeAddr(word, &addr, &problem))
+        else if (!VOX::readNodeAddr(word, &addr, &problem)) {
+            problem += didYouMean(nearest(word, {QStringLiteral("all")}));
             break;
-        else if (!m_addrs.contains(addr))
+        } else if (!m_addrs.contains(addr))
             m_addrs += addr;
     }
-    const bool hasList = line.parser().isSet(CompareName);
-    if (problem.isEmpty() && (!hasList || m_list.read(line.parser().value(CompareName), &problem)))
+    const QString fileName = line.parser().value(CompareName);
+    m_listName = QFileInfo(fileName).fileName();
+    if (problem.isEmpty() && (fileName.isEmpty() || m_list.read(fileName, &problem)))
         return true;
     m_exitCode = line.fail(problem);
     return false;
@@ -92,26 +58,19 @@ bool NodeChoice::find(VOXBus &bus, const QString &command)
 {
     if (!m_isAll)
         return true;
-    QVector<unsigned int> found;
-    for (int roundsLeft = RoundsWithoutNews; roundsLeft > 0; --roundsLeft) {
-        printProgress(QStringLiteral("looking who is there, %1 found").arg(found.size()));
-        const BusPendingCall discovery = discoverNodes(bus);
-        discovery.waitForFinished();
-        const QVector<unsigned int> known = found;
-        found = discoveredAddrs(discovery, known);
-        if (found != known)
-            roundsLeft = RoundsWithoutNews + 1;
-        if (!discovery.isError())
-            continue;
-        printProgress(QString());
-        printError(command, discovery.errorString());
+    const DiscoveredNodes found = findNodes(bus, 0, [](const DiscoveredNodes &soFar) {
+        printProgress(QStringLiteral("looking who is there, %1 found").arg(soFar.addrs.size()));
+    });
+    printProgress(QString());
+    if (!found.problem.isEmpty()) {
+        printError(command, found.problem);
         m_exitCode = Failure;
         return false;
     }
-    printProgress(QString());
-    for (const unsigned int addr : qAsConst(found))
+    for (const unsigned int addr : found.addrs)
         m_addrs += addr & VOX::AddrMask;
-    m_addrs += m_list.labels.keys().toVector();
+    for (auto node = m_list.nodes.begin(); node != m_list.nodes.end(); ++node)
+        m_addrs += node.key();
     std::sort(m_addrs.begin(), m_addrs.end());
     m_addrs.erase(std::unique(m_addrs.begin(), m_addrs.end()), m_addrs.end());
     if (!m_addrs.isEmpty())
@@ -119,9 +78,4 @@ bool NodeChoice::find(VOXBus &bus, const QString &command)
     printError(command, QStringLiteral("nobody has answered"));
     m_exitCode = Failure;
     return false;
-}
-
-QString NodeChoice::labelOf(VOX::Addr addr) const
-{
-    return printable(m_list.labels.value(addr));
 }

@@ -1,32 +1,21 @@
 #ifndef NODECHOICE_H
 #define NODECHOICE_H
 
-#include "messages/vox.h"
+#include "vox/host/listednodes.h"
 
-#include <QMap>
+#include <QCommandLineOption>
 #include <QVector>
 
 class CommandLine;
 class VOXBus;
-
-/// The nodes of a building as a file lists them.
-struct BuildingList
-{
-    /// Reads a network file, as `vox sim --config` takes it, or what `vox scan --json` has printed. False if
-    /// it is neither; @p problem says why, in one line.
-    bool read(const QString &fileName, QString *problem);
-
-    /// Of the file, without its folder; empty without a list.
-    QString name;
-    /// By address; empty for a node without a label.
-    QMap<VOX::Addr, QString> labels;
-};
 
 /// The nodes that a command asks: those that its command line names, or those that answer a broadcast and
 /// those that are in a building's list.
 class NodeChoice
 {
 public:
+    /// --compare, which names a building's list.
+    static QCommandLineOption listOption();
     /// Lets @p line take addresses, or "all", and --compare.
     static void addTo(CommandLine &line);
 
@@ -38,14 +27,16 @@ public:
     int exitCode() const { return m_exitCode; }
 
     const QVector<VOX::Addr> &addrs() const { return m_addrs; }
-    const BuildingList &list() const { return m_list; }
+    /// The list's file without its folder; empty without a list.
+    const QString &listName() const { return m_listName; }
     /// Whether the list, if there is one, has the node.
-    bool isListed(VOX::Addr addr) const { return m_list.labels.contains(addr); }
-    /// As the list has it, printable; empty if it has none.
-    QString labelOf(VOX::Addr addr) const;
+    bool isListed(VOX::Addr addr) const { return m_list.nodes.contains(addr); }
+    /// As the list has it; empty if it has none.
+    QString labelOf(VOX::Addr addr) const { return m_list.nodes.value(addr).label; }
 
 private:
-    BuildingList m_list;
+    ListedNodes m_list;
+    QString m_listName;
     QVector<VOX::Addr> m_addrs;
     bool m_isAll = false;
     int m_exitCode = 0;

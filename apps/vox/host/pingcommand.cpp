@@ -19,26 +19,9 @@ constexpr int MaxCount = 100000;
 constexpr double Median = 0.5;
 constexpr double Worst = 1;
 
-QJsonValue numberOrNull(double ms)
-{
-    constexpr int DigitsOfMs = 10;
-    return ms < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(qRound(ms * DigitsOfMs) / double{DigitsOfMs});
-}
-
 QString msText(double ms)
 {
     return ms < 0 ? QStringLiteral("-") : QStringLiteral("%1 ms").arg(ms, 0, 'f', 1);
-}
-
-QJsonObject toJson(const PingFigures &figures)
-{
-    return {{QStringLiteral("sent"), figures.sent},
-            {QStringLiteral("answered"), figures.answered},
-            {QStringLiteral("late"), figures.late},
-            {QStringLiteral("damaged"), figures.damaged},
-            {QStringLiteral("lost"), figures.lost()},
-            {QStringLiteral("medianMs"), numberOrNull(figures.answerMs(Median))},
-            {QStringLiteral("worstMs"), numberOrNull(figures.answerMs(Worst))}};
 }
 
 QStringList toCells(const PingFigures &figures)
@@ -82,7 +65,7 @@ public:
             isBad += figures.answered < figures.sent;
         };
         for (const auto &[addr, figures] : m_pinger.figures())
-            add(VOX::toString(addr), m_choice.labelOf(addr), figures);
+            add(VOX::toString(addr), printable(m_choice.labelOf(addr)), figures);
         add(QStringLiteral("sum"), counted(static_cast<qint64>(m_pinger.figures().size()), "node"),
             m_pinger.sum());
         const QStringList lines = table.toLines();
@@ -97,15 +80,15 @@ public:
     void printJson() const
     {
         for (const auto &[addr, figures] : m_pinger.figures()) {
-            QJsonObject object = toJson(figures);
+            QJsonObject object = figures.toJson();
             object.insert(QStringLiteral("address"), VOX::toString(addr));
             if (hasList()) {
-                object.insert(QStringLiteral("label"), m_choice.list().labels.value(addr));
+                object.insert(QStringLiteral("label"), m_choice.labelOf(addr));
                 object.insert(QStringLiteral("listed"), m_choice.isListed(addr));
             }
             ::printJson(object);
         }
-        QJsonObject sum = toJson(m_pinger.sum());
+        QJsonObject sum = m_pinger.sum().toJson();
         sum.insert(QStringLiteral("nodes"), static_cast<int>(m_pinger.figures().size()));
         if (hasList()) {
             sum.insert(QStringLiteral("missing"), QJsonArray::fromStringList(m_missing));
@@ -117,7 +100,7 @@ public:
 private:
     static inline const QString Comma = QStringLiteral(", ");
     bool hasList() const { return !listName().isEmpty(); }
-    const QString &listName() const { return m_choice.list().name; }
+    const QString &listName() const { return m_choice.listName(); }
 
     const Pinger &m_pinger;
     const NodeChoice &m_choice;

@@ -4,6 +4,7 @@
 #include "messages/kvr.h"
 #include "proxies/kvrstdproxy.h"
 #include "transport/voxbus.h"
+#include "vox/outcome.h"
 #include "vox/warnings.h"
 
 #include <QDataStream>
@@ -53,6 +54,19 @@ void PingFigures::add(const PingFigures &other)
     late += other.late;
     damaged += other.damaged;
     times.insert(times.end(), other.times.cbegin(), other.times.cend());
+}
+
+QJsonObject PingFigures::toJson() const
+{
+    constexpr double Median = 0.5;
+    constexpr double Worst = 1;
+    return {{QStringLiteral("sent"), sent},
+            {QStringLiteral("answered"), answered},
+            {QStringLiteral("late"), late},
+            {QStringLiteral("damaged"), damaged},
+            {QStringLiteral("lost"), lost()},
+            {QStringLiteral("medianMs"), msOrNull(answerMs(Median))},
+            {QStringLiteral("worstMs"), msOrNull(answerMs(Worst))}};
 }
 
 Pinger::Pinger(VOXBus &bus, const QVector<VOX::Addr> &addrs, int count, quint32 mark)

@@ -6,6 +6,7 @@
 
 #include <QBasicTimer>
 #include <QElapsedTimer>
+#include <QJsonObject>
 #include <QPointer>
 
 #include <map>
@@ -21,6 +22,8 @@ struct PingFigures
     /// The time that this share of the answers, late ones too, took at most; -1 if there were none.
     double answerMs(double share) const;
     void add(const PingFigures &other);
+    /// Without the times, but for the median and the worst of them.
+    QJsonObject toJson() const;
 
     int sent = 0;
     int answered = 0;

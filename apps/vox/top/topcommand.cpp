@@ -29,12 +29,7 @@ struct Options
         QStringLiteral("Play a capture so many times as fast, up to 1000; 0 plays all at once. 1 on a "
                        "screen, else 0."),
         QStringLiteral("N")};
-    const QCommandLineOption compare{
-        QStringLiteral("compare"),
-        QStringLiteral(
-            "Show also the nodes of the building's list, a network file or what vox scan --json has "
-            "printed, whether or not they answer."),
-        QStringLiteral("FILE")};
+    const QCommandLineOption compare = NodeChoice::listOption();
 
     Options()
         : line(Name,
@@ -42,7 +37,7 @@ struct Options
                    "Shows the nodes of a bus, as they are now: where each blind hangs, what its motor does, "
                    "how many requests were answered and lost, and how long answers take. Red are "
                    "nodes that are silent, or whose answers come damaged. Asks the nodes, if not "
-                   "told to listen; a capture is played. Keys: s sorts, / filters, p pauses, w "
+                   "told to listen; a capture is played. Keys: s sorts, / filters, p pauses, d searches, w "
                    "writes a file, q ends. Where there is no screen, prints a table each 5 s."),
                QStringLiteral("vox top --passive"), CommandLine::BusOption | CommandLine::JsonOption)
     {
@@ -100,12 +95,12 @@ std::unique_ptr<TopLine> open(const Options &options, QString *problem)
     return line;
 }
 
-void addListed(const BuildingList &list, VOXNetwork *network)
+void addListed(const ListedNodes &list, VOXNetwork *network)
 {
     QJsonArray nodes;
-    for (auto node = list.labels.begin(); node != list.labels.end(); ++node)
+    for (auto node = list.nodes.begin(); node != list.nodes.end(); ++node)
         nodes += QJsonObject{{QStringLiteral("address"), VOX::toString(node.key())},
-                             {QStringLiteral("label"), node.value()}};
+                             {QStringLiteral("label"), node->label}};
     network->setKnownNodes(nodes);
 }
 
@@ -147,7 +142,7 @@ int runTop(const QStringList &arguments)
     if (!line.parse(arguments, 0, 1))
         return line.exitCode();
     QString problem = options.contradiction();
-    BuildingList list;
+    ListedNodes list;
     if (problem.isEmpty() && line.parser().isSet(options.compare))
         list.read(line.parser().value(options.compare), &problem);
     if (!problem.isEmpty())

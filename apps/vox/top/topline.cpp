@@ -66,8 +66,9 @@ void AskingLine::handleFrame(const QByteArray &frame, bool isOurs)
 {
     const VOXBus *const bus = m_network->scheduler().bus();
     const auto *serial = qobject_cast<SerialDispatcher *>(&bus->dispatcher());
-    const qint64 lineNs =
-        isOurs && serial ? frame.size() * BitsPerByte * NsPerSecond / m_network->scheduler().lineRate() : 0;
+    const qint64 lineNs = isOurs && serial
+        ? qint64{frame.size()} * BitsPerByte * NsPerSecond / m_network->scheduler().lineRate()
+        : 0;
     onFound(LineItem::of(inverted(frame), nowNs() + lineNs));
 }
 

@@ -2,6 +2,7 @@
 
 #include "messages/kvr.h"
 #include "messages/voxcommandtrait.h"
+#include "vox/outcome.h"
 
 #include <QDateTime>
 #include <QJsonObject>
@@ -116,9 +117,7 @@ QString TopRow::toString(int columns) const
         note = QStringLiteral("since %1").arg(timeText(badSinceNs));
     else if (!refusal.isEmpty())
         note = QStringLiteral("%1  %2").arg(refusal, timeText(refusedNs));
-    const QString cloth = percent ? QStringLiteral("%1%").arg(*percent)
-        : isMotor                 ? QStringLiteral("?")
-                                  : QString();
+    const QString cloth = percent ? QStringLiteral("%1%").arg(*percent) : QStringLiteral("-");
     return QStringLiteral("%1 %2 %3 %4 %5 %6 %7 %8 ")
                .arg(address())
                .arg(label.left(LabelWidth), -LabelWidth)
@@ -143,7 +142,7 @@ QJsonObject TopRow::toJson() const
         {QStringLiteral("unanswered"), unanswered},
         {QStringLiteral("late"), late},
         {QStringLiteral("damaged"), damaged},
-        {QStringLiteral("medianMs"), medianMs < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(medianMs)},
+        {QStringLiteral("medianMs"), msOrNull(medianMs)},
         {QStringLiteral("refusal"), refusal.isEmpty() ? QJsonValue(QJsonValue::Null) : QJsonValue(refusal)},
         {QStringLiteral("since"), timeOrNull(badSinceNs)}};
 }
@@ -259,7 +258,6 @@ TopRow TopTable::rowOf(const VOXNetworkNode &node) const
     row.refusal = tally.refusal;
     row.refusedNs = tally.refusedNs;
     const auto *motor = qobject_cast<const VOXNetworkMotor *>(&node);
-    row.isMotor = motor != nullptr;
     if (motor) {
         row.percent = motor->percent();
         row.target = motor->targetPercent();

@@ -26,7 +26,6 @@ struct TopRow
 
     VOX::Addr addr = 0;
     QString label;
-    bool isMotor = true;
     std::optional<int> percent;
     std::optional<int> target;
     /// One word: what the motor does, or what is wrong with the node; empty while nothing is known.

@@ -103,7 +103,7 @@ QVector<Screen::Line> TopView::lines(QSize size)
     for (int i = m_top; i < m_top + shown; ++i)
         lines += {all.at(i).toString(columns), StyleOf[all.at(i).mark]};
     lines.resize(std::max(size.height() - 1, static_cast<int>(lines.size())));
-    lines += {footer(columns, m_top, shown), Screen::Faint};
+    lines += {footer(columns, m_top, shown, static_cast<int>(all.size())), Screen::Faint};
     return lines;
 }
 
@@ -170,22 +170,27 @@ Screen::Line TopView::messageLine() const
         return {network.lineProblem(), Screen::Bad};
     if (!m_message.isEmpty() && m_line.nowNs() - m_messageNs < MessageNs)
         return {m_message, m_messageStyle};
-    return {network.planStretch(), Screen::Faint};
+    if (!network.nodes().isEmpty())
+        return {network.planStretch(), Screen::Faint};
+    return {network.isSending() ? QStringLiteral(
+                "Nobody has answered yet. d searches once more; --compare FILE names the nodes.")
+                                : QStringLiteral("No node has been heard yet."),
+            Screen::Faint};
 }
 
-QString TopView::footer(int columns, int first, int shown) const
+QString TopView::footer(int columns, int first, int shown, int all) const
 {
     if (m_input == Filter)
         return QStringLiteral("show only what has: %1_").arg(m_text);
     if (m_input == FileName)
         return QStringLiteral("save to (.json or text): %1_").arg(m_text);
     const QString filter = m_filter.isEmpty() ? QString() : QStringLiteral(" '%1'").arg(m_filter);
-    const QString keys = QStringLiteral("s sort: %1   / filter%2   p %3   w save   q quit")
+    const QString keys = QStringLiteral("s sort: %1   / filter%2   p %3   w save   d search   q quit")
                              .arg(QLatin1String(SortNames[m_sort]), filter,
                                   m_isPaused ? QStringLiteral("go on") : QStringLiteral("pause"));
     return spread(keys,
                   shown == 0 ? QStringLiteral("no rows")
-                             : QStringLiteral("rows %1-%2").arg(first + 1).arg(first + shown),
+                             : QStringLiteral("%1-%2 of %3").arg(first + 1).arg(first + shown).arg(all),
                   columns);
 }
 
@@ -242,6 +247,10 @@ void TopView::handleKey(const Key &key)
 void TopView::handleCharacter(QChar character)
 {
     switch (character.toLower().unicode()) {
+    case 'd':
+        if (m_line.network().isSending())
+            m_line.network().discover();
+        break;
     case 'q':
         Q_EMIT quitRequested();
         break;
@@ -313,8 +322,9 @@ bool TopView::save(const QString &fileName, QString *problem)
         content = (text(FileColumns).join(QLatin1Char('\n')) + QLatin1Char('\n')).toUtf8();
     }
     QSaveFile file(fileName);
-    const bool isWritten =
-        file.open(QIODevice::WriteOnly) && file.write(content) == content.size() && file.commit();
+    // commit() takes no notice of what it cannot flush itself.
+    const bool isWritten = file.open(QIODevice::WriteOnly) && file.write(content) == content.size()
+        && file.flush() && file.commit();
     if (!isWritten)
         *problem = QStringLiteral("cannot write %1: %2").arg(fileName, file.errorString());
     return isWritten;

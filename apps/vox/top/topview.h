@@ -48,7 +48,7 @@ private:
     QString loadText(int columns) const;
     QString summary() const;
     Screen::Line messageLine() const;
-    QString footer(int columns, int first, int shown) const;
+    QString footer(int columns, int first, int shown, int all) const;
 
     TopLine &m_line;
     TopTable &m_table;
