@@ -146,6 +146,8 @@ void MotionBook::handleSent(VOX::Addr addr, quint64 id, const BusPendingCall &ca
 void MotionBook::handleRefused(NodeState &motor, Record &record, const BusMessage &reply)
 {
     const int status = KVR::getNackReply(reply);
+    if (!record->group)
+        record->motion->m_refusal = status;
     end(motor, record, status == KVR::NACK_NODE_IS_LOCKED ? VOXMotion::Locked : VOXMotion::Refused,
         QStringLiteral("%1 refuses: %2.").arg(motor.name(), refusalText(status)));
 }
