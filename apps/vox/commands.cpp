@@ -1,5 +1,6 @@
 #include "vox/commands.h"
 
+#include "vox/bridge/bridgecommand.h"
 #include "vox/completecommand.h"
 #include "vox/host/callcommand.h"
 #include "vox/host/dailycommands.h"
@@ -30,6 +31,7 @@ const QVector<Command> &commands()
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
              runMonitor},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+            {QStringLiteral("bridge"), QStringLiteral("brings lines to an MQTT broker"), runBridge},
         }
         + dailyCommands();
     return all;
