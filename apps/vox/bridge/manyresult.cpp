@@ -46,6 +46,10 @@ ManyResult::Outcome ManyResult::outcomeOf(const VOXNetworkMotor *motor) const
 {
     if (!motor || motor->presence() != VOXNetworkNode::Up)
         return Silent;
+    // It neither goes there nor is there: nobody knows whether it has heard the command.
+    const auto target = motor->targetPercent();
+    if (target && !motor->isMoving() && motor->percent() != target)
+        return Silent;
     const auto state = motor->motorState();
     return state == KVRMotor::STATE_LOCKED || state == KVRMotor::STATE_BLOCKED ? Refused : Done;
 }

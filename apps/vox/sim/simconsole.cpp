@@ -6,6 +6,8 @@
 #include "vox/outcome.h"
 
 #include <QCoreApplication>
+#include <QHash>
+#include <QJsonDocument>
 #include <QTimer>
 
 #include <array>
@@ -108,11 +110,49 @@ void SimConsole::obey(const QString &line)
                       "faults           the faults in force\n"
                       "clear            no faults any more\n"
                       "quit             ends the simulation\n"
+                      "switch ADDRESS up|down|stop\n"
+                      "                 somebody turns the local switch of a motor\n"
+                      "set ADDRESS {SETTINGS}\n"
+                      "                 changes settings, and the position, as a network file has them\n"
                       "KIND [VALUE] [ADDRESS|all] [command NAME] [probability P] [count N] [every MS]\n%1")
                       .arg(VOXFault::help()));
+    } else if (line.startsWith(QLatin1String("switch ")) || line.startsWith(QLatin1String("set "))) {
+        const QString problem = change(line);
+        if (!problem.isEmpty())
+            printError(QStringLiteral("sim"), problem);
     } else {
         addFault(line);
     }
+}
+
+/// What somebody does on site. Gives what is wrong with it.
+QString SimConsole::change(const QString &line)
+{
+    const QString name = line.section(QLatin1Char(' '), 1, 1);
+    const QString what = line.section(QLatin1Char(' '), 2);
+    VOX::Addr addr = 0;
+    if (!VOX::readAddr(name, &addr) || !m_simulation.node(addr))
+        return QStringLiteral("there is no node %1").arg(name);
+    if (line.startsWith(QLatin1String("switch "))) {
+        static const QHash<QString, KVRMotor::Direction> directions = {
+            {QStringLiteral("up"), KVRMotor::DIRECTION_UP},
+            {QStringLiteral("down"), KVRMotor::DIRECTION_DOWN},
+            {QStringLiteral("stop"), KVRMotor::DIRECTION_NONE}};
+        auto *const motor = m_simulation.node<KVRMotorDevice>(addr);
+        if (!motor || !directions.contains(what))
+            return QStringLiteral("a motor's switch goes up, down or stop");
+        return motor->turnSwitch(1, directions.value(what))
+            ? QString()
+            : QStringLiteral("the motor cannot move that way");
+    }
+    QJsonObject settings = QJsonDocument::fromJson(what.toUtf8()).object();
+    if (settings.isEmpty())
+        return QStringLiteral("'%1' is no object of settings, such as {\"position\": 100}").arg(what);
+    settings.insert(QStringLiteral("model"), m_simulation.model(addr));
+    QString problem;
+    m_simulation.setState({{QStringLiteral("nodes"), QJsonObject{{VOX::toString(addr), settings}}}},
+                          &problem);
+    return problem;
 }
 
 void SimConsole::addFault(const QString &words)

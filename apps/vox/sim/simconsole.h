@@ -19,6 +19,7 @@ public:
 private:
     void readInput();
     void addFault(const QString &words);
+    QString change(const QString &line);
     void printStatus(bool isJson) const;
 
     VOXSimulation &m_simulation;
