@@ -131,7 +131,7 @@ void Bridge::goLive()
     QTimer::singleShot(EchoMs, this, [this] {
         if (!m_isEchoed && m_link.isConnected())
             tell(QStringLiteral("the broker does not pass on what is said on %1; its access list is to allow "
-                                "this user to write there")
+                                "this user to write and read there")
                      .arg(QString::fromUtf8(own("availability"))));
     });
     checkReady();

@@ -74,6 +74,7 @@ public:
 
     void start();
     void stop();
+    void leave();
     void lookUp();
     bool isConnected() const { return m_isConnected && m_reason.isEmpty(); }
     bool wantsWrite() const { return m_client && mosquitto_want_write(m_client); }
@@ -112,6 +113,7 @@ private:
     mosquitto *m_client = nullptr;
     bool m_isConnected = false;
     bool m_isStopped = false;
+    bool m_isReading = false;
     /// Why the connection is to end; empty while it is not.
     QString m_reason;
     std::unique_ptr<QSocketNotifier> m_reading;
@@ -156,6 +158,15 @@ void MqttLink::Private::stop()
 {
     m_isStopped = true;
     m_retry.stop();
+    // The library cannot write from inside its own call.
+    if (m_isReading)
+        QMetaObject::invokeMethod(this, &Private::leave, Qt::QueuedConnection);
+    else
+        leave();
+}
+
+void MqttLink::Private::leave()
+{
     if (!isConnected())
         return;
     mosquitto_disconnect(m_client);
@@ -275,7 +286,9 @@ void MqttLink::Private::handleReadable()
 {
     const int socket = mosquitto_socket(m_client);
     for (int i = 0; i < MaxReads && m_reason.isEmpty() && !m_isStopped; ++i) {
+        m_isReading = true;
         check(mosquitto_loop_read(m_client, 1));
+        m_isReading = false;
         int pending = 0;
         const bool hasMore = m_reason.isEmpty() && ::ioctl(socket, FIONREAD, &pending) == 0 && pending > 0;
         if (!hasMore && (!m_options.url.isTls || i >= TlsReads))
