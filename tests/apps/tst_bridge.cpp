@@ -190,6 +190,8 @@ void tst_Bridge::faults()
     QFile::link(QUrl(north->bus).path(), port);
     Sim south(motors("000201-000206", {{"position", 1620}}), {"--speed", "4"});
     south.say("set 000203 {\"limits\":{\"up\":null,\"down\":null}}");
+    for (const char *const addr : {"000202", "000203", "000204", "000205"})
+        south.say(QByteArray("set ") + addr + " {\"groups\":[\"00A001\"]}");
     const QJsonObject group{{"name", "South side"}, {"members", QJsonArray{"000202-000206"}}};
     const QJsonArray lines{
         QJsonObject{{"name", "north"}, {"bus", "serial://" + port}, {"nodes", QJsonArray{"000101-00013C"}}},
@@ -202,6 +204,9 @@ void tst_Bridge::faults()
     CoverModel model(broker.port());
     QVERIFY2(bridge->says("ready hq, 2 lines, 66 nodes, mqtt://127.0.0.1:", 20000), bridge->err());
 
+    for (const char *const topic :
+         {"vox/south/+/result", "vox/south/group/+/result", "vox/south/+/attributes"})
+        model.link->subscribe(topic, MqttLink::WithRetained);
     // Beside all the others: a broker that does not move for 30 s.
     Sim east(motors("000301-000305"), {"--speed", "4"});
     const Tool cold({"bridge", "--bus", east.bus, "--mqtt", frozen.url(), "--name", "east"});
@@ -254,7 +259,9 @@ void tst_Bridge::faults()
     const QByteArray result = model.last["vox/south/group/00A001/result"];
     QVERIFY2(result.contains("\"asked\":5,\"done\":5") && result.contains("\"ok\":true"), result);
     VERIFY_SETTLES(15000, difference(south, model, "south"));
-    VERIFY_SETTLES(2000, unless(model.covers[idOf("south", "group_00A001")].position == 30, "group at 30"));
+    const auto &whole = model.covers[idOf("south", "group_00A001")];
+    VERIFY_SETTLES(
+        9000, whole.position == 30 ? QByteArray() : "the group is at " + QByteArray::number(*whole.position));
     model.restart(broker.port());
     VERIFY_SETTLES(6000, difference(*north, model, "north") + difference(south, model, "south"));
 
@@ -360,9 +367,9 @@ void tst_Bridge::names()
     QVERIFY2(branch.err().contains("line hq is not served: the bridge hq serves"), branch.err());
     QCOMPARE(first.process.state(), QProcess::Running);
     // What a killed one has left is no other bridge. A node is forgotten on demand.
-    first.end(SIGKILL);
     CoverModel model(broker.port());
     QTRY_VERIFY(model.covers.count("vox_hq_000102") > 0);
+    first.end(SIGKILL);
     Tool forget(
         {"bridge", "--mqtt", broker.url(), "--name", "hq", "--bus", sim.bus, "--forget", "hq/000102"});
     QTRY_COMPARE(forget.process.state(), QProcess::NotRunning);

@@ -134,8 +134,10 @@ private:
         if (message.topic.startsWith("homeassistant/device/"))
             takeDocument(message.topic, message.payload);
         const QList<QByteArray> ids = m_topics.value(message.topic).values();
-        for (const QByteArray &id : ids)
-            takeValue(covers[id], id, message);
+        for (const QByteArray &id : ids) {
+            if (covers.count(id) > 0)
+                takeValue(covers[id], id, message);
+        }
     }
 
     void takeDocument(const QByteArray &topic, const QByteArray &payload)

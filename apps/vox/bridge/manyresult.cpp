@@ -30,8 +30,12 @@ void ManyResult::watch(VOXMotion *motion)
 {
     if (!motion)
         return;
-    connect(motion, &VOXMotion::accepted, this, &ManyResult::finish);
-    connect(motion, &VOXMotion::finished, this, &ManyResult::finish);
+    const auto decide = [this] {
+        m_isDecided = true;
+        finish();
+    };
+    connect(motion, &VOXMotion::accepted, this, decide);
+    connect(motion, &VOXMotion::finished, this, decide);
 }
 
 void ManyResult::note(unsigned int addr, Outcome outcome)
@@ -48,7 +52,7 @@ ManyResult::Outcome ManyResult::outcomeOf(const VOXNetworkMotor *motor) const
         return Silent;
     // It neither goes there nor is there: nobody knows whether it has heard the command.
     const auto target = motor->targetPercent();
-    if (target && !motor->isMoving() && motor->percent() != target)
+    if (!m_isDecided && target && !motor->isMoving() && motor->percent() != target)
         return Silent;
     const auto state = motor->motorState();
     return state == KVRMotor::STATE_LOCKED || state == KVRMotor::STATE_BLOCKED ? Refused : Done;

@@ -43,6 +43,8 @@ private:
     QMap<unsigned int, QPointer<VOXNetworkMotor>> m_motors;
     QMap<unsigned int, Outcome> m_outcomes;
     QBasicTimer m_timer;
+    /// All have taken the command, or have ended without.
+    bool m_isDecided = false;
 };
 
 #endif
