@@ -1,5 +1,6 @@
 #include "vox/commands.h"
 
+#include "vox/bridge/bridgecommand.h"
 #include "vox/completecommand.h"
 #include "vox/host/callcommand.h"
 #include "vox/host/counterscommand.h"
@@ -41,6 +42,7 @@ const QVector<Command> &commands()
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
             {QStringLiteral("probe"), QStringLiteral("finds the bit rate and parity of a serial line"),
              runProbe},
+            {QStringLiteral("bridge"), QStringLiteral("brings lines to an MQTT broker"), runBridge},
         }
         + dailyCommands();
     return all;

@@ -23,6 +23,7 @@ struct Warnings
     QElapsedTimer clock;
     bool isTimerOn = false;
     int checks = 0;
+    int allChecks = 0;
     int answers = 0;
     QString last;
     int others = 0;
@@ -85,7 +86,9 @@ void take(QtMsgType type, const QMessageLogContext &context, const QString &text
     Warnings &all = warnings();
     if (text.startsWith(QLatin1String("Wrong CRC: "))) {
         // The other form of this warning comes first, for a frame that may still be right.
-        all.checks += text.contains(QLatin1String("!=")) ? 1 : 0;
+        const int failed = text.contains(QLatin1String("!=")) ? 1 : 0;
+        all.checks += failed;
+        all.allChecks += failed;
         if (all.isSoon && all.checks > 0)
             all.tellOrWait();
         return;
@@ -130,6 +133,11 @@ void forgetFailedChecks(int before)
 int failedChecks()
 {
     return warnings().checks;
+}
+
+int allFailedChecks()
+{
+    return warnings().allChecks;
 }
 
 void tellWarnings()

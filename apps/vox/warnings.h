@@ -24,6 +24,8 @@ void forgetDamage();
 void forgetFailedChecks(int before);
 /// The number of failed checks that are neither told nor folded.
 int failedChecks();
+/// The number of checks that have failed since the program was started.
+int allFailedChecks();
 
 /// Tells the warnings that have not been told yet.
 void tellWarnings();

@@ -91,6 +91,8 @@ MotionRecord &MotionBook::enter(NodeState &motor, const Move &move)
     end(motor, motor.stop, VOXMotion::Replaced,
         QStringLiteral("A newer command for %1 has taken the place of this stop.").arg(motor.name()));
     // A stop ends the move before it when it has shown its effect.
+    if (isStop && motor.move)
+        motor.move->isStopped = true;
     if (!isStop)
         end(motor, motor.move, VOXMotion::Replaced,
             QStringLiteral("A newer command for %1 has taken the place of this one.").arg(motor.name()));
@@ -153,6 +155,8 @@ void MotionBook::handleSent(VOX::Addr addr, quint64 id, const BusPendingCall &ca
 void MotionBook::handleRefused(NodeState &motor, Record &record, const BusMessage &reply)
 {
     const int status = KVR::getNackReply(reply);
+    if (!record->group)
+        record->motion->m_refusal = status;
     end(motor, record, status == KVR::NACK_NODE_IS_LOCKED ? VOXMotion::Locked : VOXMotion::Refused,
         QStringLiteral("%1 refuses: %2.").arg(motor.name(), refusalText(status)));
 }
@@ -224,7 +228,7 @@ void MotionBook::handlePosition(NodeState &motor)
         accept(record);
         end(motor, motor.move, VOXMotion::Arrived,
             QStringLiteral("%1 is %2.").arg(motor.name(), record.move.text()));
-    } else if (record.phase == MotionRecord::SentToGroup) {
+    } else if (record.phase == MotionRecord::SentToGroup && !record.isStopped) {
         tellSingly(motor, record);
     } else if (++record.rests < RestsUntilSure) {
         m_core.readAgain(motor);

@@ -46,6 +46,8 @@ struct MotionRecord
     /// Set while the last status says that it is at rest; what its position then is decides.
     bool isAtRest = false;
     int rests = 0;
+    /// A stop has come after it: it is not sent again.
+    bool isStopped = false;
     int stopsLeft = 1;
 };
 

@@ -226,6 +226,11 @@ void NetworkCore::handleReading(NodeState &node, Question question, std::optiona
         const bool hasMoved = MotorWatch::handlePosition(node, percentBefore, node.heardMs);
         m_planner.notePosition(node, hasMoved, node.heardMs);
         m_motions.handlePosition(node);
+        // Somebody on site has moved it, or has set its limits: neither is told on the line.
+        if (hasMoved && percentBefore && !node.motor.isRunning())
+            readSoon(node, Question::Status);
+        if (!percentBefore && node.motor.percent && !node.motor.downLimit)
+            m_patient.add(node, Question::Limits);
     }
 }
 

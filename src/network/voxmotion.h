@@ -46,6 +46,9 @@ public:
     bool isFinished() const { return m_end != Running; }
     bool isAccepted() const { return m_isAccepted; }
     ///@}
+    /// The status with which the motor has refused it, a KVR::NackStatus or KVR::MotorNackStatus; -1 if it
+    /// has not, and for a group.
+    int refusal() const { return m_refusal; }
     /// What has happened, and what to do. Empty while it runs.
     QString sentence() const { return m_sentence; }
 
@@ -63,6 +66,7 @@ private:
     QPointer<VOXNetworkMotor> m_motor;
     End m_end = Running;
     bool m_isAccepted = false;
+    int m_refusal = -1;
     QString m_sentence;
 };
 

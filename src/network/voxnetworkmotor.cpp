@@ -75,6 +75,11 @@ std::optional<KVRMotor::State> VOXNetworkMotor::motorState() const
     return status ? std::optional<KVRMotor::State>(status->state) : std::nullopt;
 }
 
+std::optional<KVRMotor::Status> VOXNetworkMotor::status() const
+{
+    return state().motor.status;
+}
+
 std::optional<KVRMotor::Direction> VOXNetworkMotor::direction() const
 {
     const auto &status = state().motor.status;
@@ -125,6 +130,11 @@ std::optional<int> VOXNetworkMotor::estimatedPercent() const
 bool VOXNetworkMotor::isMoving() const
 {
     return state().motor.isRunning();
+}
+
+bool VOXNetworkMotor::hasToldPosition() const
+{
+    return state().positionMs != NodeState::Never;
 }
 
 VOXMotion *VOXNetworkMotor::move(int kind, int value)

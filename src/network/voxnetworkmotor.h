@@ -62,6 +62,7 @@ public:
     /// The intermediate position, from 1, at which the motor is.
     std::optional<int> intermediate() const;
     std::optional<KVRMotor::State> motorState() const;
+    std::optional<KVRMotor::Status> status() const;
     /// Of the present move, or of the last one.
     std::optional<KVRMotor::Direction> direction() const;
     std::optional<bool> isLocked() const;
@@ -84,6 +85,8 @@ public:
     std::optional<int> estimatedPercent() const;
     /// Whether its last status says so. A wink is no move.
     bool isMoving() const;
+    /// Whether it has told where it is, even if that was only that it does not know: its limits are not set.
+    bool hasToldPosition() const;
 
     ///@{
     /// Sends the command. Never null; see VOXMotion for what becomes of it. What cannot be ends with Invalid.

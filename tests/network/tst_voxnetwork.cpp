@@ -28,6 +28,7 @@ private Q_SLOTS:
     void firstPicture();
     void motions_data();
     void motions();
+    void aStopHoldsWhoHasNotMoved();
     void presence();
     void probes();
     void nonsense();
@@ -324,6 +325,22 @@ void tst_VOXNetwork::motions()
     QCOMPARE(list(heard->finished, heard->late), list(1, 0));
     for (const VOX::Addr addr : site.simulation.addresses())
         QVERIFY(!site.simulation.node<KVRMotorDevice>(addr)->isMoving());
+}
+
+void tst_VOXNetwork::aStopHoldsWhoHasNotMoved()
+{
+    // Whoever has not heard the group is told again, but not once a stop has been given, whenever that was.
+    for (int wait = 50; wait < 900; wait += 25) {
+        Site site(6);
+        VOXVirtualTime::advance(20000);
+        site.give("deaf=3");
+        site.give("Gto=30");
+        VOXVirtualTime::advance(wait);
+        const bool wasMoving = site.device(3)->isMoving();
+        site.give("Gstop");
+        VOXVirtualTime::advance(30000);
+        QVERIFY2(wasMoving || site.device(3)->positionPulses() == 0, QByteArray::number(wait));
+    }
 }
 
 void tst_VOXNetwork::presence()

@@ -7,7 +7,9 @@
 #include "vox/words.h"
 
 #include <QCoreApplication>
+#include <QHash>
 #include <QJsonArray>
+#include <QJsonDocument>
 #include <QTimer>
 
 #include <algorithm>
@@ -156,6 +158,10 @@ void SimConsole::obey(const QString &line)
         printHelp();
     } else if (word == QLatin1String("remove")) {
         remove(rest);
+    } else if (word == QLatin1String("switch")) {
+        turnSwitch(rest);
+    } else if (word == QLatin1String("set")) {
+        change(rest);
     } else if (word == QLatin1String("at")) {
         obeyAt(rest);
     } else if (word != QLatin1String("for")) {
@@ -194,6 +200,51 @@ void SimConsole::obeyPlan(int number)
     m_dueNumber = number;
     obey(line);
     m_dueNumber = 0;
+}
+
+VOX::Addr SimConsole::readNode(const QString &name) const
+{
+    VOX::Addr addr = 0;
+    if (VOX::readAddr(name, &addr) && m_simulation.node(addr))
+        return addr;
+    complain(QStringLiteral("there is no node %1").arg(name));
+    return 0;
+}
+
+/// Somebody does so on site.
+void SimConsole::turnSwitch(const QString &words)
+{
+    static const QHash<QString, KVRMotor::Direction> directions = {
+        {QStringLiteral("up"), KVRMotor::DIRECTION_UP},
+        {QStringLiteral("down"), KVRMotor::DIRECTION_DOWN},
+        {QStringLiteral("stop"), KVRMotor::DIRECTION_NONE}};
+    const VOX::Addr addr = readNode(firstWord(words));
+    if (addr == 0)
+        return;
+    auto *const motor = m_simulation.node<KVRMotorDevice>(addr);
+    const auto direction = directions.constFind(behindFirstWord(words));
+    if (!motor || direction == directions.constEnd())
+        complain(QStringLiteral("a motor's switch goes up, down or stop"));
+    else if (!motor->turnSwitch(1, *direction))
+        complain(QStringLiteral("the motor cannot move that way"));
+}
+
+void SimConsole::change(const QString &words)
+{
+    const VOX::Addr addr = readNode(firstWord(words));
+    if (addr == 0)
+        return;
+    const QString text = behindFirstWord(words);
+    QJsonObject settings = QJsonDocument::fromJson(text.toUtf8()).object();
+    if (settings.isEmpty()) {
+        complain(QStringLiteral("'%1' is no object of settings, such as {\"position\": 100}").arg(text));
+        return;
+    }
+    settings.insert(QStringLiteral("model"), m_simulation.model(addr));
+    QString problem;
+    const QJsonObject nodes{{VOX::toString(addr), settings}};
+    if (!m_simulation.setState({{QStringLiteral("nodes"), nodes}}, &problem))
+        complain(problem);
 }
 
 void SimConsole::addFault(const QString &words, int forMs)
@@ -317,6 +368,10 @@ void SimConsole::printHelp() const
                        "clear            takes all of them away\n"
                        "at 10s LINE      obeys a line 10 seconds from now\n"
                        "for 3s FAULT     a fault that is taken away after 3 seconds\n"
+                       "switch ADDRESS up|down|stop\n"
+                       "                 somebody turns the local switch of a motor\n"
+                       "set ADDRESS {SETTINGS}\n"
+                       "                 changes settings and position, as a network file has them\n"
                        "quit             ends the simulation\n"
                        "A fault is: KIND [VALUE] [ADDRESS|all] [command NAME] [probability P]\n"
                        "            [count N] [every MS]\n")

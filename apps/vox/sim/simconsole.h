@@ -1,6 +1,8 @@
 #ifndef SIMCONSOLE_H
 #define SIMCONSOLE_H
 
+#include "messages/vox.h"
+
 #include <QDeadlineTimer>
 #include <QHash>
 #include <QJsonObject>
@@ -38,6 +40,10 @@ private:
     void obeyAt(const QString &rest);
     void obeyPlan(int number);
     void addFault(const QString &words, int forMs);
+    /// The node that @p name tells; else complains, and gives 0.
+    VOX::Addr readNode(const QString &name) const;
+    void turnSwitch(const QString &words);
+    void change(const QString &words);
     void endFault(int number);
     void remove(const QString &number);
     void clear();

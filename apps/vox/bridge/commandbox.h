@@ -1,0 +1,67 @@
+#ifndef COMMANDBOX_H
+#define COMMANDBOX_H
+
+#include "vox/bridge/bridgetopics.h"
+#include "vox/bridge/covercommand.h"
+
+#include <QBasicTimer>
+#include <QElapsedTimer>
+#include <QHash>
+#include <QObject>
+
+#include <functional>
+#include <optional>
+
+/// A command on its way from the broker to the line.
+struct CoverOrder
+{
+    BridgeTarget target;
+    CoverCommand command;
+    QByteArray resultTopic;
+    /// Since it has come.
+    QElapsedTimer clock;
+};
+
+/// Keeps the newest command of each target until its turn, so that a flood of them costs the line nothing.
+///
+/// The first command of a target is handed on at once, further ones every 40 ms, the newest each time. A stop
+/// is handed on at once, and takes away what waits. A command that is equal to the target's last one within
+/// 300 ms is dropped, a stop never.
+class CommandBox : public QObject
+{
+public:
+    using Take = std::function<void(const CoverOrder &)>;
+    using Drop = std::function<void(const CoverOrder &, const QString &reason)>;
+
+    /// @p take is given the commands for the line, and @p drop those that are not sent, with the reason.
+    CommandBox(Take take, Drop drop, QObject *parent = nullptr);
+
+    void put(const CoverOrder &order);
+    /// Another command has gone to this target: nothing waits for it any more, and nothing is equal to it.
+    void clear(const BridgeTarget &target);
+    void clearAll();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    struct Slot
+    {
+        std::optional<CoverOrder> waiting;
+        std::optional<CoverCommand> last;
+        qint64 lastMs = 0;
+        qint64 nextMs = 0;
+    };
+
+    void clear(Slot &slot);
+    void hand(Slot &slot, const CoverOrder &order);
+    void arm();
+
+    Take m_take;
+    Drop m_drop;
+    QHash<quint64, Slot> m_slots;
+    QElapsedTimer m_clock;
+    QBasicTimer m_timer;
+};
+
+#endif
