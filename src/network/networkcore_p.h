@@ -55,7 +55,8 @@ public:
     void remove(VOX::Addr addr);
     /// A node has answered: it is added, or changed to what it is. True if it is new.
     bool takeFound(VOX::Addr addr, bool isLegacy);
-    /// @p frame, which was heard before @p node was there, is its answer to a question that nobody asks again.
+    /// @p frame, which was heard before @p node was there, is its answer to a question that nobody asks
+    /// again.
     void takeAnswer(NodeState &node, const VOXMessage &frame);
     ///@{
     /// The host is told of it, from the event loop.
