@@ -11,6 +11,7 @@
 #include "simulation/voxline.h"
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
+#include "support/simulator.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 
@@ -18,10 +19,7 @@
 #include <QElapsedTimer>
 #include <QEventLoop>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QLoggingCategory>
-#include <QProcess>
-#include <QTemporaryFile>
 #include <QTimer>
 
 #include <algorithm>
@@ -123,35 +121,19 @@ class FarSite : public Site
 {
 public:
     explicit FarSite(const Load &load)
+        : m_simulator(
+            networkOf(load), QStringLiteral("pty:"),
+            {QStringLiteral("--line"), QLatin1String(Pace), QStringLiteral("--seed"), QString::number(Seed)})
     {
-        if (m_config.open())
-            m_config.write(QJsonDocument(networkOf(load)).toJson());
-        m_config.close();
-        m_sim.setProcessChannelMode(QProcess::ForwardedErrorChannel);
-        m_sim.start(QCoreApplication::applicationDirPath() + QStringLiteral("/../apps/vox"),
-                    {QStringLiteral("sim"), QStringLiteral("--json"), QStringLiteral("--bus"),
-                     QStringLiteral("pty:"), QStringLiteral("--config"), m_config.fileName(),
-                     QStringLiteral("--line"), QLatin1String(Pace), QStringLiteral("--seed"),
-                     QString::number(Seed)});
-        while (!m_sim.canReadLine() && m_sim.waitForReadyRead()) { }
-        const QString url =
-            QJsonDocument::fromJson(m_sim.readLine()).object()[QStringLiteral("ready")].toString();
         QString problem;
-        m_host = VOXBusUrl::openBus(url, &problem);
+        m_host = VOXBusUrl::openBus(m_simulator.portUrl(), &problem);
         if (!m_host)
             qFatal("vox sim: %s", qPrintable(problem));
     }
-    ~FarSite() override
-    {
-        m_host.reset();
-        m_sim.closeWriteChannel();
-        m_sim.terminate();
-        m_sim.waitForFinished();
-    }
+    ~FarSite() override { m_host.reset(); }
 
 private:
-    QTemporaryFile m_config;
-    QProcess m_sim;
+    Simulator m_simulator;
 };
 
 /// Stops motors at times of chance, and keeps how long that takes.

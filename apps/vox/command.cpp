@@ -3,6 +3,12 @@
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/console.h"
+#include "vox/words.h"
+
+#include <QCoreApplication>
+#include <QDir>
+
+#include <algorithm>
 
 namespace {
 const QString BusName = QStringLiteral("bus");
@@ -63,15 +69,48 @@ bool CommandLine::parse(const QStringList &arguments)
         QString text = m_parser.helpText();
         const int end = text.indexOf(QLatin1String(" [options]"));
         text.replace(0, end, QStringLiteral("Usage: vox ") + m_description.name);
-        printLine(QStringLiteral("%1\n\nExit codes: %2\nExample: %3")
-                      .arg(text.trimmed(), exitCodesText(), m_description.example));
+        printLine(wrapped(QStringLiteral("%1\n\nExit codes: %2").arg(text.trimmed(), exitCodesText())));
+        printLine(QStringLiteral("Example: ") + m_description.example);
         m_exitCode = Success;
         return false;
     }
     const QString twice = givenTwice();
+    const QString fileName = wrongFileName();
     if (!twice.isEmpty())
         m_exitCode = fail(QStringLiteral("--%1 is given more than once").arg(twice));
-    return twice.isEmpty();
+    else if (!fileName.isEmpty())
+        m_exitCode =
+            fail(QStringLiteral("'%1' looks like an option, not like a file; ./%1 is a file").arg(fileName));
+    return twice.isEmpty() && fileName.isEmpty();
+}
+
+/// A name where a file belongs that looks like an option: "--write --json" has lost its file. A '-' alone is
+/// up to the command.
+QString CommandLine::wrongFileName() const
+{
+    const QString fileWord = QStringLiteral("FILE");
+    QStringList names;
+    for (const QCommandLineOption &option : m_description.options) {
+        if (option.valueName().contains(fileWord))
+            names += m_parser.values(option);
+    }
+    const int last = static_cast<int>(m_description.arguments.size()) - 1;
+    for (int i = 0; i < words().size() && last >= 0; ++i) {
+        if (m_description.arguments.at(std::min(i, last)).syntax.contains(fileWord))
+            names += words().at(i);
+    }
+    const auto isWrong = [](const QString &name) {
+        return name.size() > 1 && name.startsWith(QLatin1Char('-'));
+    };
+    const auto found = std::find_if(names.cbegin(), names.cend(), isWrong);
+    return found == names.cend() ? QString() : *found;
+}
+
+QString CommandLine::examplePath(const QString &name)
+{
+    const QString installed = QDir::cleanPath(QCoreApplication::applicationDirPath()
+                                              + QStringLiteral("/../share/doc/vox-tools/examples/") + name);
+    return QFileInfo::exists(installed) ? installed : QStringLiteral("examples/") + name;
 }
 
 /// The first option that takes one value and was given two. The program cannot know which is meant. Empty if

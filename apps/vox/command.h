@@ -73,8 +73,13 @@ public:
     /// Prints what is wrong with the command line and returns the exit code for it.
     int fail(const QString &problem) const;
 
+    /// The path of an example for help: where a package has put it beside this program, else that in the
+    /// sources.
+    static QString examplePath(const QString &name);
+
 private:
     QString givenTwice() const;
+    QString wrongFileName() const;
 
     CommandDescription m_description;
     QCommandLineParser m_parser;

@@ -2,8 +2,10 @@
 
 #include "vox/completecommand.h"
 #include "vox/host/callcommand.h"
+#include "vox/host/counterscommand.h"
 #include "vox/host/dailycommands.h"
 #include "vox/host/democommand.h"
+#include "vox/host/pingcommand.h"
 #include "vox/host/scancommand.h"
 #include "vox/line/monitorcommand.h"
 #include "vox/line/probecommand.h"
@@ -12,6 +14,7 @@
 #include "vox/sim/recordcommand.h"
 #include "vox/sim/simcommand.h"
 #include "vox/test/testcommand.h"
+#include "vox/top/topcommand.h"
 
 #include <algorithm>
 
@@ -26,10 +29,15 @@ const QVector<Command> &commands()
             {QStringLiteral("record"),
              QStringLiteral("makes a network file for sim of a bus or of a capture"), runRecord},
             {QStringLiteral("scan"), QStringLiteral("finds the nodes of a bus"), runScan},
+            {QStringLiteral("ping"), QStringLiteral("tells which nodes lose, delay or damage answers"),
+             runPing},
+            {QStringLiteral("counters"), QStringLiteral("the error counters of nodes, before and after"),
+             runCounters},
             {QStringLiteral("call"), QStringLiteral("calls one operation of a node and prints its reply"),
              runCall},
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
              runMonitor},
+            {QStringLiteral("top"), QStringLiteral("the nodes of a bus as they are now"), runTop},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
             {QStringLiteral("probe"), QStringLiteral("finds the bit rate and parity of a serial line"),
              runProbe},

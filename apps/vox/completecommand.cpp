@@ -8,6 +8,10 @@
 #include "vox/host/operation.h"
 
 namespace {
+const QString FileWord = QStringLiteral("FILE");
+const QString UrlWord = QStringLiteral("URL");
+const QString SerialScheme = QStringLiteral("serial://");
+
 QStringList commandNames()
 {
     QStringList names = {QStringLiteral("--help"), QStringLiteral("--version")};
@@ -18,7 +22,7 @@ QStringList commandNames()
 
 QStringList busSchemes()
 {
-    return {QStringLiteral("serial:///dev/"), QStringLiteral("udp://"), QStringLiteral("mcast://"),
+    return {SerialScheme + QStringLiteral("/dev/"), QStringLiteral("udp://"), QStringLiteral("mcast://"),
             QStringLiteral("pty:")};
 }
 
@@ -43,8 +47,10 @@ QStringList nodes()
 /// The values of an option, by the name that the help has for them.
 QStringList valuesOf(const QString &valueName)
 {
-    if (valueName == QLatin1String("URL"))
+    if (valueName == UrlWord)
         return busSchemes();
+    if (valueName == QLatin1String("FORM"))
+        return {QStringLiteral("text"), QStringLiteral("json")};
     if (valueName == QLatin1String("MODEL@ADDRESS"))
         return nodes();
     return valueName == QLatin1String("NAME") ? wireNames() : QStringList();
@@ -62,6 +68,8 @@ QStringList wordsFor(const QString &syntax, const QStringList &words)
         return {QStringLiteral("up"), QStringLiteral("down"), QStringLiteral("ip:")};
     if (syntax == QLatin1String("TARGET"))
         return {QStringLiteral("all"), QStringLiteral("group:")};
+    if (syntax == QLatin1String("[ADDRESS...|all]"))
+        return {QStringLiteral("all")};
     if (syntax == QLatin1String("[ARGUMENT...]"))
         return Operation::keys(words.value(1), words.size() - 2);
     return {};
@@ -76,11 +84,20 @@ const QCommandLineOption *findOption(const CommandDescription &description, cons
     return nullptr;
 }
 
-QStringList candidates(const QStringList &arguments)
+/// The words that may come next, and whether a file name may.
+struct Candidates
 {
+    QStringList words;
+    bool areFiles = false;
+};
+
+Candidates candidates(const QStringList &arguments)
+{
+    if (arguments.size() == 2 && arguments.first() == QLatin1String("help"))
+        return {commandNames(), false};
     const Command *command = arguments.size() > 1 ? findCommand(arguments.first()) : nullptr;
     if (!command)
-        return arguments.size() > 1 ? QStringList() : commandNames();
+        return {arguments.size() > 1 ? QStringList() : commandNames(), false};
     const CommandDescription description = CommandDescription::of(*command);
     QStringList words;
     const QCommandLineOption *open = nullptr;
@@ -91,15 +108,19 @@ QStringList candidates(const QStringList &arguments)
             words += word;
         open = option && !option->valueName().isEmpty() ? option : nullptr;
     }
-    if (open)
-        return valuesOf(open->valueName());
-    QStringList found;
+    if (open) {
+        const bool isPort = open->valueName() == UrlWord
+            && (arguments.last().startsWith(QLatin1Char('/')) || arguments.last().startsWith(SerialScheme));
+        return {valuesOf(open->valueName()), isPort || open->valueName().contains(FileWord)};
+    }
+    Candidates found;
     if (arguments.last().startsWith(QLatin1Char('-'))) {
         for (const QCommandLineOption &option : description.options)
-            found += QStringLiteral("--") + option.names().constLast();
+            found.words += QStringLiteral("--") + option.names().constLast();
     } else if (!description.arguments.isEmpty()) {
         const int index = std::min(words.size(), description.arguments.size() - 1);
-        found = wordsFor(description.arguments.at(index).syntax, words);
+        const QString &syntax = description.arguments.at(index).syntax;
+        found = {wordsFor(syntax, words), syntax.contains(FileWord)};
     }
     return found;
 }
@@ -108,10 +129,11 @@ QStringList candidates(const QStringList &arguments)
 int runComplete(const QStringList &arguments)
 {
     const QString prefix = arguments.value(arguments.size() - 1);
-    const QStringList all = candidates(arguments);
-    for (const QString &word : all) {
+    const Candidates all = candidates(arguments);
+    for (const QString &word : all.words) {
         if (word.startsWith(prefix))
             printLine(word);
     }
-    return Success;
+    // Tells the shell to offer its files.
+    return all.areFiles ? Failure : Success;
 }

@@ -39,13 +39,17 @@ void noteFailure(int error)
                 .arg(QString::fromLocal8Bit(std::strerror(error))));
 }
 
-void put(FILE *stream, const QString &text)
+void put(FILE *stream, const QByteArray &bytes)
 {
-    const QByteArray bytes = text.toLocal8Bit();
     if (OutputQueue *queue = stream == stdout ? outputQueue().get() : errorQueue().get())
         queue->push(bytes);
     else if ((std::fputs(bytes.constData(), stream) < 0 || std::fflush(stream) != 0) && stream == stdout)
         noteFailure(errno);
+}
+
+void put(FILE *stream, const QString &text)
+{
+    put(stream, text.toLocal8Bit());
 }
 
 /// Tells how much was dropped, as soon as somebody reads again.
@@ -62,7 +66,8 @@ void tellDropped()
 
 QString exitCodesText()
 {
-    return QStringLiteral("0 done; 1 refused, no answer, or output that cannot be written; 2 wrong use.");
+    return QStringLiteral("0 done; 1 refused, no answer, a difference, or output that cannot be written; "
+                          "2 wrong use.");
 }
 
 QString counted(qint64 number, const char *noun)
@@ -133,6 +138,17 @@ int terminalColumns()
     return ::ioctl(STDOUT_FILENO, TIOCGWINSZ, &size) == 0 && size.ws_col > 0 ? size.ws_col : Usual;
 }
 
+bool hasColour()
+{
+    return isTerminal() && qEnvironmentVariableIsEmpty("NO_COLOR")
+        && qEnvironmentVariable("TERM") != QLatin1String("dumb");
+}
+
+QString inRed(const QString &text)
+{
+    return hasColour() ? QStringLiteral("\x1b[31m%1\x1b[0m").arg(text) : text;
+}
+
 void outliveReader()
 {
     std::signal(SIGPIPE, SIG_IGN);
@@ -143,6 +159,22 @@ void queueOutput()
     outliveReader();
     outputQueue() = std::make_unique<OutputQueue>(STDOUT_FILENO, noteFailure);
     errorQueue() = std::make_unique<OutputQueue>(STDERR_FILENO, [](int) {});
+}
+
+void printBytes(const QByteArray &bytes)
+{
+    put(stdout, bytes);
+}
+
+bool isOutputWritten()
+{
+    return !outputQueue() || outputQueue()->isEmpty();
+}
+
+void waitForOutput()
+{
+    if (outputQueue())
+        outputQueue()->wait();
 }
 
 bool hasOutputFailed()

@@ -39,12 +39,22 @@ void printProgress(const QString &line);
 bool isTerminal();
 /// The width of the terminal that standard output is; 80 if it does not tell.
 int terminalColumns();
+/// Whether standard output shows colours: it is a terminal, no dumb one, and NO_COLOR is not set.
+bool hasColour();
+/// @p text in red where there are colours.
+QString inRed(const QString &text);
 
 /// From now on the program goes on when the reader of its output closes it.
 void outliveReader();
 /// The same, and printing never waits for a reader. Lines that nobody has read yet are kept as far as there
 /// is room; the others are counted and left out.
 void queueOutput();
+/// Writes @p bytes to standard output as they are.
+void printBytes(const QByteArray &bytes);
+/// Whether all that was printed to standard output has been written, as far as queueOutput() keeps it.
+bool isOutputWritten();
+/// Waits until that is so, as long as somebody reads.
+void waitForOutput();
 /// Whether something could not be written to standard output.
 bool hasOutputFailed();
 /// Ends the queue that queueOutput() has begun. Gives the program's exit code: @p exitCode, or Failure in

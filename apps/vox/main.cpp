@@ -1,6 +1,7 @@
 #include "vox/commands.h"
 #include "vox/console.h"
 #include "vox/warnings.h"
+#include "vox/words.h"
 
 #include <QCoreApplication>
 #include <QLoggingCategory>
@@ -9,12 +10,12 @@
 #include <unistd.h>
 
 namespace {
-QString names()
+QStringList names()
 {
     QStringList list;
     for (const Command &command : commands())
         list += command.name;
-    return list.join(QLatin1String(", "));
+    return list;
 }
 
 void printUsage()
@@ -23,21 +24,38 @@ void printUsage()
     for (const Command &command : commands())
         printLine(QStringLiteral("  %1 %2").arg(command.name, -9).arg(command.summary));
     printLine(
-        QStringLiteral("\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
-                       "Buses, for --bus or in the environment's VOX_BUS:\n"
-                       "  serial:///dev/ttyUSB0?baud=4800&parity=odd, where odd may also be even or none\n"
-                       "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
-                       "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
-                       "  pty:, a new pseudo-terminal that others open as their serial port")
-            .arg(exitCodesText()));
+        wrapped(QStringLiteral(
+                    "\n'vox COMMAND --help' tells more, 'vox --version' the version.\nExit codes: %1\n"
+                    "Buses, for --bus or in the environment's VOX_BUS:\n"
+                    "  serial:///dev/ttyUSB0?baud=4800&parity=odd, or /dev/ttyUSB0; odd may be even or none\n"
+                    "  udp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n"
+                    "  mcast://GROUP:PORT?alias=NAME&latency=MS\n"
+                    "  pty:, a new pseudo-terminal that others open as their serial port")
+                    .arg(exitCodesText())));
+}
+
+int failFor(const QString &name)
+{
+    const QString hint = didYouMean(name, names());
+    const QString list = QStringLiteral("; one of %1").arg(names().join(QStringLiteral(", ")));
+    if (name.isEmpty())
+        printError(QString(), QStringLiteral("a command is missing") + list);
+    else
+        printError(QString(),
+                   QStringLiteral("unknown command '%1'%2").arg(name, hint.isEmpty() ? list : hint));
+    return WrongUse;
 }
 
 int run(const QStringList &arguments)
 {
+    const QStringList helpWords = {QStringLiteral("--help"), QStringLiteral("-h"), QStringLiteral("help")};
     const QString name = arguments.value(0);
-    if (name == QLatin1String("help") && findCommand(arguments.value(1)))
-        return run(arguments.mid(1) + QStringList{QStringLiteral("--help")});
-    if (name == QLatin1String("--help") || name == QLatin1String("-h") || name == QLatin1String("help")) {
+    const QString topic = name == QLatin1String("help") ? arguments.value(1) : QString();
+    if (findCommand(topic))
+        return run({topic, QStringLiteral("--help")});
+    if (!topic.isEmpty() && !helpWords.contains(topic))
+        return failFor(topic);
+    if (helpWords.contains(name)) {
         printUsage();
         return Success;
     }
@@ -47,10 +65,7 @@ int run(const QStringList &arguments)
     }
     if (const Command *command = findCommand(name))
         return command->run(arguments.mid(1));
-    const QString problem = name.isEmpty() ? QStringLiteral("a command is missing")
-                                           : QStringLiteral("unknown command '%1'").arg(name);
-    printError(QString(), QStringLiteral("%1; one of %2").arg(problem, names()));
-    return WrongUse;
+    return failFor(name);
 }
 }
 

@@ -28,6 +28,12 @@ QString optionText(const QCommandLineOption &option)
         .arg(names.join(QStringLiteral(", ")), value, escaped(option.description()));
 }
 
+/// An example as it works where the package is installed.
+QString inPackage(const QString &example)
+{
+    return QString(example).replace(QLatin1String(" examples/"), QLatin1String(" " VOX_EXAMPLES "/"));
+}
+
 QString commandText(const Command &command)
 {
     const CommandDescription description = CommandDescription::of(command);
@@ -41,7 +47,7 @@ QString commandText(const Command &command)
         lines += optionText(option);
     return QStringLiteral(".SS \"%1\"\n%2\n%3\n.PP\nExample:\n.PP\n.EX\n%4\n.EE")
         .arg(escaped(words.join(QLatin1Char(' '))), escaped(description.description),
-             lines.join(QLatin1Char('\n')), escaped(description.example));
+             lines.join(QLatin1Char('\n')), escaped(inPackage(description.example)));
 }
 }
 

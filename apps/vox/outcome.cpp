@@ -7,6 +7,8 @@
 
 #include <QJsonDocument>
 
+#include <utility>
+
 namespace {
 constexpr int MaxAsked = 3;
 }
@@ -81,7 +83,8 @@ void Outcome::printText(const QString &command, VOXField::Meaning meaning) const
 
 Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall()> &call)
 {
-    const int most = asking == Asking::Again ? MaxAsked : 1;
+    const int most = asking == Asking::Once ? 1 : MaxAsked;
+    bool mayBeLost = asking == Asking::AgainIfLost;
     for (int asked = 1;; ++asked) {
         const int checks = failedChecks();
         const BusPendingCall pending = call();
@@ -89,6 +92,8 @@ Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall
         if (pending.isError())
             foldFailedChecks(checks);
         Outcome outcome(pending, addr);
+        if (pending.error() == BusPendingCall::Timeout && std::exchange(mayBeLost, false))
+            continue;
         if (!outcome.isForeign() || asked == most)
             return outcome;
     }
@@ -97,4 +102,10 @@ Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall
 void printJson(const QJsonObject &object)
 {
     printLine(QString::fromUtf8(QJsonDocument(object).toJson(QJsonDocument::Compact)));
+}
+
+QJsonValue msOrNull(double ms)
+{
+    constexpr double Tenths = 10;
+    return ms < 0 ? QJsonValue(QJsonValue::Null) : QJsonValue(qRound(ms * Tenths) / Tenths);
 }

@@ -43,12 +43,16 @@ enum class Asking {
     Once,
     /// A call that only reads is made again, twice at most, if another node has answered in place of the one
     /// that was asked. That answer may have been a late one.
-    Again
+    Again,
+    /// The same, and once more if nobody has answered.
+    AgainIfLost
 };
 
 /// Waits for the answer of the node at @p addr to the call that @p call makes.
 Outcome ask(unsigned int addr, Asking asking, const std::function<BusPendingCall()> &call);
 
 void printJson(const QJsonObject &object);
+/// Milliseconds with one digit behind the point; null for a negative number, which stands for none.
+QJsonValue msOrNull(double ms);
 
 #endif

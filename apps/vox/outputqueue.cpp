@@ -37,6 +37,8 @@ struct OutputQueue::State
     bool hasFailed = false;
     bool isEnding = false;
 
+    bool isDone() const { return texts.empty() || hasFailed; }
+
     void run(int descriptor, const std::function<void(int)> &failed)
     {
         std::unique_lock lock(mutex);
@@ -69,11 +71,24 @@ OutputQueue::OutputQueue(int descriptor, std::function<void(int)> failed)
 
 OutputQueue::~OutputQueue()
 {
+    {
+        const std::lock_guard lock(m_state->mutex);
+        m_state->isEnding = true;
+        m_state->changed.notify_all();
+    }
+    wait();
+}
+
+bool OutputQueue::isEmpty() const
+{
+    const std::lock_guard lock(m_state->mutex);
+    return m_state->isDone();
+}
+
+void OutputQueue::wait() const
+{
     std::unique_lock lock(m_state->mutex);
-    m_state->isEnding = true;
-    m_state->changed.notify_all();
-    const auto isDone = [this] { return m_state->texts.empty() || m_state->hasFailed; };
-    for (qint64 left = -1; !isDone() && m_state->bytes != left;) {
+    for (qint64 left = -1; !m_state->isDone() && m_state->bytes != left;) {
         left = m_state->bytes;
         m_state->changed.wait_for(lock, Patience, [&] { return m_state->bytes != left; });
     }

@@ -22,6 +22,10 @@ public:
 
     /// Drops @p text, and counts it, if it does not fit. Once an error has come, forgets it.
     void push(const QByteArray &text);
+    /// Whether all texts have been written, or an error has come.
+    bool isEmpty() const;
+    /// Waits until that is so, as long as somebody reads.
+    void wait() const;
     /// How many texts have been dropped; 0 until all the others have been written. Then counts anew.
     int takeDropped();
 

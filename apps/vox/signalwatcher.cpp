@@ -10,12 +10,13 @@ namespace {
 std::array<int, 2> wakePipe = {-1, -1};
 constexpr char InterruptByte = 0;
 constexpr char ReportByte = 1;
+constexpr char ResizeByte = 2;
 
-constexpr std::array<int, 4> Signals = {SIGINT, SIGTERM, SIGHUP, SIGUSR1};
+constexpr std::array<int, 5> Signals = {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGWINCH};
 
 extern "C" void wake(int number)
 {
-    const char byte = number == SIGUSR1 ? ReportByte : InterruptByte;
+    const char byte = number == SIGUSR1 ? ReportByte : number == SIGWINCH ? ResizeByte : InterruptByte;
     [[maybe_unused]] const auto written = ::write(wakePipe[1], &byte, 1);
 }
 
@@ -35,6 +36,8 @@ SignalWatcher::SignalWatcher(QObject *parent)
             return;
         if (byte == ReportByte)
             Q_EMIT reportRequested();
+        else if (byte == ResizeByte)
+            Q_EMIT resized();
         else
             Q_EMIT interrupted();
     });

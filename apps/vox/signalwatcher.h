@@ -4,7 +4,7 @@
 #include <QObject>
 #include <QSocketNotifier>
 
-/// Turns SIGINT, SIGTERM, SIGHUP and SIGUSR1 into Qt signals. A program has one at a time.
+/// Turns SIGINT, SIGTERM, SIGHUP, SIGUSR1 and SIGWINCH into Qt signals. A program has one at a time.
 class SignalWatcher : public QObject
 {
     Q_OBJECT
@@ -17,6 +17,8 @@ Q_SIGNALS:
     void interrupted();
     /// Emitted at SIGUSR1.
     void reportRequested();
+    /// Emitted at SIGWINCH: the terminal has another size.
+    void resized();
 
 private:
     QSocketNotifier m_notifier;

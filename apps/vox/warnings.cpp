@@ -1,12 +1,14 @@
 #include "vox/warnings.h"
 
 #include "vox/console.h"
+#include "vox/outcome.h"
 
 #include <QCoreApplication>
 #include <QElapsedTimer>
 #include <QRegularExpression>
 #include <QTimer>
 
+#include <algorithm>
 #include <utility>
 
 namespace {
@@ -16,6 +18,7 @@ struct Warnings
 {
     QString command;
     bool isSoon = false;
+    WarningForm form = WarningForm::Text;
     /// The time since something was told.
     QElapsedTimer clock;
     bool isTimerOn = false;
@@ -54,7 +57,11 @@ struct Warnings
         if (parts.isEmpty())
             return;
         clock.start();
-        printError(command, parts.join(QStringLiteral("; ")));
+        const QString text = parts.join(QStringLiteral("; "));
+        if (form == WarningForm::Json)
+            printJson({{QStringLiteral("warning"), text}});
+        else
+            printError(command, text);
     }
 };
 
@@ -95,8 +102,9 @@ void catchWarnings(const QString &command)
     qInstallMessageHandler(take);
 }
 
-void tellWarningsSoon()
+void tellWarningsSoon(WarningForm form)
 {
+    warnings().form = form;
     warnings().isSoon = true;
 }
 
@@ -106,6 +114,17 @@ void foldFailedChecks(int before)
         return;
     warnings().checks = before;
     ++warnings().answers;
+}
+
+void forgetDamage()
+{
+    warnings().checks = 0;
+    warnings().answers = 0;
+}
+
+void forgetFailedChecks(int before)
+{
+    warnings().checks = std::min(warnings().checks, before);
 }
 
 int failedChecks()

@@ -8,13 +8,20 @@
 /// and the rest are counted. With QT_LOGGING_RULES in the environment, everything is told as it is.
 void catchWarnings(const QString &command);
 
-/// From now on failed checks are told while the program runs, too: within a second, in one line at most.
-void tellWarningsSoon();
+enum class WarningForm { Text, Json };
+
+/// From now on failed checks are told while the program runs, too: within a second, in one line at most. As
+/// JSON, warnings are objects with "warning" on standard output.
+void tellWarningsSoon(WarningForm form = WarningForm::Text);
 
 /// To be called when a call has ended without an answer: if checks have failed since @p before, an answer
 /// came damaged. Bytes of one frame may fail several checks, because a frame is looked for from each of them
 /// on.
 void foldFailedChecks(int before);
+/// What has come damaged so far is not told: the command tells it in words of its own.
+void forgetDamage();
+/// The failed checks since @p before are not told: whoever calls this tells them in words of its own.
+void forgetFailedChecks(int before);
 /// The number of failed checks that are neither told nor folded.
 int failedChecks();
 

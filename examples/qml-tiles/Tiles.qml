@@ -1,4 +1,5 @@
 import QtQuick 2.15
+import QtQuick.Controls 2.15
 import Vox 1.0
 
 // The nodes of a bus as tiles, with a line above them that says how the line is.
@@ -8,6 +9,20 @@ Rectangle {
     property alias bus: network.bus
     property string said: ""
 
+    // A range of addresses also finds motors of the older generation, which answer no broadcast.
+    function search(range) {
+        var ends = range.split("-")
+        try {
+            if (range === "")
+                network.discover()
+            else
+                network.discoverRange(ends[0].trim(), (ends[1] || ends[0]).trim())
+            said = "Searching…"
+        } catch (error) {
+            said = error.message
+        }
+    }
+
     width: 1000
     height: 640
     color: "#eef1f5"
@@ -16,8 +31,8 @@ Rectangle {
         id: network
 
         bus: "udp://127.0.0.1:4800?local=4801"
-        onLineChanged: if (line === Network.Open) discover()
-        onDiscovered: function(count) { if (count > 0) page.said = "Found " + count + (count === 1 ? " node" : " nodes") }
+        onLineChanged: if (line === Network.Open) page.search("")
+        onDiscovered: function(count) { page.said = count === 0 ? "Found nobody new" : "Found " + count + (count === 1 ? " node" : " nodes") }
         onNoticed: function(sentence) { page.said = sentence }
     }
 
@@ -50,10 +65,30 @@ Rectangle {
             anchors { right: parent.right; rightMargin: 20; verticalCenter: parent.verticalCenter }
             spacing: 10
 
+            TextField {
+                id: range
+
+                objectName: "range"
+                width: 140
+                height: search.height
+                padding: 5
+                font.pixelSize: 13
+                color: "#1f2a37"
+                placeholderText: "000300-00031F"
+                placeholderTextColor: "#9aa5b1"
+                selectByMouse: true
+                onAccepted: page.search(text)
+                background: Rectangle {
+                    radius: 5
+                    border.color: range.activeFocus ? "#3b6ea5" : "#c9d0d9"
+                }
+            }
             TextButton {
+                id: search
+
                 objectName: "search"
                 text: "Search"
-                onClicked: network.discover()
+                onClicked: page.search(range.text)
             }
             TextButton {
                 objectName: "stopAll"
@@ -83,6 +118,7 @@ Rectangle {
             id: cell
 
             required property Node node
+            required property Motor motor
             readonly property GridView grid: GridView.view as GridView
 
             width: grid.cellWidth
@@ -91,6 +127,7 @@ Rectangle {
             Tile {
                 anchors { fill: parent; margins: 6 }
                 node: cell.node
+                motor: cell.motor
             }
         }
     }

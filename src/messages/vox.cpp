@@ -122,10 +122,18 @@ QString VOX::nodeAddrProblem(unsigned int addr)
 
 bool VOX::readNodeAddr(const QString &text, unsigned int *addr, QString *problem)
 {
-    *problem = readAddr(text, addr)
-        ? nodeAddrProblem(*addr)
-        : QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
-    return problem->isEmpty();
+    if (readAddr(text, addr)) {
+        *problem = nodeAddrProblem(*addr);
+        return problem->isEmpty();
+    }
+    // As a program or a drawing may have it: 0x101, 101h, 101.
+    static const QRegularExpression shorter(QStringLiteral("^(?:0[xX])?([0-9A-Fa-f]{1,6})[hH]?$"));
+    const QString digits = shorter.match(text).captured(1);
+    *problem = QStringLiteral("'%1' is no address of six hexadecimal digits").arg(text);
+    if (!digits.isEmpty())
+        *problem += QStringLiteral("; did you mean %1?")
+                        .arg(digits.toUpper().rightJustified(AddrDigits, QLatin1Char('0')));
+    return false;
 }
 
 void VOX::htovox(unsigned short value, unsigned char *bytes)

@@ -9,7 +9,6 @@
 #include <utility>
 
 namespace {
-constexpr int RoundsUntilSure = 2;
 constexpr VOX::Addr MaxRange = 65536;
 /// How long an address that was heard, and did not answer, is left alone, and how many of them are kept.
 constexpr qint64 StrangerMs = 60000;
@@ -33,17 +32,15 @@ void Discovery::start()
         return;
     }
     m_isRunning = true;
-    m_roundsWithoutNews = 0;
+    m_rounds = DiscoveryRounds();
     sendRound();
 }
 
 void Discovery::sendRound()
 {
     m_foundInRound = 0;
-    const VOXCall call(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST,
-                       VOXCall::DefaultSharedTimeout);
     BusObject(m_core.lane(VOXScheduler::Configure), nullptr)
-        .call(call)
+        .call(DiscoveryRounds::question())
         .onFinished(&m_core, [this](const BusPendingCall &ended) { handleRound(ended); });
 }
 
@@ -51,8 +48,8 @@ void Discovery::handleRound(const BusPendingCall &call)
 {
     if (!m_isRunning)
         return;
-    m_roundsWithoutNews = m_foundInRound > 0 ? 0 : m_roundsWithoutNews + 1;
-    if (!call.isError() && m_roundsWithoutNews < RoundsUntilSure) {
+    m_rounds.handleRound(m_foundInRound);
+    if (!call.isError() && !m_rounds.isOver()) {
         sendRound();
         return;
     }
@@ -167,6 +164,9 @@ void Discovery::handleAnswered(VOX::Addr addr, const VOXMessage &reply)
     }
     m_asked = 0;
     addNode(reply.srcAddr(true), HRMv2Answer::from<HRMv2Answer::MotorSettings>(reply).has_value());
+    // What it has told is not asked again.
+    if (NodeState *const node = m_core.find(addr))
+        m_core.takeAnswer(*node, reply);
 }
 
 void Discovery::handleUnanswered(VOX::Addr addr)

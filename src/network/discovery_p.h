@@ -1,7 +1,7 @@
 #ifndef VOX_NETWORK_DISCOVERY_P_H
 #define VOX_NETWORK_DISCOVERY_P_H
 
-#include <vox/messages/voxcall.h>
+#include "network/discoveryrounds_p.h"
 
 #include <QHash>
 
@@ -57,7 +57,7 @@ private:
 
     // By broadcasts.
     bool m_isRunning = false;
-    int m_roundsWithoutNews = 0;
+    DiscoveryRounds m_rounds;
     int m_foundInRound = 0;
     int m_found = 0;
 

@@ -324,6 +324,11 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
 /// What can wait: names, settings, and addresses where somebody may be.
 std::optional<VOXCall> NetworkCore::nextPatient()
 {
+    // Somebody waits for what a discovery finds; yet one through all addresses takes hours.
+    if (++m_patientTurn % PatientPart != 0) {
+        if (std::optional<VOXCall> call = m_discovery.nextQuestion())
+            return call;
+    }
     Question question{};
     // Names and the like would take their share of the line from values that somebody waits for.
     NodeState *const node =

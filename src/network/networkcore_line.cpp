@@ -133,7 +133,7 @@ void NetworkCore::handleHeard(const BusMessage &message)
     if (!frame.isValid())
         return;
     QString noticed;
-    const LineListener::Kind kind = m_listener.examine(frame, nowMs(), &noticed);
+    const LineListener::Kind kind = m_listener.examine(frame, nowMs(), m_isSending, &noticed);
     notice(noticed);
     if (kind == LineListener::OfUs)
         return;
@@ -205,6 +205,16 @@ void NetworkCore::handleFrameOf(NodeState &node, const VOXMessage &frame)
     }
     m_planner.update(node);
     wakePolls();
+}
+
+void NetworkCore::takeAnswer(NodeState &node, const VOXMessage &frame)
+{
+    const std::optional<NodeReading> reading = takeReading(node, frame);
+    if (!reading || reading->isNonsense)
+        return;
+    node.urgent.questions.setFlag(reading->question, false);
+    node.patient.questions.setFlag(reading->question, false);
+    noteChange(node);
 }
 
 void NetworkCore::handleReading(NodeState &node, Question question, std::optional<double> percentBefore)

@@ -55,6 +55,8 @@ public:
     void remove(VOX::Addr addr);
     /// A node has answered: it is added, or changed to what it is. True if it is new.
     bool takeFound(VOX::Addr addr, bool isLegacy);
+    /// @p frame, which was heard before @p node was there, is its answer to a question that nobody asks again.
+    void takeAnswer(NodeState &node, const VOXMessage &frame);
     ///@{
     /// The host is told of it, from the event loop.
     void noteChange(NodeState &node);
@@ -140,6 +142,7 @@ private:
     bool m_isSending = true;
     int m_readBacks = 0;
     unsigned int m_pollTurn = 0;
+    unsigned int m_patientTurn = 0;
     // When the next node that is down may be probed, and which one has been probed last on a silent line.
     qint64 m_probeMs = 0;
     VOX::Addr m_lastProbed = 0;

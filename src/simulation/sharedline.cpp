@@ -75,11 +75,14 @@ void SharedLine::addRequest(const BusMessage &request)
     add(Host, std::max(now(), endOfLast(Host)), request.data());
 }
 
-void SharedLine::addAnswer(VOX::Addr node, const QByteArray &bytes)
+qint64 SharedLine::drawTurn()
 {
     const qint64 range = (m_pace.mostTurnMs - m_pace.leastTurnMs) * NsPerMs;
-    const qint64 turn =
-        m_pace.leastTurnMs * NsPerMs + std::uniform_int_distribution<qint64>(0, range)(m_random);
+    return m_pace.leastTurnMs * NsPerMs + std::uniform_int_distribution<qint64>(0, range)(m_random);
+}
+
+void SharedLine::addAnswer(VOX::Addr node, const QByteArray &bytes, qint64 turn)
+{
     add(node, std::max(now() + turn, endOfLast(node)), bytes);
 }
 

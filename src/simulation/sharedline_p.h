@@ -40,8 +40,11 @@ public:
 
     /// A host begins to send, or does so when it has sent what it is at.
     void addRequest(const BusMessage &request);
-    /// @p node begins to send in the time that it takes to answer, or when it has sent what it is at.
-    void addAnswer(VOX::Addr node, const QByteArray &bytes);
+    /// How long the next answer takes to begin, in nanoseconds. Drawn once for each answer that nodes make,
+    /// also for one that stays away: so a fault of one answer leaves the others where they were.
+    qint64 drawTurn();
+    /// @p node begins to send @p turn nanoseconds from now, or when it has sent what it is at.
+    void addAnswer(VOX::Addr node, const QByteArray &bytes, qint64 turn);
     /// @p node begins to send at once. What comes while it is at something else is dropped.
     void addUnasked(VOX::Addr node, const QByteArray &bytes);
 

@@ -89,7 +89,7 @@ QString valuesOf(const Form &form)
 bool readStatus(const QString &name, int *status)
 {
     for (*status = 0; *status <= 0xff; ++*status) {
-        if (KVR::toString(static_cast<KVR::NackStatus>(*status)) == name)
+        if (KVR::toString(static_cast<KVR::NackStatus>(*status)).compare(name, Qt::CaseInsensitive) == 0)
             return true;
     }
     return false;
@@ -144,7 +144,7 @@ bool isCommand(const VOXFault &fault)
 bool readClause(const QString &word, const QString &value, VOXFault *fault)
 {
     if (word == CommandWord) {
-        fault->command = value;
+        fault->command = value.toUpper();
         return isCommand(*fault);
     }
     if (word == ProbabilityWord) {
@@ -164,10 +164,10 @@ bool readClauses(QStringList words, VOXFault *fault, QString *problem)
         const QString word = words.takeFirst();
         const QString value = words.isEmpty() ? QString() : words.takeFirst();
         if (!readClause(word, value, fault)) {
-            *problem = QStringLiteral("'%1 %2' is not understood; an address or all, command NAME, "
+            *problem = QStringLiteral("'%1' is not understood; an address or all, command NAME, "
                                       "probability 0 to 1, count N, and for 'away' every MS, "
                                       "which is longer, are")
-                           .arg(word, value);
+                           .arg((word + QLatin1Char(' ') + value).trimmed());
             return false;
         }
         if (known.contains(word)) {

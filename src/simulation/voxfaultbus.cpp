@@ -8,21 +8,34 @@ namespace {
 constexpr unsigned int BroadcastAddr = 0xffffff;
 constexpr int MaxRequests = 65536;
 
-/// Bytes that go on the line as they are.
+/// Bytes that go on the line as they are, when it is their turn.
 class LineBytes : public BusMessageData
 {
 public:
-    explicit LineBytes(const QByteArray &line) { bytes() = line; }
+    LineBytes(VOXFaultBus &speaker, const QByteArray &line)
+        : m_speaker(&speaker)
+    {
+        bytes() = line;
+    }
 
     BusMessageData *clone() const override { return new LineBytes(*this); }
-    int writeTo(Bus &bus) const override { return static_cast<VOXBus &>(bus).writeLine(bytes()); }
+    int writeTo(Bus &bus) const override
+    {
+        const int result = static_cast<VOXBus &>(bus).writeLine(bytes());
+        if (m_speaker && result >= 0)
+            Q_EMIT m_speaker->said(bytes());
+        return result;
+    }
+
+private:
+    QPointer<VOXFaultBus> m_speaker;
 };
 
 class LineMessage : public BusMessage
 {
 public:
-    explicit LineMessage(const QByteArray &line)
-        : BusMessage(*new LineBytes(line))
+    LineMessage(VOXFaultBus &speaker, const QByteArray &line)
+        : BusMessage(*new LineBytes(speaker, line))
     {
     }
 };
@@ -77,23 +90,26 @@ int VOXFaultBus::write(const QByteArray &frame)
     const VOX::Addr node = answer.srcAddr(false);
     const FaultyAnswer faulty =
         m_rules.applyTo(answer, m_requests.value(node, m_requests.value(BroadcastAddr)));
-    const auto send = [this, node, faulty] {
+    const qint64 turn = m_time ? m_time->drawTurn() : 0;
+    const auto send = [this, node, faulty, turn] {
         for (int copy = 0; copy < faulty.copies; ++copy)
-            say(node, faulty.bytes);
+            say(node, faulty.bytes, turn);
     };
+    // Later than it would have come.
     if (faulty.delayMs > 0)
-        QTimer::singleShot(faulty.delayMs, Qt::PreciseTimer, this, send);
+        QTimer::singleShot(faulty.delayMs + (m_line ? m_line->dispatcher().lineFreeIn() : 0),
+                           Qt::PreciseTimer, this, send);
     else
         send();
     return 0;
 }
 
-void VOXFaultBus::say(VOX::Addr node, const QByteArray &bytes)
+void VOXFaultBus::say(VOX::Addr node, const QByteArray &bytes, qint64 turn)
 {
     if (m_time)
-        m_time->addAnswer(node, bytes);
+        m_time->addAnswer(node, bytes, turn);
     else if (m_line)
-        m_line->dispatcher().reply(LineMessage(bytes));
+        m_line->dispatcher().reply(LineMessage(*this, bytes));
 }
 
 void VOXFaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
@@ -104,11 +120,16 @@ void VOXFaultBus::sayUnasked(VOX::Addr node, const QByteArray &bytes)
     }
     const auto *queue = m_line ? qobject_cast<SimpleBusDispatcher *>(&m_line->dispatcher()) : nullptr;
     if (queue && queue->waitingReplies() == 0)
-        say(node, bytes);
+        say(node, bytes, 0);
 }
 
 void VOXFaultBus::writeOut(const QByteArray &bytes)
 {
-    if (m_line)
-        m_line->writeLine(bytes);
+    if (!m_line)
+        return;
+    const QPointer<VOXFaultBus> self(this);
+    const int result = m_line->writeLine(bytes);
+    // On a line in memory, whoever hears it may destroy the simulation.
+    if (self && result >= 0)
+        Q_EMIT said(bytes);
 }

@@ -37,13 +37,17 @@ public:
     bool isOpen() const override { return m_line && m_line->isOpen(); }
     bool hasUnseenInput() const override { return false; }
 
+Q_SIGNALS:
+    /// Carries what was put on the line, in line form.
+    void said(const QByteArray &bytes);
+
 public Q_SLOTS:
     bool processData() override { return false; }
 
 private:
     void handleRequest(const BusMessage &request);
     void bringToNodes(const BusMessage &request);
-    void say(VOX::Addr node, const QByteArray &bytes);
+    void say(VOX::Addr node, const QByteArray &bytes, qint64 turn);
     void writeOut(const QByteArray &bytes);
 
     const QPointer<VOXBus> m_line;

@@ -4,12 +4,22 @@
 
 #include <QFile>
 #include <QJsonArray>
-#include <QJsonDocument>
 #include <QJsonObject>
 
 #include <cmath>
 
 bool VOXJsonPlace::readFile(const QString &name, QJsonObject *object, QString *problem)
+{
+    QJsonDocument document;
+    if (!readFile(name, &document, problem))
+        return false;
+    *object = document.object();
+    if (!document.isObject())
+        *problem = QStringLiteral("%1: is to hold a JSON object").arg(name);
+    return document.isObject();
+}
+
+bool VOXJsonPlace::readFile(const QString &name, QJsonDocument *document, QString *problem)
 {
     QFile file(name);
     if (!file.open(QIODevice::ReadOnly)) {
@@ -18,16 +28,12 @@ bool VOXJsonPlace::readFile(const QString &name, QJsonObject *object, QString *p
     }
     const QByteArray text = file.readAll();
     QJsonParseError error;
-    const QJsonDocument document = QJsonDocument::fromJson(text, &error);
-    *object = document.object();
-    if (document.isObject())
+    *document = QJsonDocument::fromJson(text, &error);
+    if (error.error == QJsonParseError::NoError)
         return true;
-    const QString mistake = error.error == QJsonParseError::NoError
-        ? QStringLiteral("is to hold a JSON object")
-        : QStringLiteral("%1 in line %2")
-              .arg(error.errorString())
-              .arg(text.left(error.offset).count('\n') + 1);
-    *problem = QStringLiteral("%1: %2").arg(name, mistake);
+    *problem = QStringLiteral("%1: %2 in line %3")
+                   .arg(name, error.errorString())
+                   .arg(text.left(error.offset).count('\n') + 1);
     return false;
 }
 

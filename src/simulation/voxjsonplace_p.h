@@ -4,6 +4,7 @@
 #include <vox/simulation/simulation_export.h>
 
 #include <QByteArray>
+#include <QJsonDocument>
 #include <QJsonValue>
 #include <QMetaEnum>
 #include <QString>
@@ -20,6 +21,8 @@ public:
     /// Reads the file @p name, which holds one JSON object. False if that cannot be done; @p problem says
     /// why, with the line of a mistake.
     static bool readFile(const QString &name, QJsonObject *object, QString *problem);
+    /// The same of an object or an array.
+    static bool readFile(const QString &name, QJsonDocument *document, QString *problem);
 
     /// @p problem must outlive the place, and all that are made from it.
     VOXJsonPlace(const QJsonValue &value, const QString &path, QString *problem);

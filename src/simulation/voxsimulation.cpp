@@ -204,8 +204,10 @@ bool VOXSimulation::attach(VOXBus *bus)
     if (bus && bus->thread() != thread())
         return false;
     std::unique_ptr<VOXFaultBus> behind(bus ? new VOXFaultBus(*bus, d->rules) : nullptr);
-    if (bus)
+    if (bus) {
         behind->setPace(d->pace);
+        connect(behind.get(), &VOXFaultBus::said, this, &VOXSimulation::said);
+    }
     d->clock.setBus(behind.get());
     d->bus.swap(behind);
     return true;

@@ -119,6 +119,10 @@ Q_SIGNALS:
     /// Emitted after a host has asked @p node to change a setting, whether that was refused or not, and when
     /// a motor has come to rest; not for what the simulation is told to do.
     void settingChanged(VOX::Addr node);
+    /// Carries what nodes have put on the line, in line form, faults included: a frame, what a fault or a
+    /// collision has made of it, or random bytes. What hosts say is in BusDispatcher::heard() of the bus. A
+    /// slot must not destroy the bus.
+    void said(const QByteArray &bytes);
 
 private:
     class Private;

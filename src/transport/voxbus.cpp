@@ -166,6 +166,8 @@ bool VOXBus::processData()
     }
     m_incompleteBytes = 0;
     device->skip(cut.dropped());
+    if (!cut.isGood())
+        Q_EMIT discarded(m_buffer.left(cut.dropped()));
     if (cut.kind == VOXFrameCutter::Cut::Drop) {
         processLater();
         return false;
@@ -213,7 +215,7 @@ void VOXBus::timerEvent(QTimerEvent *event)
     const qint64 after = isOpen() ? ioDevice()->bytesAvailable() : 0;
     if (!taken && after > 0 && after >= before) {
         if (after == before)
-            ioDevice()->skip(1);
+            Q_EMIT discarded(ioDevice()->read(1));
         m_incompleteBytes = 0;
         processLater();
     }

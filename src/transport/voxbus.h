@@ -104,6 +104,10 @@ Q_SIGNALS:
     /// Emitted by open() and close() alone, not when the device fails or is closed behind the bus's back.
     /// That is meant.
     void openChanged(bool opened);
+    /// Carries bytes, in line form, that have come and are dropped, because no frame begins with them or its
+    /// check value is wrong. They come in their order, and a serial line often tells them one by one. A slot
+    /// must not destroy the bus.
+    void discarded(const QByteArray &bytes);
 
 public Q_SLOTS:
     /// Takes at most one frame of the received bytes. True if there was one, even if its check value

@@ -6,10 +6,13 @@
 #include "transport/voxudpbus.h"
 
 #include <QFileInfo>
+#include <QHostInfo>
 #include <QMetaEnum>
 #include <QUdpSocket>
 #include <QUrl>
 #include <QUrlQuery>
+
+#include <algorithm>
 
 namespace {
 using BusPointer = std::unique_ptr<VOXBus>;
@@ -44,6 +47,24 @@ bool readPort(const QString &text, unsigned short *port)
     return isNumber && *port != 0;
 }
 
+/// The address of the host @p name: one of IPv4 if it has any, which is what these buses send from.
+bool lookUp(const QString &name, QHostAddress *address, QString *problem)
+{
+    const QHostInfo info = QHostInfo::fromName(name);
+    const QList<QHostAddress> addresses = info.addresses();
+    const auto isOld = [](const QHostAddress &each) {
+        return each.protocol() == QAbstractSocket::IPv4Protocol;
+    };
+    const auto found = std::find_if(addresses.cbegin(), addresses.cend(), isOld);
+    if (found != addresses.cend())
+        *address = *found;
+    else if (addresses.isEmpty())
+        *problem = QStringLiteral("the host '%1' is not known: %2").arg(name, info.errorString());
+    else
+        *problem = QStringLiteral("the host '%1' has no address of IPv4").arg(name);
+    return found != addresses.cend();
+}
+
 bool readItem(const QString &key, const QString &value, VOXBusUrl *parts)
 {
     if (key == LocalKey)
@@ -60,8 +81,12 @@ bool readItem(const QString &key, const QString &value, VOXBusUrl *parts)
 bool readSocketUrl(const QUrl &url, const QStringList &keys, const QString &example, VOXBusUrl *parts,
                    QString *problem)
 {
-    if (!parts->host.setAddress(url.host()) || url.port() < 1 || url.path().size() > 1) {
+    if (url.host().isEmpty() || url.port() < 1 || url.path().size() > 1) {
         *problem = QStringLiteral("'%1' is no bus; %2 is one").arg(parts->text, example);
+        return false;
+    }
+    if (!parts->host.setAddress(url.host()) && !lookUp(url.host(), &parts->host, problem)) {
+        *problem = QStringLiteral("'%1': %2").arg(parts->text, *problem);
         return false;
     }
     parts->port = static_cast<unsigned short>(url.port());
@@ -189,8 +214,9 @@ BusPointer openPty(QString *portUrl)
 }
 }
 
-bool VOXBusUrl::read(const QString &text, VOXBusUrl *url, QString *problem)
+bool VOXBusUrl::read(const QString &name, VOXBusUrl *url, QString *problem)
 {
+    const QString text = name.startsWith(QLatin1Char('/')) ? QStringLiteral("serial://") + name : name;
     const QUrl parsed(text, QUrl::StrictMode);
     const QString scheme = parsed.isValid() ? parsed.scheme() : QString();
     *url = VOXBusUrl();

@@ -21,7 +21,8 @@ class VOXBus;
 /// What follows the question mark may be left out. RATE is one of VOXBus::BaudRate, and PARITY one of "odd",
 /// "even" and "none"; without them a serial port gets the network's 4800 bit/s and odd parity.
 ///
-/// A value, from any thread.
+/// A path, as /dev/ttyUSB0, is that of a serial port. A host name in place of an address is looked up, which
+/// may take as long as the system's resolver does. A value, from any thread.
 /// @ingroup transport
 struct VOX_EXPORT VOXBusUrl
 {

@@ -160,11 +160,13 @@ bool VOXMCastBus::takeFrame()
     const int length = m_cutter.lengthAt(datagram);
     if (length == datagram.size() && length < VOXMessage::MinLength) {
         qCWarning(lcVoxBus, "[VOXMCastBus]: datagram too short for a frame (len=%i)", length);
+        Q_EMIT discarded(QByteArray(datagram.constData(), datagram.size()));
         return false;
     }
     if (length != datagram.size()) {
         qCWarning(lcVoxBus, "[VOXMCastBus]: wrong datagram size %i != %i", length,
                   static_cast<int>(datagram.size()));
+        Q_EMIT discarded(QByteArray(datagram.constData(), datagram.size()));
         return false;
     }
     const VOXFrameCutter::Cut cut = m_cutter.cut(datagram);
@@ -173,5 +175,7 @@ bool VOXMCastBus::takeFrame()
             m_datagram->senderPort());
     if (isTaken(cut.check))
         deliver(cut.frame);
+    else
+        Q_EMIT discarded(QByteArray(datagram.constData(), datagram.size()));
     return true;
 }

@@ -233,6 +233,8 @@ bool VOXUdpBus::processData(const QString &senderID)
 bool VOXUdpBus::processBuffer(Buffer &buffer)
 {
     const VOXFrameCutter::Cut cut = m_cutter.cut(buffer.data);
+    if (cut.dropped() > 0 && !cut.isGood())
+        Q_EMIT discarded(buffer.data.left(cut.dropped()));
     buffer.data.remove(0, cut.dropped());
     if (cut.kind == VOXFrameCutter::Cut::Wait) {
         if (!buffer.data.isEmpty())
@@ -285,6 +287,7 @@ void VOXUdpBus::timerEvent(QTimerEvent *event)
     if (!buffer) {
         qCWarning(lcVoxBus, "[VOXUdpBus]: timeout source has been destroyed");
     } else if (!buffer->data.isEmpty() && buffer->data.startsWith(stalled)) {
+        Q_EMIT discarded(buffer->data.left(1));
         buffer->data.remove(0, 1);
         processLater(id);
     }

@@ -6,6 +6,7 @@
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/console.h"
+#include "vox/line/answercomparison.h"
 #include "vox/line/framescanner.h"
 #include "vox/line/lineerrors.h"
 #include "vox/line/linehints.h"
@@ -31,6 +32,7 @@ private Q_SLOTS:
     void items();
     void labelsAndTimes();
     void rowsOfATerminal();
+    void comparisons();
     void statistics();
     void errors();
     void anHourOfStrangers();
@@ -195,6 +197,61 @@ void tst_Monitor::rowsOfATerminal()
     row("12:00  one two  three four five", "12:00  one two\n      three four\n      five");
     row("12:00  AA BB CC DD EE FF", "12:00  AA BB CC DD\n      EE FF");
     row("12:00  a-word-that-is-too-long", "12:00  a-word-that-is-too-long");
+}
+
+// Which answers belong to which request, and what of them is different when it comes again.
+void tst_Monitor::comparisons()
+{
+    VOXMessage toGroup = frame("65 41", 0x00a001);
+    toGroup.setSrcAddr(0x000101);
+    toGroup.prepare();
+    const QMap<char, QByteArray> bytes = {{'r', line(stop)},
+                                          {'g', line(toGroup)},
+                                          {'q', line(frame("0E", 0x000101, VOXMessage::AckFlag))},
+                                          {'o', line(frame("44", 0x000101, VOXMessage::AckFlag))},
+                                          {'b', line(frame("40", 0xffffff))},
+                                          {'G', line(groupFrame("45", 0x00a001))},
+                                          {'a', line(frameFrom(0x000101, "7F"))},
+                                          {'s', line(frameFrom(0x000101, "0F 00 00 00 00"))},
+                                          {'t', line(frameFrom(0x000101, "0F 01 00 00 00"))},
+                                          {'p', line(frameFrom(0x000101, "64 00 00 00"))},
+                                          {'1', line(frameFrom(0x000101, "60"))},
+                                          {'2', line(frameFrom(0x000102, "60"))},
+                                          {'x', QByteArray("?")}};
+    // Milliseconds, and what a capture has; then what comes when each of its requests goes out again.
+    const auto row = [&](const QByteArray &capture, const QByteArray &heard, const char *found) {
+        std::vector<LineItem> items;
+        for (const QByteArray &step : capture.split(' '))
+            items.push_back(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
+        QString said;
+        AnswerComparison comparison([&](const AnswerComparison::Difference &difference) {
+            const char *sign = difference.isMissing() ? "-" : difference.was.data().isEmpty() ? "+" : "~";
+            said += QString(" %1%2").arg(sign).arg(difference.node % 16);
+        });
+        const std::vector<Exchange> exchanges = Exchange::of(items);
+        const QByteArrayList parts = heard.split(' ');
+        QCOMPARE(int(exchanges.size()), parts.size());
+        for (int i = 0; i < parts.size(); ++i) {
+            comparison.begin(exchanges[std::size_t(i)]);
+            for (const char frame : parts.at(i) == "." ? QByteArray() : parts.at(i))
+                comparison.hear(LineItem::of(bytes[frame], 0).frame);
+            comparison.end();
+        }
+        QCOMPARE(list(capture, QString::number(comparison.same()) + said), list(capture, found));
+    };
+    row("0r 10a 100q 120s", "a s", "2");
+    row("0r 10a 100q 120s", "s a", "0 -1 ~1");
+    row("0q 10s", "t", "0 ~1");
+    row("0q 10s", "ss", "1 +1");
+    row("0q 10s 300r 310a", "s sa", "2 +1");
+    row("0q 300q 310s", "s s", "1 +1");
+    row("0q 20x 300q 310s", "s s", "1");
+    row("0q 2001s", "s", "0 +1");
+    row("0o 10p 20s", "p", "1");
+    row("0b 10x 201 212", "12", "2");
+    row("0b 101 112", "21", "2");
+    row("0b 101 112", "22", "1 +2 -1");
+    row("0G 10g 20s", "gs", "1");
 }
 
 void tst_Monitor::statistics()

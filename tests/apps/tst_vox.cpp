@@ -29,6 +29,8 @@ private Q_SLOTS:
     void commandLines();
     void theExampleNetworkKeepsItsState();
     void scanFindsAllNodes();
+    void scanOnANoisyLine();
+    void infoTellsAll();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
@@ -38,6 +40,7 @@ private Q_SLOTS:
     void replayKeepsTime();
     void aSimulationObeysLines();
     void aPortIsProbed();
+    void aSimulationTellsWhatHostsDo();
     void everyCommandHasHelp();
     void bashCompletes();
     void guidesWork_data();
@@ -133,8 +136,11 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, probe, move");
-    row("fly", "unknown command 'fly'");
+    row("", "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, move");
+    row("fly", "unknown command 'fly'; one of demo, sim");
+    row("help fly", "unknown command 'fly'; one of demo, sim");
+    row("Scn", "unknown command 'Scn'; did you mean 'scan'?");
+    row("moni", "unknown command 'moni'; did you mean 'monitor'?");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
     row("sim", "no node");
@@ -158,18 +164,32 @@ void tst_Vox::commandLines_data()
     row("scan --range 000300-0310", "--range: '0310' is no address of six hexadecimal digits");
     row("scan --range 000302-000301", "--range: the range ends before it begins: 000301 is below 000302");
     row("scan --range 000001-010001", "--range: a range has at most 65536 addresses");
+    row("scan --rounds none", "--rounds is to be a number from 1 to 1000");
+    row("scan --compare /bin/sh", "--compare: /bin/sh: illegal value in line 1");
+    row("scan --compare " VOX_SOURCE_DIR "/examples/scenario/lunch.json", "nodes: is to be an array");
     row("scan --bus tcp://1.2.3.4:5", "'tcp://1.2.3.4:5' is no bus");
     row("scan --bus udp://127.0.0.1", "'udp://127.0.0.1' is no bus; udp://127.0.0.1:4800?local=4801 is one");
     row("scan --bus udp://127.0.0.1:4810?local=x", "'local=x'");
     row("scan --bus udp://127.0.0.1:4810?bind=192.0.2.1", "cannot open"); // of another machine
     row("scan --bus mcast://127.0.0.1:4810", "127.0.0.1 is no multicast group");
     row("scan --bus mcast://239.0.0.1:4810?local=1", "'local=1'");
+    row("scan --bus udp://no-such-host.invalid:4810", "the host 'no-such-host.invalid' is not known: ");
+    row("scan --bus mcast://localhost:4810", "127.0.0.1 is no multicast group");
+    row("scan --bus /dev/no-such-port", "cannot open /dev/no-such-port: No such");
     row("scan --bus serial:///dev/no-such-port", "cannot open /dev/no-such-port");
     row("replay /bin/sh", "is no capture");
     row("monitor --write /no/such/capture", "cannot write /no/such/capture");
-    row("monitor --command ACK --command FLY", "unknown command 'FLY'");
+    row("monitor --command ACK --command FLY", "unknown command 'FLY'; docs/commands.md lists them");
+    row("monitor --command 0e", "unknown command '0e'; did you mean 'GET_MOTOR_STATUS'?");
+    row("monitor --write --json", "'--json' looks like an option, not like a file; ./--json is a file");
+    row("record -- -x", "'-x' looks like an option");
+    row("sim --node NODE@000001 --log xml", "--log is to be text or json");
+    row("sim --node NODE@000001 --write -", "--write: standard output belongs to the console");
     row("call 000001", "operations are getNodeAddr");
     row("call 000001 fly", "unknown operation 'fly'; one of getNodeAddr");
+    row("call 000001 0x0E", "unknown operation '0x0E'; did you mean 'getMotorStatus'?");
+    row("call 000001 getmotorStatsu", "did you mean 'getMotorStatus'?");
+    row("call 000001 ctrlMoveTo percent 50", "MOVETO_PERCENT; did you mean 'MOVETO_PERCENT'?");
     row("call 000001 ctrlMoveTo 0", "ctrlMoveTo FUN POSITION TILT or ctrlMoveTo FUN POSITION");
     row("call 000001 ctrlMoveTo HOME 0", "fun: 'HOME' is not a number from 0 to 255 or one of MOVETO_DOWN");
     row("call 000001 setNodeLabel 日本", "str: '日本' is not text of up to 16 characters of Latin-1");
@@ -179,6 +199,12 @@ void tst_Vox::commandLines_data()
     row("move 000101 left", "vox move: 'left' is neither up nor down");
     row("move 000101 up --time 2600", "vox move: --time is to be a number from 10 to 2550");
     row("stop group:1", "vox stop: 'group:1' is no group; group:00A001 is one");
+    row("stop group:000000", "'group:000000' is no group: 000000 stands for an empty slot");
+    row("stop group:FFFFFF", "'group:FFFFFF' is no group");
+    row("stop ALL", "'ALL' is no target; did you mean 'all'?");
+    row("stop Gruop:00A001", "'Gruop:00A001' is no target; did you mean 'group:00A001'?");
+    row("status 101h", "'101h' is no address of six hexadecimal digits; did you mean 000101?");
+    row("goto 000101 UP", "and pulses are; did you mean 'up'?");
     row("goto 000101 101%", "vox goto: '101%' is no position: up, down, 0% to 100%, ip:1 and pulses are");
     row("goto all up --wait", "vox goto: --wait is for one node at a time");
     row("lock all", "vox lock: 'lock' goes to one node at a time");
@@ -186,6 +212,9 @@ void tst_Vox::commandLines_data()
 
     // What reaches a node: the exit code, and how the answer begins.
     row("call 000101 setMotorLimits LIMIT_PULSES LIMIT_DOWN 0xbb8", "0 ACK\n");
+    row("call 000101 ctrlMoveTo moveto_percent 30", "0 ACK\n");
+    row("goto 000101 50", "0 ACK\n! vox goto: 50 pulses, not percent; '50%' is percent\n");
+    row("goto 000101 101", "0 ACK\n");
     row("call 000101 getMotorIP 010", "0 POST_MOTOR_IP\n  index: 10\n");
     row("call 000101 ctrlStop --defaults", "0 ACK\n");
     row("call 000401 setGroupAddr 3 abcd", "0 ACK\n");
@@ -205,7 +234,19 @@ void tst_Vox::commandLines_data()
     row("call 000301 hrmv2:getMotorInfo", "0 POST_MOTOR_INFO\n  data: 0D 00 00 02 0C 05 06 20 00 00\n");
     row("call 000301 hrmv2:setMotorPosition POSITION_STOP 0", "1 NACK BADMSG\n");
     row("lock 000103", "1 NACK FEATURE_NOT_SUPPORTED\n");
-    row("info 000401", "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: ");
+    row("info 000401",
+        "0 000401 NODETYPE_ANY Gateway\n  serial: GW2026110001\n  appVersion: 0-000-0\n  stackVersion: "
+        "0-000-0\n"
+        "  motor: -\n  groups: none\n  network: bcastMode BCAST_ON, maxRand 20, supervision false,\n"
+        "    supervisionPeriod 0, deafMode false\n  frames: ");
+    row("info 000401 --quick --json",
+        "0 "
+        "{'address':'000401','fields':{'appVersion':'0-000-0','label':'Gateway','limits':null,'networkLock':"
+        "null,"
+        "'position':null,'serial':'GW2026110001','speeds':null,'stackVersion':'0-000-0','status':null},"
+        "'type':'NODETYPE_ANY'}\n");
+    row("info 000301",
+        "1 NACK BADMSG\n! vox info: 000301 is a motor of the older generation; 'vox call 000301 hrmv2:");
 }
 
 void tst_Vox::commandLines()
@@ -218,7 +259,7 @@ void tst_Vox::commandLines()
         if (line.endsWith("json"))
             said.replace('\'', '"');
         QCOMPARE(actual.left(said.size()), said);
-        QVERIFY(QJsonDocument::fromJson(simulation.run(line + " --json").mid(2)).isObject());
+        QVERIFY(QJsonDocument::fromJson(simulation.run(line + " --json").mid(2).split('\n')[0]).isObject());
     } else {
         QCOMPARE(list(actual.left(7), actual.trimmed().count('\n')), list("2 ! vox", 0));
         QVERIFY2(actual.contains(said), actual);
@@ -270,8 +311,8 @@ void tst_Vox::scanFindsAllNodes()
     const QByteArray json = simulation.run("scan --json");
     const QJsonArray nodes = QJsonDocument::fromJson(json.mid(2)).array();
     QCOMPARE(nodes.size(), 24);
-    const QJsonObject gateway = {
-        {"address", "000401"}, {"appVersion", "0-000-0"}, {"label", "Gateway"}, {"type", "NODETYPE_ANY"}};
+    const QJsonObject gateway = {{"address", "000401"},    {"appVersion", "0-000-0"}, {"label", "Gateway"},
+                                 {"type", "NODETYPE_ANY"}, {"answeredRounds", 3},     {"rounds", 3}};
     QCOMPARE(nodes.last().toObject(), gateway);
     // The nodes' own port: only one program may be them.
     const QString taken = QString("udp://127.0.0.1:1?local=%1").arg(QUrl(simulation.bus).port());
@@ -288,6 +329,103 @@ void tst_Vox::scanFindsAllNodes()
     QVERIFY(simulation.run("scan --range 000301-000301 --json").contains("\"generation\":\"HRMv2\""));
     exitCode(simulation.process, SIGKILL);
     QVERIFY(simulation.run("scan --json").startsWith("0 []\n"));
+}
+
+// Faults that the simulation makes, and what is then found and said.
+void tst_Vox::scanOnANoisyLine()
+{
+    const QTemporaryDir folder;
+    const QString file = folder.filePath("list.json");
+    Simulation simulation("--node TB20@000001 --node TB20@000002 --node HRMV2@000003");
+    simulation.run("label 000001 Hall");
+    const auto row = [&](const QByteArray &faults, const QString &options, const QByteArray &said) {
+        simulation.process.write("clear\n" + QByteArray(faults).replace("; ", "\n") + "\nfaults\n");
+        while (!simulation.process.readAllStandardOutput().contains('\n'))
+            QVERIFY(simulation.process.waitForReadyRead(5000));
+        QString actual = simulation.run("scan " + options);
+        actual.remove("NODETYPE_").replace(QRegularExpression(" {2,}"), " ");
+        QCOMPARE(list(faults, actual), list(faults, said));
+    };
+    const QByteArray one = "000001 TB20 Hall 0-000-0";
+    const QByteArray two = "000002 TB20 0-000-0";
+    const QByteArray both = "0 " + one + '\n' + two + '\n';
+    const QByteArray doubt = "others may be missing";
+    row("", "", both);
+    // Not before the third round.
+    row("drop 000002 command GET_NODE_ADDR count 2", "", both);
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 2", "0 " + one + '\n');
+    row("drop 000002 command GET_NODE_ADDR count 2", "--rounds 3",
+        both.chopped(1) + " answered once in 3 rounds\n! vox scan: 1 node answered once only: " + doubt
+            + '\n');
+    row("corrupt 000002 command GET_NODE_ADDR count 2", "--rounds 3 --json",
+        "0 [{\"address\":\"000001\",\"answeredRounds\":3,\"appVersion\":\"0-000-0\",\"label\":\"Hall\","
+        "\"rounds\":3,\"type\":\"TB20\"},{\"address\":\"000002\",\"answeredRounds\":1,\"appVersion\":\"0-000-"
+        "0\","
+        "\"label\":\"\",\"rounds\":3,\"type\":\"TB20\"}]\n! vox scan: 2 answers came damaged, 1 node "
+        "answered once "
+        "only: others may be missing\n");
+    // What the nodes are asked then is asked again once.
+    row("drop 000001 command GET_NODE_LABEL count 1; drop 000001 command GET_NODE_APP_VERSION count 1",
+        "--rounds 1", both);
+    // Bytes beside an answer are no damage.
+    row("noise 3 000001 command GET_NODE_LABEL", "--rounds 1", both);
+    row("corrupt 000001 command GET_NODE_LABEL count 2", "--rounds 1",
+        "0 000001 TB20 ? 0-000-0\n" + two + "\n! vox scan: 2 answers came damaged: " + doubt + '\n');
+    row("corrupt 000003 count 1", "--range 000003-000003",
+        "0 000003 ANY ? older generation\n! vox scan: 1 answer came damaged: " + doubt
+            + "; --rounds 10 looks longer\n");
+    row("drop 000003 count 1", "--range 000003-000003 --rounds 2", "0 000003 ANY ? older generation\n");
+
+    const auto compare = [&](const QByteArray &faults, const QByteArray &listed, const QByteArray &said) {
+        setContents(file, listed);
+        row(faults, "--rounds 1 --compare " + file, said);
+    };
+    const QByteArray all = R"({"nodes": [{"model": "TB20", "address": "000001-000002", "label": ""},)"
+                           R"({"model": "HRMV2", "address": "000003"}]})";
+    compare("", QByteArray(all).replace("label\": \"\"", "groups\": []"), "0 3 of 3 nodes as in list.json\n");
+    compare("drop 000003", all,
+            "1 missing 000003\nchanged 000001 label: 'Hall', listed as ''\n"
+            "1 of 3 nodes as in list.json, 1 missing, 1 changed\n");
+    compare("", R"([{"address": "000001", "type": "NODETYPE_QM75", "label": null, "appVersion": "1-A00-0"}])",
+            "1 new 000002 TB20 0-000-0\nchanged 000001 type: 'TB20', listed as 'QM75'\n"
+            "changed 000001 appVersion: '0-000-0', listed as '1-A00-0'\n0 of 1 node as in list.json, 1 new, "
+            "1 changed\n");
+    const QByteArray said = simulation.run("scan --rounds 1 --json --compare " + file);
+    const QJsonObject result = QJsonDocument::fromJson(said.mid(2)).object();
+    QCOMPARE(result.keys(), documented("vox scan --compare", "the result"));
+    QCOMPARE(
+        undocumented("vox scan", "a node; all of them are one array", result["new"].toArray()[0].toObject()),
+        QString());
+    QCOMPARE(undocumented("vox scan --compare", "an element of `changed`",
+                          result["changed"].toArray()[0].toObject()),
+             QString());
+}
+
+// What is not known is a dash, and what is lost is asked for again.
+void tst_Vox::infoTellsAll()
+{
+    Simulation simulation(Floor);
+    simulation.process.write(
+        "drop 000102 command GET_APP_MODE count 1\nnack BUSY 000102 command GET_GROUP_ADDR\n"
+        "drop 000102 command GET_MOTOR_DIRECTION\nfaults\n");
+    QVERIFY(simulation.process.waitForReadyRead(5000));
+    const QByteArray told = simulation.run("info 000101") + simulation.run("info 000102");
+    for (const char *line :
+         {"groups: 00A001, 00A0FF", "intermediatePositions: 1 at 3000 pulses, 2 at 9000 pulses",
+          "dctLocks: none", "networkErrors: none", "mode: ROLLER", "direction: TURN_NORMAL", "moves: 0",
+          "encoderErrors: -",
+          // the other one
+          "groups: -", "mode: CURTAIN", "direction: no answer"})
+        QVERIFY2(told.contains("\n  " + QByteArray(line) + '\n'), told);
+    const QByteArray json = simulation.run("info 000102 --json");
+    QVERIFY(json.startsWith("1 "));
+    const QJsonObject node = QJsonDocument::fromJson(json.mid(2)).object();
+    QCOMPARE(node["unanswered"].toArray(), QJsonArray{"direction"});
+    QCOMPARE(node["fields"].toObject()["groups"], QJsonValue(QJsonValue::Null));
+    const QJsonObject lobby =
+        QJsonDocument::fromJson(simulation.run("info 000101 --json").mid(2)).object()["fields"].toObject();
+    QCOMPARE(lobby.keys(), documented("vox info", "`fields`, null for what the node does not know"));
+    QCOMPARE(lobby["groups"].toArray().at(1).toObject(), (QJsonObject{{"group", "00A0FF"}, {"index", 1}}));
 }
 
 void tst_Vox::aMoveIsFollowed()
@@ -705,12 +843,92 @@ void tst_Vox::aPortIsProbed()
         return asked
             + (LineItem::of(asked, 0).frame.cmd() == 0x40 && isRight(B9600, true) ? all : QByteArray());
     };
+    // Of all that comes back, what has been sent does not count.
     row("--seconds 0.2 --ask", silence, answer, 9,
-        "has 9600 bit/s, odd parity:\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
+        " 9600  odd                3              0      33  not counted\n\nThe line has 9600 bit/s, odd "
+        "parity:"
+        "\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
     row(
         "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
         "probe: bytes came, but ");
     ::close(port);
+}
+
+// Also where nobody else can watch. All that it says is JSON, line by line.
+void tst_Vox::aSimulationTellsWhatHostsDo()
+{
+    const QTemporaryDir folder;
+    const QString capture = folder.filePath("host.pcap");
+    const QHostAddress here(QHostAddress::LocalHost);
+    const auto ports = freeUdpPorts();
+    QUdpSocket host;
+    QVERIFY(host.bind(here, ports.second));
+    QProcess sim;
+    start(sim,
+          QString("sim --node NODE@000002 --json --log json --write %1 "
+                  "--bus udp://127.0.0.1:%2?local=%3&bind=127.0.0.1")
+              .arg(capture)
+              .arg(ports.second)
+              .arg(ports.first),
+          QString());
+    QByteArray output;
+    const auto says = [&](const QByteArray &text) {
+        while (!output.contains(text) && sim.waitForReadyRead(5000))
+            output += sim.readAllStandardOutput();
+        const bool isSaid = output.contains(text);
+        output.remove(0, output.indexOf(text));
+        return isSaid;
+    };
+    QVERIFY(says("ready"));
+    const QByteArray asked = line(frame("79 55", 2));
+    const auto send = [&](const QByteArray &bytes) { host.writeDatagram(bytes, here, quint16(ports.first)); };
+    send(asked);
+    QVERIFY(says("POST_DATA_TEST1"));
+    // No receiver takes it. It is seen all the same.
+    send(asked.chopped(1) + '?');
+    QVERIFY(says("\"check\":\"failed\""));
+    send("noise");
+    QVERIFY(says("\"garbage\":\"6E 6F 69 73 65\""));
+    const std::pair<QByteArray, QByteArray> rows[] = {
+        {"drop 000002 command send_data_test1",
+         "{\"added\":{\"fault\":\"drop 000002 command SEND_DATA_TEST1\",\"happened\":0,\"number\":1}}\n"},
+        {"at 100ms for 200ms nack busy all", "{\"planned\":{\"inMs\":100,"},
+        {"faults", "\"planned\":[{\"inMs\":"},
+        {"remove 1", "{\"removed\":{\"fault\":\"drop 000002 "},
+        {"", "{\"added\":{\"endsInMs\":200,\"fault\":\"nack BUSY\",\"happened\":0,\"number\":2}}\n"},
+        {"", "{\"removed\":{\"fault\":\"nack BUSY\""},
+        {"faults", "{\"faults\":[],\"planned\":[]}\n"},
+        {"at 9s quit", "\"number\":3"},
+        {"remove 3", "{\"removed\":{\"line\":\"quit\",\"number\":3}}\n"},
+        {"remove 3", "{\"error\":\"nothing has the number '3'"},
+        {"at soon quit", "{\"error\":\"'soon' is no time"},
+        {"for 3s", "{\"error\":\"what is to be done is missing"},
+        {"drop all count 1 count 2", "{\"error\":\"'count 2' is too much; one fault has one count"},
+        {"drop all command ACK command NACK", "{\"error\":\"'command NACK' is too much; one fault has one"},
+        {"drop 000001 000002", "{\"error\":\"'000002' is not understood"},
+        {"clear", "{\"cleared\":0}\n"},
+        {"help", "{\"help\":\"status"},
+        {"status", "\"model\":\"NODE\""},
+    };
+    for (const auto &[line, answer] : rows) {
+        if (!line.isEmpty())
+            sim.write(line + '\n');
+        QVERIFY2(says(answer), line + ": " + output);
+        output.remove(0, 1);
+    }
+    sim.write("quit\n");
+    QCOMPARE(exitCode(sim), 0);
+    QCOMPARE(sim.readAllStandardError(), QByteArray());
+
+    std::vector<LineItem> items;
+    QString problem;
+    QVERIFY2(readPcap(capture, &items, &problem), qPrintable(problem));
+    QByteArrayList seen;
+    for (const LineItem &item : items)
+        seen += item.bytes + char('0' + item.verdict);
+    QCOMPARE(
+        seen,
+        (QByteArrayList{asked + '0', line(frameFrom(2, "7A 55")) + '0', asked.chopped(1) + "?2", "noise3"}));
 }
 
 void tst_Vox::everyCommandHasHelp()
@@ -721,13 +939,14 @@ void tst_Vox::everyCommandHasHelp()
     // An option, and an example's hyphens.
     for (const char *part : {"0 .TH VOX 1 ", "\n\\fB\\-\\-state\\fR \\fIFILE\\fR\n", "50% \\-\\-wait\n"})
         QVERIFY2(manual.contains(part), part);
-    QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
-             QByteArray("  TILT: a number from 0 to 255; 255 without it"));
+    QVERIFY(run("call ctrlMoveOf --help").contains("\n  TILT: a number from 0 to 255; 255 without it\n"));
     for (const QByteArray command :
          {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
+        for (const QByteArray &text : help.left(help.indexOf("Example")).split('\n'))
+            QVERIFY2(text.size() <= 82, text); // 80, and the exit code before the first line
         QVERIFY2(all.contains(command), command);
         QVERIFY2(manual.contains("\n.SS \"vox " + command + " [options]"), command);
     }
@@ -753,6 +972,8 @@ void tst_Vox::bashCompletes()
     row("vox sim --node MA", "MARLO@");
     row("vox move 000101 d", "down");
     row("vox sim --config ex", "");
+    row("vox sim --log j", "json");
+    row("vox help mon", "monitor");
     row("vox fly ", "");
 }
 
@@ -771,7 +992,7 @@ void tst_Vox::guidesWork_data()
     }
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
-    const QRegularExpression others("vox (?!sim|test|monitor|replay|demo|record|probe)(?!.*--bus)");
+    const QRegularExpression others("vox (?!sim|test|monitor|top|replay|demo|record|probe)(?!.*--bus)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }

@@ -1,5 +1,5 @@
 #include "devices/kvrmotordevice.h"
-#include "network/voxnetwork.h"
+#include "network/voxnetworkmodel.h"
 #include "simulation/voxline.h"
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
@@ -115,20 +115,22 @@ void tst_VoxQml::tilesMoveMotors()
         const QPointF middle(find(name)->width() / 2, find(name)->height() / 2);
         QTest::mouseClick(&view, Qt::LeftButton, {}, find(name)->mapToScene(middle).toPoint());
     };
-    qWarning() << view.isExposed() << view.isVisible() << view.handle();
-    QTest::qWait(500);
-    QGuiApplication::sync();
-    qWarning() << view.isExposed() << view.isVisible() << view.handle();
-    QTest::qWait(500);
-    QGuiApplication::sync();
-    qWarning() << view.isExposed() << view.isVisible() << view.handle() << find("slider");
     QTRY_VERIFY(find("slider") && text("words") == "0 %");
+    const QSignalSpy words(find("words"), SIGNAL(textChanged(QString)));
     click("slider");
     QTRY_COMPARE_WITH_TIMEOUT(text("words"), QString("50 %"), 60000);
+    // Read each second, and drawn in between.
+    QVERIFY2(words.size() > 40, QByteArray::number(words.size()));
     QCOMPARE(pages.motor().positionPulses(), 6000);
     QCOMPARE(qRound(find("blind")->height()), 27);
     click("stopAll");
     QTRY_COMPARE(view.rootObject()->property("said").toString(), QString("1 of 1 motors have done it."));
+    for (const auto &[range, said] : {std::pair("0003", "discoverRange: 0003 is no address: "),
+                                      std::pair("000300-000302", "Found 1 node")}) {
+        find("range")->setProperty("text", range);
+        click("search");
+        QTRY_VERIFY2(view.rootObject()->property("said").toString().startsWith(said), said);
+    }
     pages.udp.close();
     click("stop");
     QTRY_VERIFY_WITH_TIMEOUT(text("problem").contains("nswer"), 15000);
@@ -208,7 +210,13 @@ void tst_VoxQml::networksAreExchanged()
     QCOMPARE(pages.run("motor").value<QObject *>()->property("presence").toString(), QString("Up"));
     QCOMPARE(cpp->motor(0x101)->property("presence").toString(), QString("Up"));
     QCOMPARE(pages.network->property("line").toString(), QString("Open"));
-    QVERIFY(pages.run("network.model.data(network.model.index(0, 0), Qt.UserRole + 5) === Node.Up").toBool());
+    const auto data = [](int row, int role) {
+        return QString("network.model.data(network.model.index(%1, 0), %2)").arg(row).arg(role);
+    };
+    QVERIFY(pages.run(data(0, VOXNetworkModel::PresenceRole) + " === Node.Up").toBool());
+    for (const QString is : {"motor", "null"})
+        QVERIFY(
+            pages.run(data(is == "null" ? 1 : 0, VOXNetworkModel::RefusalRole + 1) + " === " + is).toBool());
     cpp.reset();
     QVERIFY(pages.run("network.source === null && !network.sending && network.model.count === 0").toBool());
 
@@ -270,7 +278,8 @@ void tst_VoxQml::samplesAndPagesAreRight()
     pages.open("bus: '" + pages.bus + "'");
     for (const QString object : {"network", "network.model", "motor", "motor.stop()", "motor.wink()"}) {
         const auto *meta = pages.run(object).value<QObject *>()->metaObject();
-        for (; meta != &QObject::staticMetaObject; meta = meta->superClass()) {
+        for (; meta != &QObject::staticMetaObject && meta != &QAbstractItemModel::staticMetaObject;
+             meta = meta->superClass()) {
             const QString known =
                 types.section(QString("        name: \"%1\"\n").arg(meta->className()), 1, 1)
                     .section("\n    Component {", 0, 0);
@@ -311,7 +320,7 @@ void tst_VoxQml::samplesAndPagesAreRight()
 int main(int argc, char *argv[])
 {
     qputenv("QT_LOGGING_RULES", "vox.bus=false\ndefault.warning=false");
-    qputenv("QT_QPA_PLATFORM", "offscreen");
+    qputenv("QT_QPA_PLATFORM", "minimal");
     qputenv("QT_QUICK_BACKEND", "software");
     const VOXVirtualTime time(VOXVirtualTime::Local);
     const QGuiApplication app(argc, argv);

@@ -59,7 +59,9 @@ void tst_Faults::onTheWire()
 void tst_Faults::inTime_data()
 {
     const auto row = columns<QByteArray, QByteArray, QByteArray, int>("line", "steps", "heard", "happened");
-    row("delay 30 000001; delay 50 000001", "", "0:1 0:1 0:2", "5<2 80<1 113<1", 2);
+    row("delay 30 000001; delay 50 000001", "", "0:1 0:1 0:2", "5<2 85<1 118<1", 2);
+    row("delay 3 000001", "", "0:1", "8<1", 1);
+    row("corrupt 000001", "", "0:1 0:2", "5<?12 38<2", 1);
     // 19 bytes, and the pause after each answer.
     row("twice 000001; noise 7 000001", "", "0:1", "5<?19 54<?19", 1);
     row("away 200 000001 count 2 every 300", "",
@@ -73,6 +75,11 @@ void tst_Faults::inTime_data()
     row("one answers into the request to the other", "4800:20-20", "0:1 0:2", "76<?12", 0);
     row("one begins before the other ends", "4800:0-25", "0:ffffff 200:2", "74<?13 278<2", 0);
     row("at any rate", "115200:0-0", "0:1", "4<1", 0);
+    // Whatever becomes of one answer, the others come when they would have come.
+    row("none", "4800:0-200", "0:1 300:2 600:2", "175<1 499<2 825<2", 0);
+    row("drop 000001", "4800:0-200", "0:1 300:2 600:2", "499<2 825<2", 1);
+    row("twice 000001", "4800:0-200", "0:1 300:2 600:2", "175<1 202<1 499<2 825<2", 1);
+    row("delay 100 000001", "4800:0-200", "0:1 300:2 600:2", "275<1 499<2 825<2", 1);
     row("jabber 10 000002 count 8", "4800:0-0", "0:1", "45<?15 112<?27", 8);
 }
 

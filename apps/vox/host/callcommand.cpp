@@ -6,6 +6,7 @@
 #include "vox/console.h"
 #include "vox/host/operation.h"
 #include "vox/outcome.h"
+#include "vox/words.h"
 
 namespace {
 /// Prints the help of an operation, if @p arguments ask for that.
@@ -16,7 +17,7 @@ bool printedHelp(const QStringList &arguments)
     const QStringList names = Operation::names();
     for (const QString &argument : arguments) {
         if (names.contains(argument)) {
-            printLine(Operation::help(argument));
+            printLine(wrapped(Operation::help(argument)));
             return true;
         }
     }

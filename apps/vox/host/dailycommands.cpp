@@ -7,14 +7,17 @@
 #include "transport/voxbus.h"
 #include "vox/console.h"
 #include "vox/host/follow.h"
+#include "vox/host/infocommand.h"
 #include "vox/host/target.h"
 #include "vox/outcome.h"
+#include "vox/words.h"
 
 #include <QJsonArray>
 
 namespace {
 constexpr int MaxWord = 0xffff;
 constexpr int MaxByte = 0xff;
+constexpr int MaxPercent = 100;
 const QString TargetHelp = QStringLiteral("An address of six hexadecimal digits.");
 const QString ManyHelp = QStringLiteral("An address of six hexadecimal digits, group:ADDRESS, or all.");
 
@@ -172,7 +175,6 @@ int runWink(const QStringList &arguments)
 /// Reads the place that vox goto goes to: "up", "down", "50%", "ip:3" or pulses.
 bool readPlace(const QString &text, KVRMotor::MoveToFunction *function, int *value)
 {
-    constexpr int MaxPercent = 100;
     const QString ipPrefix = QStringLiteral("ip:");
     *value = 0;
     if (text == QLatin1String("up") || text == QLatin1String("down")) {
@@ -212,8 +214,14 @@ int runGoto(const QStringList &arguments)
     int value = 0;
     if (!readPlace(daily.word(1), &function, &value))
         return daily.line.fail(
-            QStringLiteral("'%1' is no position: up, down, 0% to 100%, ip:1 and pulses are")
-                .arg(daily.word(1)));
+            QStringLiteral("'%1' is no position: up, down, 0% to 100%, ip:1 and pulses are%2")
+                .arg(daily.word(1),
+                     didYouMean(daily.word(1), {QStringLiteral("up"), QStringLiteral("down")})));
+    // A number that may have been meant as percent.
+    if (function == KVRMotor::MOVETO_PULSES && value <= MaxPercent)
+        printError(daily.name(),
+                   QStringLiteral("%1, not percent; '%2%' is percent")
+                       .arg(counted(value, "pulse"), QString::number(value)));
     const bool isWaiting = daily.line.parser().isSet(wait);
     if (isWaiting && daily.target.type != VOX::P2P)
         return daily.line.fail(QStringLiteral("--wait is for one node at a time"));
@@ -298,77 +306,6 @@ int runLabel(const QStringList &arguments)
     return daily.send(
         [&](KVRMotorProxy &proxy) { return isWriting ? proxy.setNodeLabel(label) : proxy.getNodeLabel(); },
         isWriting ? Asking::Once : Asking::Again);
-}
-
-/// The values of a reply. A version is its text, a single field its value, several fields an object by their
-/// names.
-QJsonValue toldBy(const KVRStdProxy &proxy, const VOXMessage &reply)
-{
-    const bool isVersion =
-        reply.cmd() == KVR::POST_NODE_APP_VERSION || reply.cmd() == KVR::POST_NODE_STACK_VERSION;
-    KVRStdProxy::AppVersion version;
-    if (isVersion && proxy.getNodeStackVersionReply(reply, version))
-        return version.toString();
-    const QJsonObject fields = VOXField::toJson(reply);
-    return fields.size() == 1 ? *fields.begin() : QJsonValue(fields);
-}
-
-/// The same for people, in one line.
-QString toText(const QJsonValue &told, const VOXMessage &reply)
-{
-    if (!told.isObject())
-        return printable(told.toString());
-    QStringList words;
-    const auto values = VOXField::valuesOf(reply);
-    for (const VOXField::Value &value : values)
-        words += QStringLiteral("%1 %2").arg(QLatin1String(value.field->name), value.toString());
-    return words.join(QStringLiteral(", "));
-}
-
-/// Prints everything that a node tells of itself. A node that is no motor refuses a part of the questions.
-int runInfo(const QStringList &arguments)
-{
-    Daily daily("info", "All that a node tells of itself.", "vox info 000101", false);
-    if (!daily.parse(arguments, 0, 0) || !daily.open())
-        return daily.exitCode;
-    KVRMotorProxy proxy(daily.target.addr, daily.bus.get());
-    const auto query = [&](BusPendingCall (KVRMotorProxy::*get)()) {
-        return ask(daily.target.addr, Asking::Again, [&] { return (proxy.*get)(); });
-    };
-    const Outcome first = query(&KVRMotorProxy::getNodeLabel);
-    if (first.exitCode() != Success)
-        return first.print(daily.name(), daily.line.isJson());
-    QJsonObject all = first.toJson();
-    all.remove(QStringLiteral("command"));
-    QJsonObject fields = all.value(QStringLiteral("fields")).toObject();
-    const std::pair<const char *, BusPendingCall (KVRMotorProxy::*)()> queries[] = {
-        {"serial", &KVRMotorProxy::getNodeSerialNumber},
-        {"appVersion", &KVRMotorProxy::getNodeAppVersion},
-        {"stackVersion", &KVRMotorProxy::getNodeStackVersion},
-        {"status", &KVRMotorProxy::getMotorStatus},
-        {"position", &KVRMotorProxy::getMotorPosition},
-        {"limits", &KVRMotorProxy::getMotorLimits},
-        {"speeds", &KVRMotorProxy::getMotorRollingSpeed},
-        {"networkLock", &KVRMotorProxy::getNetworkLock},
-    };
-    if (!daily.line.isJson())
-        printLine(QStringLiteral("%1 %2 %3")
-                      .arg(all.value(QStringLiteral("address")).toString(),
-                           all.value(QStringLiteral("type")).toString(),
-                           printable(fields.value(QStringLiteral("label")).toString())));
-    for (const auto &[name, get] : queries) {
-        const Outcome outcome = query(get);
-        if (outcome.exitCode() != Success)
-            continue;
-        const QJsonValue told = toldBy(proxy, outcome.reply());
-        fields.insert(QLatin1String(name), told);
-        if (!daily.line.isJson())
-            printLine(QStringLiteral("  %1: %2").arg(QLatin1String(name), toText(told, outcome.reply())));
-    }
-    all.insert(QStringLiteral("fields"), fields);
-    if (daily.line.isJson())
-        printJson(all);
-    return Success;
 }
 }
 

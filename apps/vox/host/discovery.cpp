@@ -2,8 +2,10 @@
 
 #include "framework/busobject.h"
 #include "messages/kvr.h"
-#include "messages/voxcall.h"
+#include "network/discoveryrounds_p.h"
 #include "transport/voxbus.h"
+
+#include <QSet>
 
 #include <algorithm>
 #include <iterator>
@@ -18,9 +20,7 @@ bool isBefore(unsigned int a, unsigned int b)
 
 BusPendingCall discoverNodes(VOXBus &bus)
 {
-    return BusObject(&bus, nullptr)
-        .call(VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST,
-                      VOXCall::DefaultSharedTimeout));
+    return BusObject(&bus, nullptr).call(DiscoveryRounds::question());
 }
 
 QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery, const QVector<unsigned int> &known)
@@ -37,4 +37,28 @@ QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery, const QVe
     std::set_union(addrs.cbegin(), addrs.cend(), known.cbegin(), known.cend(), std::back_inserter(all),
                    isBefore);
     return all;
+}
+
+DiscoveredNodes findNodes(VOXBus &bus, int rounds,
+                          const std::function<void(const DiscoveredNodes &)> &roundEnded)
+{
+    DiscoveredNodes nodes;
+    for (DiscoveryRounds progress(rounds); !progress.isOver();) {
+        const BusPendingCall discovery = discoverNodes(bus);
+        discovery.waitForFinished();
+        nodes.problem = discovery.errorString();
+        if (discovery.isError())
+            break;
+        QSet<unsigned int> here;
+        for (const unsigned int addr : discoveredAddrs(discovery))
+            here.insert(addr & VOX::AddrMask);
+        for (const unsigned int addr : qAsConst(here))
+            ++nodes.answeredRounds[addr];
+        const QVector<unsigned int> known = nodes.addrs;
+        nodes.addrs = discoveredAddrs(discovery, known);
+        progress.handleRound(static_cast<int>(nodes.addrs.size() - known.size()));
+        nodes.rounds = progress.count();
+        roundEnded(nodes);
+    }
+    return nodes;
 }

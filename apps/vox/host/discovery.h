@@ -3,7 +3,10 @@
 
 #include "framework/buspendingcall.h"
 
+#include <QMap>
 #include <QVector>
+
+#include <functional>
 
 class VOXBus;
 
@@ -15,5 +18,21 @@ BusPendingCall discoverNodes(VOXBus &bus);
 /// node is as often in the list as in the one that has it more often.
 QVector<unsigned int> discoveredAddrs(const BusPendingCall &discovery,
                                       const QVector<unsigned int> &known = {});
+
+/// Who answers a broadcast that is repeated.
+struct DiscoveredNodes
+{
+    /// As discoveredAddrs() gives them.
+    QVector<unsigned int> addrs;
+    /// In how many rounds a node has answered, by its address without a type.
+    QMap<unsigned int, int> answeredRounds;
+    int rounds = 0;
+    /// Why the bus cannot be asked; else empty.
+    QString problem;
+};
+
+/// Asks @p rounds times; with 0, until two rounds bring nobody new. Calls @p roundEnded after each.
+DiscoveredNodes findNodes(VOXBus &bus, int rounds,
+                          const std::function<void(const DiscoveredNodes &)> &roundEnded);
 
 #endif

@@ -5,6 +5,7 @@
 #include "transport/voxbus.h"
 #include "vox/console.h"
 #include "vox/line/lineitem.h"
+#include "vox/words.h"
 
 #include <QBuffer>
 #include <QMetaEnum>
@@ -107,14 +108,18 @@ bool readBytes(const QString &text, int most, QVariant *value, QString *expected
 bool readKey(const QMetaEnum &keys, const QString &text, QVariant *value, QString *expected)
 {
     bool isKnown = false;
-    uint number = static_cast<uint>(keys.keyToValue(text.toLatin1().constData(), &isKnown));
-    if (!isKnown)
-        number = toNumber(text, &isKnown);
+    uint number = toNumber(text, &isKnown);
     QStringList names;
-    for (int i = 0; i < keys.keyCount(); ++i)
+    for (int i = 0; i < keys.keyCount(); ++i) {
         names += QString::fromLatin1(keys.key(i));
+        if (names.constLast().compare(text, Qt::CaseInsensitive) != 0)
+            continue;
+        number = static_cast<uint>(keys.value(i));
+        isKnown = true;
+    }
     *value = static_cast<int>(number);
-    *expected = QStringLiteral("a number from 0 to 255 or one of %1").arg(names.join(QLatin1String(", ")));
+    *expected = QStringLiteral("a number from 0 to 255 or one of %1%2")
+                    .arg(names.join(QLatin1String(", ")), didYouMean(text, names));
     return isKnown && number <= std::numeric_limits<quint8>::max();
 }
 
@@ -126,6 +131,22 @@ unsigned char commandOf(const QMetaMethod &method)
     while (cmd < 0xff && VOX::toString(cmd).remove(QLatin1Char('_')) != name)
         ++cmd;
     return cmd;
+}
+
+/// What may be meant by @p name, which is no operation: one that is written alike, or the one that sends the
+/// command with this id or name. Else all of them.
+QString hintFor(const QString &name)
+{
+    const QStringList names = Operation::names();
+    QString meant = nearest(name, names);
+    const QString command = meant.isEmpty() ? commandNear(name) : QString();
+    for (const QString &operation : names) {
+        if (!command.isEmpty()
+            && operation.compare(QString(command).remove(QLatin1Char('_')), Qt::CaseInsensitive) == 0)
+            meant = operation;
+    }
+    return meant.isEmpty() ? QStringLiteral("; one of %1").arg(names.join(QLatin1String(", ")))
+                           : QStringLiteral("; did you mean '%1'?").arg(meant);
 }
 
 bool readArgument(const QMetaMethod &method, int index, const QString &text, QVariant *value,
@@ -186,7 +207,7 @@ bool Operation::find(const QString &name, int argumentCount, Operation *operatio
         forms += operation->usage();
     }
     *problem = forms.isEmpty()
-        ? QStringLiteral("unknown operation '%1'; one of %2").arg(name, names().join(QLatin1String(", ")))
+        ? QStringLiteral("unknown operation '%1'%2").arg(name, hintFor(name))
         : QStringLiteral("%1 given; what it takes is: %2; 'vox call %3 --help' tells more")
               .arg(counted(argumentCount, "argument"), forms.join(QLatin1String(" or ")), name);
     return false;

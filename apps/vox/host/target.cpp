@@ -1,6 +1,7 @@
 #include "vox/host/target.h"
 
 #include "messages/vox.h"
+#include "vox/words.h"
 
 bool Target::read(const QString &text, Target *target, QString *problem)
 {
@@ -11,11 +12,22 @@ bool Target::read(const QString &text, Target *target, QString *problem)
     }
     if (!text.startsWith(groupPrefix)) {
         target->type = VOX::P2P;
-        return VOX::readNodeAddr(text, &target->addr, problem);
+        if (VOX::readNodeAddr(text, &target->addr, problem))
+            return true;
+        const QString word = text.section(QLatin1Char(':'), 0, 0);
+        const QString meant = nearest(word, {QStringLiteral("all"), QStringLiteral("group")});
+        if (!meant.isEmpty())
+            *problem = QStringLiteral("'%1' is no target; did you mean '%2'?")
+                           .arg(text, meant + text.mid(word.size()));
+        return false;
     }
     target->type = VOX::GROUP;
-    if (VOX::readAddr(text.mid(groupPrefix.size()), &target->addr))
+    if (!VOX::readAddr(text.mid(groupPrefix.size()), &target->addr))
+        *problem = QStringLiteral("'%1' is no group; group:00A001 is one").arg(text);
+    else if (target->addr == 0 || target->addr == VOX::AddrMask)
+        *problem = QStringLiteral("'%1' is no group: 000000 stands for an empty slot, FFFFFF for all nodes")
+                       .arg(text);
+    else
         return true;
-    *problem = QStringLiteral("'%1' is no group; group:00A001 is one").arg(text);
     return false;
 }

@@ -13,6 +13,7 @@
 #include "vox/line/pcapfile.h"
 #include "vox/outcome.h"
 #include "vox/signalwatcher.h"
+#include "vox/words.h"
 
 #include <QCoreApplication>
 #include <QFileInfo>
@@ -78,8 +79,11 @@ bool readCommand(const QString &name, Filter *filter, QString *problem)
         isKnown = true;
         filter->commands.insert(cmd);
     }
-    if (!isKnown)
-        *problem = QStringLiteral("unknown command '%1'; docs/commands.md lists them").arg(name);
+    if (!isKnown) {
+        const QString hint = didYouMean(commandNear(name));
+        *problem = QStringLiteral("unknown command '%1'%2")
+                       .arg(name, hint.isEmpty() ? QStringLiteral("; docs/commands.md lists them") : hint);
+    }
     return isKnown;
 }
 

@@ -10,12 +10,6 @@
 namespace {
 constexpr int TickMs = 100;
 constexpr int QuestionMs = 1000;
-
-/// A receiver takes a line that is held low for frames.
-bool isHeldLow(const QByteArray &bytes)
-{
-    return bytes.count('\0') == bytes.size();
-}
 }
 
 struct PortProbe::Listening
@@ -31,7 +25,7 @@ struct PortProbe::Listening
         if (item.bytes == question)
             return;
         setting.bytes += static_cast<int>(item.bytes.size());
-        if (!item.isFrame() || isHeldLow(item.bytes))
+        if (!item.isFrame())
             return;
         ++(item.isTaken() ? setting.frames : setting.failed);
         if (setting.frames >= EnoughFrames)

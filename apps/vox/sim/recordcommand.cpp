@@ -44,8 +44,9 @@ bool write(const QString &fileName, const QJsonObject &network)
     QSaveFile file(fileName);
     if (!open(&file))
         return false;
-    file.write(QJsonDocument(network).toJson());
-    if (file.commit())
+    const QByteArray text = QJsonDocument(network).toJson();
+    // commit() takes no notice of what it cannot flush itself.
+    if (file.write(text) == text.size() && file.flush() && file.commit())
         return true;
     printError(Name, QStringLiteral("cannot write %1: %2").arg(fileName, file.errorString()));
     return false;

@@ -10,6 +10,7 @@
 #include "vox/outcome.h"
 #include "vox/signalwatcher.h"
 #include "vox/sim/simconsole.h"
+#include "vox/sim/simlog.h"
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
@@ -28,14 +29,11 @@ struct Options
     QString bus;
     QStringList nodes;
     QString stateName;
+    QString captureName;
+    SimLog::Form log = SimLog::Silent;
     unsigned int speed = 1;
     quint32 seed = 0;
 };
-
-void complain(const QString &text)
-{
-    printError(QStringLiteral("sim"), text);
-}
 
 QString modelNames()
 {
@@ -69,8 +67,18 @@ bool addNodes(const QStringList &nodes, VOXSimulation *simulation, QString *prob
     return problem->isEmpty();
 }
 
+/// Whether both names are of one file, which may be yet to come; false for an empty name.
+bool isSameFile(const QString &one, const QString &other)
+{
+    const QFileInfo first(one);
+    const QFileInfo second(other);
+    // Qt takes all files that are not there for one.
+    return !one.isEmpty() && !other.isEmpty()
+        && (first.absoluteFilePath() == second.absoluteFilePath() || (first.exists() && first == second));
+}
+
 /// Takes over the state of the nodes. Damaged parts of it are set aside, and their nodes start without them.
-bool restore(VOXStateFile *state, QString *problem)
+bool restore(VOXStateFile *state, const SimConsole &console, QString *problem)
 {
     const VOXStateFile::Result loaded = state->load(problem);
     if (loaded == VOXStateFile::Unusable)
@@ -83,7 +91,7 @@ bool restore(VOXStateFile *state, QString *problem)
         }
         const QStringList mistakes = problem->split(QLatin1Char('\n'));
         for (const QString &mistake : mistakes)
-            complain(QStringLiteral("%1; left out, and set aside as %2").arg(mistake, other));
+            console.complain(QStringLiteral("%1; left out, and set aside as %2").arg(mistake, other));
     }
     return state->save(problem);
 }
@@ -99,8 +107,12 @@ int run(const CommandLine &line, const Options &options, VOXSimulation &simulati
     const std::unique_ptr<VOXBus> bus = VOXBusUrl::openBus(options.bus, &problem, &url);
     if (!bus)
         return line.fail(problem);
+    SimLog log(options.log);
+    if (!options.captureName.isEmpty() && !log.open(options.captureName, &problem))
+        return line.fail(problem);
+    SimConsole console(simulation, line.isJson());
     VOXStateFile state(options.stateName, simulation);
-    QObject::connect(&state, &VOXStateFile::warning, &simulation, complain);
+    QObject::connect(&state, &VOXStateFile::warning, &console, &SimConsole::complain);
     const bool keepsState = !options.stateName.isEmpty();
     QLockFile stateLock(options.stateName + QStringLiteral(".lock"));
     // The holder of the lock may run for long.
@@ -108,18 +120,21 @@ int run(const CommandLine &line, const Options &options, VOXSimulation &simulati
     if (keepsState) {
         if (!stateLock.tryLock() && stateLock.error() == QLockFile::LockFailedError)
             return line.fail(QStringLiteral("another simulation has %1").arg(options.stateName));
-        if (!restore(&state, &problem))
+        if (!restore(&state, console, &problem))
             return line.fail(problem);
         QObject::connect(&simulation, &VOXSimulation::settingChanged, &state, &VOXStateFile::noteChange);
     }
     simulation.setSeed(options.seed);
     simulation.setTimeScale(options.speed);
     simulation.attach(bus.get());
+    log.watch(*bus, simulation);
+    QObject::connect(&log, &SimLog::failed, &console, [&] {
+        console.complain(QStringLiteral("%1 cannot be written any more").arg(options.captureName));
+    });
 
     queueOutput();
-    tellWarningsSoon();
+    tellWarningsSoon(line.isJson() ? WarningForm::Json : WarningForm::Text);
     const SignalWatcher signalWatcher;
-    const SimConsole console(simulation);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, qApp, &QCoreApplication::quit);
     // The program ends when the adapter is pulled out.
     QObject::connect(bus->device(), &QIODevice::aboutToClose, qApp, &QCoreApplication::quit,
@@ -133,14 +148,16 @@ int run(const CommandLine &line, const Options &options, VOXSimulation &simulati
         printLine(
             QStringLiteral("ready %1, %2, seed %3").arg(url, counted(nodeCount, "node")).arg(options.seed));
     int result = QCoreApplication::exec();
+    log.flush();
     if (!bus->isOpen()) {
-        complain(QStringLiteral("%1 has gone").arg(url));
+        console.complain(QStringLiteral("%1 has gone").arg(url));
         result = Failure;
     }
-    if (!keepsState || state.save(&problem))
-        return result;
-    complain(problem);
-    return Failure;
+    if (keepsState && !state.save(&problem)) {
+        console.complain(problem);
+        result = Failure;
+    }
+    return log.hasFailed() ? int{Failure} : result;
 }
 }
 
@@ -151,8 +168,10 @@ int runSim(const QStringList &arguments)
         QStringLiteral("Emulates nodes on a bus until it is interrupted. Prints a line that begins "
                        "with 'ready' when all are up. --bus goes before the bus in the file, and that before "
                        "VOX_BUS. Lines on "
-                       "standard input show how nodes are, and make faults; 'help' there lists them."),
-        QStringLiteral("vox sim --config examples/network/floor.json"),
+                       "standard input show how nodes are, and make faults; 'help' there lists them. With "
+                       "--json all answers to them are JSON."),
+        QStringLiteral("vox sim --config %1")
+            .arg(CommandLine::examplePath(QStringLiteral("network/floor.json"))),
         CommandLine::BusOption | CommandLine::JsonOption);
     const QCommandLineOption node(
         QStringLiteral("node"),
@@ -177,7 +196,15 @@ int runSim(const QStringList &arguments)
             "Lets requests and answers take the time of a serial line of so many bit/s, and answers "
             "so many milliseconds more, as in 4800:5-40."),
         QStringLiteral("RATE[:MS-MS]"));
-    line.addOptions({node, config, speed, state, seed, pace});
+    const QCommandLineOption write(
+        QStringLiteral("write"),
+        QStringLiteral("Writes what hosts and nodes say into a capture, on every bus."),
+        QStringLiteral("FILE.pcap"));
+    const QCommandLineOption log(QStringLiteral("log"),
+                                 QStringLiteral("Prints what hosts and nodes say, as vox monitor does: json, "
+                                                "one object a line, or text."),
+                                 QStringLiteral("FORM"));
+    line.addOptions({node, config, speed, state, seed, pace, write, log});
     line.allowRepeated({QStringLiteral("node")});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
@@ -190,8 +217,20 @@ int runSim(const QStringList &arguments)
         return line.fail(problem);
     options.nodes = parser.values(node);
     options.stateName = parser.value(state);
-    if (!options.stateName.isEmpty() && QFileInfo(options.stateName) == QFileInfo(parser.value(config)))
+    if (isSameFile(options.stateName, parser.value(config)))
         return line.fail(QStringLiteral("--state and --config are to be two files"));
+    options.captureName = parser.value(write);
+    if (options.captureName == QLatin1String("-"))
+        return line.fail(QStringLiteral("--write: standard output belongs to the console; name a file"));
+    for (const QString &other : {options.stateName, parser.value(config)}) {
+        if (isSameFile(options.captureName, other))
+            return line.fail(QStringLiteral("--write: %1 is another file of the simulation").arg(other));
+    }
+    const QStringList forms = {QStringLiteral("text"), QStringLiteral("json")};
+    if (parser.isSet(log) && !forms.contains(parser.value(log)))
+        return line.fail(QStringLiteral("--log is to be text or json"));
+    if (parser.isSet(log))
+        options.log = parser.value(log) == forms.first() ? SimLog::Text : SimLog::Json;
     // The bus in the file takes precedence over the environment, too.
     const QString fileBus = simulation.busUrl();
     options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;

@@ -4,25 +4,22 @@
 #include "messages/hrmv2.h"
 #include "simulation/voxjsonplace_p.h"
 #include "simulation/voxsimulation.h"
-
-#include <QRegularExpression>
+#include "vox/words.h"
 
 #include <algorithm>
 
 namespace {
 constexpr int MsPerSecond = 1000;
-constexpr int MaxMs = 3600 * MsPerSecond;
 }
 
 int durationAt(const VOXJsonPlace &place)
 {
-    static const QRegularExpression form(QStringLiteral("^(\\d{1,7}(?:\\.\\d+)?)(ms|s)$"));
-    const QRegularExpressionMatch match = form.match(place.value().toString());
-    const double ms = match.hasMatch()
-        ? match.captured(1).toDouble() * (match.captured(2) == QLatin1String("s") ? MsPerSecond : 1)
-        : place.value().toDouble(-1);
-    if (ms >= 0 && ms <= MaxMs)
-        return qRound(ms);
+    const QString text = place.value().isDouble()
+        ? QString::number(place.value().toDouble(), 'f') + QLatin1String("ms")
+        : place.value().toString();
+    int ms = 0;
+    if (readDuration(text, &ms))
+        return ms;
     place.fail(QStringLiteral("is to be a time, such as \"500ms\" or \"2s\", of one hour at most"));
     return 0;
 }

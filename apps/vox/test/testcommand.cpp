@@ -108,7 +108,8 @@ int runTest(const QStringList &arguments)
             "things happen, and compares what the program does with what is expected of it. Ends with 0 if "
             "all is as expected, 1 if something is not, and 2 if there is a mistake in a file, and then "
             "none is run."),
-        QStringLiteral("vox test examples/scenario/lunch.json"), CommandLine::JsonOption);
+        QStringLiteral("vox test %1").arg(CommandLine::examplePath(QStringLiteral("scenario/lunch.json"))),
+        CommandLine::JsonOption);
     line.addArgument(QStringLiteral("scenarios"),
                      QStringLiteral("JSON files; docs/tester.md describes them."),
                      QStringLiteral("SCENARIO.json..."));
