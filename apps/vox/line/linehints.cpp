@@ -233,7 +233,8 @@ Finds twice(const Evidence &line)
 Finds jabber(const Evidence &line)
 {
     Finds finds;
-    for (const auto &node : line.those([&](const NodeStatistics &node) { return line.isJabbering(node); }))
+    const auto nodes = line.those([&](const NodeStatistics &node) { return line.isJabbering(node); });
+    for (const auto &node : nodes)
         finds += {VOX::toString(node.key()), counted(node->unasked, "frame"),
                   counted(node->unaskedBytes, "byte"), percent(share(node->unaskedBytes, line.totals.bytes))};
     return finds;
@@ -251,8 +252,9 @@ Finds twoNodes(const Evidence &line)
 Finds twoNodesOrJoint(const Evidence &line)
 {
     Finds finds;
-    for (const auto &node :
-         line.those([&](const NodeStatistics &node) { return node.surplus == 0 && line.isSpoilt(node); }))
+    const auto nodes =
+        line.those([&](const NodeStatistics &node) { return node.surplus == 0 && line.isSpoilt(node); });
+    for (const auto &node : nodes)
         finds += {VOX::toString(node.key()), Damage{node->spoilt, node->sound}.toString(),
                   line.damageBeside(*node).toString()};
     return finds;
