@@ -595,6 +595,8 @@ void tst_Vox::whatNobodyReadsKeepsItsTime()
     QTRY_COMPARE((shown += reader.readAll()).count('\n'), Fill + 2 * Asked);
     QTRY_COMPARE(int(monitor.state()), int(QProcess::NotRunning));
     QCOMPARE(monitor.exitCode(), 0);
+}
+
 // What a host has asked on one line is asked again on others.
 void tst_Vox::answersAreCompared()
 {
@@ -796,6 +798,8 @@ void tst_Vox::aPortIsProbed()
         "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
         "probe: bytes came, but ");
     ::close(port);
+}
+
 // Also where nobody else can watch. All that it says is JSON, line by line.
 void tst_Vox::aSimulationTellsWhatHostsDo()
 {
