@@ -10,7 +10,7 @@ install(EXPORT VoxTargets NAMESPACE Vox:: DESTINATION ${package_dir} COMPONENT d
 
 # From lib/pkgconfig up to the prefix, so that the file works wherever the tree is put.
 file(RELATIVE_PATH VOX_PC_PREFIX ${CMAKE_INSTALL_FULL_LIBDIR}/pkgconfig ${CMAKE_INSTALL_PREFIX})
-foreach(module vox vox-simulation)
+foreach(module vox vox-network vox-simulation)
     configure_file(cmake/${module}.pc.in ${PROJECT_BINARY_DIR}/${module}${VOX_SUFFIX}.pc @ONLY)
     install(FILES ${PROJECT_BINARY_DIR}/${module}${VOX_SUFFIX}.pc DESTINATION ${CMAKE_INSTALL_LIBDIR}/pkgconfig
         COMPONENT development)

@@ -25,7 +25,8 @@ bool LineListener::takeEcho(const QByteArray &frame, qint64 nowMs)
     return false;
 }
 
-LineListener::Kind LineListener::examine(const VOXMessage &frame, qint64 nowMs, QString *noticed)
+LineListener::Kind LineListener::examine(const VOXMessage &frame, qint64 nowMs, bool isSending,
+                                         QString *noticed)
 {
     const bool isOfHostAddr = frame.srcAddr(false) == (VOX::HostAddr & VOX::AddrMask);
     const VOX::AddrType type = frame.addrType();
@@ -39,7 +40,7 @@ LineListener::Kind LineListener::examine(const VOXMessage &frame, qint64 nowMs, 
         return OfUs;
     }
     // Transmitters speak to groups, too.
-    if (isOfHostAddr && type != VOX::GROUP && !std::exchange(m_hasOtherHost, true))
+    if (isSending && isOfHostAddr && type != VOX::GROUP && !std::exchange(m_hasOtherHost, true))
         *noticed =
             QStringLiteral("A second host sends on this line, from the same address. Answers to one host end "
                            "calls of the other: let one of them only listen.");

@@ -22,8 +22,9 @@ public:
     /// The line was opened: everything may be noticed once more.
     void reset() { *this = LineListener(); }
     void handleWritten(const QByteArray &frame, qint64 nowMs);
-    /// @p noticed becomes a sentence if there is something to notice for the first time.
-    Kind examine(const VOXMessage &frame, qint64 nowMs, QString *noticed);
+    /// @p noticed becomes a sentence if there is something to notice for the first time. For who only listens
+    /// another host is no second one, but the first.
+    Kind examine(const VOXMessage &frame, qint64 nowMs, bool isSending, QString *noticed);
     /// Whether @p frame, which has come from the address of @p node, cannot be of the same node. The sentence
     /// says so, once.
     static QString compare(const NodeState &node, const VOXMessage &frame);

@@ -215,7 +215,9 @@ void MotionBook::handlePosition(NodeState &motor)
         return;
     MotionRecord &record = *motor.move;
     record.isAtRest = false;
-    const bool isDone = MotorWatch::isAtTarget(motor)
+    const bool isThere =
+        MotorWatch::isAtTarget(motor) && motor.motor.status->state != KVRMotor::STATE_BLOCKED;
+    const bool isDone = isThere
         || (!record.target && record.hasRun && motor.motor.status->source == KVRMotor::SOURCE_INTERNAL
             && motor.motor.status->state == KVRMotor::STATE_STOPPED);
     if (isDone) {

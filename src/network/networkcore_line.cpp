@@ -133,10 +133,8 @@ void NetworkCore::handleHeard(const BusMessage &message)
     if (!frame.isValid())
         return;
     QString noticed;
-    const LineListener::Kind kind = m_listener.examine(frame, nowMs(), &noticed);
-    // Who only listens hears no second host, but the first one.
-    if (m_isSending || kind != LineListener::OfHost)
-        notice(noticed);
+    const LineListener::Kind kind = m_listener.examine(frame, nowMs(), m_isSending, &noticed);
+    notice(noticed);
     if (kind == LineListener::OfUs)
         return;
     // A node may give commands, too.

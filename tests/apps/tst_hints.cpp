@@ -1,9 +1,11 @@
+#include "messages/kvr.h"
 #include "proxies/kvrgroupproxy.h"
 #include "proxies/kvrmotorproxy.h"
 #include "simulation/voxline.h"
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
+#include "support/files.h"
 #include "support/frames.h"
 #include "transport/voxbus.h"
 #include "vox/line/linehints.h"
@@ -17,6 +19,7 @@ class tst_Hints : public QObject
 private Q_SLOTS:
     void initTestCase() { QLoggingCategory::setFilterRules("vox.*=false"); }
     void recordedLines();
+    void theGuideKnowsWhatIsSaid();
 };
 
 namespace {
@@ -24,6 +27,20 @@ const VOXVirtualTime virtualTime;
 constexpr qint64 NsPerSecond = 1000000000;
 constexpr int BitRate = 4800;
 const QVector<unsigned int> All = {0x000101, 0x000102, 0x000103, 0x000104};
+
+/// The texts of a source that are long enough to tell something, with %1, %2, ... in them.
+QStringList textsIn(const QByteArray &source)
+{
+    static const QRegularExpression text(R"re("(?:[^"\\\n]|\\.)*"(?:\s+"(?:[^"\\\n]|\\.)*")*)re");
+    static const QRegularExpression seam(R"re("\s+")re");
+    QStringList texts;
+    for (auto found = text.globalMatch(QString::fromUtf8(source)); found.hasNext();) {
+        const QString whole = found.next().captured().remove(seam);
+        if (whole.size() > 14)
+            texts += whole.mid(1, whole.size() - 2);
+    }
+    return texts;
+}
 
 /// Asks nodes in turn, and each again at once if it does not answer.
 class Host
@@ -258,7 +275,7 @@ void tst_Hints::recordedLines()
     row("held low",
         and_(all, [](Site &site) { site.every(3000, [&] { site.write(QByteArray(70, '\0')); }); }),
         "# zero bytes at once, a break: the line is held low by a short circuit, by swapped wires, or by a "
-        "device that is broken");
+        "broken device, or it runs at another bit rate");
 
     row(
         "no node", [](Site &site) { site.addHost(); },
@@ -290,6 +307,37 @@ void tst_Hints::recordedLines()
     std::copy_if(site.items.begin(), site.items.end(), std::back_inserter(requests),
                  [](const LineItem &item) { return item.frame.srcAddr(false) == VOXBus::addr(); });
     judge("one direction", requests, "", LineStatistics::OneWay);
+}
+
+// Each sentence that the guide for installers has something to do for is one that the program says, and each
+// hint has its row.
+void tst_Hints::theGuideKnowsWhatIsSaid()
+{
+    const auto pattern = [](const QString &text) {
+        return QRegularExpression::escape(text).replace(QRegularExpression("\\\\?%\\d"), ".*");
+    };
+    QStringList says;
+    for (QDirIterator file(VOX_SOURCE_DIR "/apps/vox", {"*.cpp"}, QDir::Files, QDirIterator::Subdirectories);
+         file.hasNext();)
+        says += textsIn(contents(file.next()));
+    says += textsIn(contents(VOX_SOURCE_DIR "/src/framework/buspendingcall.cpp"));
+    for (int reason = 0; reason <= 0xff; ++reason)
+        says += "NACK " + KVR::toString(KVR::NackStatus(reason));
+    QStringList rows, unsaid;
+    for (const QByteArray &line : contents(VOX_SOURCE_DIR "/docs/installer.md").split('\n')) {
+        if (!line.startsWith("| `"))
+            continue;
+        const QString row = QString::fromUtf8(line).section('`', 1, 1);
+        rows += row;
+        const bool isSaid = std::any_of(says.begin(), says.end(), [&](const QString &text) {
+            return QRegularExpression("^" + pattern(text) + "$").match(row).hasMatch();
+        });
+        if (!isSaid)
+            unsaid += row;
+    }
+    QCOMPARE(unsaid.join('|'), QString());
+    for (const QString &hint : hintSentences())
+        QVERIFY2(!rows.filter(QRegularExpression("^" + pattern(hint) + "$")).isEmpty(), qPrintable(hint));
 }
 
 QTEST_GUILESS_MAIN(tst_Hints)

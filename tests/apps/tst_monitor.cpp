@@ -268,8 +268,10 @@ void tst_Monitor::statistics()
             statistics.add(LineItem::of(bytes[step.back()], step.chopped(1).toInt() * Ms));
         const QStringList hints = hintsOf(statistics);
         const QJsonObject json = reportJson(statistics, hints);
+        QCOMPARE(undocumented("vox monitor --stats", "`stats`", json), QString());
         QStringList actual;
         for (const QJsonValue &value : json["nodes"].toArray()) {
+            QCOMPARE(value.toObject().keys(), documented("vox monitor --stats", "an element of `nodes`"));
             for (const QString key :
                  {"answers", "medianMs", "worstMs", "unanswered", "late", "lateOrLost", "surplus", "damaged"})
                 actual += value[key].isNull() ? "-" : value[key].toVariant().toString();

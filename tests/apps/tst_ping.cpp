@@ -74,9 +74,9 @@ void tst_Ping::pings_data()
         "4 3 0 1 0 103 103, 4 4 0 0 0 103 203, 4 4 0 0 0 127 127, 4 0 0 0 4 -1 -1");
     // On a line whose bytes take no time, where nothing collides.
     const QString others0 = ", 4 4 0 0 0 5 5, 4 4 0 0 0 50 50, 4 0 0 0 4 -1 -1";
-    row("a late answer", 0, "delay 260 000001 count 1", "4 3 1 0 0 5 260" + others0);
-    row("late each time", 0, "delay 600 000001", "4 0 4 0 0 600 600" + others0);
-    row("too late", 0, "delay 1900 000001", "4 0 3 0 1 1900 1900" + others0);
+    row("a late answer", 0, "delay 255 000001 count 1", "4 3 1 0 0 5 260" + others0);
+    row("late each time", 0, "delay 595 000001", "4 0 4 0 0 600 600" + others0);
+    row("too late", 0, "delay 1895 000001", "4 0 3 0 1 1900 1900" + others0);
     row("a late refusal", 0, "delay 260 000003 count 1",
         "4 4 0 0 0 5 5, 4 4 0 0 0 5 5, 4 3 1 0 0 50 310, 4 0 0 0 4 -1 -1");
 }

@@ -19,6 +19,7 @@ run(COMMAND ${CMAKE_COMMAND} --build ${SCRATCH}/cmake)
 run(COMMAND ${SCRATCH}/cmake/client OUTPUT ${client_says})
 run(COMMAND ${SCRATCH}/cmake/simulated OUTPUT ${simulated_says})
 run(COMMAND ${SCRATCH}/cmake/namesakes OUTPUT ${namesakes_says})
+run(COMMAND sh -c "${SCRATCH}/cmake/gateway x: 2>&1 || true" OUTPUT "'x:' is no bus")
 # A clock that the program would not read is of no use.
 run(COMMAND sh -c "${SCRATCH}/cmake/indirect 2>&1 || true" OUTPUT "link the program itself with Vox::Simulation")
 
@@ -51,6 +52,12 @@ separate_arguments(simulation_flags UNIX_COMMAND "${output}")
 run(COMMAND ${compile} ${CMAKE_CURRENT_LIST_DIR}/simulated.cpp -o ${SCRATCH}/plain-simulated ${simulation_flags}
     -Wl,-rpath,${moved}/${LIBDIR})
 run(COMMAND ${SCRATCH}/plain-simulated OUTPUT ${simulated_says})
+
+run(COMMAND pkg-config --cflags --libs ${NETWORK_PC})
+separate_arguments(network_flags UNIX_COMMAND "${output}")
+run(COMMAND ${compile} ${CMAKE_CURRENT_LIST_DIR}/../../examples/gateway/main.cpp -o ${SCRATCH}/plain-gateway
+    ${network_flags} -pthread -Wl,-rpath,${moved}/${LIBDIR})
+run(COMMAND sh -c "${SCRATCH}/plain-gateway x: 2>&1 || true" OUTPUT "'x:' is no bus")
 
 if(EXISTS ${moved}/bin/vox)
     run(COMMAND ${moved}/bin/vox --version OUTPUT "^vox [0-9.]+\n$")

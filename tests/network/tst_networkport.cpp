@@ -19,8 +19,8 @@ private Q_SLOTS:
 
 namespace {
 constexpr VOX::Addr Addr = 0x101;
-/// Opened again every 2 s, on a machine that has other work.
-constexpr int ReopenMs = 3500;
+/// It is every 2 s, on a machine that has other work.
+constexpr int ReopenMs = 10000;
 }
 
 // The adapter is not there at first, then it is, then somebody pulls it out, and plugs it in again.
@@ -55,7 +55,7 @@ void tst_NetworkPort::isOpenedAgain()
         QFile::remove(name);
         QVERIFY(QFile::link(port.name, name));
         QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Open, ReopenMs);
-        QTRY_VERIFY_WITH_TIMEOUT(motor->percent() == percent, 1000);
+        QTRY_VERIFY_WITH_TIMEOUT(motor->percent() == percent, 5000);
         // What may have changed meanwhile is read first.
         QCOMPARE(written.left(2), QByteArray("\x0e\x0c"));
         const VOXMotion *const motion = motor->moveTo(50);
@@ -64,7 +64,7 @@ void tst_NetworkPort::isOpenedAgain()
         VOXMotion::End end = VOXMotion::Running;
         connect(motion, &VOXMotion::finished, this, [&](VOXMotion *ended) { end = ended->end(); });
         port.unplug();
-        QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Closed, 1000);
+        QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Closed, 5000);
         QTRY_COMPARE(end, VOXMotion::NoAnswer);
     }
     QTRY_COMPARE(lines,

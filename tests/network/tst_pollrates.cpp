@@ -33,7 +33,8 @@ Rate measure(int count, const VOXPollPlan &plan)
     VOXLine line;
     VOXSimulation simulation;
     simulation.attach(line.addBus(&line));
-    simulation.addFault("delay 22 all");
+    // Later than when the line is free, 5 ms behind the request.
+    simulation.addFault("delay 17 all");
     VOXBus *const host = line.addBus(&line);
     VOXNetwork network(host);
     network.setPlan(plan);

@@ -278,6 +278,18 @@ void tst_VOXScheduler::theSameAgain()
     VOXVirtualTime::advance(2000);
     QCOMPARE(site.log(), QByteArray("4C@2 0C@0 03@0 0C@0"));
 
+    // The longer time-out holds for both.
+    hold();
+    site.motors[0]->turnAroundMs = 300;
+    const BusPendingCall shortCall = site.proxy(0).getMotorPosition();
+    const BusPendingCall longCall =
+        BusObject(site.scheduler->lane(VOXScheduler::User), nullptr)
+            .call(VOXCall(KVR::findCmd(KVR::GET_MOTOR_POSITION), VOX::HostAddr, First, 500));
+    VOXVirtualTime::advance(2000);
+    QCOMPARE(list(shortCall.error(), longCall.error(), site.log()),
+             list(BusPendingCall::NoError, BusPendingCall::NoError, QByteArray("4C@2 0C@0")));
+    site.motors[0]->turnAroundMs = 5;
+
     hold();
     const BusPendingCall older = site.proxy(0).ctrlMoveTo(KVRMotor::MOVETO_PERCENT, 10);
     const BusPendingCall newer = site.proxy(0).ctrlMoveTo(KVRMotor::MOVETO_PERCENT, 20);
@@ -304,6 +316,7 @@ void tst_VOXScheduler::repeats_data()
     row("a query to a busy node goes twice", "query", true, "0C@0 0C@0");
     row("a jog to a busy node goes once", "jog", true, "04@0");
     row("a move that is older than a stop goes once", "stopped", false, "03@0 02@0 02@0 02@0");
+    row("a move that is older than a stop of its group goes once", "group", false, "03@0 02@*");
     row("a move that is older than another host's goes once", "foreign", false, "03@0");
 }
 
@@ -340,9 +353,16 @@ void tst_VOXScheduler::repeats()
     VOXVirtualTime::advance(100);
     if (call == "stopped")
         proxy.ctrlStop();
+    site.scheduler->setGroupMembers(Group, {First});
+    if (call == "group")
+        KVRGroupProxy(Group, site.scheduler->lane(VOXScheduler::User)).ctrlStop();
     if (call == "foreign")
         site.nodes->write(frame("03 04 1400 FF", First).data());
     VOXVirtualTime::advance(5000);
+    // After the time-out, or the answer, and a pause.
+    const qint64 againMs = site.sent.size() > 1 ? site.sent[1].ms - site.sent[0].ms : 0;
+    if (call == "query")
+        QVERIFY2(isBusy ? qAbs(againMs - 570) < 20 : qAbs(againMs - 256) < 10, QByteArray::number(againMs));
     QCOMPARE(site.log(), log);
     QCOMPARE(pending.error(), isBusy ? BusPendingCall::NoError : BusPendingCall::Timeout);
     const VOXScheduler::NodeFigures figures = site.scheduler->nodeFigures(First);
@@ -462,6 +482,16 @@ void tst_VOXScheduler::polls()
     for (const Sent &each : qAsConst(site.sent))
         polls += each.frame.cmd() == KVR::GET_MOTOR_POSITION;
     QVERIFY2(polls > 45 && polls < 90, qPrintable(QString::number(polls)));
+
+    // What other hosts send is not free either: 27 bytes are 62 ms, and 5.
+    site.scheduler->setPollSource(nullptr);
+    VOXVirtualTime::advance(10000);
+    for (int i = 0; i < 100; ++i) {
+        site.nodes->write(frameFrom(0x777, "65" + QByteArray(32, '0')).data());
+        VOXVirtualTime::advance(100);
+    }
+    const int others = site.scheduler->loadPercent();
+    QVERIFY2(others > 60 && others < 72, QByteArray::number(others));
 
     // A source that has nothing is asked again when it wants to be.
     asked = 0;

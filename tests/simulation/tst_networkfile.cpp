@@ -76,7 +76,7 @@ void tst_NetworkFile::mistakes_data()
     fault("delay -1 all", "'-1' is no MS");
     fault("nack SOON", "'SOON' is no NAME for 'nack'");
     fault("from 1", "'1' is no ADDRESS for 'from'");
-    fault("drop 00000", "'00000 ' is not understood");
+    fault("drop 00000", "'00000' is not understood");
     fault("drop all command FLY", "'command FLY' is not understood");
     fault("drop probability 2", "'probability 2' is not understood");
     fault("drop count 0", "'count 0' is not understood");

@@ -140,7 +140,7 @@ public:
     bool hasCulprit() const
     {
         return hasTwoHosts() || std::any_of(nodes.begin(), nodes.end(), [this](const NodeStatistics &node) {
-                   return isSpoilt(node) || isJabbering(node);
+                   return isSpoilt(node) || isJabbering(node) || node.surplus >= Several;
                });
     }
 
@@ -274,11 +274,15 @@ Finds silent(const Evidence &line)
                     &NodeStatistics::unanswered, "request");
 }
 
+// An answer that is late damages what is sent then, and where much is damaged some answers are late.
 Finds late(const Evidence &line)
 {
-    if (line.isDisturbed())
+    if (line.hasCulprit())
         return {};
-    return together(line.those([](const NodeStatistics &node) { return node.late >= Several; }),
+    const double least = line.isDisturbed() ? BadShare : 0;
+    return together(line.those([least](const NodeStatistics &node) {
+        return node.late >= Several && share(node.late, node.times.count()) >= least;
+    }),
                     &NodeStatistics::late, "answer");
 }
 
@@ -307,8 +311,8 @@ const Rule rules[] = {
     {"%1 and no valid frame among them: the bit rate or the parity is wrong, the wires are swapped, or two "
      "hosts talk in step",
      noValidFrame},
-    {"%1 at once, a break: the line is held low by a short circuit, by swapped wires, or by a device that is "
-     "broken",
+    {"%1 at once, a break: the line is held low by a short circuit, by swapped wires, or by a broken device, "
+     "or it runs at another bit rate",
      heldLow},
     {"%1 began while another one waited for its answer: two hosts are on the line, or one that does not wait "
      "long enough",

@@ -231,7 +231,8 @@ bool openCapture(const CommandLine &line, const QString &name, Monitor *monitor,
     }
     monitor->isOutputTaken = name == QLatin1String("-");
     if (monitor->isOutputTaken)
-        return monitor->capture.openOutput(problem);
+        return monitor->capture.openOutput(input.isEmpty() ? PcapWriter::Hurries : PcapWriter::Waits,
+                                           problem);
     return !monitor->writesCapture || monitor->capture.open(name, problem);
 }
 

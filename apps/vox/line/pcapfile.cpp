@@ -1,11 +1,13 @@
 #include "vox/line/pcapfile.h"
 
 #include "vox/console.h"
+#include "vox/outputqueue.h"
 
 #include <QFile>
 
 #include <pcap/pcap.h>
 
+#include <atomic>
 #include <cerrno>
 #include <cstdio>
 #include <unistd.h>
@@ -32,6 +34,27 @@ qint64 timeNs(const timeval &time)
 }
 }
 
+/// A stream whose writer never waits. Each record is flushed by itself, so one that finds no room is left out
+/// as a whole.
+struct PcapWriter::Pipe
+{
+    using Error = std::shared_ptr<std::atomic<int>>;
+
+    static ssize_t write(void *pipe, const char *bytes, std::size_t size)
+    {
+        auto *const self = static_cast<Pipe *>(pipe);
+        errno = *self->error;
+        if (errno != 0)
+            return 0;
+        self->queue.push(QByteArray(bytes, static_cast<int>(size)));
+        return static_cast<ssize_t>(size);
+    }
+
+    // The thread of the queue may outlive this.
+    const Error error = std::make_shared<std::atomic<int>>(0);
+    OutputQueue queue{STDOUT_FILENO, [error = error](int number) { *error = number; }};
+};
+
 void PcapWriter::Closer::operator()(pcap_dumper *file) const
 {
     pcap_dump_close(file);
@@ -42,7 +65,7 @@ bool PcapWriter::open(const QString &name, QString *problem)
     return begin(openFile(name, "wb"), name, problem);
 }
 
-bool PcapWriter::openOutput(QString *problem)
+bool PcapWriter::openOutput(Patience patience, QString *problem)
 {
     if (isTerminal()) {
         *problem =
@@ -50,8 +73,12 @@ bool PcapWriter::openOutput(QString *problem)
         return false;
     }
     outliveReader();
+    const QString name = QStringLiteral("to standard output");
     // Closing the capture leaves the stream of the program open.
-    return begin(::fdopen(::dup(STDOUT_FILENO), "wb"), QStringLiteral("to standard output"), problem);
+    if (patience == Waits)
+        return begin(::fdopen(::dup(STDOUT_FILENO), "wb"), name, problem);
+    m_pipe = {new Pipe, [](Pipe *pipe) { delete pipe; }};
+    return begin(::fopencookie(m_pipe.get(), "wb", {nullptr, Pipe::write, nullptr, nullptr}), name, problem);
 }
 
 bool PcapWriter::begin(std::FILE *file, const QString &name, QString *problem)

@@ -15,8 +15,15 @@ class PcapWriter
 {
 public:
     bool open(const QString &name, QString *problem);
+    enum Patience {
+        /// write() waits while nobody reads.
+        Waits,
+        /// write() never waits: records that nobody has read are kept as far as there is room.
+        Hurries
+    };
+
     /// Writes to standard output, for a program at the other end of a pipe. False if that is a terminal.
-    bool openOutput(QString *problem);
+    bool openOutput(Patience patience, QString *problem);
     /// Writes @p item at once, so that a reader may follow. False if the file cannot take it.
     bool write(const LineItem &item);
     /// Whether the last write() has failed because the other end of the pipe was closed.
@@ -30,6 +37,10 @@ private:
         void operator()(pcap_dumper *file) const;
     };
 
+    struct Pipe;
+
+    // Outlives the file, which writes into it at its end.
+    std::unique_ptr<Pipe, void (*)(Pipe *)> m_pipe{nullptr, nullptr};
     std::unique_ptr<pcap_dumper, Closer> m_file;
     bool m_hasReaderLeft = false;
 };
