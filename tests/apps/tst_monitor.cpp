@@ -212,6 +212,7 @@ void tst_Monitor::comparisons()
                                           {'b', line(frame("40", 0xffffff))},
                                           {'G', line(groupFrame("45", 0x00a001))},
                                           {'a', line(frameFrom(0x000101, "7F"))},
+                                          {'A', line(frameFrom(0x000102, "7F"))},
                                           {'s', line(frameFrom(0x000101, "0F 00 00 00 00"))},
                                           {'t', line(frameFrom(0x000101, "0F 01 00 00 00"))},
                                           {'p', line(frameFrom(0x000101, "64 00 00 00"))},
@@ -241,6 +242,7 @@ void tst_Monitor::comparisons()
     };
     row("0r 10a 100q 120s", "a s", "2");
     row("0r 10a 100q 120s", "s a", "0 -1 ~1");
+    row("0r 5A 10a", "Aa", "1");
     row("0q 10s", "t", "0 ~1");
     row("0q 10s", "ss", "1 +1");
     row("0q 10s 300r 310a", "s sa", "2 +1");
