@@ -50,7 +50,8 @@ DiscoveredNodes findNodes(VOXBus &bus, int rounds,
         if (discovery.isError())
             break;
         QSet<unsigned int> here;
-        for (const unsigned int addr : discoveredAddrs(discovery))
+        const QVector<unsigned int> answered = discoveredAddrs(discovery);
+        for (const unsigned int addr : answered)
             here.insert(addr & VOX::AddrMask);
         for (const unsigned int addr : qAsConst(here))
             ++nodes.answeredRounds[addr];
