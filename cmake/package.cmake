@@ -26,6 +26,9 @@ if(TARGET voxqml)
 endif()
 if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     list(APPEND CPACK_COMPONENTS_ALL tools)
+    if(MOSQUITTO_LIBRARY AND MOSQUITTO_INCLUDE_DIR)
+        list(APPEND CPACK_COMPONENTS_ALL bridge)
+    endif()
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -54,6 +57,11 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_NAME vox-bridge)
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_DEPENDS "vox-tools (= ${PROJECT_VERSION})")
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_SUGGESTS "mosquitto")
+set(CPACK_DEBIAN_BRIDGE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/postinst)
 set(CPACK_STRIP_FILES ON)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium
@@ -87,4 +95,7 @@ with guides, examples and the reference of the API. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "Tools: the program vox, for those who install, test and debug networks of
 motorised window coverings.")
+set(CPACK_COMPONENT_BRIDGE_DESCRIPTION
+    "Bridge to MQTT: starts 'vox bridge' with the system, as a user of its own,
+once /etc/vox/site.json is there.")
 include(CPack)

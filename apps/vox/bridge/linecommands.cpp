@@ -3,6 +3,7 @@
 #include "messages/kvr.h"
 #include "network/voxnetwork.h"
 #include "proxies/kvrbcastproxy.h"
+#include "proxies/kvrmotorproxy.h"
 #include "transport/voxbus.h"
 #include "vox/bridge/groupreader.h"
 #include "vox/bridge/manyresult.h"
@@ -16,6 +17,8 @@
 namespace {
 constexpr int Whole = 100;
 constexpr int StopAgainMs = 30;
+/// A motor runs by then.
+constexpr int StartMs = 300;
 
 /// What takes the line's way: where 0 is up.
 struct LineMove
@@ -159,7 +162,10 @@ void LineCommands::takeSingle(const CoverOrder &order, VOXNetworkMotor &motor)
 
 void LineCommands::follow(const CoverOrder &order, VOXMotion *motion)
 {
-    connect(motion, &VOXMotion::accepted, this, [this, order] { answer(order, QString()); });
+    connect(motion, &VOXMotion::accepted, this, [this, order] {
+        answer(order, QString());
+        QTimer::singleShot(StartMs, this, [this, addr = order.target.addr] { lookAt(addr); });
+    });
     connect(motion, &VOXMotion::finished, this, [this, order](const VOXMotion *ended) {
         if (ended->isAccepted())
             return;
@@ -167,6 +173,14 @@ void LineCommands::follow(const CoverOrder &order, VOXMotion *motion)
         if (!isQuiet)
             answer(order, reasonOf(*ended, m_network));
     });
+}
+
+/// Who watches wants to see that the motor moves, not only that it has moved: the plan asks later.
+void LineCommands::lookAt(unsigned int addr) const
+{
+    const VOXNetworkMotor *const motor = m_network.motor(addr);
+    if (motor && !motor->isLegacy() && !motor->isMoving())
+        KVRMotorProxy(addr, m_network.scheduler().lane(VOXScheduler::ReadBack)).getMotorStatus();
 }
 
 QVector<VOXNetworkMotor *> LineCommands::members(const BridgeTarget &target) const

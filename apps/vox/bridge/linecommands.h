@@ -45,6 +45,7 @@ private:
     VOXMotion *send(const CoverCommand &command, VOXNetworkMotor &motor) const;
     VOXMotion *sendFrame(const CoverOrder &order, bool isInverted) const;
     void follow(const CoverOrder &order, VOXMotion *motion);
+    void lookAt(unsigned int addr) const;
     void answer(const CoverOrder &order, const QString &reason, const QJsonObject &more = {});
 
     const SiteConfig &m_site;
