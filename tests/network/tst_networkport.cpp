@@ -52,7 +52,6 @@ void tst_NetworkPort::isOpenedAgain()
         written.clear();
         PtyPort port(*wire);
         QVERIFY(!port.name.isEmpty());
-        QFile::remove(name);
         QVERIFY(QFile::link(port.name, name));
         QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Open, ReopenMs);
         QTRY_VERIFY_WITH_TIMEOUT(motor->percent() == percent, 5000);
@@ -63,6 +62,8 @@ void tst_NetworkPort::isOpenedAgain()
         QVERIFY(!motion->isFinished());
         VOXMotion::End end = VOXMotion::Running;
         connect(motion, &VOXMotion::finished, this, [&](VOXMotion *ended) { end = ended->end(); });
+        // First, as another program may get the number of this pseudo-terminal at once.
+        QFile::remove(name);
         port.unplug();
         QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Closed, 5000);
         QTRY_COMPARE(end, VOXMotion::NoAnswer);
