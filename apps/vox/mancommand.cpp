@@ -62,12 +62,12 @@ int runMan(const QStringList &arguments)
                   .arg(QCoreApplication::applicationVersion()));
     for (const Command &command : commands())
         printLine(commandText(command));
-    printLine(
-        QStringLiteral(
-            ".SH BUSES\nserial:///dev/ttyUSB0?baud=RATE&parity=PARITY\n.br\nudp://DESTINATION:PORT?local=PORT&bind=ADDRESS\n.br\n"
-            "mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n.br\npty:\n"
-            ".SH ENVIRONMENT\n.TP\n\\fBVOX_BUS\\fR\nThe bus of commands without \\-\\-bus.\n"
-            ".SH \"EXIT STATUS\"\n%1")
-            .arg(exitCodesText()));
+    printLine(QStringLiteral(".SH "
+                             "BUSES\nserial:///dev/ttyUSB0?baud=RATE&parity=PARITY\n.br\nudp://"
+                             "DESTINATION:PORT?local=PORT&bind=ADDRESS\n.br\n"
+                             "mcast://GROUP:PORT?bind=ADDRESS&alias=NAME&latency=MS\n.br\npty:\n"
+                             ".SH ENVIRONMENT\n.TP\n\\fBVOX_BUS\\fR\nThe bus of commands without \\-\\-bus.\n"
+                             ".SH \"EXIT STATUS\"\n%1")
+                  .arg(exitCodesText()));
     return Success;
 }

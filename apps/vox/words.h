@@ -17,8 +17,8 @@ QString didYouMean(const QString &text, const QStringList &words);
 /// it; empty if there is none.
 QString commandNear(const QString &text);
 
-/// @p text with its lines broken at spaces, so that they fit a terminal of 80 columns. What is broken off of an
-/// indented line is indented a little more.
+/// @p text with its lines broken at spaces, so that they fit a terminal of 80 columns. What is broken off of
+/// an indented line is indented a little more.
 QString wrapped(const QString &text);
 
 /// Reads milliseconds: "500ms", "2s" or "1.5s"; an hour at most. False if @p text is none.

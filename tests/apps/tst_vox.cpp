@@ -136,7 +136,9 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, move");
+    row("",
+        "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, "
+        "move");
     row("fly", "unknown command 'fly'; one of demo, sim");
     row("help fly", "unknown command 'fly'; one of demo, sim");
     row("Scn", "unknown command 'Scn'; did you mean 'scan'?");
@@ -992,7 +994,8 @@ void tst_Vox::guidesWork_data()
     }
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
-    const QRegularExpression others("vox (?!sim|test|monitor|top|replay|demo|record|probe|bridge)(?!.*--bus|.*site\\.json)");
+    const QRegularExpression others(
+        "vox (?!sim|test|monitor|top|replay|demo|record|probe|bridge)(?!.*--bus|.*site\\.json)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }
