@@ -126,7 +126,7 @@ void tst_Vox::commandLines_data()
 {
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
-    row("", "one of demo, sim, test, record, scan, call, monitor, replay, move");
+    row("", "one of demo, sim, test, record, scan, call, monitor, replay, bridge, move");
     row("fly", "unknown command 'fly'");
     row("demo now", "unexpected 'now'");
     row("status", "vox status: an argument is missing");
