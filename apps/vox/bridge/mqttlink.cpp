@@ -285,6 +285,8 @@ void MqttLink::Private::watch()
 void MqttLink::Private::handleReadable()
 {
     const int socket = mosquitto_socket(m_client);
+    // Also an answer to a ping, of which the library tells nothing.
+    m_heard.start();
     for (int i = 0; i < MaxReads && m_reason.isEmpty() && !m_isStopped; ++i) {
         m_isReading = true;
         check(mosquitto_loop_read(m_client, 1));
@@ -411,7 +413,6 @@ void MqttLink::Private::unsubscribe(const QByteArray &filter)
 void MqttLink::Private::onConnect(mosquitto *, void *object, int code, int, const mosquitto_property *)
 {
     Private &link = of(object);
-    link.m_heard.start();
     if (code == MQTT_RC_UNSUPPORTED_PROTOCOL_VERSION || (code == 1 && link.m_version == 5)) {
         link.m_version = 3;
         link.lose(QStringLiteral("it does not know MQTT 5; MQTT 3.1.1 is used from now on"));
@@ -446,7 +447,6 @@ void MqttLink::Private::onMessage(mosquitto *, void *object, const mosquitto_mes
                                   const mosquitto_property *properties)
 {
     Private &link = of(object);
-    link.m_heard.start();
     MqttMessage taken;
     taken.topic = QByteArray(message->topic);
     taken.payload = QByteArray(static_cast<const char *>(message->payload), message->payloadlen);
@@ -465,7 +465,6 @@ void MqttLink::Private::onPublish(mosquitto *, void *object, int id, int, const 
     // For QoS 0 this tells only that the message is written.
     if (!link.m_unacknowledged.remove(id))
         return;
-    link.m_heard.start();
     Q_EMIT link.q.acknowledged();
 }
 
@@ -473,7 +472,6 @@ void MqttLink::Private::onSubscribe(mosquitto *, void *object, int id, int count
                                     const mosquitto_property *)
 {
     Private &link = of(object);
-    link.m_heard.start();
     const QByteArray filter = link.m_subscriptions.take(id);
     if (count > 0 && codes[0] >= FirstFailureCode)
         Q_EMIT link.q.denied(filter);
