@@ -2,6 +2,9 @@
 set(version_suffix ${PROJECT_VERSION_MAJOR}.${PROJECT_VERSION_MINOR})
 set(qt_packages_5 "qtbase5-dev (>= 5.15), libqt5serialport5-dev (>= 5.15)")
 set(qt_packages_6 "qt6-base-dev (>= 6.4), qt6-serialport-dev (>= 6.4)")
+# As Debian names the modules of Qt.
+set(qml_package_5 qml-module-vox)
+set(qml_package_6 qml6-module-vox)
 if(VOX_QT EQUAL 6)
     # A digit at the end of the name would run into the version.
     string(PREPEND version_suffix -)
@@ -18,6 +21,9 @@ set(CPACK_GENERATOR DEB)
 set(CPACK_PACKAGE_CONTACT "VOX developers <maintainers@vox-network.example>")
 set(CPACK_PACKAGING_INSTALL_PREFIX /usr)
 set(CPACK_COMPONENTS_ALL runtime network simulation development)
+if(TARGET voxqml)
+    list(APPEND CPACK_COMPONENTS_ALL qml)
+endif()
 if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     list(APPEND CPACK_COMPONENTS_ALL tools)
 endif()
@@ -36,6 +42,10 @@ foreach(part network simulation)
     set(CPACK_DEBIAN_${upper}_PACKAGE_DEPENDS "${runtime_package} (= ${PROJECT_VERSION})")
     set(CPACK_DEBIAN_${upper}_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/triggers)
 endforeach()
+set(CPACK_DEBIAN_QML_PACKAGE_NAME ${qml_package_${VOX_QT}})
+set(CPACK_DEBIAN_QML_PACKAGE_SECTION libs)
+set(CPACK_DEBIAN_QML_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_NAME libvox${VOX_SUFFIX}-dev)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_SECTION libdevel)
 set(CPACK_DEBIAN_DEVELOPMENT_PACKAGE_DEPENDS
@@ -64,6 +74,9 @@ set(CPACK_COMPONENT_RUNTIME_DESCRIPTION
 serial line, UDP or UDP multicast; emulated nodes stand in for them. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_NETWORK_DESCRIPTION
     "Networks over time: who sends next on a line of motorised window
+coverings. For Qt ${VOX_QT}.")
+set(CPACK_COMPONENT_QML_DESCRIPTION
+    "QML module Vox: pages of Qt Quick show and move motorised window
 coverings. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_SIMULATION_DESCRIPTION
     "Simulated networks: whole networks of motorised window coverings in a

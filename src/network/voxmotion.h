@@ -18,7 +18,7 @@ class VOX_NETWORK_EXPORT VOXMotion : public QObject
     Q_OBJECT
     Q_PROPERTY(End end READ end NOTIFY finished)
     Q_PROPERTY(QString sentence READ sentence NOTIFY finished)
-    Q_PROPERTY(bool accepted READ isAccepted NOTIFY accepted)
+    Q_PROPERTY(bool taken READ isAccepted NOTIFY accepted)
 
 public:
     /// How it has ended. Of a group: Arrived if all have, else the end of the first one that has not.

@@ -1,7 +1,5 @@
-#include "devices/tb60lvstub.h"
 #include "framework/busdispatcher.h"
 #include "support/files.h"
-#include "transport/voxudpbus.h"
 
 #include <QImage>
 #include <QProcess>
@@ -18,8 +16,7 @@ private Q_SLOTS:
     void hostsMeetEmulators();
     void serialPort();
     void gatewayGoesOn();
-    void listOfNodes();
-    void silentNodesAreNotAskedOnAndOn();
+    void tilesOfNodes();
 };
 
 namespace {
@@ -152,40 +149,23 @@ void tst_Examples::gatewayGoesOn()
     QVERIFY(gateway.process.waitForFinished());
 }
 
-void tst_Examples::listOfNodes()
+void tst_Examples::tilesOfNodes()
 {
     Background simulation(VOX_PROGRAM, {"sim", "--config", Floor});
     QCOMPARE(simulation.readyWords().value(0), QString("ready"));
     const QTemporaryDir folder;
-    const QString picture = folder.filePath("list.png");
-    said("qml-list", {picture});
+    const QString picture = folder.filePath("tiles.png");
+    said("qml-tiles", {picture});
     const QImage image(picture);
-    QCOMPARE(image.size(), QSize(360, 220));
-    // A quarter, nothing, all the way, nothing.
-    const std::pair<int, int> expected[] = {{36, 38}, {0, 0}, {150, 150}, {0, 0}};
-    for (int row = 0; row < 4; ++row) {
-        int width = 0;
-        for (int x = 190; x < 340; ++x)
-            width += image.pixelColor(x, row * 55 + 27) == QColor("#3b6ea5") ? 1 : 0;
-        QCOMPARE(qBound(expected[row].first, width, expected[row].second), width);
+    QCOMPARE(image.size(), QSize(1000, 640));
+    // Blinds in the windows of the first row: a quarter, nothing, all the way, nothing.
+    const std::pair<int, int> expected[] = {{13, 14}, {0, 0}, {54, 54}, {0, 0}};
+    for (int column = 0; column < 4; ++column) {
+        int height = 0;
+        for (int y = 90; y < 160; ++y)
+            height += image.pixelColor(55 + column * 243, y) == QColor("#5b7fa6") ? 1 : 0;
+        QCOMPARE(qBound(expected[column].first, height, expected[column].second), height);
     }
-}
-
-// What has waited while nobody answered goes out at once when somebody does: at most a call for each node.
-void tst_Examples::silentNodesAreNotAskedOnAndOn()
-{
-    VOXUdpBus network(QHostAddress::LocalHost, 4801, QHostAddress::LocalHost, 4800);
-    QSignalSpy frames(&network.dispatcher(), &BusDispatcher::unhandled);
-    const Background list(VOX_EXAMPLES_DIR "/example-qml-list");
-    QVERIFY(frames.wait(10000));
-    QTest::qWait(3000);
-    std::vector<std::unique_ptr<TB60LVStub>> motors;
-    for (const unsigned int addr : {0x000101u, 0x000102u, 0x000103u, 0x000201u})
-        motors.push_back(std::make_unique<TB60LVStub>(addr, &network));
-    frames.clear();
-    QVERIFY(frames.wait());
-    QTest::qWait(300);
-    QVERIFY2(frames.size() <= 4, QByteArray::number(frames.size()));
 }
 
 QTEST_GUILESS_MAIN(tst_Examples)

@@ -31,8 +31,13 @@ meet() {
 cmake -G Ninja -S "$examples" -B "$work/cmake" -DCMAKE_PREFIX_PATH="$root/usr" >/dev/null
 cmake --build "$work/cmake" >/dev/null
 meet "$work/cmake" CMake
-[ -x "$work/cmake/example-qml-list" ]
 "$work/cmake/example-host-test" >/dev/null
+for qt in 5 6; do
+    [ -f "${libdir%/}/qt$qt/qml/Vox/plugins.qmltypes" ] || { echo "there is no QML module for Qt $qt"; exit 1; }
+done
+# A page that finds no module ends at once.
+QML2_IMPORT_PATH=$libdir/qt5/qml QT_QPA_PLATFORM=offscreen QT_QUICK_BACKEND=software "$work/cmake/example-qml-tiles" "$work/tiles.png"
+[ -s "$work/tiles.png" ]
 
 mkdir "$work/plain"
 for example in host emulator; do

@@ -1,0 +1,34 @@
+#ifndef VOX_QML_QMLNETWORKMODEL_P_H
+#define VOX_QML_QMLNETWORKMODEL_P_H
+
+#include <vox/network/voxnetworkmodel.h>
+#include <vox/qml/qmlnetwork_p.h>
+
+/// A VOXNetworkModel for pages: its role "node" is a Node or a Motor.
+class QmlNetworkModel : public VOXNetworkModel
+{
+    Q_OBJECT
+    QML_NAMED_ELEMENT(NetworkModel)
+    Q_PROPERTY(QmlNetwork *network READ pageNetwork WRITE setPageNetwork NOTIFY pageNetworkChanged)
+
+public:
+    using VOXNetworkModel::VOXNetworkModel;
+
+    QmlNetwork *pageNetwork() const { return m_page; }
+    void setPageNetwork(QmlNetwork *network);
+
+    ///@{
+    /// See VOXNetworkModel. Throws what cannot be.
+    Q_INVOKABLE QmlNode *nodeAt(const QJSValue &row) const;
+    Q_INVOKABLE int rowOf(const QJSValue &addr) const;
+    ///@}
+    QVariant data(const QModelIndex &index, int role = Qt::DisplayRole) const override;
+
+Q_SIGNALS:
+    void pageNetworkChanged();
+
+private:
+    QPointer<QmlNetwork> m_page;
+};
+
+#endif
