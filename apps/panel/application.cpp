@@ -1,0 +1,99 @@
+#include "panel/application.h"
+
+#include "panel/facadeitem.h"
+#include "panel/shadeitem.h"
+#include "panel/signs.h"
+#include "panel/stripitem.h"
+
+#include <QGuiApplication>
+#include <QPalette>
+#include <QQmlContext>
+#include <QQuickWindow>
+
+namespace {
+constexpr int DarkLightness = 128;
+
+Theme::Mode modeOf(const QString &name)
+{
+    const bool isDark = name.isEmpty()
+        ? QGuiApplication::palette().color(QPalette::Window).lightness() < DarkLightness
+        : name == QLatin1String("dark");
+    return isDark ? Theme::Dark : Theme::Light;
+}
+}
+
+void Application::prepare()
+{
+    // Where there is no display there is no OpenGL either.
+    const QString platform = QGuiApplication::platformName();
+    if (platform == QLatin1String("offscreen") || platform == QLatin1String("minimal")) {
+#if QT_VERSION_MAJOR >= 6
+        QQuickWindow::setGraphicsApi(QSGRendererInterface::Software);
+#else
+        QQuickWindow::setSceneGraphBackend(QSGRendererInterface::Software);
+#endif
+    }
+}
+
+Application::Application(const PanelOptions &options, QObject *parent)
+    : QObject(parent)
+    , m_theme(modeOf(options.theme))
+{
+    registerTypes();
+    openSource(options);
+    connect(&m_stopKey, &StopKey::pressed, &m_panel, &Panel::stopAll);
+    m_engine.addImageProvider(QStringLiteral("sign"), new SignProvider);
+#ifdef VOX_QML_DIR
+    // Where the build has the module. An installed one is found without this.
+    m_engine.addImportPath(QStringLiteral(VOX_QML_DIR));
+#endif
+    m_engine.rootContext()->setContextProperty(QStringLiteral("Theme"), &m_theme);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("Panel"), &m_panel);
+    m_engine.rootContext()->setContextProperty(QStringLiteral("StopKey"), &m_stopKey);
+    m_engine.setInitialProperties({{QStringLiteral("view"), options.view}});
+    // Pages are tried without building them.
+    const QString pages = qEnvironmentVariable("VOX_PANEL_PAGES");
+    m_engine.load(pages.isEmpty() ? QUrl(QStringLiteral("qrc:/panel/qml/Main.qml"))
+                                  : QUrl::fromLocalFile(pages + QStringLiteral("/Main.qml")));
+    if (window() && options.size.isValid())
+        window()->resize(options.size);
+}
+
+Application::~Application() = default;
+
+void Application::registerTypes()
+{
+    const char *const module = "VoxPanel";
+    qmlRegisterType<FacadeItem>(module, 1, 0, "Facade");
+    qmlRegisterType<ShadeItem>(module, 1, 0, "ShadePicture");
+    qmlRegisterType<StripItem>(module, 1, 0, "Strip");
+    qmlRegisterAnonymousType<PanelLine>(module, 1);
+    qmlRegisterAnonymousType<FrameList>(module, 1);
+    qmlRegisterAnonymousType<ShadeModel>(module, 1);
+    qmlRegisterAnonymousType<Selection>(module, 1);
+    qmlRegisterAnonymousType<TroubleList>(module, 1);
+    qmlRegisterAnonymousType<DemoBuilding>(module, 1);
+}
+
+void Application::openSource(const PanelOptions &options)
+{
+    const Panel::Sending sending = options.isLooking ? Panel::OnlyListens : Panel::Sends;
+    if (options.isDemo) {
+        m_panel.openDemo(options.shades);
+    } else if (!options.bus.isEmpty()) {
+        m_panel.open(Site::ofBus(options.bus), sending);
+    } else if (!options.config.isEmpty()) {
+        Site site;
+        QStringList problems;
+        Site::load(options.config, &site, &problems);
+        m_panel.open(site, sending, problems);
+    } else {
+        m_panel.open(Site(), sending);
+    }
+}
+
+QQuickWindow *Application::window() const
+{
+    return m_engine.rootObjects().isEmpty() ? nullptr
+                                            : qobject_cast<QQuickWindow *>(m_engine.rootObjects().first());
+}

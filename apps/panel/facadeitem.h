@@ -1,0 +1,105 @@
+#ifndef FACADEITEM_H
+#define FACADEITEM_H
+
+#include "panel/facadelayout.h"
+#include "panel/selection.h"
+
+#include <QBasicTimer>
+#include <QQuickItem>
+#include <QVariantList>
+
+class ShadeItem;
+
+/// The façade: places the shades that are its children, moves them by one clock, and takes what mouse and
+/// keys do with them.
+class FacadeItem : public QQuickItem
+{
+    Q_OBJECT
+    Q_PROPERTY(QSizeF area READ area WRITE setArea NOTIFY areaChanged)
+    Q_PROPERTY(Selection *selection READ selection WRITE setSelection NOTIFY selectionChanged)
+    Q_PROPERTY(QVariantList blocks READ blocks NOTIFY layoutChanged)
+    Q_PROPERTY(QVariantList floors READ floors NOTIFY layoutChanged)
+    Q_PROPERTY(QVariantList rules READ rules NOTIFY layoutChanged)
+    Q_PROPERTY(double cellWidth READ cellWidth NOTIFY layoutChanged)
+    Q_PROPERTY(QRectF band READ band NOTIFY bandChanged)
+    Q_PROPERTY(ShadeItem *hovered READ hovered NOTIFY hoveredChanged)
+    Q_PROPERTY(bool moving READ isMoving NOTIFY movingChanged)
+
+public:
+    explicit FacadeItem(QQuickItem *parent = nullptr);
+
+    /// What there is room for.
+    QSizeF area() const { return m_area; }
+    void setArea(const QSizeF &area);
+    Selection *selection() const { return m_selection; }
+    void setSelection(Selection *selection);
+
+    ///@{
+    /// The layout for QML: objects with "name", "rect" and the number of "troubles"; with "name" and "y";
+    /// rectangles.
+    QVariantList blocks() const;
+    QVariantList floors() const;
+    QVariantList rules() const;
+    ///@}
+    double cellWidth() const;
+    QRectF band() const { return m_band; }
+    ShadeItem *hovered() const { return m_hovered; }
+    bool isMoving() const { return m_clock.isActive(); }
+
+    /// Where the shade of @p node is; empty if there is none.
+    Q_INVOKABLE QRectF rectOf(QObject *node) const;
+    /// Makes the shade whose name or address has @p text in it the current one; false if there is none.
+    Q_INVOKABLE bool find(const QString &text);
+    Q_INVOKABLE void selectAll();
+
+Q_SIGNALS:
+    void areaChanged();
+    void selectionChanged();
+    void layoutChanged();
+    void bandChanged();
+    void hoveredChanged();
+    void movingChanged();
+    /// A shade was chosen by keys or mouse, and its card is wanted.
+    void opened();
+    /// The current shade is at @p rect.
+    void shown(const QRectF &rect);
+
+protected:
+    void itemChange(ItemChange change, const ItemChangeData &data) override;
+    void updatePolish() override;
+    void timerEvent(QTimerEvent *event) override;
+    void mousePressEvent(QMouseEvent *event) override;
+    void mouseMoveEvent(QMouseEvent *event) override;
+    void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseUngrabEvent() override;
+    void hoverMoveEvent(QHoverEvent *event) override;
+    void hoverLeaveEvent(QHoverEvent *event) override;
+    void keyPressEvent(QKeyEvent *event) override;
+    void focusInEvent(QFocusEvent *event) override;
+    void focusOutEvent(QFocusEvent *event) override;
+
+private:
+    void addShade(ShadeItem *shade);
+    void removeShade(ShadeItem *shade);
+    void startClock();
+    void advance();
+    void showSelection();
+    void setCurrent(int index);
+    void setHovered(ShadeItem *shade);
+    ShadeItem *shadeAt(const QPointF &point) const;
+    void selectBand(bool isAdding);
+    void select(ShadeItem *shade, bool isAdding);
+
+    QSizeF m_area;
+    QPointer<Selection> m_selection;
+    QVector<ShadeItem *> m_shades;
+    FacadeLayout m_layout;
+    QBasicTimer m_clock;
+    int m_current = -1;
+    ShadeItem *m_hovered = nullptr;
+    QPointF m_pressed;
+    bool m_isBand = false;
+    QRectF m_band;
+};
+
+#endif

@@ -1,0 +1,105 @@
+#ifndef PANEL_H
+#define PANEL_H
+
+#include "panel/demobuilding.h"
+#include "panel/selection.h"
+#include "panel/troublelist.h"
+
+#include <QStringList>
+
+#include <vector>
+
+class Replay;
+
+/// The panel as a whole: which lines it shows, what it may do with them, and what it says about them.
+class Panel : public QObject
+{
+    Q_OBJECT
+    Q_PROPERTY(QString title READ title NOTIFY linesChanged)
+    Q_PROPERTY(QString badge READ badge NOTIFY linesChanged)
+    Q_PROPERTY(QString badgeReason READ badgeReason NOTIFY linesChanged)
+    Q_PROPERTY(bool canSend READ canSend NOTIFY linesChanged)
+    Q_PROPERTY(QStringList problems READ problems NOTIFY linesChanged)
+    Q_PROPERTY(QVariantList lines READ lineObjects NOTIFY linesChanged)
+    Q_PROPERTY(ShadeModel *shades READ shades CONSTANT)
+    Q_PROPERTY(Selection *selection READ selection CONSTANT)
+    Q_PROPERTY(TroubleList *troubles READ troubles CONSTANT)
+    Q_PROPERTY(DemoBuilding *demo READ demo NOTIFY linesChanged)
+    Q_PROPERTY(QVariantList counts READ counts NOTIFY told)
+    Q_PROPERTY(QString stopText READ stopText NOTIFY stopTextChanged)
+
+public:
+    enum Sending { Sends, OnlyListens };
+
+    explicit Panel(QObject *parent = nullptr);
+    ~Panel() override;
+
+    /// Shows the lines of @p site, on their buses. @p problems are told where the lines are.
+    void open(const Site &site, Sending sending, const QStringList &problems = {});
+    /// Shows a building that is simulated here.
+    Q_INVOKABLE void openDemo(int shades = DemoBuilding::DefaultShades);
+    Q_INVOKABLE void openBus(const QString &url);
+    /// Shows nothing but @p problems.
+    void showProblems(const QStringList &problems);
+
+    QString title() const { return m_title; }
+    QString badge() const;
+    QString badgeReason() const;
+    bool canSend() const { return m_sending == Sends; }
+    QStringList problems() const { return m_problems; }
+    QVariantList lineObjects() const;
+    const QVector<PanelLine *> &lines() const { return m_lines; }
+    ShadeModel *shades() { return &m_shades; }
+    Selection *selection() { return &m_selection; }
+    TroubleList *troubles() { return &m_troubles; }
+    DemoBuilding *demo() const { return m_demo.get(); }
+    /// "60 shades", "6 moving" and so on: objects with "text" and "colour".
+    QVariantList counts() const;
+    /// What has become of the last stop of all.
+    QString stopText() const { return m_stopText; }
+
+    ///@{
+    /// Tells all motors of all lines. Nothing happens if the panel only looks.
+    Q_INVOKABLE void stopAll();
+    Q_INVOKABLE void allUp();
+    Q_INVOKABLE void allDown();
+    ///@}
+    ///@{
+    /// About a node: the name of its façade, and milliseconds since it was last read, -1 for never.
+    Q_INVOKABLE QString facadeOf(QObject *node) const;
+    Q_INVOKABLE double positionAgeMs(QObject *node) const;
+    ///@}
+    /// The serial ports of this machine, as URLs.
+    Q_INVOKABLE QStringList ports() const;
+
+    /// Whether every motor has been asked, or cannot be.
+    bool isSettled() const;
+
+Q_SIGNALS:
+    void linesChanged();
+    /// Nodes have told something, or time has passed: a few times a second at most.
+    void told();
+    void stopTextChanged();
+
+protected:
+    void timerEvent(QTimerEvent *event) override;
+
+private:
+    void close();
+    PanelLine &addLine(const SiteLine &line, VOXBus *bus);
+
+    ShadeModel m_shades;
+    QVector<PanelLine *> m_lines;
+    Selection m_selection;
+    TroubleList m_troubles;
+    std::unique_ptr<DemoBuilding> m_demo;
+    Sending m_sending = Sends;
+    QString m_title;
+    QStringList m_problems;
+    QString m_stopText;
+    QBasicTimer m_timer;
+    bool m_isNews = true;
+    int m_quietTicks = 0;
+};
+
+#endif
