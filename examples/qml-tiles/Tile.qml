@@ -7,14 +7,14 @@ Rectangle {
     id: tile
 
     property Node node
-    readonly property Motor motor: node as Motor
+    property Motor motor
     readonly property bool isLost: !node || node.presence === Node.Down
     // What the last command has come to, as long as nothing newer is known.
     property string outcome: ""
     readonly property string problem: {
         if (isLost)
             return "Does not answer. Is it powered?"
-        if (node.presence === Node.Shaky)
+        if (node && node.presence === Node.Shaky)
             return "Has missed a call; asked again."
         if (motor && motor.state === KVRMotor.STATE_BLOCKED)
             return "Blocked: something is in its way."

@@ -83,6 +83,7 @@ Rectangle {
             id: cell
 
             required property Node node
+            required property Motor motor
             readonly property GridView grid: GridView.view as GridView
 
             width: grid.cellWidth
@@ -91,6 +92,7 @@ Rectangle {
             Tile {
                 anchors { fill: parent; margins: 6 }
                 node: cell.node
+                motor: cell.motor
             }
         }
     }

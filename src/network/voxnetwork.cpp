@@ -10,6 +10,15 @@ std::unique_ptr<NetworkCore> makeCore(VOXNetwork &network, std::unique_ptr<VOXBu
     VOXBus *const bus = ownBus.get();
     return std::make_unique<NetworkCore>(network, bus, std::move(ownBus));
 }
+
+// Else Qt 5 reads properties of these types as bare numbers.
+void registerEnumerations()
+{
+    qRegisterMetaType<VOXNetwork::Line>();
+    qRegisterMetaType<VOXNetworkNode::Presence>();
+    qRegisterMetaType<VOXMotion::End>();
+}
+Q_CONSTRUCTOR_FUNCTION(registerEnumerations)
 }
 
 VOXNetwork::VOXNetwork(VOXBus *bus, QObject *parent)

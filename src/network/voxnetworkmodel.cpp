@@ -19,7 +19,7 @@ constexpr RoleRow roles[] = {
     {VOXNetworkModel::AddressTextRole, "addressText", "addressText"},
     {VOXNetworkModel::TypeRole, "type", "typeName"},
     {VOXNetworkModel::LabelRole, "label", "label"},
-    {VOXNetworkModel::PresenceRole, "presence", "presence"},
+    {VOXNetworkModel::PresenceRole, "presence", nullptr},
     {VOXNetworkModel::IsMotorRole, "isMotor", nullptr},
     {VOXNetworkModel::PercentRole, "percent", "percent"},
     {VOXNetworkModel::EstimatedPercentRole, "estimatedPercent", "estimatedPercent"},
@@ -108,6 +108,9 @@ QVariant VOXNetworkModel::data(const QModelIndex &index, int role) const
         return QVariant::fromValue(node);
     case IsMotorRole:
         return qobject_cast<VOXNetworkMotor *>(node) != nullptr;
+    case PresenceRole:
+        // A number: QML compares variants of other types by == alone.
+        return static_cast<int>(node->presence());
     default:
         break;
     }

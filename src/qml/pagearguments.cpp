@@ -22,9 +22,9 @@ QString range(const QString &what, int first, int last)
 
 PageArguments::~PageArguments()
 {
-    if (!areRight())
-        qjsEngine(m_object)->throwError(m_type,
-                                        QStringLiteral("%1: %2").arg(QLatin1String(m_command), m_problem));
+    // None calls it if it is C++ that does.
+    if (QJSEngine *const engine = areRight() ? nullptr : qjsEngine(m_object))
+        engine->throwError(m_type, QStringLiteral("%1: %2").arg(QLatin1String(m_command), m_problem));
 }
 
 int PageArguments::number(const char *what, const QJSValue &value, int first, int last)

@@ -42,14 +42,16 @@ const PlanRow planRows[] = {
 QmlNetwork::QmlNetwork(QObject *parent)
     : QObject(parent)
     , m_busProblem(QStringLiteral("No bus is named yet."))
-    , m_network(makeClosedNetwork())
-    , m_source(m_network.get())
+    , m_own(makeClosedNetwork())
+    , m_network(m_own.get())
+    , m_shown(m_network)
 {
 }
 
 QmlNetwork::~QmlNetwork()
 {
-    setSource(nullptr);
+    m_network->disconnect(this);
+    letGo(nullptr);
 }
 
 void QmlNetwork::setBus(const QString &bus)
@@ -57,41 +59,111 @@ void QmlNetwork::setBus(const QString &bus)
     if (bus == m_bus)
         return;
     m_bus = bus;
-    m_busProblem.clear();
-    // Two buses would share the port.
-    useNetwork(makeClosedNetwork());
-    if (std::unique_ptr<VOXNetwork> network = makeNetwork(bus, &m_busProblem))
-        useNetwork(std::move(network));
-    else
-        qmlWarning(this) << m_busProblem;
+    if (!m_source)
+        useBus();
     Q_EMIT busChanged();
-    Q_EMIT lineChanged();
-    Q_EMIT planStretchChanged();
 }
 
 void QmlNetwork::setSource(VOXNetwork *source)
 {
+    if (source == m_source)
+        return;
     m_source = source;
+    if (source) {
+        m_busProblem.clear();
+        const std::unique_ptr<VOXNetwork> last = std::exchange(m_own, nullptr);
+        use(source);
+    } else {
+        useBus();
+    }
     Q_EMIT sourceChanged();
 }
 
-/// Models hear of it before the nodes go. What a page does then still meets a network.
-void QmlNetwork::useNetwork(std::unique_ptr<VOXNetwork> network)
+void QmlNetwork::useBus()
 {
-    setSource(nullptr);
-    m_network = std::move(network);
-    m_network->setPlan(m_plan);
-    m_network->setSending(m_isSending);
+    m_busProblem = m_bus.isEmpty() ? QStringLiteral("No bus is named yet.") : QString();
+    // Two buses would share the port.
+    if (!useOwn(makeClosedNetwork()) || m_bus.isEmpty())
+        return;
+    if (std::unique_ptr<VOXNetwork> network = makeNetwork(m_bus, &m_busProblem)) {
+        useOwn(std::move(network));
+    } else {
+        qmlWarning(this) << m_busProblem;
+        Q_EMIT lineChanged();
+    }
+}
+
+bool QmlNetwork::useOwn(std::unique_ptr<VOXNetwork> network)
+{
+    network->setPlan(m_plan);
+    network->setSending(m_isSending);
     for (auto group = m_groups.cbegin(); group != m_groups.cend(); ++group)
-        m_network->setGroup(group.key(), *group);
-    connect(m_network.get(), &VOXNetwork::lineChanged, this, &QmlNetwork::lineChanged);
-    connect(m_network.get(), &VOXNetwork::planStretchChanged, this, &QmlNetwork::planStretchChanged);
-    connect(m_network.get(), &VOXNetwork::nodeAdded, this,
+        network->setGroup(group.key(), *group);
+    // The one before lives until pages know of this one.
+    m_own.swap(network);
+    return use(m_own.get());
+}
+
+bool QmlNetwork::use(VOXNetwork *network)
+{
+    const QPointer<VOXNetwork> guard = network;
+    m_network->disconnect(this);
+    m_network = network;
+    letGo(network);
+    // A page that heard of it has chosen yet another one.
+    if (!guard || m_network != network)
+        return false;
+    connect(network, &VOXNetwork::lineChanged, this, &QmlNetwork::lineChanged);
+    connect(network, &VOXNetwork::sendingChanged, this, &QmlNetwork::sendingChanged);
+    connect(network, &VOXNetwork::planStretchChanged, this, &QmlNetwork::planStretchChanged);
+    connect(network, &VOXNetwork::nodeAdded, this,
             [this](VOXNetworkNode *node) { Q_EMIT nodeAdded(item(node)); });
-    connect(m_network.get(), &VOXNetwork::nodeRemoved, this, &QmlNetwork::nodeRemoved);
-    connect(m_network.get(), &VOXNetwork::discovered, this, &QmlNetwork::discovered);
-    connect(m_network.get(), &VOXNetwork::noticed, this, &QmlNetwork::noticed);
-    setSource(m_network.get());
+    connect(network, &VOXNetwork::nodeRemoved, this, &QmlNetwork::nodeRemoved);
+    connect(network, &VOXNetwork::discovered, this, &QmlNetwork::discovered);
+    connect(network, &VOXNetwork::noticed, this, &QmlNetwork::noticed);
+    connect(network, &QObject::destroyed, this, &QmlNetwork::handleSourceGone);
+    show(network);
+    Q_EMIT lineChanged();
+    Q_EMIT sendingChanged();
+    Q_EMIT planStretchChanged();
+    return guard && m_network == network;
+}
+
+void QmlNetwork::show(VOXNetwork *network)
+{
+    m_shown = network;
+    Q_EMIT shownChanged();
+}
+
+/// Models let the nodes go first, and then pages those of all networks but @p next.
+void QmlNetwork::letGo(const VOXNetwork *next)
+{
+    show(nullptr);
+    QVector<QmlNode *> gone;
+    for (auto each = m_items.begin(); each != m_items.end();) {
+        if (each.key()->parent() == next) {
+            ++each;
+            continue;
+        }
+        each.key()->disconnect(this);
+        gone += *each;
+        each = m_items.erase(each);
+    }
+    for (QmlNode *const item : qAsConst(gone))
+        release(item);
+}
+
+/// Nothing says when a view or a page drops what has gone. The engine knows, if it owns it.
+void QmlNetwork::release(QmlNode *item)
+{
+    item->setParent(nullptr);
+    if (QJSEngine *const engine = qjsEngine(this)) {
+        QQmlEngine::setObjectOwnership(item, QQmlEngine::JavaScriptOwnership);
+        engine->newQObject(item);
+    } else {
+        item->deleteLater();
+    }
+    item->leave();
 }
 
 QString QmlNetwork::lineProblem() const
@@ -101,10 +173,15 @@ QString QmlNetwork::lineProblem() const
 
 void QmlNetwork::setSending(bool isSending)
 {
-    if (std::exchange(m_isSending, isSending) == isSending)
-        return;
+    m_isSending = isSending;
     m_network->setSending(isSending);
-    Q_EMIT sendingChanged();
+}
+
+void QmlNetwork::handleSourceGone()
+{
+    m_source.clear();
+    useBus();
+    Q_EMIT sourceChanged();
 }
 
 QmlNode *QmlNetwork::item(VOXNetworkNode *node)
@@ -115,8 +192,7 @@ QmlNode *QmlNetwork::item(VOXNetworkNode *node)
     if (!item) {
         auto *const motor = qobject_cast<VOXNetworkMotor *>(node);
         item = motor ? new QmlMotor(motor, this) : new QmlNode(node, this);
-        // A handler of one of its own signals may be what removes it.
-        connect(node, &QObject::destroyed, item, [this, node] { m_items.take(node)->deleteLater(); });
+        connect(node, &QObject::destroyed, this, [this, node] { release(m_items.take(node)); });
     }
     return item;
 }
@@ -235,7 +311,7 @@ void QmlNetwork::setKnownNodes(const QJsonArray &nodes)
 void QmlNetwork::setPlan(const QJSValue &plan)
 {
     PageArguments arguments(this, "setPlan");
-    VOXPollPlan changed = m_plan;
+    VOXPollPlan changed = m_network->plan();
     if (!plan.isObject())
         arguments.check(QStringLiteral("a plan is an object, such as ({positionMs: 10000})"));
     for (QJSValueIterator each(plan); arguments.areRight() && each.next();) {

@@ -6,7 +6,7 @@
 
 #include <QHash>
 
-/// A VOXNetwork for pages, on the bus that a URL names.
+/// A VOXNetwork for pages: its own, on the bus that a URL names, or one that C++ has made.
 ///
 /// Another bus is another network: the nodes of the one before go. What the page has set stays.
 class QmlNetwork : public QObject
@@ -14,6 +14,7 @@ class QmlNetwork : public QObject
     Q_OBJECT
     QML_NAMED_ELEMENT(Network)
     Q_PROPERTY(QString bus READ bus WRITE setBus NOTIFY busChanged)
+    Q_PROPERTY(VOXNetwork *source READ source WRITE setSource NOTIFY sourceChanged)
     Q_PROPERTY(Line line READ line NOTIFY lineChanged)
     Q_PROPERTY(QString lineProblem READ lineProblem NOTIFY lineChanged)
     Q_PROPERTY(bool sending READ isSending WRITE setSending NOTIFY sendingChanged)
@@ -32,15 +33,20 @@ public:
     QString bus() const { return m_bus; }
     /// A text that names no bus stays, with the line closed and a problem that says why.
     void setBus(const QString &bus);
+    VOXNetwork *source() const { return m_source; }
+    /// While there is a source, the bus says nothing. Somebody else owns it; null, also once it has been
+    /// destroyed, goes back to the bus.
+    void setSource(VOXNetwork *source);
     Line line() const { return static_cast<Line>(m_network->line()); }
     QString lineProblem() const;
-    bool isSending() const { return m_isSending; }
+    bool isSending() const { return m_network->isSending(); }
     void setSending(bool isSending);
     QString planStretch() const { return m_network->planStretch(); }
 
-    /// Null between two buses.
-    VOXNetwork *source() const { return m_source; }
-    /// What pages get for @p node: a QmlMotor for a motor. Owned by this, and destroyed after the node.
+    /// Null between two networks.
+    VOXNetwork *shown() const { return m_shown; }
+    /// What pages get for @p node: a QmlMotor for a motor. Owned by this, and by the pages that hold it once
+    /// the node has gone.
     QmlNode *item(VOXNetworkNode *node);
 
     ///@{
@@ -73,21 +79,33 @@ Q_SIGNALS:
     void nodeRemoved(uint address);
     void discovered(int count);
     void noticed(const QString &sentence);
-    /// There is another source(), or none.
     void sourceChanged();
+    /// There is another shown(), or none.
+    void shownChanged();
 
 private:
-    void setSource(VOXNetwork *source);
-    void useNetwork(std::unique_ptr<VOXNetwork> network);
+    void useBus();
+    ///@{
+    /// False if the page has chosen another one meanwhile.
+    bool useOwn(std::unique_ptr<VOXNetwork> network);
+    bool use(VOXNetwork *network);
+    ///@}
+    void show(VOXNetwork *network);
+    void letGo(const VOXNetwork *next);
+    void release(QmlNode *item);
+    void handleSourceGone();
 
     QString m_bus;
     QString m_busProblem;
+    // What the page has set, for the next network of its own.
     bool m_isSending = true;
     VOXPollPlan m_plan;
     QHash<VOX::Addr, QVector<VOX::Addr>> m_groups;
     QHash<VOXNetworkNode *, QmlNode *> m_items;
-    std::unique_ptr<VOXNetwork> m_network;
-    VOXNetwork *m_source;
+    QPointer<VOXNetwork> m_source;
+    std::unique_ptr<VOXNetwork> m_own;
+    VOXNetwork *m_network;
+    VOXNetwork *m_shown;
 };
 
 #endif

@@ -9,9 +9,9 @@ void QmlNetworkModel::setPageNetwork(QmlNetwork *network)
     if (m_page)
         m_page->disconnect(this);
     m_page = network;
-    setNetwork(network ? network->source() : nullptr);
+    setNetwork(network ? network->shown() : nullptr);
     if (network)
-        connect(network, &QmlNetwork::sourceChanged, this, [this] { setNetwork(m_page->source()); });
+        connect(network, &QmlNetwork::shownChanged, this, [this] { setNetwork(m_page->shown()); });
     Q_EMIT pageNetworkChanged();
 }
 
@@ -29,9 +29,17 @@ int QmlNetworkModel::rowOf(const QJSValue &addr) const
     return arguments.areRight() ? VOXNetworkModel::rowOf(node) : -1;
 }
 
+QHash<int, QByteArray> QmlNetworkModel::roleNames() const
+{
+    QHash<int, QByteArray> names = VOXNetworkModel::roleNames();
+    names.insert(MotorRole, "motor");
+    return names;
+}
+
 QVariant QmlNetworkModel::data(const QModelIndex &index, int role) const
 {
-    if (role != NodeRole || !m_page || !index.isValid())
+    if ((role != NodeRole && role != MotorRole) || !m_page || !index.isValid())
         return VOXNetworkModel::data(index, role);
-    return QVariant::fromValue<QObject *>(m_page->item(VOXNetworkModel::nodeAt(index.row())));
+    QmlNode *const node = m_page->item(VOXNetworkModel::nodeAt(index.row()));
+    return QVariant::fromValue<QObject *>(role == NodeRole ? node : qobject_cast<QmlMotor *>(node));
 }

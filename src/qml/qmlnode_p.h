@@ -8,7 +8,8 @@
 #include <QPointer>
 #include <QtQml>
 
-/// A VOXNetworkNode for pages. Once the node has gone its values are empty, and it is destroyed soon.
+/// A VOXNetworkNode for pages, which may keep it. Once the node has gone, its values are empty, it is Down,
+/// and its commands throw.
 class QmlNode : public QObject
 {
     Q_OBJECT
@@ -36,8 +37,8 @@ public:
 
     QmlNode(VOXNetworkNode *node, QObject *parent);
 
-    uint address() const { return of(&VOXNetworkNode::address); }
-    QString addressText() const { return of(&VOXNetworkNode::addressText); }
+    uint address() const { return m_address; }
+    QString addressText() const { return VOX::toString(m_address); }
     /// The type's name without its NODETYPE_.
     QString type() const { return of(&VOXNetworkNode::typeName); }
     QString label() const { return of(&VOXNetworkNode::label); }
@@ -45,9 +46,17 @@ public:
     QString appVersion() const { return of(&VOXNetworkNode::appVersion); }
     QString stackVersion() const { return of(&VOXNetworkNode::stackVersion); }
     QString lastRefusal() const { return of(&VOXNetworkNode::lastRefusal); }
-    Presence presence() const { return static_cast<Presence>(of(&VOXNetworkNode::presence)); }
-    bool isLegacy() const { return of(&VOXNetworkNode::isLegacy); }
+    Presence presence() const { return m_node ? static_cast<Presence>(m_node->presence()) : Down; }
+    bool isLegacy() const { return m_isLegacy; }
 
+    /// Lets the node go, of which nothing is used from here on.
+    void leave();
+
+    ///@{
+    /// Milliseconds; -1 for never, or none.
+    Q_INVOKABLE double silentForMs() const;
+    Q_INVOKABLE int answerMs() const { return m_node ? m_node->answerMs() : -1; }
+    ///@}
     Q_INVOKABLE void refresh();
     Q_INVOKABLE QmlCall *setLabel(const QJSValue &label);
 
@@ -68,6 +77,8 @@ protected:
 
 private:
     QPointer<VOXNetworkNode> m_node;
+    const VOX::Addr m_address;
+    const bool m_isLegacy;
 };
 
 #endif

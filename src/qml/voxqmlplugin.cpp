@@ -1,3 +1,5 @@
+#include "qml/qmlnetwork_p.h"
+
 #include <QQmlEngineExtensionPlugin>
 
 /// In the source that qmltyperegistrar makes.
@@ -16,6 +18,9 @@ public:
         // The registration is done by a static object of that source, which has to be linked.
         volatile auto registration = &qml_register_types_Vox;
         Q_UNUSED(registration)
+        // Else Qt 5 reads properties of these types as bare numbers.
+        qRegisterMetaType<QmlNetwork::Line>();
+        qRegisterMetaType<QmlNode::Presence>();
     }
 };
 

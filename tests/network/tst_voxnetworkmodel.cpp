@@ -53,7 +53,8 @@ void tst_VOXNetworkModel::rows()
     QCOMPARE(list(index.data(VOXNetworkModel::PercentRole), index.data(VOXNetworkModel::MovingRole),
                   index.data(VOXNetworkModel::StateRole), index.data(VOXNetworkModel::TargetPercentRole)),
              list(QVariant(50), QVariant(true), QVariant(1), QVariant()));
-    QCOMPARE(index.data(VOXNetworkModel::PresenceRole).toInt(), int(VOXNetworkNode::Up));
+    QCOMPARE(list(model.nodeAt(1)->property("presence"), index.data(VOXNetworkModel::PresenceRole)),
+             list(QVariant::fromValue(VOXNetworkNode::Up), QVariant(1)));
     device->feed(line(frameFrom(0x200, "65 4B 69 74 63 68 65 6E 00 00 00 00 00 00 00 00 00")));
     QCoreApplication::processEvents();
     QCOMPARE(index.data().toString(), QString("Kitchen"));
