@@ -26,6 +26,9 @@ if(TARGET voxqml)
 endif()
 if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     list(APPEND CPACK_COMPONENTS_ALL tools)
+    if(TARGET vox-panel)
+        list(APPEND CPACK_COMPONENTS_ALL panel)
+    endif()
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -54,6 +57,11 @@ set(CPACK_DEBIAN_TOOLS_PACKAGE_NAME vox-tools)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_TOOLS_PACKAGE_DEPENDS
     "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION})")
+# What its pages import is loaded at run time, and a page without a font has boxes for letters.
+set(CPACK_DEBIAN_PANEL_PACKAGE_NAME vox-panel)
+set(CPACK_DEBIAN_PANEL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PANEL_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION}), ${qml_package_5} (= ${PROJECT_VERSION}), qml-module-qtquick2, qml-module-qtquick-window2, qml-module-qtquick-templates2, libqt5svg5, fonts-open-sans, fonts-dejavu-core")
 set(CPACK_STRIP_FILES ON)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium
@@ -87,4 +95,7 @@ with guides, examples and the reference of the API. For Qt ${VOX_QT}.")
 set(CPACK_COMPONENT_TOOLS_DESCRIPTION
     "Tools: the program vox, for those who install, test and debug networks of
 motorised window coverings.")
+set(CPACK_COMPONENT_PANEL_DESCRIPTION
+    "The panel: shows the shades of a building in a window, and commands
+them; with --demo, a building that is simulated.")
 include(CPack)

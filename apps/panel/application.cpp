@@ -5,6 +5,7 @@
 #include "panel/signs.h"
 #include "panel/stripitem.h"
 
+#include <QDir>
 #include <QGuiApplication>
 #include <QPalette>
 #include <QQmlContext>
@@ -41,16 +42,20 @@ Application::Application(const PanelOptions &options, QObject *parent)
 {
     registerTypes();
     openSource(options);
+    m_panel.places()->open(options.places.isEmpty() ? Places::fileNameFor(options.config) : options.places);
     connect(&m_stopKey, &StopKey::pressed, &m_panel, &Panel::stopAll);
     m_engine.addImageProvider(QStringLiteral("sign"), new SignProvider);
-#ifdef VOX_QML_DIR
-    // Where the build has the module. An installed one is found without this.
-    m_engine.addImportPath(QStringLiteral(VOX_QML_DIR));
-#endif
+    // Where the build has the module, or an installation that is not the system's.
+    const QDir here(QCoreApplication::applicationDirPath());
+    for (const char *const folder : {"../../qml", "../" VOX_QML_DIR}) {
+        if (here.exists(QLatin1String(folder) + QStringLiteral("/Vox/qmldir")))
+            m_engine.addImportPath(here.filePath(QLatin1String(folder)));
+    }
     m_engine.rootContext()->setContextProperty(QStringLiteral("Theme"), &m_theme);
     m_engine.rootContext()->setContextProperty(QStringLiteral("Panel"), &m_panel);
     m_engine.rootContext()->setContextProperty(QStringLiteral("StopKey"), &m_stopKey);
-    m_engine.setInitialProperties({{QStringLiteral("view"), options.view}});
+    m_engine.setInitialProperties(
+        {{QStringLiteral("view"), options.view}, {QStringLiteral("find"), options.find}});
     // Pages are tried without building them.
     const QString pages = qEnvironmentVariable("VOX_PANEL_PAGES");
     m_engine.load(pages.isEmpty() ? QUrl(QStringLiteral("qrc:/panel/qml/Main.qml"))
@@ -73,6 +78,8 @@ void Application::registerTypes()
     qmlRegisterAnonymousType<Selection>(module, 1);
     qmlRegisterAnonymousType<TroubleList>(module, 1);
     qmlRegisterAnonymousType<DemoBuilding>(module, 1);
+    qmlRegisterAnonymousType<Replay>(module, 1);
+    qmlRegisterAnonymousType<Places>(module, 1);
 }
 
 void Application::openSource(const PanelOptions &options)
@@ -83,10 +90,10 @@ void Application::openSource(const PanelOptions &options)
     } else if (!options.bus.isEmpty()) {
         m_panel.open(Site::ofBus(options.bus), sending);
     } else if (!options.config.isEmpty()) {
-        Site site;
-        QStringList problems;
-        Site::load(options.config, &site, &problems);
-        m_panel.open(site, sending, problems);
+        m_panel.openConfig(options.config, sending);
+    } else if (!options.replay.isEmpty()) {
+        m_panel.open(Site(), sending);
+        m_panel.openReplay(options.replay);
     } else {
         m_panel.open(Site(), sending);
     }

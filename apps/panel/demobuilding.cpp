@@ -15,6 +15,9 @@ constexpr VOX::Addr FirstAddr = 0x000101;
 constexpr VOX::Addr FirstFacadeGroup = 0x00a001;
 constexpr VOX::Addr FirstFloorGroup = 0x00a011;
 constexpr VOX::Addr DeadAddr = 0x00012f;
+constexpr VOX::Addr LockedAddr = 0x000105;
+constexpr VOX::Addr UnlimitedAddr = 0x000139;
+constexpr int LockedTarget = 60;
 constexpr int DownLimit = 20000;
 constexpr int FirstStepMs = 800;
 constexpr int StepMs = 9000;
@@ -128,8 +131,8 @@ void DemoBuilding::build(int shades)
         node.insert(key, value);
         nodes[index] = node;
     };
-    change(56, QStringLiteral("limits"), QJsonValue::Undefined);
-    change(24, QStringLiteral("locks"),
+    change(static_cast<int>(UnlimitedAddr - FirstAddr), QStringLiteral("limits"), QJsonValue::Undefined);
+    change(static_cast<int>(LockedAddr - FirstAddr), QStringLiteral("locks"),
            QJsonObject{{QStringLiteral("network"),
                         QJsonObject{{QStringLiteral("locked"), true},
                                     {QStringLiteral("priority"), 10},
@@ -143,7 +146,15 @@ void DemoBuilding::build(int shades)
 void DemoBuilding::play(PanelLine &line)
 {
     m_panelLine = &line;
-    m_timer.start(FirstStepMs, this);
+    setPlaying(true);
+}
+
+void DemoBuilding::setPlaying(bool isPlaying)
+{
+    if (isPlaying)
+        m_timer.start(FirstStepMs, this);
+    else
+        m_timer.stop();
 }
 
 void DemoBuilding::timerEvent(QTimerEvent *event)
@@ -160,11 +171,15 @@ void DemoBuilding::playStep()
 {
     if (!m_panelLine)
         return;
-    // The first of all steps shows motion; at the second one a node dies.
+    const Step &step = steps[m_step % static_cast<int>(std::size(steps))];
+    m_panelLine->network().moveGroupTo(step.group, step.percent);
+    // The first step shows motion; at the second one a node dies, and at the third one a locked one refuses.
     if (m_step == 1 && m_simulation.node(DeadAddr))
         kill(DeadAddr);
-    const Step &step = steps[m_step++ % static_cast<int>(std::size(steps))];
-    m_panelLine->network().moveGroupTo(step.group, step.percent);
+    VOXNetworkMotor *const locked = m_panelLine->network().motor(LockedAddr);
+    if (m_step == 2 && locked)
+        locked->moveTo(LockedTarget);
+    ++m_step;
 }
 
 void DemoBuilding::setCut(bool isCut)

@@ -33,6 +33,8 @@ public:
     /// Lets something happen every few seconds, through the network of @p line as any host would.
     void play(PanelLine &line);
 
+    /// Whether things happen by themselves.
+    void setPlaying(bool isPlaying);
     bool isCut() const { return m_line.isCut(); }
     void setCut(bool isCut);
     int killed() const { return static_cast<int>(m_killed.size()); }

@@ -292,6 +292,12 @@ void FacadeItem::selectAll()
         m_selection->set(nodes);
 }
 
+void FacadeItem::refresh()
+{
+    for (ShadeItem *const shade : qAsConst(m_shades))
+        shade->refresh();
+}
+
 void FacadeItem::hoverMoveEvent(QHoverEvent *event)
 {
     setHovered(shadeAt(positionOf(*event)));

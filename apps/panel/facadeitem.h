@@ -51,6 +51,8 @@ public:
     /// Makes the shade whose name or address has @p text in it the current one; false if there is none.
     Q_INVOKABLE bool find(const QString &text);
     Q_INVOKABLE void selectAll();
+    /// Takes what has changed with time alone: a refusal grows old, a silence long.
+    Q_INVOKABLE void refresh();
 
 Q_SIGNALS:
     void areaChanged();

@@ -140,6 +140,67 @@ struct Elevation
     int columns = 0;
 };
 
+/// The shades of each façade in as many rows as there is room for, whatever their floors.
+QVector<Facade> inRows(const QVector<Facade> &facades, int rows)
+{
+    QVector<Facade> all;
+    for (const Facade &facade : facades) {
+        Facade dense{facade.name, {}};
+        const Row cells = facade.all();
+        const int columns = (static_cast<int>(cells.size()) + rows - 1) / rows;
+        for (int i = 0; i < cells.size(); ++i)
+            dense.floors[-(i / columns)] += cells[i];
+        all += dense;
+    }
+    return all;
+}
+
+/// Façades side by side, as dense as they can be.
+struct Dense
+{
+    double cellWidth(const QSizeF &area, double largest) const
+    {
+        double width = largest;
+        while (width >= FacadeLayout::MinWidth && !fits(area, width))
+            --width;
+        return width;
+    }
+
+    FacadeLayout layout(double width, const QSizeF &area, int count) const
+    {
+        const QVector<Facade> rows = inRows(facades, rowsAt(area, width));
+        FacadeLayout layout = Elevation(rows, numbers(rows)).layout(width, count);
+        // Rows are no floors.
+        layout.floors.clear();
+        layout.rules.clear();
+        return layout;
+    }
+
+private:
+    int rowsAt(const QSizeF &area, double width) const
+    {
+        const double frame = Elevation(facades, {0}).frameHeight();
+        return std::max(1, static_cast<int>((area.height() - frame) / heightOf(width)));
+    }
+    bool fits(const QSizeF &area, double width) const
+    {
+        const QVector<Facade> rows = inRows(facades, rowsAt(area, width));
+        return Elevation(rows, numbers(rows)).cellWidth(area) >= width;
+    }
+    static QList<int> numbers(const QVector<Facade> &rows)
+    {
+        QMap<int, int> all;
+        for (const Facade &facade : rows) {
+            for (const int number : facade.floors.keys())
+                all.insert(number, 0);
+        }
+        return all.keys();
+    }
+
+public:
+    const QVector<Facade> &facades;
+};
+
 /// Façades one below the other, each as wide as all.
 struct Flow
 {
@@ -237,11 +298,15 @@ FacadeLayout FacadeLayout::of(const QVector<FacadePlace> &places, const QSizeF &
                                        [](const FacadePlace &place) { return place.floor.has_value(); });
     const Elevation elevation(facades, floors.keys());
     const Flow flow{facades};
-    const double flowWidth = flow.cellWidth(area, largest);
+    const Dense dense{facades};
+    const double stackedWidth = flow.cellWidth(area, largest);
+    const double denseWidth = facades.size() > 1 ? dense.cellWidth(area, largest) : 0;
+    const double flowWidth = std::max(stackedWidth, denseWidth);
     const double floorWidth = hasFloors ? std::min(largest, elevation.cellWidth(area)) : 0;
     const bool isElevation = floors.size() > 1 && (floorWidth >= ShortLabelWidth || floorWidth >= flowWidth);
-    FacadeLayout layout =
-        isElevation ? elevation.layout(floorWidth, count) : flow.layout(flowWidth, area, count);
+    FacadeLayout layout = isElevation ? elevation.layout(floorWidth, count)
+        : denseWidth > stackedWidth   ? dense.layout(denseWidth, area, count)
+                                      : flow.layout(stackedWidth, area, count);
     // A few shades stand in the middle.
     const double cellWidth = isElevation ? floorWidth : flowWidth;
     if (cellWidth >= largest)

@@ -124,7 +124,7 @@ QString FrameList::save(const QString &fileName) const
         if (!writer.write(LineItem::of(frame.bytes, frame.timeNs)))
             return tr("%1 is not complete: the disk takes no more.").arg(fileName);
     }
-    return tr("%n frame(s) saved in %1", nullptr, rowCount()).arg(fileName);
+    return tr("%1 frames saved in %2.").arg(rowCount()).arg(fileName);
 }
 
 int FrameList::rowCount(const QModelIndex &parent) const

@@ -16,7 +16,6 @@ class FrameList : public QAbstractListModel
     Q_PROPERTY(QString filter READ filter WRITE setFilter NOTIFY filterChanged)
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
     Q_PROPERTY(int total READ total NOTIFY countChanged)
-    Q_PROPERTY(QString lastFrame READ lastFrame NOTIFY countChanged)
 
 public:
     enum Role : int { TextRole = Qt::UserRole, BadRole };

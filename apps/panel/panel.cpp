@@ -1,7 +1,9 @@
 #include "panel/panel.h"
 
+#include "panel/inventory.h"
 #include "panel/shadelook.h"
 
+#include <QJsonDocument>
 #include <QSerialPortInfo>
 #include <QTimerEvent>
 
@@ -40,13 +42,17 @@ void Panel::close()
     Q_EMIT linesChanged();
     qDeleteAll(lines);
     m_demo.reset();
+    m_replay.reset();
+    m_siteObject = QJsonObject();
     m_stopText.clear();
 }
 
 PanelLine &Panel::addLine(const SiteLine &line, VOXBus *bus)
 {
-    auto *const added =
-        new PanelLine(line, bus, m_sending == Sends ? PanelLine::Sends : PanelLine::OnlyListens, this);
+    const PanelLine::Sending sending = m_sending == Sends ? PanelLine::Sends
+        : m_replay                                        ? PanelLine::Replays
+                                                          : PanelLine::OnlyListens;
+    auto *const added = new PanelLine(line, bus, sending, this);
     m_lines += added;
     m_shades.add(*added);
     connect(added, &PanelLine::stateChanged, this, [this] { m_isNews = true; });
@@ -83,10 +89,31 @@ void Panel::openBus(const QString &url)
     open(Site::ofBus(url), m_sending);
 }
 
-void Panel::showProblems(const QStringList &problems)
+void Panel::openConfig(const QString &fileName, Sending sending)
 {
+    Site site;
+    QStringList problems;
+    Site::load(fileName, &site, &problems);
+    open(site, sending, problems);
+    m_siteObject = site.object;
+}
+
+void Panel::openReplay(const QString &fileName)
+{
+    auto replay = std::make_unique<Replay>();
+    QString problem;
+    if (!replay->load(fileName, &problem)) {
+        // What is shown stays.
+        m_problems = QStringList{problem};
+        Q_EMIT linesChanged();
+        return;
+    }
     close();
-    m_problems = problems;
+    m_sending = OnlyListens;
+    m_problems = problem.isEmpty() ? QStringList() : QStringList{problem};
+    m_replay = std::move(replay);
+    m_title = m_replay->site().name;
+    m_replay->play(addLine(m_replay->site(), &m_replay->bus()));
     Q_EMIT linesChanged();
 }
 
@@ -94,6 +121,8 @@ QString Panel::badge() const
 {
     if (m_demo)
         return tr("SIMULATED");
+    if (m_replay)
+        return tr("REPLAY");
     return m_sending == OnlyListens ? tr("LOOKING ONLY") : QString();
 }
 
@@ -101,6 +130,8 @@ QString Panel::badgeReason() const
 {
     if (m_demo)
         return tr("This building is simulated in this program. Nothing is sent anywhere.");
+    if (m_replay)
+        return tr("This is a recording: nothing can be sent to what was.");
     return m_sending == OnlyListens ? tr("Started with --look: nothing is sent, not even a stop.")
                                     : QString();
 }
@@ -113,7 +144,7 @@ QVariantList Panel::lineObjects() const
     return objects;
 }
 
-QVariantList Panel::counts() const
+QVariantList Panel::makeCounts() const
 {
     int moving = 0;
     int locked = 0;
@@ -131,7 +162,8 @@ QVariantList Panel::counts() const
         counts +=
             QVariantMap{{QStringLiteral("text"), text}, {QStringLiteral("colour"), QLatin1String(colour)}};
     };
-    add(tr("%n shade(s)", nullptr, m_shades.rowCount()), "ink");
+    const int all = m_shades.rowCount();
+    add(all == 1 ? tr("1 shade") : tr("%1 shades").arg(all), "ink");
     if (moving > 0)
         add(tr("%1 moving").arg(moving), "accent");
     if (locked > 0)
@@ -187,6 +219,29 @@ double Panel::positionAgeMs(QObject *object) const
     return motor ? static_cast<double>(motor->positionAgeMs()) : -1;
 }
 
+bool Panel::isChecked(PanelLine *line, uint addr) const
+{
+    return line && m_places.isChecked(Places::keyOf(*line, addr));
+}
+
+void Panel::setChecked(PanelLine *line, uint addr, bool isChecked)
+{
+    if (line)
+        m_places.setChecked(Places::keyOf(*line, addr), isChecked);
+}
+
+QString Panel::exportCsv(const QString &fileName) const
+{
+    return Inventory::write(
+        fileName, Inventory::csv(m_lines, [this](const QString &key) { return m_places.isChecked(key); }));
+}
+
+QString Panel::exportSite(const QString &fileName) const
+{
+    return Inventory::write(fileName,
+                            QJsonDocument(Inventory::site(m_siteObject, m_title, m_lines)).toJson());
+}
+
 QStringList Panel::ports() const
 {
     QStringList ports;
@@ -198,6 +253,8 @@ QStringList Panel::ports() const
 
 bool Panel::isSettled() const
 {
+    if (m_replay)
+        return m_replay->isCaughtUp();
     const auto &rows = m_shades.rows();
     return std::none_of(rows.cbegin(), rows.cend(), [](const ShadeModel::Row &row) {
         return row.line->isOpen() && ShadeLook::of(*row.node, true).state == ShadeLook::NotAsked;
@@ -215,6 +272,11 @@ void Panel::timerEvent(QTimerEvent *event)
         return;
     m_isNews = false;
     m_troubles.update();
+    QVariantList counts = makeCounts();
+    if (counts != m_counts) {
+        m_counts = std::move(counts);
+        Q_EMIT countsChanged();
+    }
     Q_EMIT told();
-    Q_EMIT m_selection.told();
+    m_selection.tellAll();
 }

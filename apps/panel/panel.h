@@ -2,6 +2,8 @@
 #define PANEL_H
 
 #include "panel/demobuilding.h"
+#include "panel/places.h"
+#include "panel/replay.h"
 #include "panel/selection.h"
 #include "panel/troublelist.h"
 
@@ -25,7 +27,9 @@ class Panel : public QObject
     Q_PROPERTY(Selection *selection READ selection CONSTANT)
     Q_PROPERTY(TroubleList *troubles READ troubles CONSTANT)
     Q_PROPERTY(DemoBuilding *demo READ demo NOTIFY linesChanged)
-    Q_PROPERTY(QVariantList counts READ counts NOTIFY told)
+    Q_PROPERTY(Replay *replay READ replay NOTIFY linesChanged)
+    Q_PROPERTY(Places *places READ places CONSTANT)
+    Q_PROPERTY(QVariantList counts READ counts NOTIFY countsChanged)
     Q_PROPERTY(QString stopText READ stopText NOTIFY stopTextChanged)
 
 public:
@@ -39,8 +43,10 @@ public:
     /// Shows a building that is simulated here.
     Q_INVOKABLE void openDemo(int shades = DemoBuilding::DefaultShades);
     Q_INVOKABLE void openBus(const QString &url);
-    /// Shows nothing but @p problems.
-    void showProblems(const QStringList &problems);
+    /// Shows what was, from a capture.
+    Q_INVOKABLE void openReplay(const QString &fileName);
+    /// Shows the lines of a site file.
+    void openConfig(const QString &fileName, Sending sending);
 
     QString title() const { return m_title; }
     QString badge() const;
@@ -53,8 +59,10 @@ public:
     Selection *selection() { return &m_selection; }
     TroubleList *troubles() { return &m_troubles; }
     DemoBuilding *demo() const { return m_demo.get(); }
+    Replay *replay() const { return m_replay.get(); }
+    Places *places() { return &m_places; }
     /// "60 shades", "6 moving" and so on: objects with "text" and "colour".
-    QVariantList counts() const;
+    QVariantList counts() const { return m_counts; }
     /// What has become of the last stop of all.
     QString stopText() const { return m_stopText; }
 
@@ -69,6 +77,16 @@ public:
     Q_INVOKABLE QString facadeOf(QObject *node) const;
     Q_INVOKABLE double positionAgeMs(QObject *node) const;
     ///@}
+    ///@{
+    /// Whether a person has marked a node as checked.
+    Q_INVOKABLE bool isChecked(PanelLine *line, uint addr) const;
+    Q_INVOKABLE void setChecked(PanelLine *line, uint addr, bool isChecked);
+    ///@}
+    ///@{
+    /// Writes the nodes of all lines as a table, or as a site file. What has happened, as a sentence.
+    Q_INVOKABLE QString exportCsv(const QString &fileName) const;
+    Q_INVOKABLE QString exportSite(const QString &fileName) const;
+    ///@}
     /// The serial ports of this machine, as URLs.
     Q_INVOKABLE QStringList ports() const;
 
@@ -80,23 +98,29 @@ Q_SIGNALS:
     /// Nodes have told something, or time has passed: a few times a second at most.
     void told();
     void stopTextChanged();
+    void countsChanged();
 
 protected:
     void timerEvent(QTimerEvent *event) override;
 
 private:
     void close();
+    QVariantList makeCounts() const;
     PanelLine &addLine(const SiteLine &line, VOXBus *bus);
 
     ShadeModel m_shades;
     QVector<PanelLine *> m_lines;
     Selection m_selection;
     TroubleList m_troubles;
+    Places m_places;
     std::unique_ptr<DemoBuilding> m_demo;
+    std::unique_ptr<Replay> m_replay;
+    QJsonObject m_siteObject;
     Sending m_sending = Sends;
     QString m_title;
     QStringList m_problems;
     QString m_stopText;
+    QVariantList m_counts;
     QBasicTimer m_timer;
     bool m_isNews = true;
     int m_quietTicks = 0;

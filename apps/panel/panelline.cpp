@@ -1,6 +1,7 @@
 #include "panel/panelline.h"
 
 #include "framework/busdispatcher.h"
+#include "messages/voxcommandtrait.h"
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/line/lineitem.h"
@@ -69,12 +70,14 @@ void PanelLine::makeNetwork()
     connect(m_network.get(), &VOXNetwork::lineChanged, this, &PanelLine::stateChanged);
     connect(m_network.get(), &VOXNetwork::planStretchChanged, this, &PanelLine::stateChanged);
     connect(m_network.get(), &VOXNetwork::noticed, this, [this](const QString &sentence) {
-        m_notices += sentence;
+        // The host of a recording is no second one.
+        if (m_sending != Replays)
+            m_notices += sentence;
         Q_EMIT stateChanged();
     });
     connect(m_network.get(), &VOXNetwork::discovered, this, [this](int count) {
         m_isScanning = false;
-        m_scanResult = tr("%n new node(s) found", nullptr, count);
+        m_scanResult = count == 1 ? tr("One new node found.") : tr("%1 new nodes found.").arg(count);
         Q_EMIT scanningChanged();
     });
     connect(&m_network->scheduler(), &VOXScheduler::unanswered, this, [this] {
@@ -220,12 +223,23 @@ void PanelLine::handleHeard(const BusMessage &message)
     const qint64 now = nowMs();
     m_history.noteFrame(now);
     m_frames.add(inverted(frame.data()), QDateTime::currentMSecsSinceEpoch() * NsPerMs);
-    if (m_sending == OnlyListens)
+    if (m_sending != Sends)
         addStranger(frame);
     if (m_exchangeMs >= 0 && frame.destAddr(false) == (VOX::HostAddr & VOX::AddrMask))
         endExchange(now);
     else
-        m_history.take(LineHistory::Others, now - timeOf(frame.len()), now);
+        noteForeign(frame, now);
+}
+
+/// In a recording, what its host has sent is what it was sent for; else it is another host's.
+void PanelLine::noteForeign(const VOXMessage &frame, qint64 nowMs)
+{
+    const VOXCommandTrait trait = VOXCommandTrait::of(frame);
+    const bool isCommand = trait.isMotion() || trait.kind == VOXCommandTrait::Stop;
+    const LineHistory::Kind kind = m_sending != Replays ? LineHistory::Others
+        : isCommand                                     ? LineHistory::User
+                                                        : LineHistory::Polls;
+    m_history.take(kind, nowMs - timeOf(frame.len()), nowMs);
 }
 
 void PanelLine::endExchange(qint64 nowMs)

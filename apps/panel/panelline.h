@@ -21,7 +21,7 @@ class PanelLine : public QObject
     Q_OBJECT
     Q_PROPERTY(QString name READ name CONSTANT)
     Q_PROPERTY(QString busName READ busName CONSTANT)
-    Q_PROPERTY(QObject *network READ networkObject NOTIFY networkChanged)
+    Q_PROPERTY(VOXNetwork *network READ networkPointer NOTIFY networkChanged)
     Q_PROPERTY(FrameList *frames READ frames CONSTANT)
     Q_PROPERTY(bool open READ isOpen NOTIFY stateChanged)
     Q_PROPERTY(bool closed READ isClosed NOTIFY stateChanged)
@@ -29,6 +29,7 @@ class PanelLine : public QObject
     Q_PROPERTY(QString planStretch READ planStretch NOTIFY stateChanged)
     Q_PROPERTY(int loadPercent READ loadPercent NOTIFY ticked)
     Q_PROPERTY(int maxLoad READ maxLoad CONSTANT)
+    Q_PROPERTY(QString lastFrame READ lastFrame NOTIFY ticked)
     Q_PROPERTY(double frameRate READ frameRate NOTIFY ticked)
     Q_PROPERTY(int failedChecks READ failedChecks NOTIFY ticked)
     Q_PROPERTY(int unanswered READ unanswered NOTIFY ticked)
@@ -36,7 +37,7 @@ class PanelLine : public QObject
     Q_PROPERTY(QString scanResult READ scanResult NOTIFY scanningChanged)
 
 public:
-    enum Sending { Sends, OnlyListens };
+    enum Sending { Sends, OnlyListens, Replays };
 
     /// @p bus stays the caller's; null opens the bus that the line names.
     PanelLine(const SiteLine &line, VOXBus *bus, Sending sending, QObject *parent);
@@ -46,7 +47,7 @@ public:
     QString busName() const { return m_line.bus; }
     const SiteLine &site() const { return m_line; }
     VOXNetwork &network() const { return *m_network; }
-    QObject *networkObject() const { return m_network.get(); }
+    VOXNetwork *networkPointer() const { return m_network.get(); }
     FrameList *frames() { return &m_frames; }
     const LineHistory &history() const { return m_history; }
     /// Sentences about what should not be on the line.
@@ -58,6 +59,7 @@ public:
     QString planStretch() const { return m_network->planStretch(); }
     int loadPercent() const;
     int maxLoad() const { return m_network->scheduler().limits().maxLoadPercent; }
+    QString lastFrame() const { return m_frames.lastFrame(); }
     double frameRate() const;
     int failedChecks() const;
     int unanswered() const;
@@ -96,6 +98,7 @@ private:
     void endExchange(qint64 nowMs);
     LineHistory::Kind takenLane();
     void addStranger(const VOXMessage &frame);
+    void noteForeign(const VOXMessage &frame, qint64 nowMs);
 
     const SiteLine m_line;
     const QPointer<VOXBus> m_bus;

@@ -79,10 +79,14 @@ void addOptions(QCommandLineParser &parser)
     parser.setApplicationDescription(tr("Shows the shades of a building, and commands them."));
     add("demo", tr("A building that is simulated here: no hardware is needed."));
     add("shades", tr("With --demo: how many shades it has."), "N");
-    add("bus", tr("The bus, such as serial:///dev/ttyUSB0, or udp://HOST:PORT."), "URL");
+    add("bus",
+        tr("The bus, such as serial:///dev/ttyUSB0, or udp://HOST:PORT; without any option, the one that "
+           "VOX_BUS names."),
+        "URL");
     add("config", tr("Several lines, from the site file of vox bridge."), "FILE");
     add("places", tr("Where the places of shades on a picture are kept."), "FILE");
     add("replay", tr("What was, from a capture."), "FILE");
+    add("find", tr("Begins with the shade chosen whose label or address has this in it."), "TEXT");
     add("look", tr("Sends nothing at all."));
     add("view", tr("Begins with this view: facade, line, install or replay."), "NAME");
     add("theme", tr("light or dark; as the desktop is if not given."), "NAME");
@@ -105,9 +109,12 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
     options.shades =
         values.number(QStringLiteral("shades"), 1, DemoBuilding::MostShades, 1, DemoBuilding::DefaultShades);
     options.bus = parser.value(QStringLiteral("bus"));
+    if (options.bus.isEmpty() && parser.optionNames().isEmpty())
+        options.bus = qEnvironmentVariable("VOX_BUS");
     options.config = parser.value(QStringLiteral("config"));
     options.places = parser.value(QStringLiteral("places"));
     options.replay = parser.value(QStringLiteral("replay"));
+    options.find = parser.value(QStringLiteral("find"));
     options.isLooking = parser.isSet(QStringLiteral("look"));
     options.picture = parser.value(QStringLiteral("picture"));
     options.afterMs = values.number(QStringLiteral("after"), 0, MostSeconds, MsPerSecond, options.afterMs);

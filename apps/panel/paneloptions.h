@@ -24,6 +24,7 @@ struct PanelOptions
     QString config;
     QString places;
     QString replay;
+    QString find;
     bool isLooking = false;
     QString picture;
     int afterMs = 3000;

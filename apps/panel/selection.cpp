@@ -10,7 +10,6 @@ Selection::Selection(const ShadeModel &model, QObject *parent)
     , m_model(model)
 {
     connect(&model, &ShadeModel::rowsRemoved, this, &Selection::dropGone);
-    connect(&model, &ShadeModel::nodeChanged, this, &Selection::told);
 }
 
 void Selection::dropGone()
@@ -72,11 +71,11 @@ QString Selection::way() const
     else if (!groups.isEmpty())
         parts += tr("group frames, %1").arg(groups.join(QStringLiteral(", ")));
     if (singles > 0)
-        parts += groups.isEmpty() ? tr("one by one") : tr("%n singly", nullptr, singles);
+        parts += groups.isEmpty() ? tr("one by one") : tr("%1 singly").arg(singles);
     return parts.join(QStringLiteral("; "));
 }
 
-QVariantList Selection::refusals() const
+QVariantList Selection::makeRefusals() const
 {
     QVariantList refusals;
     for (const VOXNetworkNode *const node : m_nodes) {
@@ -91,13 +90,23 @@ QVariantList Selection::refusals() const
     return refusals;
 }
 
+void Selection::tellAll()
+{
+    QVariantList refusals = makeRefusals();
+    if (refusals != m_refusals) {
+        m_refusals = std::move(refusals);
+        Q_EMIT refusalsChanged();
+    }
+    Q_EMIT told();
+}
+
 void Selection::set(const QVector<VOXNetworkNode *> &nodes)
 {
     if (nodes == m_nodes)
         return;
     m_nodes = nodes;
     Q_EMIT changed();
-    Q_EMIT told();
+    tellAll();
 }
 
 void Selection::choose(QObject *node)
@@ -127,7 +136,7 @@ void Selection::tellEach(const MotorCommand &command)
         if (auto *const motor = qobject_cast<VOXNetworkMotor *>(node))
             command(*motor);
     }
-    Q_EMIT told();
+    tellAll();
 }
 
 void Selection::tell(const GroupCommand &group, const MotorCommand &single)
@@ -143,7 +152,7 @@ void Selection::tell(const GroupCommand &group, const MotorCommand &single)
                 single(*motor);
         }
     }
-    Q_EMIT told();
+    tellAll();
 }
 
 void Selection::moveTo(int percent)

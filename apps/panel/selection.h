@@ -15,7 +15,7 @@ class Selection : public QObject
     Q_PROPERTY(QObject *only READ only NOTIFY changed)
     Q_PROPERTY(QObject *onlyLine READ onlyLine NOTIFY changed)
     Q_PROPERTY(QString way READ way NOTIFY changed)
-    Q_PROPERTY(QVariantList refusals READ refusals NOTIFY told)
+    Q_PROPERTY(QVariantList refusals READ refusals NOTIFY refusalsChanged)
 
 public:
     /// @p model outlives this.
@@ -32,8 +32,10 @@ public:
     /// How a command to all of them goes: "one group frame, A00001".
     QString way() const;
     /// What nodes have refused lately: objects with "node", "sentence" and "seconds".
-    QVariantList refusals() const;
+    QVariantList refusals() const { return m_refusals; }
 
+    /// Looks at all of them again.
+    void tellAll();
     void set(const QVector<VOXNetworkNode *> &nodes);
     Q_INVOKABLE void choose(QObject *node);
     Q_INVOKABLE void toggle(QObject *node);
@@ -55,6 +57,7 @@ Q_SIGNALS:
     void changed();
     /// A node of these has told something, or time has passed.
     void told();
+    void refusalsChanged();
 
 private:
     using GroupCommand = std::function<void(VOXNetwork &network, VOX::Addr group)>;
@@ -63,11 +66,13 @@ private:
     void tell(const GroupCommand &group, const MotorCommand &single);
     void tellEach(const MotorCommand &command);
     void dropGone();
+    QVariantList makeRefusals() const;
     QVector<VOX::Addr> nodesOf(const PanelLine &line, bool isChosen) const;
     QVector<PanelLine *> lines() const;
 
     const ShadeModel &m_model;
     QVector<VOXNetworkNode *> m_nodes;
+    QVariantList m_refusals;
 };
 
 #endif

@@ -198,6 +198,11 @@ QString ShadeItem::words() const
     return m_look.words();
 }
 
+double ShadeItem::windowBottom() const
+{
+    return FacadeLayout::windowOf(size()).bottom();
+}
+
 void ShadeItem::refresh()
 {
     if (!m_node)
@@ -313,12 +318,16 @@ QSGNode *ShadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
 void ShadeItem::geometryChange(const QRectF &now, const QRectF &before)
 {
     QQuickItem::geometryChange(now, before);
+    if (now.size() != before.size())
+        Q_EMIT sizeChanged();
     update();
 }
 #else
 void ShadeItem::geometryChanged(const QRectF &now, const QRectF &before)
 {
     QQuickItem::geometryChanged(now, before);
+    if (now.size() != before.size())
+        Q_EMIT sizeChanged();
     update();
 }
 #endif

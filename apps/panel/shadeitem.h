@@ -27,6 +27,7 @@ class ShadeItem : public QQuickItem
     Q_PROPERTY(QString shortLabel READ shortLabel NOTIFY lookChanged)
     Q_PROPERTY(QString value READ value NOTIFY valueChanged)
     Q_PROPERTY(QString words READ words NOTIFY lookChanged)
+    Q_PROPERTY(double windowBottom READ windowBottom NOTIFY sizeChanged)
     Q_PROPERTY(bool shaky READ isShaky NOTIFY lookChanged)
     Q_PROPERTY(bool dead READ isDead NOTIFY lookChanged)
 
@@ -57,6 +58,7 @@ public:
     QString value() const { return m_value; }
     /// All that the picture says.
     QString words() const;
+    double windowBottom() const;
     bool isShaky() const { return m_look.isShaky; }
     bool isDead() const { return m_look.state == ShadeLook::Dead; }
     const ShadeLook &look() const { return m_look; }
@@ -72,6 +74,7 @@ public:
 
 Q_SIGNALS:
     void nodeChanged();
+    void sizeChanged();
     /// Its façade or its label are others.
     void placeChanged();
     void lookChanged();

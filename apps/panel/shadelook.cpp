@@ -15,10 +15,10 @@ ShadeLook::State stateOf(const VOXNetworkNode &node, const VOXNetworkMotor *moto
         return ShadeLook::Dead;
     if (motor && motor->percent())
         return ShadeLook::Known;
-    // A motor without limits tells pulses, but no percent.
-    const bool hasAnswered = node.presence() != VOXNetworkNode::Unknown;
-    const bool hasNoPercent = motor && (motor->pulses() || motor->isLegacy());
-    return hasAnswered && hasNoPercent ? ShadeLook::Unknown : ShadeLook::NotAsked;
+    // A motor without limits answers, but not with a percentage.
+    const bool hasNoPercent = motor && (motor->positionAgeMs() >= 0 || motor->isLegacy());
+    return hasNoPercent && node.presence() != VOXNetworkNode::Unknown ? ShadeLook::Unknown
+                                                                      : ShadeLook::NotAsked;
 }
 
 ShadeLook::Motion motionOf(const VOXNetworkMotor &motor)

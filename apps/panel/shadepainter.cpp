@@ -12,6 +12,7 @@ namespace {
 constexpr double FoldPitch = 12;
 constexpr double SlatPitch = 6;
 constexpr double HatchPitch = 8;
+constexpr int MinutesPerHour = 60;
 constexpr int CachedKilobytes = 32 * 1024;
 constexpr int BytesPerKilobyte = 1024;
 
@@ -244,8 +245,10 @@ QImage ShadePainter::signs(const ShadeLook &look) const
         if (hasTime) {
             const QFont font = fontOf(11);
             painter.setFont(font);
-            const QString text = look.silentMinutes < 60 ? ShadeLook::tr("%1 min").arg(look.silentMinutes)
-                                                         : ShadeLook::tr("%1 h").arg(look.silentMinutes / 60);
+            const int minutes = look.silentMinutes;
+            const QString text = minutes < 1 ? ShadeLook::tr("< 1 min")
+                : minutes < MinutesPerHour   ? ShadeLook::tr("%1 min").arg(minutes)
+                                             : ShadeLook::tr("%1 h").arg(minutes / MinutesPerHour);
             const double width =
                 std::min(m_window.width() - 6, QFontMetricsF(font).horizontalAdvance(text) + 8);
             QRectF plate(0, 0, width, 15);
@@ -271,6 +274,8 @@ QImage ShadePainter::ring(Ring ring) const
         QPen pen(colour(Theme::Accent), isSmall() ? 1.5 : 2.5);
         if (ring == FocusRing)
             pen.setDashPattern({2, 2});
+        else if (ring == JumpRing)
+            pen.setWidthF(1);
         painter.setPen(pen);
         painter.setBrush(Qt::NoBrush);
         const QRectF rect(QPointF(), m_cell);

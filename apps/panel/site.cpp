@@ -137,6 +137,7 @@ bool Site::load(const QString &fileName, Site *site, QStringList *problems)
     }
     QStringList found;
     *site = read(document.object(), &found);
+    site->object = document.object();
     for (const QString &problem : qAsConst(found))
         *problems += QStringLiteral("%1: %2").arg(fileName, problem);
     return !site->lines.isEmpty();
@@ -147,5 +148,5 @@ Site Site::ofBus(const QString &bus)
     SiteLine line;
     line.bus = bus;
     line.name = bus.section(QLatin1Char('/'), -1);
-    return {line.name, {line}};
+    return {line.name, {line}, {}};
 }

@@ -39,6 +39,8 @@ struct Site
 
     QString name;
     QVector<SiteLine> lines;
+    /// All of the file, also what is only for the bridge.
+    QJsonObject object{};
 };
 
 #endif

@@ -80,7 +80,8 @@ std::optional<Trouble> nodeTrouble(PanelLine &line, VOXNetworkNode &node, int me
         trouble.kind = Trouble::Doubled;
         trouble.title = tr("%1: two nodes have this address").arg(node.addressText());
         trouble.text = tr("Unplug one of them, give the other another address, and plug it in again.");
-    } else if (motor && motor->pulses() && !motor->percent() && node.presence() == VOXNetworkNode::Up) {
+    } else if (motor && motor->positionAgeMs() >= 0 && !motor->percent()
+               && node.presence() == VOXNetworkNode::Up) {
         trouble.kind = Trouble::NoLimits;
         trouble.title = tr("%1: no limits").arg(nameOf(node));
         trouble.text = tr("Up and down are not set, so it has no position. Set them at the motor.");

@@ -8,6 +8,7 @@
 #include "vox/line/monitorcommand.h"
 #include "vox/line/replaycommand.h"
 #include "vox/mancommand.h"
+#include "vox/panelcommand.h"
 #include "vox/sim/recordcommand.h"
 #include "vox/sim/simcommand.h"
 #include "vox/test/testcommand.h"
@@ -30,6 +31,7 @@ const QVector<Command> &commands()
             {QStringLiteral("monitor"), QStringLiteral("shows what happens on a bus, and never sends"),
              runMonitor},
             {QStringLiteral("replay"), QStringLiteral("sends what a capture holds"), runReplay},
+            {QStringLiteral("panel"), QStringLiteral("shows the shades of a building in a window"), runPanel},
         }
         + dailyCommands();
     return all;

@@ -525,7 +525,7 @@ void tst_Vox::everyCommandHasHelp()
         QVERIFY2(manual.contains(part), part);
     QCOMPARE(run("call ctrlMoveOf --help").split('\n').value(3),
              QByteArray("  TILT: a number from 0 to 255; 255 without it"));
-    for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "goto"}) {
+    for (const QByteArray command : {"demo", "sim", "test", "scan", "call", "monitor", "replay", "panel", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);

@@ -28,7 +28,7 @@ Column {
         id: title
 
         width: parent.width
-        text: card.shade ? card.shade.label || card.shade.addressText : qsTr("%n shades", "", card.count)
+        text: card.shade ? card.shade.label || card.shade.addressText : qsTr("%1 shades").arg(card.count)
         font: Theme.sectionFont
         color: Theme.ink
         elide: Text.ElideMiddle

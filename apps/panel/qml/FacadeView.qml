@@ -83,7 +83,7 @@ FocusScope {
                         y: modelData.rect.y - 26
                         ink: Theme.bad
                         color: Theme.badTint
-                        text: qsTr("%n without answer", "", modelData.troubles)
+                        text: qsTr("%1 without answer").arg(modelData.troubles)
                     }
                     Rectangle {
                         id: wall
@@ -141,6 +141,10 @@ FocusScope {
                 height: facade.band.height
                 color: Qt.rgba(Theme.accent.r, Theme.accent.g, Theme.accent.b, 0.12)
                 border { color: Theme.accent; width: 1 }
+            }
+            Connections {
+                target: Panel
+                function onTold() { facade.refresh() }
             }
             WheelHandler {
                 onWheel: function(event) {

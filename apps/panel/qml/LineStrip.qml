@@ -62,13 +62,13 @@ Rectangle {
                     }
                     Text {
                         visible: row.isFull
-                        text: qsTr("%n failed check(s)", "", row.line.failedChecks)
+                        text: row.line.failedChecks === 1 ? qsTr("1 failed check") : qsTr("%1 failed checks").arg(row.line.failedChecks)
                         font: row.line.failedChecks > 0 ? Theme.strongSmallFont : Theme.smallFont
                         color: row.line.failedChecks > 0 ? Theme.warning : Theme.ink2
                     }
                     Text {
                         visible: row.isFull
-                        text: qsTr("%n unanswered", "", row.line.unanswered)
+                        text: qsTr("%1 unanswered").arg(row.line.unanswered)
                         font: row.line.unanswered > 0 ? Theme.strongSmallFont : Theme.smallFont
                         color: row.line.unanswered > 0 ? Theme.bad : Theme.ink2
                     }
@@ -98,13 +98,15 @@ Rectangle {
                             Rectangle { width: 4; height: 1; color: Theme.ink2 }
                         }
                     }
-                    Text {
+                    Rectangle {
                         visible: row.isFull
-                        anchors { right: parent.right; rightMargin: 2 }
+                        x: 0
                         y: Math.round(parent.height * (1 - row.line.maxLoad / 100)) - height
-                        text: qsTr("%1 %").arg(row.line.maxLoad)
-                        font: Theme.tinyFont
-                        color: Theme.ink2
+                        width: most.width + 8
+                        height: most.height
+                        color: Theme.page
+
+                        Text { id: most; x: 4; text: qsTr("%1 %").arg(row.line.maxLoad); font: Theme.tinyFont; color: Theme.ink2 }
                     }
                 }
                 LinkButton {

@@ -5,6 +5,7 @@ Window {
     id: window
 
     property string view: ""
+    property string find: ""
     readonly property var names: ["facade", "line", "install", "replay"]
     readonly property bool isSheet: width < 960
     property bool isSheetOpen: false
@@ -27,7 +28,11 @@ Window {
         top.view = 1
     }
 
-    Component.onCompleted: top.view = Math.max(0, names.indexOf(view))
+    Component.onCompleted: {
+        top.view = view === "" && Panel.replay ? 3 : Math.max(0, names.indexOf(view))
+        if (find !== "")
+            Qt.callLater(function() { facade.facade.find(find) })
+    }
 
     Repeater {
         model: 4
@@ -47,12 +52,12 @@ Window {
             id: top
 
             width: parent.width
-            onViewChanged: Qt.callLater(function() { [facade, lineView, installView, replayView][top.view].forceActiveFocus() })
+            onViewChanged: Qt.callLater(function() { (facade.isFacade ? facade : [facade, lineView, installView, replayView][top.view]).forceActiveFocus() })
         }
         Item {
             id: body
 
-            anchors { left: parent.left; right: side.visible && !window.isSheet ? side.left : parent.right; top: top.bottom; bottom: strip.visible ? strip.top : parent.bottom }
+            anchors { left: parent.left; right: side.visible && !window.isSheet ? side.left : parent.right; top: top.bottom; bottom: replayBar.visible ? replayBar.top : strip.visible ? strip.top : parent.bottom }
 
             Column {
                 id: banners
@@ -90,12 +95,14 @@ Window {
                     id: facade
 
                     anchors.fill: parent
-                    visible: top.view === 0 && Panel.shades.count > 0
+                    visible: isFacade && Panel.shades.count > 0
                     onOpened: window.isSheetOpen = true
+
+                    readonly property bool isFacade: top.view === 0 || top.view === 3 && !!Panel.replay
                 }
                 EmptyView {
                     anchors.fill: parent
-                    visible: top.view === 0 && Panel.shades.count === 0
+                    visible: facade.isFacade && Panel.shades.count === 0
                 }
                 LineView {
                     id: lineView
@@ -113,7 +120,7 @@ Window {
                     id: replayView
 
                     anchors.fill: parent
-                    visible: top.view === 3
+                    visible: top.view === 3 && !Panel.replay
                 }
             }
             SearchBox {
@@ -126,11 +133,17 @@ Window {
         SidePanel {
             id: side
 
-            visible: (top.view === 0 || !window.isSheet && top.view === 3) && (!window.isSheet || window.isSheetOpen)
+            visible: facade.isFacade && (!window.isSheet || window.isSheetOpen)
             anchors { right: parent.right; top: top.bottom; bottom: parent.bottom }
             width: window.width >= 1200 ? Theme.sidePanel : Theme.narrowSidePanel
             onShown: function(node) { window.show(node) }
             onFramesWanted: window.showFrames(0)
+        }
+        ReplayBar {
+            id: replayBar
+
+            visible: !!Panel.replay
+            anchors { left: parent.left; right: side.visible && !window.isSheet ? side.left : parent.right; bottom: strip.visible ? strip.top : parent.bottom }
         }
         LineStrip {
             id: strip

@@ -18,14 +18,15 @@ ShadePicture {
 
     Loader {
         active: shade.hasCaption
-        anchors { left: parent.left; right: parent.right; bottom: parent.bottom; leftMargin: shade.inset; rightMargin: shade.inset }
+        y: shade.windowBottom
+        anchors { left: parent.left; right: parent.right; leftMargin: shade.inset; rightMargin: shade.inset }
         height: shade.isLarge ? 40 : 22
 
         sourceComponent: Item {
             Text {
                 id: name
 
-                anchors { left: parent.left; top: parent.top; topMargin: shade.isLarge ? -4 : 3 }
+                anchors { left: parent.left; top: parent.top; topMargin: shade.isLarge ? 4 : 6 }
                 width: parent.width - (shade.hasNumber && !shade.isLarge ? number.width : 0)
                 text: shade.isLarge || shade.hovered ? shade.label : shade.shortLabel
                 elide: Text.ElideMiddle

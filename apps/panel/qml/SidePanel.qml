@@ -85,7 +85,7 @@ Rectangle {
         id: foot
 
         readonly property var line: Panel.selection.onlyLine || (Panel.lines.length > 0 ? Panel.lines[0] : null)
-        readonly property var words: line ? line.frames.lastFrame.split("  ") : []
+        readonly property var words: line ? line.lastFrame.split("  ") : []
 
         anchors { left: flick.left; right: flick.right; bottom: parent.bottom; bottomMargin: 12 }
         visible: !!line && side.height > 520

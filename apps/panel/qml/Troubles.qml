@@ -97,7 +97,7 @@ Column {
     }
     Text {
         visible: Panel.troubles.count > list.most
-        text: qsTr("and %n more", "", Panel.troubles.count - list.most)
+        text: qsTr("and %1 more").arg(Panel.troubles.count - list.most)
         font: Theme.smallFont
         color: Theme.ink2
     }
