@@ -10,9 +10,11 @@
 #include <QPalette>
 #include <QQmlContext>
 #include <QQuickWindow>
+#include <QSettings>
 
 namespace {
 constexpr int DarkLightness = 128;
+const QString SizeKey = QStringLiteral("size");
 
 Theme::Mode modeOf(const QString &name)
 {
@@ -60,8 +62,15 @@ Application::Application(const PanelOptions &options, QObject *parent)
     const QString pages = qEnvironmentVariable("VOX_PANEL_PAGES");
     m_engine.load(pages.isEmpty() ? QUrl(QStringLiteral("qrc:/panel/qml/Main.qml"))
                                   : QUrl::fromLocalFile(pages + QStringLiteral("/Main.qml")));
-    if (window() && options.size.isValid())
-        window()->resize(options.size);
+    if (!window())
+        return;
+    const bool isRemembered = options.size.isEmpty() && options.picture.isEmpty();
+    const QSize size = isRemembered ? QSettings().value(SizeKey).toSize() : options.size;
+    if (size.isValid())
+        window()->resize(size);
+    if (isRemembered)
+        connect(qGuiApp, &QGuiApplication::aboutToQuit, window(),
+                [this] { QSettings().setValue(SizeKey, window()->size()); });
 }
 
 Application::~Application() = default;

@@ -9,7 +9,7 @@
 #include <QBasicTimer>
 #include <QSet>
 
-/// A building that is not there: sixty shades on three façades, on a line of 4800 bit/s in memory.
+/// A building that is not there: sixty shades on three façades, on a line in memory.
 class DemoBuilding : public QObject
 {
     Q_OBJECT

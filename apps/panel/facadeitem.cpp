@@ -4,6 +4,7 @@
 #include "panel/shadeitem.h"
 
 #include <QGuiApplication>
+#include <QImageReader>
 #include <QStyleHints>
 
 #include <algorithm>
@@ -45,6 +46,7 @@ FacadeItem::FacadeItem(QQuickItem *parent)
     setAcceptedMouseButtons(Qt::LeftButton);
     setAcceptHoverEvents(true);
     setActiveFocusOnTab(true);
+    connect(this, &FacadeItem::arrangingChanged, this, &QQuickItem::polish);
 }
 
 void FacadeItem::setArea(const QSizeF &area)
@@ -62,6 +64,37 @@ void FacadeItem::setSelection(Selection *selection)
     if (selection)
         connect(selection, &Selection::changed, this, &FacadeItem::showSelection);
     Q_EMIT selectionChanged();
+}
+
+void FacadeItem::setPlaces(Places *places)
+{
+    m_places = places;
+    const auto read = [this] {
+        const QString name = m_places->picture().toLocalFile();
+        m_pictureSize = name.isEmpty() ? QSizeF() : QSizeF(QImageReader(name).size());
+        polish();
+    };
+    if (places) {
+        connect(places, &Places::changed, this, read);
+        read();
+    }
+    Q_EMIT placesChanged();
+}
+
+bool FacadeItem::isPlaced() const
+{
+    return m_places && (m_isArranging || m_places->hasAny() || !m_pictureSize.isEmpty());
+}
+
+QRectF FacadeItem::fittedPicture() const
+{
+    constexpr double Margin = 16;
+    const QRectF room = QRectF(QPointF(), m_area).adjusted(Margin, Margin, -Margin, -Margin);
+    if (m_pictureSize.isEmpty())
+        return room;
+    QRectF rect(QPointF(), m_pictureSize.scaled(room.size(), Qt::KeepAspectRatio));
+    rect.moveCenter(room.center());
+    return rect;
 }
 
 // The shades
@@ -97,6 +130,8 @@ void FacadeItem::removeShade(ShadeItem *shade)
         return;
     if (m_hovered == shade)
         setHovered(nullptr);
+    if (m_dragged == shade)
+        m_dragged = nullptr;
     m_current = std::min(m_current, static_cast<int>(m_shades.size()) - 1);
     polish();
 }
@@ -108,7 +143,15 @@ void FacadeItem::updatePolish()
         const VOXNetworkNode *const node = shade->node();
         places += node ? FacadePlace::of(shade->facade(), node->label(), node->address()) : FacadePlace();
     }
-    m_layout = FacadeLayout::of(places, m_area);
+    if (isPlaced()) {
+        QVector<std::optional<QPointF>> middles;
+        for (const ShadeItem *const shade : qAsConst(m_shades))
+            middles += m_places->place(shade->key());
+        m_pictureRect = fittedPicture();
+        m_layout = FacadeLayout::onPicture(middles, m_pictureRect);
+    } else {
+        m_layout = FacadeLayout::of(places, m_area);
+    }
     for (int i = 0; i < m_layout.cells.size(); ++i) {
         m_shades[i]->setPosition(m_layout.cells[i].topLeft());
         m_shades[i]->setSize(m_layout.cells[i].size());
@@ -206,7 +249,8 @@ void FacadeItem::showSelection()
 
 ShadeItem *FacadeItem::shadeAt(const QPointF &point) const
 {
-    for (int i = 0; i < m_layout.cells.size(); ++i) {
+    // The one on top is the last one.
+    for (int i = static_cast<int>(m_layout.cells.size()) - 1; i >= 0; --i) {
         if (i < m_shades.size() && m_layout.cells[i].contains(point))
             return m_shades[i];
     }
@@ -231,6 +275,7 @@ void FacadeItem::mousePressEvent(QMouseEvent *event)
 {
     m_pressed = positionOf(*event);
     m_isBand = false;
+    m_dragged = m_isArranging ? shadeAt(m_pressed) : nullptr;
     setKeepMouseGrab(true);
     forceActiveFocus(Qt::MouseFocusReason);
 }
@@ -242,6 +287,10 @@ void FacadeItem::mouseMoveEvent(QMouseEvent *event)
     m_isBand |= way.manhattanLength() >= QGuiApplication::styleHints()->startDragDistance();
     if (!m_isBand)
         return;
+    if (m_dragged) {
+        drag(point);
+        return;
+    }
     m_band = QRectF(m_pressed, point).normalized();
     selectBand(isAdding(*event));
     Q_EMIT bandChanged();
@@ -249,7 +298,9 @@ void FacadeItem::mouseMoveEvent(QMouseEvent *event)
 
 void FacadeItem::mouseReleaseEvent(QMouseEvent *event)
 {
-    if (!std::exchange(m_isBand, false)) {
+    if (m_dragged && m_isBand) {
+        drop();
+    } else if (!m_isBand) {
         ShadeItem *const shade = shadeAt(positionOf(*event));
         if (shade)
             m_current = static_cast<int>(m_shades.indexOf(shade));
@@ -257,16 +308,38 @@ void FacadeItem::mouseReleaseEvent(QMouseEvent *event)
     } else if (m_selection && m_selection->count() > 0) {
         Q_EMIT opened();
     }
+    m_isBand = false;
     m_band = QRectF();
     Q_EMIT bandChanged();
     showSelection();
 }
 
+void FacadeItem::drag(const QPointF &point)
+{
+    const QRectF room = m_pictureRect;
+    const QPointF inside(qBound(room.left(), point.x(), room.right()),
+                         qBound(room.top(), point.y(), room.bottom()));
+    const QSizeF half = m_dragged->size() / 2;
+    m_dragged->setPosition((inside - QPointF(half.width(), half.height())).toPoint());
+}
+
+void FacadeItem::drop()
+{
+    const QPointF middle =
+        QRectF(m_dragged->position(), m_dragged->size()).center() - m_pictureRect.topLeft();
+    m_places->setPlace(m_dragged->key(),
+                       QPointF(middle.x() / m_pictureRect.width(), middle.y() / m_pictureRect.height()));
+    m_dragged = nullptr;
+    polish();
+}
+
 void FacadeItem::mouseUngrabEvent()
 {
     m_isBand = false;
+    m_dragged = nullptr;
     m_band = QRectF();
     Q_EMIT bandChanged();
+    polish();
 }
 
 /// The shades of which the middle is inside.

@@ -2,6 +2,7 @@
 #define FACADEITEM_H
 
 #include "panel/facadelayout.h"
+#include "panel/places.h"
 #include "panel/selection.h"
 
 #include <QBasicTimer>
@@ -17,6 +18,10 @@ class FacadeItem : public QQuickItem
     Q_OBJECT
     Q_PROPERTY(QSizeF area READ area WRITE setArea NOTIFY areaChanged)
     Q_PROPERTY(Selection *selection READ selection WRITE setSelection NOTIFY selectionChanged)
+    Q_PROPERTY(Places *places READ places WRITE setPlaces NOTIFY placesChanged)
+    Q_PROPERTY(bool arranging MEMBER m_isArranging NOTIFY arrangingChanged)
+    Q_PROPERTY(bool placed READ isPlaced NOTIFY layoutChanged)
+    Q_PROPERTY(QRectF pictureRect READ pictureRect NOTIFY layoutChanged)
     Q_PROPERTY(QVariantList blocks READ blocks NOTIFY layoutChanged)
     Q_PROPERTY(QVariantList floors READ floors NOTIFY layoutChanged)
     Q_PROPERTY(QVariantList rules READ rules NOTIFY layoutChanged)
@@ -33,6 +38,13 @@ public:
     void setArea(const QSizeF &area);
     Selection *selection() const { return m_selection; }
     void setSelection(Selection *selection);
+
+    Places *places() const { return m_places; }
+    void setPlaces(Places *places);
+    /// Whether shades stand where somebody has put them.
+    bool isPlaced() const;
+    /// Where the picture behind the shades is.
+    QRectF pictureRect() const { return m_pictureRect; }
 
     ///@{
     /// The layout for QML: objects with "name", "rect" and the number of "troubles"; with "name" and "y";
@@ -57,6 +69,8 @@ public:
 Q_SIGNALS:
     void areaChanged();
     void selectionChanged();
+    void placesChanged();
+    void arrangingChanged();
     void layoutChanged();
     void bandChanged();
     void hoveredChanged();
@@ -91,6 +105,9 @@ private:
     ShadeItem *shadeAt(const QPointF &point) const;
     void selectBand(bool isAdding);
     void select(ShadeItem *shade, bool isAdding);
+    QRectF fittedPicture() const;
+    void drag(const QPointF &point);
+    void drop();
 
     QSizeF m_area;
     QPointer<Selection> m_selection;
@@ -99,6 +116,11 @@ private:
     QBasicTimer m_clock;
     int m_current = -1;
     ShadeItem *m_hovered = nullptr;
+    QPointer<Places> m_places;
+    QRectF m_pictureRect;
+    QSizeF m_pictureSize;
+    bool m_isArranging = false;
+    ShadeItem *m_dragged = nullptr;
     QPointF m_pressed;
     bool m_isBand = false;
     QRectF m_band;

@@ -315,6 +315,37 @@ FacadeLayout FacadeLayout::of(const QVector<FacadePlace> &places, const QSizeF &
     return layout;
 }
 
+FacadeLayout FacadeLayout::onPicture(const QVector<std::optional<QPointF>> &middles, const QRectF &picture)
+{
+    constexpr double CellsAcross = 16;
+    constexpr double LargestPlaced = 96;
+    FacadeLayout layout;
+    const double width = std::round(
+        std::clamp(picture.width() / CellsAcross, static_cast<double>(ShortLabelWidth), LargestPlaced));
+    const QSizeF cell(width, heightOf(width));
+    const int columns = std::max(1, static_cast<int>(picture.width() / width));
+    const auto left = std::count(middles.cbegin(), middles.cend(), std::nullopt);
+    const double rows = std::ceil(static_cast<double>(left) / columns);
+    const QPointF tray(picture.left(), picture.bottom() - rows * cell.height());
+    int inTray = 0;
+    for (const std::optional<QPointF> &middle : middles) {
+        QRectF rect(QPointF(), cell);
+        if (middle) {
+            const QPointF point(picture.left() + middle->x() * picture.width(),
+                                picture.top() + middle->y() * picture.height());
+            rect.moveTo((point - QPointF(cell.width(), cell.height()) / 2).toPoint());
+        } else {
+            rect.moveTo(tray
+                        + QPointF(inTray % columns * cell.width(),
+                                  static_cast<int>(inTray / columns) * cell.height()));
+            ++inTray;
+        }
+        layout.cells += rect;
+    }
+    layout.size = QSizeF(picture.right(), picture.bottom());
+    return layout;
+}
+
 QRectF FacadeLayout::windowOf(const QSizeF &cell)
 {
     if (cell.width() < ShortLabelWidth)

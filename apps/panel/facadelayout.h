@@ -47,6 +47,9 @@ struct FacadeLayout
     /// the other. What does not fit is higher than @p area.
     static FacadeLayout of(const QVector<FacadePlace> &places, const QSizeF &area);
 
+    /// The same, but for cells that stand by their middles on a picture, in 0 to 1 of @p picture; those
+    /// without such a place stand along the lower edge.
+    static FacadeLayout onPicture(const QVector<std::optional<QPointF>> &middles, const QRectF &picture);
     /// The window in a cell of this size, in the coordinates of the cell.
     static QRectF windowOf(const QSizeF &cell);
 

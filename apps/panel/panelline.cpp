@@ -19,13 +19,13 @@ constexpr int TickMs = 1000;
 constexpr qint64 NsPerMs = 1000000;
 constexpr qint64 MsPerSecond = 1000;
 constexpr int BitsPerByte = 11;
-constexpr int LineRate = 4800;
+constexpr int UsualRate = 4800;
 constexpr int BlockBits = 8;
 
-/// Milliseconds of @p bytes on a line of the usual rate.
-qint64 timeOf(int bytes)
+/// Milliseconds of @p bytes on a line of @p rate bit/s; of the usual one if it is not known.
+qint64 timeOf(int bytes, int rate)
 {
-    return bytes * BitsPerByte * MsPerSecond / LineRate;
+    return bytes * BitsPerByte * MsPerSecond / (rate > 0 ? rate : UsualRate);
 }
 
 LineHistory::Kind kindOf(int lane)
@@ -214,7 +214,8 @@ void PanelLine::handleWritten(const QByteArray &frame)
         return;
     // Nobody answers.
     m_exchangeMs = -1;
-    m_history.take(m_kind, now, now + timeOf(static_cast<int>(frame.size())));
+    m_history.take(m_kind, now,
+                   now + timeOf(static_cast<int>(frame.size()), m_network->scheduler().lineRate()));
 }
 
 void PanelLine::handleHeard(const BusMessage &message)
@@ -239,7 +240,7 @@ void PanelLine::noteForeign(const VOXMessage &frame, qint64 nowMs)
     const LineHistory::Kind kind = m_sending != Replays ? LineHistory::Others
         : isCommand                                     ? LineHistory::User
                                                         : LineHistory::Polls;
-    m_history.take(kind, nowMs - timeOf(frame.len()), nowMs);
+    m_history.take(kind, nowMs - timeOf(frame.len(), m_network->scheduler().lineRate()), nowMs);
 }
 
 void PanelLine::endExchange(qint64 nowMs)

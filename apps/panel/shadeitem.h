@@ -18,6 +18,7 @@ class ShadeItem : public QQuickItem
     Q_OBJECT
     Q_PROPERTY(QObject *node READ nodeObject WRITE setNodeObject NOTIFY nodeChanged)
     Q_PROPERTY(QString facade READ facade WRITE setFacade NOTIFY placeChanged)
+    Q_PROPERTY(QString key MEMBER m_key NOTIFY placeChanged)
     Q_PROPERTY(bool lineOpen READ isLineOpen WRITE setLineOpen NOTIFY lookChanged)
     Q_PROPERTY(bool dark READ isDark WRITE setDark NOTIFY lookChanged)
     Q_PROPERTY(bool selected READ isSelected WRITE setSelected NOTIFY lookChanged)
@@ -37,6 +38,8 @@ public:
     VOXNetworkNode *node() const { return m_node; }
     QObject *nodeObject() const;
     void setNodeObject(QObject *node);
+    /// Under which its place is kept.
+    QString key() const { return m_key; }
     QString facade() const { return m_facade; }
     void setFacade(const QString &facade);
     bool isLineOpen() const { return m_isLineOpen; }
@@ -106,6 +109,7 @@ private:
     bool m_hasRing = false;
     bool m_isInMotion = false;
     QString m_facade;
+    QString m_key;
     QString m_shownLabel;
     bool m_isLineOpen = true;
     bool m_isDark = false;

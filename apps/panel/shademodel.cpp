@@ -1,5 +1,7 @@
 #include "panel/shademodel.h"
 
+#include "panel/places.h"
+
 void ShadeModel::add(PanelLine &line)
 {
     connect(&line, &PanelLine::networkGoing, this, [this, &line] {
@@ -74,6 +76,8 @@ QVariant ShadeModel::data(const QModelIndex &index, int role) const
         return QVariant::fromValue<QObject *>(row.line);
     case FacadeRole:
         return row.line->facadeOf(row.node->address());
+    case KeyRole:
+        return Places::keyOf(*row.line, row.node->address());
     default:
         return {};
     }
@@ -81,5 +85,5 @@ QVariant ShadeModel::data(const QModelIndex &index, int role) const
 
 QHash<int, QByteArray> ShadeModel::roleNames() const
 {
-    return {{NodeRole, "shade"}, {LineRole, "line"}, {FacadeRole, "facade"}};
+    return {{NodeRole, "shade"}, {LineRole, "line"}, {FacadeRole, "facade"}, {KeyRole, "key"}};
 }

@@ -12,7 +12,7 @@ class ShadeModel : public QAbstractListModel
     Q_PROPERTY(int count READ rowCount NOTIFY countChanged)
 
 public:
-    enum Role : int { NodeRole = Qt::UserRole, LineRole, FacadeRole };
+    enum Role : int { NodeRole = Qt::UserRole, LineRole, FacadeRole, KeyRole };
     struct Row
     {
         VOXNetworkNode *node;

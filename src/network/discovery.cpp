@@ -26,6 +26,10 @@ void Discovery::start()
 {
     if (m_isRunning)
         return;
+    if (!m_core.isSending()) {
+        m_core.announceDiscovered(0);
+        return;
+    }
     m_isRunning = true;
     m_found = 0;
     m_roundsWithoutNews = 0;

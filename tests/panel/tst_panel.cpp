@@ -225,6 +225,7 @@ private Q_SLOTS:
     void badInput();
     void nothingMovesNothingIsDrawn();
     void labels();
+    void placesAreKept();
 };
 
 void tst_Panel::heights_data()
@@ -280,7 +281,6 @@ void tst_Panel::states()
     const auto has = [&](VOX::Addr addr, Theme::Role role) {
         return desk.hasColour(image, desk.rectOf(desk.shade(addr)), role);
     };
-    image.save("/tmp/states.png");
     QVERIFY(has(Moving, Theme::Accent));
     QVERIFY(!has(0x103, Theme::Accent));
     QVERIFY(has(Locked, Theme::WarningTint) && desk.shade(Locked)->words().contains("refused"));
@@ -472,7 +472,7 @@ void tst_Panel::lookingSendsNothing()
     DemoBuilding building(3);
     Panel panel;
     int sent = 0;
-    QObject::connect(&building.line(), &VOXLine::sent, &panel, [&](QIODevice *, const QByteArray &bytes) { ++sent; qWarning() << bytes.toHex(); });
+    QObject::connect(&building.line(), &VOXLine::sent, &panel, [&] { ++sent; });
     PanelLine line(building.site().lines.first(), &building.bus(), PanelLine::OnlyListens, nullptr);
     line.scan();
     line.network().stopAll();
@@ -554,6 +554,31 @@ void tst_Panel::labels()
     const QFontMetrics metrics(desk.app.theme().value("smallFont").value<QFont>());
     QVERIFY(metrics.horizontalAdvance('i') < metrics.horizontalAdvance('W'));
     QCOMPARE(metrics.horizontalAdvance('1'), metrics.horizontalAdvance('8'));
+}
+
+void tst_Panel::placesAreKept()
+{
+    QTemporaryDir dir;
+    PanelOptions options = demo(8);
+    options.places = dir.filePath("places.json");
+    QPointF place;
+    {
+        Desk desk(options);
+        QVERIFY(desk.click("Arrange …"));
+        const QPoint from = Desk::middle(desk.shade(0x103));
+        QTest::mousePress(&desk.window(), Qt::LeftButton, {}, from);
+        QTest::mouseMove(&desk.window(), {300, 200});
+        QTest::mouseMove(&desk.window(), {400, 300});
+        QTest::mouseRelease(&desk.window(), Qt::LeftButton, {}, {400, 300});
+        pass(100);
+        QVERIFY((Desk::middle(desk.shade(0x103)) - QPoint(400, 300)).manhattanLength() <= 2);
+        // Placing commands nothing, and chooses nothing.
+        QCOMPARE(desk.panel().selection()->count(), 0);
+        place = *desk.panel().places()->place("north/000103");
+    }
+    Desk again(options);
+    QCOMPARE(*again.panel().places()->place("north/000103"), place);
+    QVERIFY(!again.picture().isNull());
 }
 
 int main(int argc, char *argv[])

@@ -53,12 +53,24 @@ FocusScope {
             focus: true
             area: Qt.size(flick.width * view.zoom, flick.height * view.zoom)
             selection: Panel.selection
+            places: Panel.places
             onOpened: view.opened()
             onShown: function(rect) { flick.reveal(rect) }
 
             Accessible.role: Accessible.List
             Accessible.name: qsTr("Shades")
 
+            Image {
+                z: -2
+                visible: facade.placed
+                x: facade.pictureRect.x
+                y: facade.pictureRect.y
+                width: facade.pictureRect.width
+                height: facade.pictureRect.height
+                source: Panel.places.picture
+                sourceSize.width: Math.min(4096, Math.max(1, Math.ceil(width)))
+                asynchronous: true
+            }
             Repeater {
                 model: facade.blocks
 
@@ -131,6 +143,8 @@ FocusScope {
                     facade: model.facade
                     lineOpen: model.line.open || !Panel.canSend
                     dark: Theme.isDark
+                    key: model.key
+                    placed: facade.placed
                 }
             }
             Rectangle {
@@ -172,11 +186,65 @@ FocusScope {
             }
         }
     }
-    Text {
-        anchors { right: parent.right; rightMargin: Theme.margin; bottom: parent.bottom; bottomMargin: 12 }
-        visible: view.width > 640
-        text: facade.cellWidth >= 72 ? qsTr("Numbers: percent down. ▸ last reading  ≈ estimate") : ""
-        font: Theme.smallFont
-        color: Theme.ink2
+    Row {
+        anchors { right: parent.right; rightMargin: Theme.margin; bottom: parent.bottom; bottomMargin: -2 }
+        spacing: 12
+        visible: !facade.arranging
+
+        Text {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: view.width > 760 && facade.cellWidth >= 72
+            text: qsTr("Numbers: percent down. ▸ last reading  ≈ estimate")
+            font: Theme.smallFont
+            color: Theme.ink2
+        }
+        LinkButton {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: view.zoom > 1
+            height: Theme.button
+            text: qsTr("Fit")
+            onClicked: view.fit()
+        }
+        LinkButton {
+            anchors.verticalCenter: parent.verticalCenter
+            height: Theme.button
+            text: qsTr("Arrange …")
+            onClicked: facade.arranging = true
+        }
+    }
+    Rectangle {
+        visible: facade.arranging
+        anchors { left: parent.left; right: parent.right; bottom: parent.bottom }
+        height: 96
+        color: Theme.surface
+        Rectangle { width: parent.width; height: 1; color: Theme.rule }
+
+        Text {
+            x: Theme.margin
+            y: 8
+            width: parent.width - 2 * x
+            text: Panel.places.problem !== "" ? Panel.places.problem : qsTr("Drag each shade to its place. A picture of the building, PNG or SVG, may stand behind them.")
+            font: Theme.smallFont
+            color: Panel.places.problem !== "" ? Theme.bad : Theme.ink2
+            elide: Text.ElideMiddle
+        }
+        Row {
+            x: Theme.margin
+            y: 36
+            spacing: 8
+
+            TextButton { text: qsTr("Undo"); sign: "undo"; enabled: Panel.places.canUndo; onClicked: Panel.places.undo() }
+            TextField {
+                id: pictureName
+
+                width: Math.min(320, view.width - 420)
+                text: Panel.places.pictureName
+                placeholderText: qsTr("Picture, such as /home/me/house.svg")
+                name: qsTr("Picture of the building")
+                onAccepted: Panel.places.pictureName = text
+            }
+            TextButton { text: qsTr("Set picture"); onClicked: Panel.places.pictureName = pictureName.text }
+            TextButton { text: qsTr("Done"); onClicked: facade.arranging = false }
+        }
     }
 }

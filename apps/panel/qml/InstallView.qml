@@ -26,7 +26,8 @@ FocusScope {
     Network {
         id: network
 
-        source: view.line ? view.line.network : null
+        // Nobody draws what is not seen.
+        source: view.visible && view.line ? view.line.network : null
     }
     NetworkModel {
         id: nodes

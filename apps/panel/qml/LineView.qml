@@ -7,7 +7,10 @@ FocusScope {
 
     property int index: 0
     readonly property var line: Panel.lines.length > index ? Panel.lines[index] : null
-    readonly property var frames: line ? line.frames : null
+    // Nobody draws what is not seen.
+    readonly property var frames: visible && line ? line.frames : null
+
+    onFramesChanged: if (frames) frames.filter = filter.text
     property string said: ""
 
     Accessible.role: Accessible.Pane

@@ -10,11 +10,22 @@ ShadePicture {
     readonly property bool isLarge: width >= 120
     readonly property int inset: Math.round(width / 9)
 
+    property bool placed: false
+
+    Rectangle {
+        visible: shade.placed
+        z: -1
+        anchors.fill: parent
+        radius: 4
+        color: Qt.rgba(Theme.wall.r, Theme.wall.g, Theme.wall.b, 0.88)
+    }
+
     Accessible.role: Accessible.Button
     Accessible.name: label
     Accessible.description: current ? words : ""
     Accessible.selectable: true
     Accessible.selected: selected
+    Accessible.onPressAction: Panel.selection.choose(node)
 
     Loader {
         active: shade.hasCaption
