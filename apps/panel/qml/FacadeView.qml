@@ -144,7 +144,7 @@ FocusScope {
                     lineOpen: model.line.open || !Panel.canSend
                     dark: Theme.isDark
                     key: model.key
-                    placed: facade.placed
+                    placed: view.facade.placed
                 }
             }
             Rectangle {

@@ -39,7 +39,7 @@ Window {
         Item { Shortcut { sequence: "Ctrl+" + (index + 1); onActivated: top.view = index } }
     }
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
-    Shortcut { sequence: StandardKey.Undo; onActivated: Panel.places.undo() }
+    Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
     Shortcut { sequence: "Ctrl+0"; onActivated: facade.fit() }
 
     // The window's own colour is not in its picture.
