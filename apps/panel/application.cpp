@@ -43,13 +43,12 @@ Application::Application(const PanelOptions &options, QObject *parent)
     , m_theme(modeOf(options.theme))
 {
     registerTypes();
-    openSource(options);
     m_panel.places()->open(options.places.isEmpty() ? Places::fileNameFor(options.config) : options.places);
     connect(&m_stopKey, &StopKey::pressed, &m_panel, &Panel::stopAll);
     m_engine.addImageProvider(QStringLiteral("sign"), new SignProvider);
     // Where the build has the module, or an installation that is not the system's.
     const QDir here(QCoreApplication::applicationDirPath());
-    for (const char *const folder : {"../../qml", "../" VOX_QML_DIR}) {
+    for (const char *const folder : {"../qml", "../../qml", "../" VOX_QML_DIR}) {
         if (here.exists(QLatin1String(folder) + QStringLiteral("/Vox/qmldir")))
             m_engine.addImportPath(here.filePath(QLatin1String(folder)));
     }
@@ -57,13 +56,17 @@ Application::Application(const PanelOptions &options, QObject *parent)
     m_engine.rootContext()->setContextProperty(QStringLiteral("Panel"), &m_panel);
     m_engine.rootContext()->setContextProperty(QStringLiteral("StopKey"), &m_stopKey);
     m_engine.setInitialProperties(
-        {{QStringLiteral("view"), options.view}, {QStringLiteral("find"), options.find}});
+        {{QStringLiteral("view"),
+          options.view.isEmpty() && !options.replay.isEmpty() ? QStringLiteral("replay") : options.view},
+         {QStringLiteral("find"), options.find}});
     // Pages are tried without building them.
     const QString pages = qEnvironmentVariable("VOX_PANEL_PAGES");
     m_engine.load(pages.isEmpty() ? QUrl(QStringLiteral("qrc:/panel/qml/Main.qml"))
                                   : QUrl::fromLocalFile(pages + QStringLiteral("/Main.qml")));
     if (!window())
         return;
+    // Pages take a while to load, in which nobody would take answers.
+    openSource(options);
     const bool isRemembered = options.size.isEmpty() && options.picture.isEmpty();
     const QSize size = isRemembered ? QSettings().value(SizeKey).toSize() : options.size;
     if (size.isValid())

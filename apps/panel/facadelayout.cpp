@@ -19,6 +19,8 @@ constexpr double Bottom = 8;
 constexpr int LargestCell = 160;
 constexpr int OnlyCell = 308;
 constexpr double CaptionHeight = 22;
+constexpr double LargeCaptionHeight = 52;
+constexpr double InsetShare = 1.0 / 9;
 
 using Row = QVector<int>;
 
@@ -78,7 +80,11 @@ QMap<int, int> floorsOf(const QVector<FacadePlace> &places)
 
 double heightOf(double width)
 {
-    return std::round(width * Aspect);
+    if (width < FacadeLayout::LabelWidth)
+        return std::round(width * Aspect);
+    // Two lines of text need no more room under a large window than under a small one.
+    const double inset = std::round(width * InsetShare);
+    return inset + std::round((width - 2 * inset) * WindowAspect) + LargeCaptionHeight;
 }
 
 /// Floors at one height over all façades.
@@ -350,7 +356,7 @@ QRectF FacadeLayout::windowOf(const QSizeF &cell)
 {
     if (cell.width() < ShortLabelWidth)
         return QRectF(2, 2, cell.width() - 4, cell.height() - 4);
-    const double inset = std::round(cell.width() / 9);
+    const double inset = std::round(cell.width() * InsetShare);
     const double width = cell.width() - 2 * inset;
     const double height = std::min(std::round(width * WindowAspect), cell.height() - inset - CaptionHeight);
     return QRectF(inset, inset, width, height);

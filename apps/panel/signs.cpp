@@ -144,20 +144,14 @@ void arrowDown(QPainterPath &path)
     path.lineTo(17.5, 13.5);
 }
 
-void window(QPainterPath &path)
-{
-    path.addRoundedRect(QRectF(2, 2, 20, 20), 1, 1);
-}
-
 const Row rows[] = {
-    {"up", up, false},         {"down", down, false},       {"stop", stop, true},
-    {"wink", wink, true},      {"lock", lock, true},        {"refused", refused, false},
-    {"cross", cross, false},   {"check", check, false},     {"unknown", unknown, false},
-    {"undo", undo, false},     {"save", save, false},       {"play", play, true},
-    {"pause", pause, true},    {"arrowUp", arrowUp, false}, {"arrowDown", arrowDown, false},
-    {"window", window, false},
+    {"up", up, false},       {"down", down, false},       {"stop", stop, true},
+    {"wink", wink, true},    {"lock", lock, true},        {"refused", refused, false},
+    {"cross", cross, false}, {"check", check, false},     {"unknown", unknown, false},
+    {"undo", undo, false},   {"save", save, false},       {"play", play, true},
+    {"pause", pause, true},  {"arrowUp", arrowUp, false}, {"arrowDown", arrowDown, false},
 };
-static_assert(std::size(rows) == Signs::Window + 1);
+static_assert(std::size(rows) == Signs::ArrowDown + 1);
 }
 
 void Signs::paint(QPainter &painter, Sign sign, const QRectF &rect, const QColor &colour)

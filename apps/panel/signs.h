@@ -23,8 +23,7 @@ enum Sign : int {
     Play,
     Pause,
     ArrowUp,
-    ArrowDown,
-    Window
+    ArrowDown
 };
 
 /// Draws @p sign into the square @p rect.

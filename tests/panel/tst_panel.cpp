@@ -503,7 +503,7 @@ void tst_Panel::badInput_data()
     row("a site file that is none", &PanelOptions::config, VOX_SOURCE_DIR "/README.md",
         "Which line is to be shown?");
     row("a capture that is none", &PanelOptions::replay, VOX_SOURCE_DIR "/README.md",
-        "Which line is to be shown?");
+        "Show what was on a line");
 }
 
 void tst_Panel::badInput()
@@ -516,6 +516,7 @@ void tst_Panel::badInput()
     pass(3000);
     QVERIFY(desk.item(said));
     QVERIFY(options.bus.isEmpty() == !desk.panel().problems().isEmpty());
+    QVERIFY(desk.click("Façade"));
     QVERIFY(desk.click("Try the demo"));
     pass(1000);
     QCOMPARE(desk.panel().badge(), QString("SIMULATED"));

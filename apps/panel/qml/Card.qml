@@ -8,6 +8,7 @@ Column {
     readonly property var shade: Panel.selection.only
     readonly property int count: Panel.selection.count
     property bool isLabelling: false
+    readonly property int buttonWidth: Math.min(64, Math.floor((width - 48 - 3 * 8) / 3))
 
     spacing: 0
     visible: count > 0
@@ -50,14 +51,14 @@ Column {
         spacing: 8
 
         TextButton {
-            width: 64; height: 56
+            width: card.buttonWidth; height: 56
             stacked: true
             sign: "up"
             text: qsTr("Up")
             onClicked: Panel.selection.moveUp()
         }
         TextButton {
-            width: 64; height: 56
+            width: card.buttonWidth; height: 56
             stacked: true
             sign: "stop"
             text: qsTr("Stop")
@@ -67,7 +68,7 @@ Column {
             onClicked: Panel.selection.stop()
         }
         TextButton {
-            width: 64; height: 56
+            width: card.buttonWidth; height: 56
             stacked: true
             sign: "down"
             text: qsTr("Down")

@@ -1,4 +1,5 @@
 import QtQuick 2.15
+import VoxPanel 1.0
 
 // In place of shades while there are none: what is the matter, and what may help.
 Item {
@@ -12,12 +13,12 @@ Item {
         width: Math.min(parent.width - 64, 480)
         spacing: 12
 
-        Image {
+        // A window that nothing is known of.
+        ShadePicture {
             anchors.horizontalCenter: parent.horizontalCenter
-            width: 112
-            height: 144
-            sourceSize: Qt.size(112, 144)
-            source: "image://sign/window/" + String(Theme.outline).slice(1)
+            width: 128
+            height: 168
+            dark: Theme.isDark
         }
         Text {
             id: heading

@@ -210,7 +210,7 @@ FocusScope {
                         }
                     }
                 }
-                readonly property string limits: !item || item.downLimit === undefined ? qsTr("not set") : item.upLimit + " … " + item.downLimit
+                readonly property string limits: !item || item.downLimit === undefined ? (model.percent === undefined ? qsTr("not set") : qsTr("not read yet")) : item.upLimit + " … " + item.downLimit
                 readonly property string state_: model.presence === Node.Down ? qsTr("no answer") : model.presence === Node.Unknown ? qsTr("not asked yet")
                     : model.presence === Node.Shaky ? qsTr("answers badly") : model.moving ? qsTr("moving")
                     : model.percent === undefined ? qsTr("answers") : qsTr("%1 % down").arg(model.percent)

@@ -29,7 +29,7 @@ Window {
     }
 
     Component.onCompleted: {
-        top.view = view === "" && Panel.replay ? 3 : Math.max(0, names.indexOf(view))
+        top.view = Math.max(0, names.indexOf(view))
         if (find !== "")
             Qt.callLater(function() { facade.facade.find(find) })
     }

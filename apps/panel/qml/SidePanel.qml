@@ -88,7 +88,7 @@ Rectangle {
         readonly property var words: line ? line.lastFrame.split("  ") : []
 
         anchors { left: flick.left; right: flick.right; bottom: parent.bottom; bottomMargin: 12 }
-        visible: !!line && side.height > 520
+        visible: !!line && content.height + 150 < side.height
         height: visible ? implicitHeight : 0
         spacing: 2
 
