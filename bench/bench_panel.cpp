@@ -71,8 +71,6 @@ int main(int argc, char *argv[])
     const QGuiApplication application(argc, argv);
     Application::prepare();
     PanelOptions options;
-    options.isDemo = true;
-    options.shades = Shades;
     options.size = {1920, 1080};
     options.theme = QStringLiteral("light");
     QElapsedTimer start;
@@ -84,10 +82,12 @@ int main(int argc, char *argv[])
         if (!std::exchange(isDrawn, true))
             std::printf("first picture after %lld ms\n", static_cast<long long>(start.elapsed()));
     });
+    // So that the line holds nothing up.
+    panel.panel().openDemo(Shades, 0);
     panel.panel().demo()->setPlaying(false);
     while (!panel.panel().isSettled())
         wait(500);
-    wait(3000);
+    wait(10000);
     frames.measure("none of 500 moves");
     VOXNetwork &network = panel.panel().lines().first()->network();
     const auto nodes = network.nodes();
@@ -98,7 +98,7 @@ int main(int argc, char *argv[])
     panel.panel().stopAll();
     wait(3000);
     panel.panel().allDown();
-    wait(12000);
+    wait(5000);
     frames.measure("all of 500 move");
     return 0;
 }

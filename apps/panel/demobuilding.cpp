@@ -9,8 +9,6 @@
 #include <cmath>
 
 namespace {
-/// Four times the usual rate: who tries it waits for nothing.
-constexpr int LineRate = 19200;
 constexpr int Floors = 5;
 constexpr VOX::Addr FirstAddr = 0x000101;
 constexpr VOX::Addr FirstFacadeGroup = 0x00a001;
@@ -66,9 +64,9 @@ QJsonObject nodeOf(VOX::Addr addr, const QString &label, int position, const QJs
 }
 }
 
-DemoBuilding::DemoBuilding(int shades, QObject *parent)
+DemoBuilding::DemoBuilding(int shades, int bitsPerSecond, QObject *parent)
     : QObject(parent)
-    , m_line(LineRate)
+    , m_line(bitsPerSecond)
     , m_nodes(m_line.addBus())
     , m_bus(m_line.addBus())
 {

@@ -19,10 +19,13 @@ class DemoBuilding : public QObject
 
 public:
     /// Another number of shades makes a building of as many, all on one floor after the other.
-    explicit DemoBuilding(int shades = DefaultShades, QObject *parent = nullptr);
+    explicit DemoBuilding(int shades = DefaultShades, int bitsPerSecond = DefaultRate,
+                          QObject *parent = nullptr);
     ~DemoBuilding() override;
 
     static constexpr int DefaultShades = 60;
+    /// Four times the usual rate: who tries it waits for nothing. 0 is a line that takes no time.
+    static constexpr int DefaultRate = 19200;
     static constexpr int MostShades = 2000;
 
     const Site &site() const { return m_site; }

@@ -73,12 +73,12 @@ void Panel::open(const Site &site, Sending sending, const QStringList &problems)
     Q_EMIT linesChanged();
 }
 
-void Panel::openDemo(int shades)
+void Panel::openDemo(int shades, int bitsPerSecond)
 {
     close();
     m_sending = Sends;
     m_problems.clear();
-    m_demo = std::make_unique<DemoBuilding>(shades);
+    m_demo = std::make_unique<DemoBuilding>(shades, bitsPerSecond);
     m_title = m_demo->site().name;
     m_demo->play(addLine(m_demo->site().lines.first(), &m_demo->bus()));
     Q_EMIT linesChanged();

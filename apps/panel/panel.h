@@ -41,7 +41,8 @@ public:
     /// Shows the lines of @p site, on their buses. @p problems are told where the lines are.
     void open(const Site &site, Sending sending, const QStringList &problems = {});
     /// Shows a building that is simulated here.
-    Q_INVOKABLE void openDemo(int shades = DemoBuilding::DefaultShades);
+    Q_INVOKABLE void openDemo(int shades = DemoBuilding::DefaultShades,
+                              int bitsPerSecond = DemoBuilding::DefaultRate);
     Q_INVOKABLE void openBus(const QString &url);
     /// Shows what was, from a capture.
     Q_INVOKABLE void openReplay(const QString &fileName);

@@ -8,26 +8,58 @@
 #include <QSGTexture>
 
 #include <memory>
+#include <vector>
 
-/// A picture among the nodes of a scene. Keeps its texture as long as the picture is the same.
-class Picture
+/// Something in a scene that may be there or not.
+class Part
 {
 public:
-    Picture(QQuickWindow &window, QSGNode &parent)
+    virtual ~Part() = default;
+
+    /// Null while there is nothing to be drawn.
+    virtual QSGNode *shown() const = 0;
+};
+
+/// The part of a scene that an item draws: what is not shown is no node, because each one costs time in each
+/// frame.
+class PartsNode : public QSGNode
+{
+public:
+    /// From behind to the front. To be called when what is shown may have changed.
+    void arrange(const std::vector<const Part *> &parts)
+    {
+        std::vector<QSGNode *> shown;
+        for (const Part *const part : parts) {
+            if (QSGNode *const node = part->shown())
+                shown.push_back(node);
+        }
+        if (shown == m_shown)
+            return;
+        removeAllChildNodes();
+        for (QSGNode *const node : shown)
+            appendChildNode(node);
+        m_shown = std::move(shown);
+    }
+
+private:
+    std::vector<QSGNode *> m_shown;
+};
+
+/// A picture. Keeps its texture as long as the picture is the same.
+class Picture : public Part
+{
+public:
+    explicit Picture(QQuickWindow &window)
         : m_window(window)
-        , m_parent(parent)
     {
     }
 
     /// Shows the part @p source, in points, of @p image at @p target; nothing of a null image.
     void set(const QImage &image, const QRectF &target, const QRectF &source)
     {
-        if (image.isNull() || target.isEmpty()) {
-            if (m_isShown)
-                m_parent.removeChildNode(m_node.get());
-            m_isShown = false;
+        m_isShown = !image.isNull() && !target.isEmpty();
+        if (!m_isShown)
             return;
-        }
         if (!m_node)
             makeNode();
         if (image.cacheKey() != m_key) {
@@ -37,10 +69,9 @@ public:
         const double ratio = image.devicePixelRatio();
         m_node->setRect(target);
         m_node->setSourceRect(QRectF(source.topLeft() * ratio, source.size() * ratio));
-        if (!m_isShown)
-            m_parent.appendChildNode(m_node.get());
-        m_isShown = true;
     }
+
+    QSGNode *shown() const override { return m_isShown ? m_node.get() : nullptr; }
 
 private:
     void makeNode()
@@ -52,31 +83,40 @@ private:
     }
 
     QQuickWindow &m_window;
-    QSGNode &m_parent;
     std::unique_ptr<QSGImageNode> m_node;
     qint64 m_key = 0;
     bool m_isShown = false;
 };
 
-/// A rectangle among the nodes of a scene.
-class Bar
+/// A rectangle of one colour.
+class Bar : public Part
 {
 public:
-    Bar(QQuickWindow &window, QSGNode &parent)
-        : m_node(window.createRectangleNode())
+    explicit Bar(QQuickWindow &window)
+        : m_window(window)
     {
-        m_node->setFlag(QSGNode::OwnedByParent, false);
-        parent.appendChildNode(m_node.get());
     }
 
+    /// Nothing if @p rect is empty.
     void set(const QRectF &rect, const QColor &colour)
     {
+        m_isShown = !rect.isEmpty();
+        if (!m_isShown)
+            return;
+        if (!m_node) {
+            m_node.reset(m_window.createRectangleNode());
+            m_node->setFlag(QSGNode::OwnedByParent, false);
+        }
         m_node->setRect(rect);
         m_node->setColor(colour);
     }
 
+    QSGNode *shown() const override { return m_isShown ? m_node.get() : nullptr; }
+
 private:
-    const std::unique_ptr<QSGRectangleNode> m_node;
+    QQuickWindow &m_window;
+    std::unique_ptr<QSGRectangleNode> m_node;
+    bool m_isShown = false;
 };
 
 #endif

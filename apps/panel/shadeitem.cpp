@@ -8,7 +8,6 @@
 #include <QQuickWindow>
 #include <QRegularExpression>
 
-#include <array>
 #include <cmath>
 #include <utility>
 
@@ -17,48 +16,35 @@ constexpr double WholeWay = 100;
 /// Less of a change is not drawn, in pixels.
 constexpr double Visible = 0.25;
 
-/// The nodes of one shade, from behind to the front. What changes their order stands in a layer of its own.
-class ShadeNode : public QSGNode
+/// The parts of one shade.
+struct ShadeNode : PartsNode
 {
-public:
     explicit ShadeNode(QQuickWindow &window)
-        : m_layers{layer(), layer(), layer()}
-        , windowPicture(window, *m_layers[0])
-        , cloth(window, *m_layers[1])
-        , otherCloth(window, *m_layers[1])
-        , hem(window, *m_layers[2])
-        , otherHem(window, *m_layers[2])
-        , target(window, *m_layers[2])
-        , m_front{layer(), layer(), layer()}
-        , signs(window, *m_front[0])
-        , mark(window, *m_front[1])
-        , ring(window, *m_front[2])
+        : windowPicture(window)
+        , cloth(window)
+        , otherCloth(window)
+        , hem(window)
+        , otherHem(window)
+        , target(window)
+        , signs(window)
+        , mark(window)
+        , ring(window)
     {
     }
+    ~ShadeNode() override { removeAllChildNodes(); }
 
-private:
-    QSGNode *layer()
+    void arrange()
     {
-        auto *const node = new QSGNode;
-        appendChildNode(node);
-        return node;
+        PartsNode::arrange(
+            {&windowPicture, &cloth, &otherCloth, &hem, &otherHem, &target, &signs, &mark, &ring});
     }
 
-    // Before the pictures in them.
-    const std::array<QSGNode *, 3> m_layers;
-
-public:
     Picture windowPicture;
     Picture cloth;
     Picture otherCloth;
     Bar hem;
     Bar otherHem;
     Bar target;
-
-private:
-    const std::array<QSGNode *, 3> m_front;
-
-public:
     Picture signs;
     Picture mark;
     Picture ring;
@@ -128,8 +114,8 @@ void ShadeItem::setNodeObject(QObject *object)
     m_node = node;
     m_motion.reset();
     if (node) {
-        connect(node, &VOXNetworkNode::changed, this, &ShadeItem::refresh);
-        connect(node, &VOXNetworkNode::presenceChanged, this, &ShadeItem::refresh);
+        connect(node, &VOXNetworkNode::changed, this, &ShadeItem::noteNews);
+        connect(node, &VOXNetworkNode::presenceChanged, this, &ShadeItem::noteNews);
     }
     Q_EMIT nodeChanged();
     refresh();
@@ -203,6 +189,14 @@ double ShadeItem::windowBottom() const
     return FacadeLayout::windowOf(size()).bottom();
 }
 
+/// Many nodes may tell something between two frames.
+void ShadeItem::noteNews()
+{
+    m_isInMotion = true;
+    m_hasNews = true;
+    Q_EMIT motionBegun();
+}
+
 void ShadeItem::refresh()
 {
     if (!m_node)
@@ -254,6 +248,8 @@ void ShadeItem::updateValue()
 
 bool ShadeItem::advance(qint64 nowMs)
 {
+    if (std::exchange(m_hasNews, false))
+        refresh();
     const double before = m_shown;
     const bool hadRing = m_hasRing;
     updateEstimate(nowMs);
@@ -286,9 +282,12 @@ QSGNode *ShadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
     const QRectF glass = paint.inner();
     node->windowPicture.set(paint.window(m_look), all, all);
     const QColor hem = Theme::colour(Theme::Hem, mode);
-    if (!m_look.hasCloth())
-        drawBlind(*node, {}, {}, 0, 0, hem);
-    else if (m_look.kind == ShadeLook::Curtain)
+    if (!m_look.hasCloth()) {
+        node->cloth.set({}, {}, {});
+        node->otherCloth.set({}, {}, {});
+        node->hem.set({}, hem);
+        node->otherHem.set({}, hem);
+    } else if (m_look.kind == ShadeLook::Curtain)
         drawCurtain(*node, paint.cloth(m_look), glass, m_shown, paint.hemHeight(), hem);
     else
         drawBlind(*node, paint.cloth(m_look), glass, m_shown, paint.hemHeight(), hem);
@@ -311,6 +310,7 @@ QSGNode *ShadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
         : m_hasRing                              ? ShadePainter::JumpRing
                                                  : ShadePainter::NoRing;
     node->ring.set(paint.ring(ring), all, all);
+    node->arrange();
     return node;
 }
 

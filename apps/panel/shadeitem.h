@@ -99,6 +99,7 @@ private:
     VOXNetworkMotor *motor() const;
     ShadePainter painter() const;
     void setMark(bool &mark, bool value);
+    void noteNews();
     void updateEstimate(qint64 nowMs);
     void updateValue();
 
@@ -108,6 +109,7 @@ private:
     double m_shown = 0;
     bool m_hasRing = false;
     bool m_isInMotion = false;
+    bool m_hasNews = false;
     QString m_facade;
     QString m_key;
     QString m_shownLabel;

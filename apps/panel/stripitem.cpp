@@ -15,18 +15,26 @@ const Theme::Role roles[] = {Theme::LanePoll, Theme::LaneReadBack, Theme::LaneUs
 static_assert(std::size(roles) == LineHistory::KindCount);
 
 /// The bars, and the mark over each.
-class StripNode : public QSGNode
+class StripNode : public PartsNode
 {
 public:
     explicit StripNode(QQuickWindow &window)
     {
         for (int i = 0; i < LineHistory::Seconds * LineHistory::KindCount; ++i)
-            bars.push_back(std::make_unique<Bar>(window, *this));
-        for (int i = 0; i < LineHistory::Seconds; ++i) {
-            auto *const layer = new QSGNode;
-            appendChildNode(layer);
-            marks.push_back(std::make_unique<Picture>(window, *layer));
-        }
+            bars.push_back(std::make_unique<Bar>(window));
+        for (int i = 0; i < LineHistory::Seconds; ++i)
+            marks.push_back(std::make_unique<Picture>(window));
+    }
+    ~StripNode() override { removeAllChildNodes(); }
+
+    void arrange()
+    {
+        std::vector<const Part *> parts;
+        for (const auto &bar : bars)
+            parts.push_back(bar.get());
+        for (const auto &mark : marks)
+            parts.push_back(mark.get());
+        PartsNode::arrange(parts);
     }
 
     std::vector<std::unique_ptr<Bar>> bars;
@@ -94,5 +102,6 @@ QSGNode *StripItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
         node->marks[static_cast<std::size_t>(i)]->set(
             mark, square.translated(std::round(left + (barWidth - MarkSide) / 2), 2), square);
     }
+    node->arrange();
     return node;
 }
