@@ -5,6 +5,8 @@
 
 #include <QGuiApplication>
 #include <QImageReader>
+#include <QQuickWindow>
+#include <QSGRectangleNode>
 #include <QStyleHints>
 
 #include <algorithm>
@@ -15,6 +17,7 @@ namespace {
 constexpr int FewShades = 100;
 constexpr int FewMs = 16;
 constexpr int ManyMs = 33;
+constexpr int ManyMoving = 20;
 
 QPointF positionOf(const QMouseEvent &event)
 {
@@ -46,6 +49,7 @@ FacadeItem::FacadeItem(QQuickItem *parent)
     setAcceptedMouseButtons(Qt::LeftButton);
     setAcceptHoverEvents(true);
     setActiveFocusOnTab(true);
+    setFlag(ItemHasContents);
     connect(this, &FacadeItem::arrangingChanged, this, &QQuickItem::polish);
 }
 
@@ -226,15 +230,28 @@ void FacadeItem::timerEvent(QTimerEvent *event)
 void FacadeItem::advance()
 {
     const qint64 now = ShadeItem::nowMs();
-    bool isMoving = false;
+    int moving = 0;
     for (ShadeItem *const shade : qAsConst(m_shades)) {
         if (shade->isInMotion())
-            isMoving |= shade->advance(now);
+            moving += shade->advance(now);
     }
-    if (isMoving)
+    if (moving >= ManyMoving)
+        update();
+    if (moving > 0)
         return;
     m_clock.stop();
     Q_EMIT movingChanged();
+}
+
+/// Behind all shades: a rectangle that cannot be seen. A renderer without a GPU works out which part of each
+/// node is to be drawn again, which for many small pieces takes longer than to draw all.
+QSGNode *FacadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
+{
+    auto *const node = old ? static_cast<QSGRectangleNode *>(old) : window()->createRectangleNode();
+    node->setRect(boundingRect());
+    node->setColor(Qt::transparent);
+    node->markDirty(QSGNode::DirtyMaterial);
+    return node;
 }
 
 // Choosing

@@ -84,6 +84,7 @@ protected:
     void itemChange(ItemChange change, const ItemChangeData &data) override;
     void updatePolish() override;
     void timerEvent(QTimerEvent *event) override;
+    QSGNode *updatePaintNode(QSGNode *old, UpdatePaintNodeData *data) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;

@@ -197,8 +197,8 @@ private:
     {
         QMap<int, int> all;
         for (const Facade &facade : rows) {
-            for (const int number : facade.floors.keys())
-                all.insert(number, 0);
+            for (auto row = facade.floors.cbegin(); row != facade.floors.cend(); ++row)
+                all.insert(row.key(), 0);
         }
         return all.keys();
     }
