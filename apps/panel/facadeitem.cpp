@@ -1,7 +1,6 @@
 #include "panel/facadeitem.h"
 
 #include "network/voxnetworknode.h"
-#include "panel/shadeitem.h"
 
 #include <QGuiApplication>
 #include <QImageReader>

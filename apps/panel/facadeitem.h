@@ -4,12 +4,11 @@
 #include "panel/facadelayout.h"
 #include "panel/places.h"
 #include "panel/selection.h"
+#include "panel/shadeitem.h"
 
 #include <QBasicTimer>
 #include <QQuickItem>
 #include <QVariantList>
-
-class ShadeItem;
 
 /// The façade: places the shades that are its children, moves them by one clock, and takes what mouse and
 /// keys do with them.

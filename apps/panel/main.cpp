@@ -47,7 +47,9 @@ int main(int argc, char *argv[])
         return QGuiApplication::exec();
     const PictureSaver saver(*panel.window(), options.picture, options.afterMs,
                              [&] { return panel.panel().isSettled(); });
-    QObject::connect(&saver, &PictureSaver::finished, &application, [](const QString &problem) {
+    QObject::connect(&saver, &PictureSaver::finished, &application, [&](const QString &problem) {
+        if (!options.capture.isEmpty() && !panel.panel().lines().isEmpty())
+            std::puts(qPrintable(panel.panel().lines().first()->frames()->save(options.capture)));
         if (!problem.isEmpty())
             std::fprintf(stderr, "vox-panel: %s\n", qPrintable(problem));
         QGuiApplication::exit(problem.isEmpty() ? 0 : 1);

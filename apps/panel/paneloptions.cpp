@@ -92,6 +92,7 @@ void addOptions(QCommandLineParser &parser)
     add("theme", tr("light or dark; as the desktop is if not given."), "NAME");
     add("size", tr("The size of the window, such as 1280x800."), "WxH");
     add("picture", tr("Saves a picture of the window, and ends."), "FILE");
+    add("capture", tr("With --picture: saves what was on the first line, too."), "FILE");
     add("after", tr("With --picture: how many seconds after the start; 3 if not given."), "SECONDS");
 }
 }
@@ -101,7 +102,8 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
     PanelOptions options;
     QCommandLineParser parser;
     addOptions(parser);
-    const QCommandLineOption help = parser.addHelpOption();
+    const QCommandLineOption help({QStringLiteral("h"), QStringLiteral("help")}, tr("Shows this help."));
+    parser.addOption(help);
     const QCommandLineOption version = parser.addVersionOption();
     const bool isRead = parser.parse(arguments);
     Values values(parser);
@@ -117,6 +119,7 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
     options.find = parser.value(QStringLiteral("find"));
     options.isLooking = parser.isSet(QStringLiteral("look"));
     options.picture = parser.value(QStringLiteral("picture"));
+    options.capture = parser.value(QStringLiteral("capture"));
     options.afterMs = values.number(QStringLiteral("after"), 0, MostSeconds, MsPerSecond, options.afterMs);
     options.size = values.size(QStringLiteral("size"));
     options.view = values.oneOf(QStringLiteral("view"), views);
@@ -124,6 +127,8 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
     const int sources =
         options.isDemo + !options.bus.isEmpty() + !options.config.isEmpty() + !options.replay.isEmpty();
     QString problem = isRead ? values.problem() : parser.errorText();
+    if (problem.endsWith(QLatin1Char('.')))
+        problem.chop(1);
     if (problem.isEmpty() && sources > 1)
         problem = tr("--demo, --bus, --config and --replay exclude each other");
     if (problem.isEmpty() && !parser.positionalArguments().isEmpty())

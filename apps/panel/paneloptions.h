@@ -27,6 +27,7 @@ struct PanelOptions
     QString find;
     bool isLooking = false;
     QString picture;
+    QString capture;
     int afterMs = 3000;
     QSize size;
     QString view;
