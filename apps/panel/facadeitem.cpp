@@ -16,7 +16,7 @@ namespace {
 constexpr int FewShades = 100;
 constexpr int FewMs = 16;
 constexpr int ManyMs = 33;
-constexpr int ManyMoving = 20;
+constexpr int ManyMoving = 150;
 
 QPointF positionOf(const QMouseEvent &event)
 {
