@@ -29,6 +29,9 @@ if(VOX_BUILD_PROGRAMS AND VOX_INSTALL_PROGRAM)
     if(MOSQUITTO_LIBRARY AND MOSQUITTO_INCLUDE_DIR)
         list(APPEND CPACK_COMPONENTS_ALL bridge)
     endif()
+    if(TARGET vox-panel)
+        list(APPEND CPACK_COMPONENTS_ALL panel)
+    endif()
 endif()
 set(CPACK_DEB_COMPONENT_INSTALL ON)
 set(CPACK_DEBIAN_FILE_NAME DEB-DEFAULT)
@@ -62,6 +65,11 @@ set(CPACK_DEBIAN_BRIDGE_PACKAGE_SECTION utils)
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_DEPENDS "vox-tools (= ${PROJECT_VERSION})")
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_SUGGESTS "mosquitto")
 set(CPACK_DEBIAN_BRIDGE_PACKAGE_CONTROL_EXTRA ${PROJECT_SOURCE_DIR}/cmake/debian/postinst)
+# What its pages import is loaded at run time, and a page without a font has boxes for letters.
+set(CPACK_DEBIAN_PANEL_PACKAGE_NAME vox-panel)
+set(CPACK_DEBIAN_PANEL_PACKAGE_SECTION utils)
+set(CPACK_DEBIAN_PANEL_PACKAGE_DEPENDS
+    "${runtime_package} (= ${PROJECT_VERSION}), ${network_package} (= ${PROJECT_VERSION}), ${simulation_package} (= ${PROJECT_VERSION}), ${qml_package_5} (= ${PROJECT_VERSION}), qml-module-qtquick2, qml-module-qtquick-window2, qml-module-qtquick-templates2, libqt5svg5, fonts-open-sans, fonts-dejavu-core")
 set(CPACK_STRIP_FILES ON)
 string(TIMESTAMP now "%a, %d %b %Y %H:%M:%S +0000" UTC)
 file(CONFIGURE OUTPUT changelog CONTENT "vox (@PROJECT_VERSION@) unstable; urgency=medium
@@ -98,4 +106,7 @@ motorised window coverings.")
 set(CPACK_COMPONENT_BRIDGE_DESCRIPTION
     "Bridge to MQTT: starts 'vox bridge' with the system, as a user of its own,
 once /etc/vox/site.json is there.")
+set(CPACK_COMPONENT_PANEL_DESCRIPTION
+    "The panel: shows the shades of a building in a window, and commands
+them; with --demo, a building that is simulated.")
 include(CPack)

@@ -12,6 +12,7 @@
 #include "vox/line/probecommand.h"
 #include "vox/line/replaycommand.h"
 #include "vox/mancommand.h"
+#include "vox/panelcommand.h"
 #include "vox/sim/recordcommand.h"
 #include "vox/sim/simcommand.h"
 #include "vox/test/testcommand.h"
@@ -43,6 +44,7 @@ const QVector<Command> &commands()
             {QStringLiteral("probe"), QStringLiteral("finds the bit rate and parity of a serial line"),
              runProbe},
             {QStringLiteral("bridge"), QStringLiteral("brings lines to an MQTT broker"), runBridge},
+            {QStringLiteral("panel"), QStringLiteral("shows the shades of a building in a window"), runPanel},
         }
         + dailyCommands();
     return all;

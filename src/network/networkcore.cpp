@@ -143,6 +143,7 @@ void NetworkCore::tellChange(NodeState &node)
 void NetworkCore::noteRefusal(NodeState &node, const QString &sentence)
 {
     node.lastRefusal = sentence;
+    node.refusedMs = nowMs();
     noteChange(node);
 }
 

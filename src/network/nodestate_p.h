@@ -56,6 +56,7 @@ struct NodeState
     std::optional<KVRAnswer::Version> appVersion;
     std::optional<KVRAnswer::Version> stackVersion;
     QString lastRefusal;
+    qint64 refusedMs = Never;
     MotorState motor;
 
     // Whether it is there.

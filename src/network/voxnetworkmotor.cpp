@@ -54,6 +54,12 @@ std::optional<int> VOXNetworkMotor::percent() const
     return state().motor.percent;
 }
 
+qint64 VOXNetworkMotor::positionAgeMs() const
+{
+    const qint64 readMs = state().positionMs;
+    return readMs == NodeState::Never ? -1 : core().nowMs() - readMs;
+}
+
 std::optional<int> VOXNetworkMotor::pulses() const
 {
     return state().motor.pulses;

@@ -57,6 +57,8 @@ public:
     ///@{
     /// As read last.
     std::optional<int> percent() const;
+    /// Milliseconds since the motor was last heard to tell where it is; -1 for never.
+    qint64 positionAgeMs() const;
     std::optional<int> pulses() const;
     std::optional<int> tilt() const;
     /// The intermediate position, from 1, at which the motor is.

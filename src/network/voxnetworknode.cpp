@@ -84,6 +84,16 @@ QString VOXNetworkNode::lastRefusal() const
     return m_state->lastRefusal;
 }
 
+qint64 VOXNetworkNode::refusedForMs() const
+{
+    return m_state->refusedMs == NodeState::Never ? -1 : m_core.nowMs() - m_state->refusedMs;
+}
+
+bool VOXNetworkNode::isDoubled() const
+{
+    return m_state->isDouble;
+}
+
 bool VOXNetworkNode::isLegacy() const
 {
     return m_state->isLegacy;

@@ -71,6 +71,10 @@ public:
     /// What the node has refused last, or what was not sent because it cannot be: a sentence that says what
     /// to do. Empty if there was nothing.
     QString lastRefusal() const;
+    /// Milliseconds since lastRefusal() came; -1 if there was none.
+    qint64 refusedForMs() const;
+    /// Whether two nodes seem to have this address, as VOXNetwork::noticed() has told.
+    bool isDoubled() const;
     /// Whether it is of the older generation, which tells neither where it is nor whether it moves.
     bool isLegacy() const;
 

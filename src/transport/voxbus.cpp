@@ -145,10 +145,12 @@ bool VOXBus::isTaken(const VOXFrameCutter::Check &check)
 {
     if (check.hasCrc && check.verdict != VOXFrameCutter::Intact)
         qCWarning(lcVoxBus, "Wrong CRC: %s, trying CHKSUM", hex(check.crc).constData());
-    if (check.verdict == VOXFrameCutter::Failed)
-        qCWarning(lcVoxBus, "Wrong CRC: %s != %s", hex(check.checksum).constData(),
-                  hex(check.received).constData());
-    return check.verdict != VOXFrameCutter::Failed;
+    if (check.verdict != VOXFrameCutter::Failed)
+        return true;
+    qCWarning(lcVoxBus, "Wrong CRC: %s != %s", hex(check.checksum).constData(),
+              hex(check.received).constData());
+    Q_EMIT checkFailed();
+    return false;
 }
 
 bool VOXBus::processData()

@@ -108,6 +108,9 @@ Q_SIGNALS:
     /// check value is wrong. They come in their order, and a serial line often tells them one by one. A slot
     /// must not destroy the bus.
     void discarded(const QByteArray &bytes);
+    /// A frame has come whose check value is wrong. One damaged frame may fail several checks. A slot must not
+    /// destroy or use the bus.
+    void checkFailed();
 
 public Q_SLOTS:
     /// Takes at most one frame of the received bytes. True if there was one, even if its check value
@@ -128,8 +131,8 @@ protected:
 
     /// The line form of @p frame in the working buffer, which the next use of the bus overwrites.
     const QByteArray &toLine(const QByteArray &frame);
-    /// Whether a frame with this check is taken. Logs what is wrong with it.
-    static bool isTaken(const VOXFrameCutter::Check &check);
+    /// Whether a frame with this check is taken. Logs what is wrong with it, and emits checkFailed() if not.
+    bool isTaken(const VOXFrameCutter::Check &check);
     /// Makes a cutter that asks getLen() for lengths, and looks at nothing while there are fewer than
     /// @p minBytes.
     VOXFrameCutter makeCutter(int minBytes) const;

@@ -137,7 +137,7 @@ void tst_Vox::commandLines_data()
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
     row("",
-        "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, "
+        "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, panel, "
         "move");
     row("fly", "unknown command 'fly'; one of demo, sim");
     row("help fly", "unknown command 'fly'; one of demo, sim");
@@ -943,7 +943,7 @@ void tst_Vox::everyCommandHasHelp()
         QVERIFY2(manual.contains(part), part);
     QVERIFY(run("call ctrlMoveOf --help").contains("\n  TILT: a number from 0 to 255; 255 without it\n"));
     for (const QByteArray command :
-         {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "goto"}) {
+         {"demo", "sim", "test", "scan", "call", "monitor", "replay", "probe", "panel", "goto"}) {
         const QByteArray help = run(command + " --help");
         QVERIFY2(help.startsWith("0 Usage: vox " + command), help);
         QVERIFY2(help.contains("\nExample: vox "), help);
@@ -995,7 +995,7 @@ void tst_Vox::guidesWork_data()
     // What runs until it is interrupted, or writes files, has tests of its own, as has what is shown with its
     // output.
     const QRegularExpression others(
-        "vox (?!sim|test|monitor|top|replay|demo|record|probe|bridge)(?!.*--bus|.*site\\.json)");
+        "vox (?!sim|test|monitor|top|replay|demo|record|probe|bridge|panel)(?!.*--bus|.*site\\.json)");
     for (const QString &line : lines.filter(others))
         row(qPrintable(line), line.trimmed().mid(int(qstrlen("vox "))));
 }

@@ -1,0 +1,475 @@
+#include "panel/facadeitem.h"
+
+#include "network/voxnetworknode.h"
+
+#include <QGuiApplication>
+#include <QImageReader>
+#include <QQuickWindow>
+#include <QSGRectangleNode>
+#include <QStyleHints>
+
+#include <algorithm>
+#include <utility>
+
+namespace {
+/// So many shades and fewer move at 60 Hz.
+constexpr int FewShades = 100;
+constexpr int FewMs = 16;
+constexpr int ManyMs = 33;
+constexpr int ManyMoving = 150;
+
+QPointF positionOf(const QMouseEvent &event)
+{
+#if QT_VERSION_MAJOR >= 6
+    return event.position();
+#else
+    return event.localPos();
+#endif
+}
+
+QPointF positionOf(const QHoverEvent &event)
+{
+#if QT_VERSION_MAJOR >= 6
+    return event.position();
+#else
+    return event.posF();
+#endif
+}
+
+bool isAdding(const QInputEvent &event)
+{
+    return event.modifiers() & (Qt::ControlModifier | Qt::ShiftModifier);
+}
+}
+
+FacadeItem::FacadeItem(QQuickItem *parent)
+    : QQuickItem(parent)
+{
+    setAcceptedMouseButtons(Qt::LeftButton);
+    setAcceptHoverEvents(true);
+    setActiveFocusOnTab(true);
+    setFlag(ItemHasContents);
+    connect(this, &FacadeItem::arrangingChanged, this, &QQuickItem::polish);
+}
+
+void FacadeItem::setArea(const QSizeF &area)
+{
+    if (area == m_area)
+        return;
+    m_area = area;
+    polish();
+    Q_EMIT areaChanged();
+}
+
+void FacadeItem::setSelection(Selection *selection)
+{
+    m_selection = selection;
+    if (selection)
+        connect(selection, &Selection::changed, this, &FacadeItem::showSelection);
+    Q_EMIT selectionChanged();
+}
+
+void FacadeItem::setPlaces(Places *places)
+{
+    m_places = places;
+    const auto read = [this] {
+        const QString name = m_places->picture().toLocalFile();
+        m_pictureSize = name.isEmpty() ? QSizeF() : QSizeF(QImageReader(name).size());
+        polish();
+    };
+    if (places) {
+        connect(places, &Places::changed, this, read);
+        read();
+    }
+    Q_EMIT placesChanged();
+}
+
+bool FacadeItem::isPlaced() const
+{
+    return m_places && (m_isArranging || m_places->hasAny() || !m_pictureSize.isEmpty());
+}
+
+QRectF FacadeItem::fittedPicture() const
+{
+    constexpr double Margin = 16;
+    const QRectF room = QRectF(QPointF(), m_area).adjusted(Margin, Margin, -Margin, -Margin);
+    if (m_pictureSize.isEmpty())
+        return room;
+    QRectF rect(QPointF(), m_pictureSize.scaled(room.size(), Qt::KeepAspectRatio));
+    rect.moveCenter(room.center());
+    return rect;
+}
+
+// The shades
+
+void FacadeItem::itemChange(ItemChange change, const ItemChangeData &data)
+{
+    QQuickItem::itemChange(change, data);
+    if (change == ItemChildAddedChange) {
+        if (auto *const shade = qobject_cast<ShadeItem *>(data.item))
+            addShade(shade);
+    } else if (change == ItemChildRemovedChange) {
+        // It may be half destroyed, and no ShadeItem any more.
+        for (ShadeItem *const shade : qAsConst(m_shades)) {
+            if (data.item == shade)
+                return removeShade(shade);
+        }
+    }
+}
+
+void FacadeItem::addShade(ShadeItem *shade)
+{
+    m_shades += shade;
+    connect(shade, &ShadeItem::nodeChanged, this, &QQuickItem::polish);
+    connect(shade, &ShadeItem::placeChanged, this, &QQuickItem::polish);
+    connect(shade, &ShadeItem::motionBegun, this, &FacadeItem::startClock);
+    connect(shade, &ShadeItem::troubleChanged, this, &FacadeItem::layoutChanged);
+    polish();
+}
+
+void FacadeItem::removeShade(ShadeItem *shade)
+{
+    if (!m_shades.removeOne(shade))
+        return;
+    if (m_hovered == shade)
+        setHovered(nullptr);
+    if (m_dragged == shade)
+        m_dragged = nullptr;
+    m_current = std::min(m_current, static_cast<int>(m_shades.size()) - 1);
+    polish();
+}
+
+void FacadeItem::updatePolish()
+{
+    QVector<FacadePlace> places;
+    for (const ShadeItem *const shade : qAsConst(m_shades)) {
+        const VOXNetworkNode *const node = shade->node();
+        places += node ? FacadePlace::of(shade->facade(), node->label(), node->address()) : FacadePlace();
+    }
+    if (isPlaced()) {
+        QVector<std::optional<QPointF>> middles;
+        for (const ShadeItem *const shade : qAsConst(m_shades))
+            middles += m_places->place(shade->key());
+        m_pictureRect = fittedPicture();
+        m_layout = FacadeLayout::onPicture(middles, m_pictureRect);
+    } else {
+        m_layout = FacadeLayout::of(places, m_area);
+    }
+    for (int i = 0; i < m_layout.cells.size(); ++i) {
+        m_shades[i]->setPosition(m_layout.cells[i].topLeft());
+        m_shades[i]->setSize(m_layout.cells[i].size());
+    }
+    setImplicitSize(m_layout.size.width(), m_layout.size.height());
+    showSelection();
+    Q_EMIT layoutChanged();
+}
+
+double FacadeItem::cellWidth() const
+{
+    return m_layout.cells.isEmpty() ? 0 : m_layout.cells.first().width();
+}
+
+QVariantList FacadeItem::blocks() const
+{
+    QVariantList blocks;
+    for (const FacadeLayout::Block &block : m_layout.blocks) {
+        const auto troubles = std::count_if(block.cells.cbegin(), block.cells.cend(), [&](int cell) {
+            return cell < m_shades.size() && m_shades[cell]->isDead();
+        });
+        blocks += QVariantMap{{QStringLiteral("name"), block.name},
+                              {QStringLiteral("rect"), block.wall},
+                              {QStringLiteral("troubles"), static_cast<int>(troubles)}};
+    }
+    return blocks;
+}
+
+QVariantList FacadeItem::floors() const
+{
+    QVariantList floors;
+    for (const FacadeLayout::Floor &floor : m_layout.floors)
+        floors += QVariantMap{{QStringLiteral("name"), floor.name}, {QStringLiteral("y"), floor.y}};
+    return floors;
+}
+
+QVariantList FacadeItem::rules() const
+{
+    QVariantList rules;
+    for (const QRectF &rule : m_layout.rules)
+        rules += rule;
+    return rules;
+}
+
+QRectF FacadeItem::rectOf(QObject *node) const
+{
+    for (const ShadeItem *const shade : m_shades) {
+        if (node && shade->nodeObject() == node)
+            return QRectF(shade->position(), shade->size());
+    }
+    return {};
+}
+
+// The clock
+
+void FacadeItem::startClock()
+{
+    if (m_clock.isActive())
+        return;
+    m_clock.start(m_shades.size() <= FewShades ? FewMs : ManyMs, Qt::PreciseTimer, this);
+    Q_EMIT movingChanged();
+}
+
+void FacadeItem::timerEvent(QTimerEvent *event)
+{
+    if (event->timerId() == m_clock.timerId())
+        advance();
+    else
+        QQuickItem::timerEvent(event);
+}
+
+void FacadeItem::advance()
+{
+    const qint64 now = ShadeItem::nowMs();
+    int moving = 0;
+    for (ShadeItem *const shade : qAsConst(m_shades)) {
+        if (shade->isInMotion())
+            moving += shade->advance(now);
+    }
+    if (moving >= ManyMoving)
+        update();
+    if (moving > 0)
+        return;
+    m_clock.stop();
+    Q_EMIT movingChanged();
+}
+
+/// Behind all shades: a rectangle that cannot be seen. A renderer without a GPU works out which part of each
+/// node is to be drawn again, which for many small pieces takes longer than to draw all.
+QSGNode *FacadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
+{
+    auto *const node = old ? static_cast<QSGRectangleNode *>(old) : window()->createRectangleNode();
+    node->setRect(boundingRect());
+    node->setColor(Qt::transparent);
+    node->markDirty(QSGNode::DirtyMaterial);
+    return node;
+}
+
+// Choosing
+
+void FacadeItem::showSelection()
+{
+    for (int i = 0; i < m_shades.size(); ++i) {
+        m_shades[i]->setSelected(m_selection && m_selection->contains(m_shades[i]->node()));
+        m_shades[i]->setCurrent(hasActiveFocus() && i == m_current);
+    }
+}
+
+ShadeItem *FacadeItem::shadeAt(const QPointF &point) const
+{
+    // The one on top is the last one.
+    for (int i = static_cast<int>(m_layout.cells.size()) - 1; i >= 0; --i) {
+        if (i < m_shades.size() && m_layout.cells[i].contains(point))
+            return m_shades[i];
+    }
+    return nullptr;
+}
+
+void FacadeItem::select(ShadeItem *shade, bool isToggling)
+{
+    if (!m_selection)
+        return;
+    if (!shade && !isToggling)
+        m_selection->clear();
+    else if (shade && isToggling)
+        m_selection->toggle(shade->node());
+    else if (shade)
+        m_selection->choose(shade->node());
+    if (shade)
+        Q_EMIT opened();
+}
+
+void FacadeItem::mousePressEvent(QMouseEvent *event)
+{
+    m_pressed = positionOf(*event);
+    m_isBand = false;
+    m_dragged = m_isArranging ? shadeAt(m_pressed) : nullptr;
+    setKeepMouseGrab(true);
+    forceActiveFocus(Qt::MouseFocusReason);
+}
+
+void FacadeItem::mouseMoveEvent(QMouseEvent *event)
+{
+    const QPointF point = positionOf(*event);
+    const QPointF way = point - m_pressed;
+    m_isBand |= way.manhattanLength() >= QGuiApplication::styleHints()->startDragDistance();
+    if (!m_isBand)
+        return;
+    if (m_dragged) {
+        drag(point);
+        return;
+    }
+    m_band = QRectF(m_pressed, point).normalized();
+    selectBand(isAdding(*event));
+    Q_EMIT bandChanged();
+}
+
+void FacadeItem::mouseReleaseEvent(QMouseEvent *event)
+{
+    if (m_dragged && m_isBand) {
+        drop();
+    } else if (!m_isBand) {
+        ShadeItem *const shade = shadeAt(positionOf(*event));
+        if (shade)
+            m_current = static_cast<int>(m_shades.indexOf(shade));
+        select(shade, isAdding(*event));
+    } else if (m_selection && m_selection->count() > 0) {
+        Q_EMIT opened();
+    }
+    m_isBand = false;
+    m_band = QRectF();
+    Q_EMIT bandChanged();
+    showSelection();
+}
+
+void FacadeItem::drag(const QPointF &point)
+{
+    const QRectF room = m_pictureRect;
+    const QPointF inside(qBound(room.left(), point.x(), room.right()),
+                         qBound(room.top(), point.y(), room.bottom()));
+    const QSizeF half = m_dragged->size() / 2;
+    m_dragged->setPosition((inside - QPointF(half.width(), half.height())).toPoint());
+}
+
+void FacadeItem::drop()
+{
+    const QPointF middle =
+        QRectF(m_dragged->position(), m_dragged->size()).center() - m_pictureRect.topLeft();
+    m_places->setPlace(m_dragged->key(),
+                       QPointF(middle.x() / m_pictureRect.width(), middle.y() / m_pictureRect.height()));
+    m_dragged = nullptr;
+    polish();
+}
+
+void FacadeItem::mouseUngrabEvent()
+{
+    m_isBand = false;
+    m_dragged = nullptr;
+    m_band = QRectF();
+    Q_EMIT bandChanged();
+    polish();
+}
+
+/// The shades of which the middle is inside.
+void FacadeItem::selectBand(bool isAddingTo)
+{
+    if (!m_selection)
+        return;
+    QVector<VOXNetworkNode *> nodes;
+    for (ShadeItem *const shade : qAsConst(m_shades)) {
+        const bool isInside = m_band.contains(QRectF(shade->position(), shade->size()).center());
+        if (shade->node() && (isInside || (isAddingTo && shade->isSelected())))
+            nodes += shade->node();
+    }
+    m_selection->set(nodes);
+}
+
+void FacadeItem::selectAll()
+{
+    QVector<VOXNetworkNode *> nodes;
+    for (ShadeItem *const shade : qAsConst(m_shades))
+        nodes += shade->node();
+    if (m_selection)
+        m_selection->set(nodes);
+}
+
+void FacadeItem::refresh()
+{
+    for (ShadeItem *const shade : qAsConst(m_shades))
+        shade->refresh();
+}
+
+void FacadeItem::hoverMoveEvent(QHoverEvent *event)
+{
+    setHovered(shadeAt(positionOf(*event)));
+}
+
+void FacadeItem::hoverLeaveEvent(QHoverEvent *)
+{
+    setHovered(nullptr);
+}
+
+void FacadeItem::setHovered(ShadeItem *shade)
+{
+    if (shade == m_hovered)
+        return;
+    if (m_hovered && m_shades.contains(m_hovered))
+        m_hovered->setHovered(false);
+    m_hovered = shade;
+    if (shade)
+        shade->setHovered(true);
+    Q_EMIT hoveredChanged();
+}
+
+// Keys
+
+void FacadeItem::setCurrent(int index)
+{
+    if (index < 0 || index >= m_layout.cells.size())
+        return;
+    m_current = index;
+    showSelection();
+    Q_EMIT shown(m_layout.cells[index]);
+}
+
+void FacadeItem::keyPressEvent(QKeyEvent *event)
+{
+    struct Step
+    {
+        int key;
+        int dx;
+        int dy;
+    };
+    static const Step steps[] = {
+        {Qt::Key_Left, -1, 0}, {Qt::Key_Right, 1, 0}, {Qt::Key_Up, 0, -1}, {Qt::Key_Down, 0, 1}};
+    for (const Step &step : steps) {
+        if (event->key() == step.key)
+            return setCurrent(m_layout.neighbour(m_current, step.dx, step.dy));
+    }
+    ShadeItem *const shade = m_current >= 0 && m_current < m_shades.size() ? m_shades[m_current] : nullptr;
+    if (event->key() == Qt::Key_Space)
+        select(shade, true);
+    else if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter)
+        select(shade, false);
+    else if (event->matches(QKeySequence::SelectAll))
+        selectAll();
+    else
+        event->ignore();
+}
+
+void FacadeItem::focusInEvent(QFocusEvent *event)
+{
+    QQuickItem::focusInEvent(event);
+    if (m_current < 0 && !m_shades.isEmpty())
+        m_current = 0;
+    showSelection();
+}
+
+void FacadeItem::focusOutEvent(QFocusEvent *event)
+{
+    QQuickItem::focusOutEvent(event);
+    showSelection();
+}
+
+bool FacadeItem::find(const QString &text)
+{
+    const auto isMatch = [&](const ShadeItem *shade) {
+        return shade->node()
+            && (shade->label().contains(text, Qt::CaseInsensitive)
+                || shade->node()->addressText().contains(text, Qt::CaseInsensitive));
+    };
+    const auto found = std::find_if(m_shades.cbegin(), m_shades.cend(), isMatch);
+    if (text.isEmpty() || found == m_shades.cend())
+        return false;
+    setCurrent(static_cast<int>(found - m_shades.cbegin()));
+    select(*found, false);
+    return true;
+}

@@ -1,0 +1,23 @@
+#ifndef INVENTORY_H
+#define INVENTORY_H
+
+#include "panel/panelline.h"
+
+#include <QJsonObject>
+
+#include <functional>
+
+/// What a person takes home from an installation.
+namespace Inventory {
+/// A table for spreadsheets, a row for each node. Texts that a spreadsheet would take for a formula are
+/// quoted.
+QByteArray csv(const QVector<PanelLine *> &lines, const std::function<bool(const QString &key)> &isChecked);
+
+/// The site file of these lines, with their nodes as they are now. What else stands in @p before is kept.
+QJsonObject site(const QJsonObject &before, const QString &name, const QVector<PanelLine *> &lines);
+
+/// Writes all or nothing. What has happened, as a sentence.
+QString write(const QString &fileName, const QByteArray &text);
+}
+
+#endif

@@ -1,0 +1,116 @@
+import QtQuick 2.15
+
+// What is chosen, what is wrong, and what was last on the line.
+Rectangle {
+    id: side
+
+    signal shown(var node)
+    signal framesWanted()
+
+    function focusCard() { card.forceActiveFocus() }
+
+    color: Theme.surface
+    Accessible.role: Accessible.Pane
+    Accessible.name: qsTr("Details")
+
+    Rectangle {
+        width: 1
+        height: parent.height
+        color: Theme.rule
+    }
+    Flickable {
+        id: flick
+
+        anchors { left: parent.left; leftMargin: Theme.margin; right: parent.right; rightMargin: Theme.margin; top: parent.top; bottom: foot.top }
+        contentHeight: content.height + 24
+        clip: true
+        boundsBehavior: Flickable.StopAtBounds
+
+        Column {
+            id: content
+
+            width: parent.width
+            topPadding: 12
+            spacing: 12
+
+            Card {
+                id: card
+
+                width: parent.width
+            }
+            Text {
+                visible: Panel.selection.count === 0 && Panel.shades.count > 0
+                width: parent.width
+                wrapMode: Text.Wrap
+                text: Panel.canSend ? qsTr("Click a shade to command it, or draw a frame round several.")
+                                    : qsTr("Click a shade to see more of it.")
+                font: Theme.textFont
+                color: Theme.ink2
+            }
+            Text {
+                visible: Panel.stopText !== ""
+                width: parent.width
+                wrapMode: Text.Wrap
+                text: Panel.stopText
+                font: Theme.strongTextFont
+                color: Theme.ink
+                Accessible.role: Accessible.AlertMessage
+                Accessible.name: text
+            }
+            Rectangle {
+                width: parent.width
+                height: 1
+                color: Theme.rule
+            }
+            Troubles {
+                width: parent.width
+                onShown: function(node) { side.shown(node) }
+            }
+            DemoBox {
+                visible: !!Panel.demo
+                width: parent.width
+            }
+        }
+    }
+    Rectangle {
+        id: more
+
+        // There is something below.
+        visible: flick.contentHeight - flick.contentY > flick.height + 8
+        anchors { left: flick.left; right: flick.right; bottom: flick.bottom }
+        height: 1
+        color: Theme.rule
+    }
+    Column {
+        id: foot
+
+        readonly property var line: Panel.selection.onlyLine || (Panel.lines.length > 0 ? Panel.lines[0] : null)
+        readonly property var words: line ? line.lastFrame.split("  ") : []
+
+        anchors { left: flick.left; right: flick.right; bottom: parent.bottom; bottomMargin: 12 }
+        visible: !!line && content.height + 150 < side.height
+        height: visible ? implicitHeight : 0
+        spacing: 2
+
+        Rectangle { width: parent.width; height: 1; color: Theme.rule }
+        Text { topPadding: 8; text: qsTr("Last frame"); font: Theme.smallFont; color: Theme.ink2 }
+        Text {
+            width: parent.width
+            text: foot.words.slice(0, 2).join("  ")
+            font: Theme.strongSmallFont
+            color: Theme.ink
+            elide: Text.ElideRight
+        }
+        Text {
+            width: parent.width
+            text: foot.words.slice(2).join("  ")
+            font: Theme.smallFont
+            color: Theme.ink
+            elide: Text.ElideRight
+        }
+        LinkButton {
+            text: qsTr("Save as pcap …")
+            onClicked: side.framesWanted()
+        }
+    }
+}
