@@ -108,8 +108,8 @@ Q_SIGNALS:
     /// check value is wrong. They come in their order, and a serial line often tells them one by one. A slot
     /// must not destroy the bus.
     void discarded(const QByteArray &bytes);
-    /// A frame has come whose check value is wrong. One damaged frame may fail several checks. A slot must not
-    /// destroy or use the bus.
+    /// A frame has come whose check value is wrong. One damaged frame may fail several checks. A slot must
+    /// not destroy or use the bus.
     void checkFailed();
 
 public Q_SLOTS:

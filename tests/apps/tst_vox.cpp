@@ -137,7 +137,8 @@ void tst_Vox::commandLines_data()
     const auto row = columns<QByteArray>("said");
     // Wrong use: a part of the one line that is said of it.
     row("",
-        "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, panel, "
+        "one of demo, sim, test, record, scan, ping, counters, call, monitor, top, replay, probe, bridge, "
+        "panel, "
         "move");
     row("fly", "unknown command 'fly'; one of demo, sim");
     row("help fly", "unknown command 'fly'; one of demo, sim");
