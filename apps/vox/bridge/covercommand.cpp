@@ -58,7 +58,8 @@ bool readObject(const QJsonObject &object, CoverCommand *command, QString *probl
     const QString word = QStringLiteral("command");
     const QString id = QStringLiteral("id");
     int acts = 0;
-    for (const QString &key : object.keys()) {
+    const QStringList keys = object.keys();
+    for (const QString &key : keys) {
         acts += key == id ? 0 : 1;
         if (key != position && key != ip && key != word && key != id) {
             *problem = QStringLiteral("an object has \"position\", \"ip\" or \"command\", and \"id\"");

@@ -17,7 +17,6 @@
 #include <sys/ioctl.h>
 
 namespace {
-constexpr int MsPerSecond = 1000;
 constexpr int MiscMs = 1000;
 /// For the CONNACK.
 constexpr int AnswerMs = 10000;

@@ -16,14 +16,14 @@ constexpr int MaxSeconds = VOXPollPlan::MaxMs / 1000;
 constexpr int MsPerSecond = 1000;
 constexpr int MaxTolerance = 10;
 
-const QString ScanWord = QStringLiteral("scan");
+constexpr char ScanWord[] = "scan";
 
 /// What Home Assistant knows a cover to be.
-const QStringList deviceClasses = {
-    QStringLiteral("awning"),  QStringLiteral("blind"),  QStringLiteral("curtain"), QStringLiteral("damper"),
-    QStringLiteral("door"),    QStringLiteral("garage"), QStringLiteral("gate"),    QStringLiteral("shade"),
-    QStringLiteral("shutter"), QStringLiteral("window"),
-};
+QStringList deviceClasses()
+{
+    return QStringLiteral("awning blind curtain damper door garage gate shade shutter window")
+        .split(QLatin1Char(' '));
+}
 
 /// The first of these that is there reads as a text, else @p otherwise is taken.
 QString textAt(const VOXJsonPlace &place, const QString &otherwise = QString())
@@ -33,7 +33,7 @@ QString textAt(const VOXJsonPlace &place, const QString &otherwise = QString())
 
 QString nameAt(const VOXJsonPlace &place, const QString &otherwise = QString())
 {
-    const QString name = textAt(place, otherwise);
+    QString name = textAt(place, otherwise);
     if (!SiteConfig::isName(name))
         place.fail(place.isPresent() ? SiteConfig::nameRule() : QStringLiteral("is missing"));
     return name;
@@ -43,7 +43,7 @@ QString nameAt(const VOXJsonPlace &place, const QString &otherwise = QString())
 QString prefixAt(const VOXJsonPlace &place, const QString &otherwise)
 {
     static const QRegularExpression form(QStringLiteral("^[A-Za-z0-9_-]+(/[A-Za-z0-9_-]+){0,3}$"));
-    const QString prefix = textAt(place, otherwise);
+    QString prefix = textAt(place, otherwise);
     if (!form.match(prefix).hasMatch())
         place.fail(QStringLiteral("is to be letters, digits, '-' and '_', with '/' between levels"));
     return prefix;
@@ -86,8 +86,8 @@ NodeConfig nodeAt(const VOXJsonPlace &place)
     node.isInverted = invert.isPresent() && invert.flag();
     const VOXJsonPlace kind = place[QStringLiteral("class")];
     node.deviceClass = textAt(kind, node.deviceClass);
-    if (!deviceClasses.contains(node.deviceClass))
-        kind.fail(QStringLiteral("is to be one of %1").arg(deviceClasses.join(QStringLiteral(", "))));
+    if (!deviceClasses().contains(node.deviceClass))
+        kind.fail(QStringLiteral("is to be one of %1").arg(deviceClasses().join(QStringLiteral(", "))));
     return node;
 }
 
@@ -103,7 +103,7 @@ void addNodes(const VOXJsonPlace &place, const Range &range, const NodeConfig &n
 
 void readNodes(const VOXJsonPlace &place, LineConfig *line)
 {
-    line->isScan = !place.isPresent() || place.value() == QJsonValue(ScanWord);
+    line->isScan = !place.isPresent() || place.value() == QJsonValue(QLatin1String(ScanWord));
     if (line->isScan)
         return;
     if (place.value().isString()) {
@@ -113,7 +113,7 @@ void readNodes(const VOXJsonPlace &place, LineConfig *line)
     const int count = place.size(MaxNodes);
     for (int i = 0; place.ok() && i < count; ++i) {
         const VOXJsonPlace entry = place.at(i);
-        if (entry.value() == QJsonValue(ScanWord))
+        if (entry.value() == QJsonValue(QLatin1String(ScanWord)))
             line->isScan = true;
         else if (entry.value().isString())
             addNodes(entry, rangeAt(entry), NodeConfig(), line);

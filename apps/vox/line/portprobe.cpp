@@ -75,7 +75,7 @@ void PortProbe::listen(int ms, Setting *setting, QString *problem)
     m_listening = &listening;
     QEventLoop &loop = listening.loop;
     QObject::connect(&m_port, &QIODevice::readyRead, &loop,
-                     [&] { listening.scanner.feed(m_port.readAll(), 0); });
+                     [this] { m_listening->scanner.feed(m_port.readAll(), 0); });
     QObject::connect(&m_port, &QSerialPort::errorOccurred, &loop, [&] {
         if (!VOXBus::hasGone(m_port))
             return;

@@ -128,6 +128,7 @@ private:
 std::vector<LineItem> requestsOf(const std::vector<Exchange> &exchanges)
 {
     std::vector<LineItem> requests;
+    requests.reserve(exchanges.size());
     for (const Exchange &exchange : exchanges)
         requests.push_back(exchange.request);
     return requests;
