@@ -113,6 +113,5 @@ void Application::openSource(const PanelOptions &options)
 
 QQuickWindow *Application::window() const
 {
-    return m_engine.rootObjects().isEmpty() ? nullptr
-                                            : qobject_cast<QQuickWindow *>(m_engine.rootObjects().first());
+    return qobject_cast<QQuickWindow *>(m_engine.rootObjects().value(0));
 }

@@ -252,9 +252,11 @@ struct Flow
             const double rows = std::ceil(static_cast<double>(all.size()) / columns);
             const QRectF wall(Margin, y, used * width + 2 * Padding, rows * height + 2 * Padding);
             layout.blocks.append({facade.name, wall, all});
-            for (int i = 0; i < all.size(); ++i)
+            for (int i = 0; i < all.size(); ++i) {
+                const int row = i / columns;
                 layout.cells[all[i]] = QRectF(wall.x() + Padding + i % columns * width,
-                                              y + Padding + i / columns * height, width, height);
+                                              y + Padding + row * height, width, height);
+            }
             layout.size.setWidth(std::max(layout.size.width(), wall.right() + Margin));
             y = wall.bottom() + Gap;
         }

@@ -18,7 +18,7 @@ namespace {
 constexpr int TickMs = 1000;
 constexpr qint64 NsPerMs = 1000000;
 constexpr qint64 MsPerSecond = 1000;
-constexpr int BitsPerByte = 11;
+constexpr qint64 BitsPerByte = 11;
 constexpr int UsualRate = 4800;
 constexpr int BlockBits = 8;
 

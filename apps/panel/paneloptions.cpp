@@ -10,9 +10,16 @@ constexpr int MostSeconds = 3600;
 const QSize smallest(320, 240);
 const QSize largest(7680, 4320);
 
-const QStringList views = {QStringLiteral("facade"), QStringLiteral("line"), QStringLiteral("install"),
-                           QStringLiteral("replay")};
-const QStringList themes = {QStringLiteral("light"), QStringLiteral("dark")};
+QStringList views()
+{
+    return {QStringLiteral("facade"), QStringLiteral("line"), QStringLiteral("install"),
+            QStringLiteral("replay")};
+}
+
+QStringList themes()
+{
+    return {QStringLiteral("light"), QStringLiteral("dark")};
+}
 
 QString tr(const char *text)
 {
@@ -52,7 +59,7 @@ public:
 
     QString oneOf(const QString &option, const QStringList &all)
     {
-        const QString value = m_parser.value(option);
+        QString value = m_parser.value(option);
         if (m_parser.isSet(option) && !all.contains(value))
             fail(option, all.join(tr(", ")));
         return value;
@@ -122,8 +129,8 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
     options.capture = parser.value(QStringLiteral("capture"));
     options.afterMs = values.number(QStringLiteral("after"), 0, MostSeconds, MsPerSecond, options.afterMs);
     options.size = values.size(QStringLiteral("size"));
-    options.view = values.oneOf(QStringLiteral("view"), views);
-    options.theme = values.oneOf(QStringLiteral("theme"), themes);
+    options.view = values.oneOf(QStringLiteral("view"), views());
+    options.theme = values.oneOf(QStringLiteral("theme"), themes());
     const int sources =
         options.isDemo + !options.bus.isEmpty() + !options.config.isEmpty() + !options.replay.isEmpty();
     QString problem = isRead ? values.problem() : parser.errorText();
@@ -131,8 +138,9 @@ PanelOptions PanelOptions::read(const QStringList &arguments)
         problem.chop(1);
     if (problem.isEmpty() && sources > 1)
         problem = tr("--demo, --bus, --config and --replay exclude each other");
-    if (problem.isEmpty() && !parser.positionalArguments().isEmpty())
-        problem = tr("'%1' is no option").arg(parser.positionalArguments().first());
+    const QStringList surplus = parser.positionalArguments();
+    if (problem.isEmpty() && !surplus.isEmpty())
+        problem = tr("'%1' is no option").arg(surplus.first());
     if (parser.isSet(help)) {
         options.kind = Help;
         options.text = parser.helpText();

@@ -22,13 +22,26 @@ QCache<QString, QImage> &cache()
     return cache;
 }
 
+/// @p first and what follows @p pitch by @p pitch, below @p end.
+QVector<double> steps(double first, double end, double pitch)
+{
+    QVector<double> all;
+    const int count = std::max(0, static_cast<int>(std::ceil((end - first) / pitch)));
+    all.reserve(count);
+    for (int i = 0; i < count; ++i)
+        all += first + i * pitch;
+    return all;
+}
+
 void hatch(QPainter &painter, const QRectF &rect, const QColor &colour, double width)
 {
     painter.save();
     painter.setClipRect(rect);
     painter.setPen(QPen(colour, width));
-    for (double x = rect.left() - rect.height(); x < rect.right(); x += HatchPitch * 1.4)
-        painter.drawLine(QPointF(x, rect.bottom()), QPointF(x + rect.height(), rect.top()));
+    const double first = rect.left() - rect.height();
+    for (const double offset : steps(0, rect.right() - first, HatchPitch * 1.4))
+        painter.drawLine(QPointF(first + offset, rect.bottom()),
+                         QPointF(first + offset + rect.height(), rect.top()));
     painter.restore();
 }
 
@@ -169,7 +182,7 @@ QImage ShadePainter::cloth(const ShadeLook &look) const
             // Open slats are seen by their edges.
             const int tilt = look.tilt < 0 || look.tilt > 100 ? 100 : look.tilt;
             const double height = std::max(1.0, std::round(1 + (SlatPitch - 2) * tilt / 100));
-            for (double y = 0; y < size.height(); y += SlatPitch)
+            for (const double y : steps(0, size.height(), SlatPitch))
                 painter.fillRect(QRectF(0, y, size.width(), height), colour(Theme::Cloth));
             return;
         }
@@ -177,11 +190,11 @@ QImage ShadePainter::cloth(const ShadeLook &look) const
         if (isSmall())
             return;
         if (look.kind == ShadeLook::Curtain) {
-            for (double x = FoldPitch / 2; x < size.width(); x += FoldPitch / 2)
+            for (const double x : steps(FoldPitch / 2, size.width(), FoldPitch / 2))
                 painter.fillRect(QRectF(x, 0, 1, size.height()), fold);
             return;
         }
-        for (double y = FoldPitch; y < size.height(); y += FoldPitch)
+        for (const double y : steps(FoldPitch, size.height(), FoldPitch))
             painter.fillRect(QRectF(0, y, size.width(), 1), fold);
     });
 }
