@@ -286,8 +286,11 @@ double LineStatistics::seconds() const
     return std::max(static_cast<double>(m_lastNs - m_firstNs) / NsPerSecond, 1e-3);
 }
 
-double LineStatistics::load() const
+std::optional<double> LineStatistics::load() const
 {
     constexpr double Percent = 100;
-    return Percent * static_cast<double>(lineNs(m_totals.bytes)) / NsPerSecond / seconds();
+    const double load = Percent * static_cast<double>(lineNs(m_totals.bytes)) / NsPerSecond / seconds();
+    // The times of a line that is full may be a little off.
+    constexpr double MostPercent = 110;
+    return view() == Line && load < MostPercent ? std::optional(std::min(load, Percent)) : std::nullopt;
 }
