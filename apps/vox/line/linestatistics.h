@@ -86,6 +86,9 @@ public:
     };
 
     void setView(View view) { m_view = view; }
+    /// Sets the view of a capture, which does not tell where it was made: on a line, frames take the time of
+    /// their bytes.
+    void setViewOf(const std::vector<LineItem> &items);
     View view() const { return m_view; }
     /// Sets the bit rate of the line; it is 4800 without this.
     void setRate(int bitsPerSecond) { m_rate = bitsPerSecond; }

@@ -258,6 +258,7 @@ int readCapture(const CommandLine &line, const QString &output, Monitor *monitor
     const bool isWhole = readPcap(line.words().constFirst(), &items, &problem);
     if ((isWhole || !items.empty()) && !openCapture(line, output, monitor, &ignored))
         return line.fail(ignored);
+    monitor->change([&](LineStatistics &statistics) { statistics.setViewOf(items); });
     for (const LineItem &item : items)
         monitor->take(item);
     monitor->close();
