@@ -32,6 +32,8 @@ CommandLine::CommandLine(const QString &command, const QString &description, con
     : m_description{command, description, example, {}, {}}
 {
     m_parser.setApplicationDescription(description);
+    // "-foo" is one word, and not three.
+    m_parser.setSingleDashWordOptionMode(QCommandLineParser::ParseAsLongOptions);
     addOptions({{{QStringLiteral("h"), QStringLiteral("help")}, QStringLiteral("Show this help.")}});
     if ((options & BusOption) != 0)
         addOptions({{BusName, QStringLiteral("The bus; without it, the one that VOX_BUS names."),

@@ -94,18 +94,19 @@ void OutputQueue::wait() const
     }
 }
 
-void OutputQueue::push(const QByteArray &text)
+bool OutputQueue::push(const QByteArray &text)
 {
     const std::lock_guard lock(m_state->mutex);
     if (m_state->hasFailed)
-        return;
+        return true;
     if (m_state->bytes + text.size() > MaxBytes) {
         ++m_state->dropped;
-        return;
+        return false;
     }
     m_state->texts.push_back(text);
     m_state->bytes += text.size();
     m_state->changed.notify_all();
+    return true;
 }
 
 int OutputQueue::takeDropped()

@@ -20,8 +20,9 @@ public:
     ~OutputQueue();
     Q_DISABLE_COPY_MOVE(OutputQueue)
 
-    /// Drops @p text, and counts it, if it does not fit. Once an error has come, forgets it.
-    void push(const QByteArray &text);
+    /// Drops @p text, and counts it, if it does not fit; then returns false. Once an error has come, forgets
+    /// it.
+    bool push(const QByteArray &text);
     /// Whether all texts have been written, or an error has come.
     bool isEmpty() const;
     /// Waits until that is so, as long as somebody reads.

@@ -119,15 +119,10 @@ void foldFailedChecks(int before)
     ++warnings().answers;
 }
 
-void forgetDamage()
-{
-    warnings().checks = 0;
-    warnings().answers = 0;
-}
-
-void forgetFailedChecks(int before)
+void forgetDamage(int before)
 {
     warnings().checks = std::min(warnings().checks, before);
+    warnings().answers = 0;
 }
 
 int failedChecks()

@@ -18,10 +18,9 @@ void tellWarningsSoon(WarningForm form = WarningForm::Text);
 /// came damaged. Bytes of one frame may fail several checks, because a frame is looked for from each of them
 /// on.
 void foldFailedChecks(int before);
-/// What has come damaged so far is not told: the command tells it in words of its own.
-void forgetDamage();
-/// The failed checks since @p before are not told: whoever calls this tells them in words of its own.
-void forgetFailedChecks(int before);
+/// Damaged answers, and the failed checks since @p before, are not told: whoever calls this tells them in
+/// words of its own.
+void forgetDamage(int before = 0);
 /// The number of failed checks that are neither told nor folded.
 int failedChecks();
 /// The number of checks that have failed since the program was started.

@@ -109,6 +109,7 @@ public:
     /// For calls from now on. False, with nothing changed, if there can be no such limits; @p problem names
     /// the one that is wrong, in one line.
     bool setLimits(const Limits &limits, QString *problem = nullptr);
+    /// As set; else those that a Limits begins with.
     Limits limits() const;
     /// The share of the last 10 s in which the line was not free: frames of all hosts, times to answer,
     /// time-outs and pauses.

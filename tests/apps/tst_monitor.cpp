@@ -34,6 +34,7 @@ private Q_SLOTS:
     void rowsOfATerminal();
     void comparisons();
     void statistics();
+    void aCaptureOfANetwork();
     void errors();
     void anHourOfStrangers();
     void portErrors();
@@ -305,6 +306,26 @@ void tst_Monitor::statistics()
     row("two nodes, while all are asked", "0r 5b 10a 12a", "1 10 10 0 0 0 1 0 {}",
         "two nodes answer as 000101: 1 answer more than requests");
     row("another, while one is open", "0r 100q 110a", "1 110 110 0 0 0 0 0 {} 0 - - 0 0 0 0 0 {}", "");
+}
+
+// A host on a network asks the next node as soon as it has given up, 202 ms after the last request. On a
+// line, that would have begun before.
+void tst_Monitor::aCaptureOfANetwork()
+{
+    for (const bool isNetwork : {true, false}) {
+        std::vector<LineItem> items;
+        for (int i = 0; i < 10; ++i) {
+            for (const auto &[ms, message] :
+                 {std::pair(0, query), {202, stop}, {isNetwork ? 203 : 240, frameFrom(0x000101, "7F")}})
+                items.push_back(LineItem::of(line(message), (i * 500 + ms) * Ms));
+        }
+        LineStatistics statistics;
+        statistics.setViewOf(items);
+        for (const LineItem &item : items)
+            statistics.add(item);
+        QCOMPARE(list(statistics.totals().clashes, statistics.load().has_value()),
+                 list(isNetwork ? 0 : 10, !isNetwork));
+    }
 }
 
 // In the order in which they are known: what it is, and of which time.

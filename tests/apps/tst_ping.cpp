@@ -3,6 +3,7 @@
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
+#include "support/documented.h"
 #include "transport/voxbus.h"
 #include "vox/host/counters.h"
 #include "vox/host/pinger.h"
@@ -92,6 +93,7 @@ void tst_Ping::pings()
     VOXVirtualTime::runUntil([&] { return !finished.isEmpty(); }, 60000);
     QCOMPARE(list(text(pinger), finished.size(), pinger.problem()), list(figures, 1, ""));
     QCOMPARE(failedChecks(), 0);
+    QCOMPARE(undocumented("vox ping", "a node", pinger.sum().toJson()), QString());
 }
 
 void tst_Ping::anEndBeforeTheEnd()
@@ -133,6 +135,10 @@ void tst_Ping::counters()
              list(16, 2, 7));
     QVERIFY(!Counters::read(9, lane, &problem));
     QCOMPARE(problem, QString("No reply within the time-out"));
+
+    QStringList names = Counters::names();
+    names.sort();
+    QCOMPARE(names, documented("vox counters", "`counters` that the node has"));
 
     CountersTable table;
     using Values = Counters::Values;

@@ -3,6 +3,7 @@
 #include "simulation/voxvirtualtime.h"
 #include "support/captures.h"
 #include "support/columns.h"
+#include "support/documented.h"
 #include "support/files.h"
 #include "transport/voxbus.h"
 #include "vox/top/keys.h"
@@ -28,6 +29,7 @@ private Q_SLOTS:
     void pictures_data();
     void pictures();
     void aCaptureShowsTheSame();
+    void theLoadIsThatOfItsRate();
     void onlyChangesAreDrawn();
     void keys();
     void sorting();
@@ -280,6 +282,27 @@ void tst_Top::aCaptureShowsTheSame()
         QCOMPARE(heard.at(i), asked.at(i));
 }
 
+// 480 bytes take a second at 5280 bit/s, of the ten that count.
+void tst_Top::theLoadIsThatOfItsRate()
+{
+    struct Line : HeardLine
+    {
+        using HeardLine::HeardLine;
+        using HeardLine::take;
+        qint64 nowNs() const override { return 1; }
+        QString name() const override { return QString(); }
+        void hear()
+        {
+            onFound = [](const LineItem &) {}, take(LineItem::noFrame(QByteArray(480, '?'), 0));
+        }
+    };
+    for (const auto &[rate, percent] : {std::pair(5280, 10), {10560, 5}, {1056, 50}}) {
+        Line line(rate);
+        line.hear();
+        QCOMPARE(line.loadPercent(), percent);
+    }
+}
+
 void tst_Top::onlyChangesAreDrawn()
 {
     for (const bool hasColour : {true, false}) {
@@ -425,6 +448,16 @@ void tst_Top::withoutAScreen()
     QCOMPARE(dumb.status(), 0);
     InTerminal json({"top", capture.name, "--json"});
     QVERIFY(json.hasShown("\"address\":\"000401\""));
+    for (const QByteArray &text : json.shown.left(json.shown.lastIndexOf('\n')).split('\n')) {
+        const QJsonObject object = QJsonDocument::fromJson(text).object();
+        const bool isLine = object.contains("line");
+        QCOMPARE(object.keys(),
+                 documented("vox top",
+                            isLine ? "the line, when its problem changes, or its load by 10 %"
+                                   : "a node, when more has changed than that more answers came"));
+        if (isLine)
+            QCOMPARE(object["line"].toObject().keys(), documented("vox top", "`line`"));
+    }
     QCOMPARE(json.status(), 0);
     // Nobody reads, and then nobody is there.
     InTerminal slow({"top", capture.name, "--speed", "5"});

@@ -7,6 +7,7 @@
 #include "support/ptyport.h"
 #include "support/udppair.h"
 #include "vox/commands.h"
+#include "vox/line/pcapfile.h"
 #include "vox/outputqueue.h"
 
 #include <QJsonArray>
@@ -31,6 +32,7 @@ private Q_SLOTS:
     void scanFindsAllNodes();
     void scanOnANoisyLine();
     void infoTellsAll();
+    void jsonIsAsDocumented();
     void aMoveIsFollowed();
     void outputThatCannotBeWritten();
     void aSimulationWaitsForNoReader();
@@ -148,6 +150,7 @@ void tst_Vox::commandLines_data()
     row("status", "vox status: an argument is missing");
     row("sim", "no node");
     row("sim --fast", "Unknown option 'fast'");
+    row("monitor -fast", "Unknown option 'fast'");
     row("sim --node NODE@000001 --bus=", "--bus URL is missing, and VOX_BUS is not set");
     row("sim --node X9@000001", "unknown model 'X9'; one of NODE, TB20, QM75, MARLO, TB60LV, HRMV2");
     row("sim --node NODE@1", "'1' is no address");
@@ -404,6 +407,23 @@ void tst_Vox::scanOnANoisyLine()
              QString());
 }
 
+// Of commands whose JSON no other test looks at.
+void tst_Vox::jsonIsAsDocumented()
+{
+    Simulation simulation(Floor);
+    const auto lastOf = [&](const QString &line, int count) {
+        const QByteArrayList lines = simulation.run(line + " --json").mid(2).trimmed().split('\n');
+        return lines.size() == count ? QJsonDocument::fromJson(lines.last()).object() : QJsonObject();
+    };
+    const QString list = QString(Floor).replace("--config", "--compare");
+    const QJsonObject sum = lastOf("ping 000101 --count 1 " + list, 2)["sum"].toObject();
+    QCOMPARE(sum.keys(), documented("vox ping", "`sum`, at the end"));
+    const QJsonObject node = lastOf("counters 000102 --wait 1", 2);
+    QCOMPARE(node.keys(), documented("vox counters", "a node"));
+    QCOMPARE(undocumented("vox counters", "`counters` that the node has", node["counters"].toObject()),
+             QString());
+}
+
 // What is not known is a dash, and what is lost is asked for again.
 void tst_Vox::infoTellsAll()
 {
@@ -416,7 +436,7 @@ void tst_Vox::infoTellsAll()
     for (const char *line :
          {"groups: 00A001, 00A0FF", "intermediatePositions: 1 at 3000 pulses, 2 at 9000 pulses",
           "dctLocks: none", "networkErrors: none", "mode: ROLLER", "direction: TURN_NORMAL", "moves: 0",
-          "encoderErrors: -",
+          "encoderErrors: -", "resets: 0",
           // the other one
           "groups: -", "mode: CURTAIN", "direction: no answer"})
         QVERIFY2(told.contains("\n  " + QByteArray(line) + '\n'), told);
@@ -511,13 +531,27 @@ void tst_Vox::aSimulationWaitsForNoReader()
     OutputQueue queue(pipe[1], [](int) {});
     const QByteArray text(OutputQueue::MaxBytes / 4, '?');
     for (int i = 0; i < 6; ++i)
-        queue.push(text);
+        QCOMPARE(queue.push(text), i < 4);
     QCOMPARE(queue.takeDropped(), 0);
     QByteArray part(1 << 20, '\0');
     for (qint64 left = 4 * text.size(); left > 0;)
         left -= ::read(pipe[0], part.data(), size_t(part.size()));
     int dropped = 0;
     QTRY_COMPARE(dropped += queue.takeDropped(), 2);
+
+    // A capture that nobody reads loses whole records, and tells how many.
+    const int output = ::dup(STDOUT_FILENO);
+    QVERIFY(::dup2(pipe[1], STDOUT_FILENO) != -1);
+    PcapWriter writer;
+    QString problem;
+    const bool isOpen = writer.openOutput(PcapWriter::Hurries, &problem);
+    const LineItem item = LineItem::noFrame(QByteArray(1008, '?'), 0);
+    // With their heads they are longer than what waits here, and in the pipe.
+    for (qint64 left = OutputQueue::MaxBytes + 100 * 1024; isOpen && left > 0; left -= 1024)
+        writer.write(item);
+    ::dup2(output, STDOUT_FILENO);
+    QVERIFY2(writer.leftOut() > 0 && writer.leftOut() <= 100, qPrintable(problem));
+    ::close(pipe[0]);
 }
 
 // All on one multicast line: a simulation, a monitor, and what hosts send.
@@ -583,9 +617,11 @@ void tst_Vox::aLineIsWatchedAndReplayed()
         pipeline.setReadChannel(QProcess::StandardError);
         QVERIFY(pipeline.waitForReadyRead(10000));
         QByteArray followed;
-        for (int asked = 0; asked < 2; ++asked) {
+        // That the reader has left shows when more is written.
+        for (int asked = 0; asked < 9 && pipeline.state() != QProcess::NotRunning; ++asked) {
             QVERIFY(another.run("label 00A1B2").startsWith("0 "));
             QTRY_COMPARE((followed += pipeline.readAllStandardOutput()).size(), size);
+            pipeline.waitForFinished(100);
         }
         QTRY_COMPARE(list(pipeline.state(), pipeline.exitCode()), list(QProcess::NotRunning, 1));
         QCOMPARE(pipeline.readAllStandardError().count('\n'), 1);
@@ -843,14 +879,16 @@ void tst_Vox::aPortIsProbed()
         "\"bus\":\"serial://%1?baud=4800&parity=odd\"");
     const auto answer = [&](const QByteArray &asked) {
         const QByteArray all = line(frameFrom(1, "60")) + line(frameFrom(2, "60")) + line(frameFrom(3, "60"));
-        return asked
-            + (LineItem::of(asked, 0).frame.cmd() == 0x40 && isRight(B9600, true) ? all : QByteArray());
+        const VOXMessage frame = LineItem::of(asked, 0).frame;
+        const bool isForUs = frame.cmd() == 0x40 || (frame.cmd() == 0x45 && frame.destAddr(false) == 2);
+        return asked + (isForUs && isRight(B9600, true) ? all : QByteArray());
     };
     // Of all that comes back, what has been sent does not count.
-    row("--seconds 0.2 --ask", silence, answer, 9,
-        " 9600  odd                3              0      33  not counted\n\nThe line has 9600 bit/s, odd "
-        "parity:"
-        "\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
+    for (const char *who : {"--ask", "--node 000002"})
+        row(QString("--seconds 0.2 ") + who, silence, answer, 9,
+            " 9600  odd                3              0      33  not counted\n\nThe line has 9600 bit/s, odd "
+            "parity:"
+            "\n\n    export VOX_BUS='serial://%1?baud=9600&parity=odd'\n");
     row(
         "--seconds 0.1", [] { return QByteArray(31, '\0') + "noise"; }, nothing, 23,
         "probe: bytes came, but ");
@@ -917,6 +955,15 @@ void tst_Vox::aSimulationTellsWhatHostsDo()
         if (!line.isEmpty())
             sim.write(line + '\n');
         QVERIFY2(says(answer), line + ": " + output);
+        const QJsonObject object = QJsonDocument::fromJson(output.left(output.indexOf('\n'))).object();
+        const QString what = object.isEmpty() ? QString() : object.keys().first();
+        if (QStringList{"added", "removed", "planned"}.contains(what))
+            QCOMPARE(undocumented("vox sim",
+                                  "what is `added`, `removed`, `planned`, or an element of `faults`",
+                                  object[what].toObject()),
+                     QString());
+        else if (!object.isEmpty() && what != "faults" && !object.contains("model"))
+            QCOMPARE(undocumented("vox sim", "an answer on the console", object), QString());
         output.remove(0, 1);
     }
     sim.write("quit\n");

@@ -7,6 +7,7 @@
 #include "transport/voxbus.h"
 #include "vox/outcome.h"
 #include "vox/texttable.h"
+#include "vox/words.h"
 
 #include <algorithm>
 #include <array>
@@ -143,6 +144,6 @@ QVector<CountersTable::Line> CountersTable::toLines() const
         lines += {texts.at(i), isMarked};
     }
     if (!zero.isEmpty())
-        lines += {QStringLiteral("0 everywhere: %1").arg(zero.join(QStringLiteral(", "))), false};
+        lines += {wrapped(QStringLiteral("0 everywhere: %1").arg(zero.join(QStringLiteral(", ")))), false};
     return lines;
 }

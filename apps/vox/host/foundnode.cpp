@@ -12,6 +12,11 @@ QString FoundNode::shownLabel() const
     return label.isNull() ? QStringLiteral("?") : printable(label);
 }
 
+QString FoundNode::weakness() const
+{
+    return isWeak() ? QStringLiteral("answered once in %1 rounds").arg(rounds) : QString();
+}
+
 QJsonObject FoundNode::toJson() const
 {
     QJsonObject object{{QStringLiteral("address"), address()},

@@ -29,10 +29,7 @@ struct FoundNode
     QString shownVersion() const { return isOlder ? QStringLiteral("older generation") : version; }
     /// Whether it answers so seldom that others may have been missed altogether.
     bool isWeak() const { return answeredRounds == 1 && rounds > 1; }
-    QString weakness() const
-    {
-        return isWeak() ? QStringLiteral("answered once in %1 rounds").arg(rounds) : QString();
-    }
+    QString weakness() const;
 
     QJsonObject toJson() const;
 };

@@ -66,8 +66,8 @@ const Question otherQuestions[] = {
     {"thermal", &KVRMotorProxy::diagGetThermalCount, Question::Motor, Question::OnlyCounted},
     {"obstacles", &KVRMotorProxy::diagGetObstacleCount, Question::Motor, Question::OnlyCounted},
     {"powerUps", &KVRMotorProxy::diagGetPowerCount, Question::Motor},
-    {"resets", &KVRMotorProxy::diagGetResetCount, Question::Motor, Question::OnlyCounted},
-    {"encoderErrors", &KVRMotorProxy::diagGetEncoderErrors, Question::Motor, Question::OnlyCounted},
+    {"resets", &KVRMotorProxy::diagGetResetCount, Question::Motor},
+    {"encoderErrors", &KVRMotorProxy::diagGetEncoderErrors, Question::Motor},
 };
 
 /// A question with an index, which is asked until the node refuses one.

@@ -265,6 +265,6 @@ void Pinger::finish()
     // The rest of a damaged answer may fail checks later on.
     if (std::any_of(m_figures.begin(), m_figures.end(),
                     [](const auto &node) { return node.second.damaged > 0; }))
-        forgetFailedChecks(m_checks);
+        forgetDamage(m_checks);
     Q_EMIT finished();
 }

@@ -4,10 +4,7 @@
 #include "messages/kvr.h"
 #include "messages/voxfield.h"
 #include "messages/voxmessage.h"
-#include "vox/host/counters.h"
-#include "vox/host/pinger.h"
 #include "vox/line/lineitem.h"
-#include "vox/top/toptable.h"
 
 #include <QMap>
 #include <QStringList>
@@ -99,38 +96,6 @@ QString section(const QString &title, const Table &table, VOXField::Meaning mean
     return text;
 }
 
-/// A row of the table of what commands print as JSON.
-QString jsonRow(const char *command, const char *object, const QStringList &members)
-{
-    QStringList names;
-    for (const QString &member : members)
-        names += QStringLiteral("`%1`").arg(member);
-    return QStringLiteral("| `vox %1` | %2 | %3 |\n")
-        .arg(QLatin1String(command), QLatin1String(object), names.join(QStringLiteral(", ")));
-}
-
-QString jsonSection()
-{
-    const auto list = [](const char *names) { return QString::fromLatin1(names).split(QLatin1Char(' ')); };
-    const QStringList ping = PingFigures().toJson().keys();
-    return QStringLiteral(
-               "\n## JSON\n\nWhat these commands print with `--json`: one object in each line, and "
-               "`null` for what is not there. Times of\nanswers are milliseconds, times of day are "
-               "those of ISO 8601.\n\n"
-               "| Command | Object | Members |\n| --- | --- | --- |\n")
-        + jsonRow("ping", "a node; the last two with `--compare`",
-                  list("address") + ping + list("label listed"))
-        + jsonRow("ping", "at the end, in `sum`; the last two with `--compare`",
-                  list("nodes") + ping + list("missing unlisted"))
-        + jsonRow("counters", "a node, at the first and the second `reading`; the last only then",
-                  list("reading address counters changes"))
-        + jsonRow("counters", "in `counters`, and in `changes` those that have changed", Counters::names())
-        + jsonRow("top", "a node, when more has changed than that more answers came",
-                  list("time") + TopRow().toJson().keys())
-        + jsonRow("top", "the line, in `line`, when its problem changes, or its load by 10 %",
-                  list("load problem"));
-}
-
 QString luaFields(unsigned char cmd)
 {
     QStringList fields;
@@ -179,7 +144,6 @@ QByteArray commandPage()
                        "frame decides. Motors of this\n"
                        "generation skip the first byte of `SET_IP`, and want 15 bytes; those of the current "
                        "one read it as listed.\n");
-    page += jsonSection();
     page += QStringLiteral("\n## Enumerations\n");
     const QMap<QString, Keys> all = enumerations();
     for (auto each = all.begin(); each != all.end(); ++each) {

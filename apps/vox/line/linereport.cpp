@@ -54,8 +54,8 @@ QStringList reportText(const LineStatistics &statistics, const QStringList &hint
                              .arg(seconds, 0, 'f', 1)
                              .arg(totals.frames / seconds, 0, 'f', 1)
                              .arg(static_cast<double>(totals.bytes) / seconds, 0, 'f', 0)
-                             .arg(statistics.view() == LineStatistics::Line
-                                      ? QStringLiteral(", load %1 %").arg(statistics.load(), 0, 'f', 0)
+                             .arg(statistics.load()
+                                      ? QStringLiteral(", load %1 %").arg(*statistics.load(), 0, 'f', 0)
                                       : QString()),
                          QStringLiteral("%1, %2 of garbage, %3")
                              .arg(counted(totals.failed, "failed check"),
@@ -125,8 +125,7 @@ QJsonObject reportJson(const LineStatistics &statistics, const QStringList &hint
         {QStringLiteral("seconds"), seconds},
         {QStringLiteral("framesPerSecond"), totals.frames / seconds},
         {QStringLiteral("bytesPerSecond"), static_cast<double>(totals.bytes) / seconds},
-        {QStringLiteral("loadPercent"),
-         statistics.view() == LineStatistics::Line ? QJsonValue(statistics.load()) : QJsonValue()},
+        {QStringLiteral("loadPercent"), statistics.load() ? QJsonValue(*statistics.load()) : QJsonValue()},
         {QStringLiteral("failedChecks"), totals.failed},
         {QStringLiteral("garbageBytes"), totals.garbageBytes},
         {QStringLiteral("breaks"), totals.breaks},

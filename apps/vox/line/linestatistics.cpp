@@ -41,6 +41,16 @@ qint64 LineStatistics::lineNs(qint64 bytes) const
     return bytes * BitsPerByte * static_cast<qint64>(NsPerSecond) / m_rate;
 }
 
+void LineStatistics::setViewOf(const std::vector<LineItem> &items)
+{
+    // An adapter hands over several frames at once now and then, but not often.
+    constexpr std::size_t Often = 4;
+    std::size_t tooSoon = 0;
+    for (std::size_t i = 1; i < items.size(); ++i)
+        tooSoon += items[i].timeNs - items[i - 1].timeNs < lineNs(items[i].bytes.size()) / 2 ? 1U : 0U;
+    m_view = tooSoon * Often > items.size() ? Network : Line;
+}
+
 LineNotes LineStatistics::setTime(qint64 timeNs)
 {
     LineNotes notes;
@@ -286,8 +296,11 @@ double LineStatistics::seconds() const
     return std::max(static_cast<double>(m_lastNs - m_firstNs) / NsPerSecond, 1e-3);
 }
 
-double LineStatistics::load() const
+std::optional<double> LineStatistics::load() const
 {
     constexpr double Percent = 100;
-    return Percent * static_cast<double>(lineNs(m_totals.bytes)) / NsPerSecond / seconds();
+    const double load = Percent * static_cast<double>(lineNs(m_totals.bytes)) / NsPerSecond / seconds();
+    // The times of a line that is full may be a little off.
+    constexpr double MostPercent = 110;
+    return view() == Line && load < MostPercent ? std::optional(std::min(load, Percent)) : std::nullopt;
 }

@@ -8,6 +8,7 @@
 #include <QMap>
 
 #include <deque>
+#include <optional>
 #include <vector>
 
 /// What a request, or a frame that may answer one, has turned out to be.
@@ -85,6 +86,9 @@ public:
     };
 
     void setView(View view) { m_view = view; }
+    /// Sets the view of a capture, which does not tell where it was made: on a line, frames take the time of
+    /// their bytes.
+    void setViewOf(const std::vector<LineItem> &items);
     View view() const { return m_view; }
     /// Sets the bit rate of the line; it is 4800 without this.
     void setRate(int bitsPerSecond) { m_rate = bitsPerSecond; }
@@ -106,8 +110,9 @@ public:
     QMap<unsigned int, NodeStatistics> nodes() const;
     /// The time that has passed, at least a millisecond.
     double seconds() const;
-    /// How much of that time bytes have taken on a line, in percent.
-    double load() const;
+    /// How much of that time bytes have taken on a line, in percent. Nothing on a network, nor if more came
+    /// than a line of this rate takes: a capture does not tell where it was made.
+    std::optional<double> load() const;
 
 private:
     /// The last request to all, or to a group. It may have been sent several times in a row.

@@ -21,6 +21,8 @@
 #include <QSet>
 #include <QTimer>
 
+#include <utility>
+
 namespace {
 const QString Red = QStringLiteral("\x1b[31m");
 const QString Yellow = QStringLiteral("\x1b[33m");
@@ -117,6 +119,7 @@ struct Monitor
     /// The capture has taken standard output.
     bool isOutputTaken = false;
     bool hasFailed = false;
+    bool isLeftOutTold = false;
     bool isJson = false;
 
     void take(const LineItem &item)
@@ -133,6 +136,8 @@ struct Monitor
             hasFailed = true;
             QCoreApplication::exit(Failure);
         }
+        if (capture.leftOut() > 0 && !std::exchange(isLeftOutTold, true))
+            tellLeftOut();
         if (filter.onlyErrors)
             show(errorsOf(item, notes));
         else if (filter.admits(item))
@@ -160,6 +165,15 @@ struct Monitor
     {
         change(statistics);
         change(narrowed);
+    }
+
+    /// Says how much of the capture nobody has read.
+    void tellLeftOut() const
+    {
+        if (capture.leftOut() > 0)
+            printError(QStringLiteral("monitor"),
+                       QStringLiteral("nobody has read the capture: %1 left out")
+                           .arg(counted(capture.leftOut(), "record")));
     }
 
     void report() const
@@ -244,6 +258,7 @@ int readCapture(const CommandLine &line, const QString &output, Monitor *monitor
     const bool isWhole = readPcap(line.words().constFirst(), &items, &problem);
     if ((isWhole || !items.empty()) && !openCapture(line, output, monitor, &ignored))
         return line.fail(ignored);
+    monitor->change([&](LineStatistics &statistics) { statistics.setViewOf(items); });
     for (const LineItem &item : items)
         monitor->take(item);
     monitor->close();
@@ -303,6 +318,7 @@ int listen(CommandLine &line, const QString &output, Monitor *monitor)
     tap->flush();
     sumUp();
     monitor->close();
+    monitor->tellLeftOut();
     return monitor->hasFailed ? Failure : Success;
 }
 }

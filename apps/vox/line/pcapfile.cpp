@@ -46,10 +46,12 @@ struct PcapWriter::Pipe
         errno = *self->error;
         if (errno != 0)
             return 0;
-        self->queue.push(QByteArray(bytes, static_cast<int>(size)));
+        if (!self->queue.push(QByteArray(bytes, static_cast<int>(size))))
+            ++self->leftOut;
         return static_cast<ssize_t>(size);
     }
 
+    int leftOut = 0;
     // The thread of the queue may outlive this.
     const Error error = std::make_shared<std::atomic<int>>(0);
     OutputQueue queue{STDOUT_FILENO, [error = error](int number) { *error = number; }};
@@ -106,6 +108,11 @@ bool PcapWriter::write(const LineItem &item)
     const bool hasFailed = std::ferror(pcap_dump_file(m_file.get())) != 0;
     m_hasReaderLeft = hasFailed && errno == EPIPE;
     return !hasFailed;
+}
+
+int PcapWriter::leftOut() const
+{
+    return m_pipe ? m_pipe->leftOut : 0;
 }
 
 bool readPcap(const QString &name, std::vector<LineItem> *items, QString *problem)

@@ -28,6 +28,8 @@ public:
     bool write(const LineItem &item);
     /// Whether the last write() has failed because the other end of the pipe was closed.
     bool hasReaderLeft() const { return m_hasReaderLeft; }
+    /// How many items have found no room, because nobody reads the pipe.
+    int leftOut() const;
 
 private:
     bool begin(std::FILE *file, const QString &name, QString *problem);

@@ -18,12 +18,23 @@ namespace {
 const QString Name = QStringLiteral("probe");
 constexpr int MsPerSecond = 1000;
 
-/// Asks all nodes for their addresses, and changes nothing.
-QByteArray question()
+QByteArray lineFormOf(VOXCall call)
 {
-    VOXCall call(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST, VOXCall::DefaultSharedTimeout);
     call.prepare();
     return inverted(call.data());
+}
+
+/// Asks all nodes for their addresses, and changes nothing.
+QByteArray questionToAll()
+{
+    return lineFormOf(
+        VOXCall(KVR::findCmd(KVR::GET_NODE_ADDR), VOX::HostAddr, VOX::BCAST, VOXCall::DefaultSharedTimeout));
+}
+
+/// Asks a node of either generation for its label, or for a refusal.
+QByteArray questionTo(VOX::Addr addr)
+{
+    return lineFormOf(VOXCall(KVR::findCmd(KVR::GET_NODE_LABEL), VOX::HostAddr, addr, 0));
 }
 
 QString urlOf(const QString &path, const PortProbe::Setting &setting)
@@ -96,13 +107,12 @@ QString failureOf(const QVector<PortProbe::Setting> &tried)
 {
     const bool hasHeard =
         std::any_of(tried.begin(), tried.end(), [](const PortProbe::Setting &one) { return one.bytes > 0; });
-    return hasHeard
-        ? QStringLiteral(
-            "bytes came, but no setting made valid frames of them: noise, swapped wires, or something "
-            "else talks here")
-        : QStringLiteral(
-            "nothing was heard: nobody talks, a wire is broken, or the two are swapped; with --ask, nodes "
-            "are asked to talk");
+    return hasHeard ? QStringLiteral("bytes came, but no setting made valid frames of them: noise, swapped "
+                                     "wires, something else talks "
+                                     "here, or many nodes answered --ask at once, where --node asks one")
+                    : QStringLiteral(
+                        "nothing was heard: nobody talks, a wire is broken, or the two are swapped; --ask or "
+                        "--node lets nodes talk");
 }
 
 /// Tries the settings until one is right, the port is gone, or a signal comes.
@@ -162,7 +172,8 @@ int runProbe(const QStringList &arguments)
         QStringLiteral(
             "Finds out which bit rate and parity a serial line has: listens for some seconds with each, and "
             "tells with which valid frames come. Ends as soon as one is surely right. Somebody has to talk "
-            "meanwhile; if there is no host, --ask lets the nodes talk. The last column has the errors of "
+            "meanwhile; if there is no host, --ask or --node lets nodes talk. The last column has the errors "
+            "of "
             "framing and parity, and the breaks, that the port's driver has counted."),
         QStringLiteral("vox probe --bus serial:///dev/ttyUSB0"),
         CommandLine::BusOption | CommandLine::JsonOption);
@@ -173,7 +184,11 @@ int runProbe(const QStringList &arguments)
     const QCommandLineOption ask(
         QStringLiteral("ask"),
         QStringLiteral("Also ask all nodes for their addresses once a second. Without it, nothing is sent."));
-    line.addOptions({seconds, ask});
+    const QCommandLineOption node(
+        QStringLiteral("node"),
+        QStringLiteral("Ask this node in place of all. Where there are many, their answers collide."),
+        QStringLiteral("ADDRESS"));
+    line.addOptions({seconds, ask, node});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
     const double duration = line.parser().value(seconds).toDouble();
@@ -182,19 +197,23 @@ int runProbe(const QStringList &arguments)
     if (line.busUrl().isEmpty())
         return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
     VOXBusUrl url;
+    VOX::Addr addr = 0;
     QString problem;
+    const bool asksOne = line.parser().isSet(node);
+    if (asksOne && !VOX::readNodeAddr(line.parser().value(node), &addr, &problem))
+        return line.fail(problem);
     if (!VOXBusUrl::read(line.busUrl(), &url, &problem))
         return line.fail(problem);
     if (url.kind != VOXBusUrl::Serial)
         return line.fail(
             QStringLiteral("%1 is no serial port, and has neither rate nor parity").arg(url.text));
 
-    const bool asks = line.parser().isSet(ask);
+    const bool asks = asksOne || line.parser().isSet(ask);
     PortProbe probe;
     if (!probe.open(url.path, asks ? QIODevice::ReadWrite : QIODevice::ReadOnly, &problem))
         return line.fail(problem);
     if (asks)
-        probe.setQuestion(question());
+        probe.setQuestion(asksOne ? questionTo(addr) : questionToAll());
     if (!line.isJson())
         printHead();
     const QVector<PortProbe::Setting> tried =

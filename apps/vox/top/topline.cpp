@@ -4,7 +4,6 @@
 #include "framework/serialdispatcher.h"
 #include "messages/voxcommandtrait.h"
 #include "transport/voxbus.h"
-#include "transport/voxbusurl.h"
 
 #include <QBuffer>
 #include <QTimerEvent>
@@ -15,7 +14,6 @@ namespace {
 constexpr qint64 NsPerMs = 1000000;
 constexpr qint64 NsPerSecond = 1000000000;
 constexpr int BitsPerByte = 11;
-constexpr int LineRate = 4800;
 
 /// An open bus on which nothing ever comes or goes.
 std::unique_ptr<VOXBus> makeDeadBus()
@@ -48,7 +46,7 @@ void AskingLine::listen()
     VOXScheduler &scheduler = m_network->scheduler();
     // Behind a gateway there is a serial line, too.
     if (scheduler.lineRate() == 0)
-        scheduler.setLineRate(LineRate);
+        scheduler.setLineRate(VOXBusUrl().baudRate);
     const VOXBus *const bus = scheduler.bus();
     connect(&bus->dispatcher(), &BusDispatcher::heard, this,
             [this](const BusMessage &message) { handleFrame(message.data(), false); });
@@ -74,8 +72,9 @@ void AskingLine::handleFrame(const QByteArray &frame, bool isOurs)
 
 // Listening
 
-HeardLine::HeardLine()
-    : m_bus(makeDeadBus())
+HeardLine::HeardLine(int lineRate)
+    : m_lineRate(lineRate)
+    , m_bus(makeDeadBus())
     , m_network(m_bus.get())
 {
     m_network.setSending(false);
@@ -104,13 +103,13 @@ int HeardLine::loadPercent()
     const qint64 now = nowNs();
     for (; !m_lately.empty() && m_lately.front().timeNs < now - WindowNs; m_lately.pop_front())
         m_lateBytes -= m_lately.front().bytes;
-    const qint64 busyNs = m_lateBytes * BitsPerByte * NsPerSecond / LineRate;
+    const qint64 busyNs = m_lateBytes * BitsPerByte * NsPerSecond / m_lineRate;
     return static_cast<int>(std::min<qint64>(busyNs * Percent / WindowNs, Percent));
 }
 
 std::unique_ptr<TopLine> TappedLine::open(const VOXBusUrl &url, QString *problem)
 {
-    auto line = std::make_unique<TappedLine>();
+    auto line = std::make_unique<TappedLine>(url.baudRate);
     TappedLine *const self = line.get();
     line->m_tap = LineTap::open(
         url, [self](const LineItem &item) { self->take(item); }, problem);

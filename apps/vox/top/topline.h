@@ -2,6 +2,7 @@
 #define TOPLINE_H
 
 #include "network/voxnetwork.h"
+#include "transport/voxbusurl.h"
 #include "vox/line/lineitem.h"
 #include "vox/line/linetap.h"
 
@@ -67,7 +68,8 @@ private:
 class HeardLine : public TopLine
 {
 public:
-    HeardLine();
+    /// @p lineRate is that of the line, in bit/s.
+    explicit HeardLine(int lineRate = VOXBusUrl().baudRate);
 
     VOXNetwork &network() override { return m_network; }
     int loadPercent() override;
@@ -82,6 +84,7 @@ private:
         int bytes;
     };
 
+    const int m_lineRate;
     const std::unique_ptr<VOXBus> m_bus;
     VOXNetwork m_network;
     std::deque<Piece> m_lately;
@@ -92,6 +95,7 @@ private:
 class TappedLine : public HeardLine
 {
 public:
+    using HeardLine::HeardLine;
     /// Null if the bus cannot be listened to; @p problem says why.
     static std::unique_ptr<TopLine> open(const VOXBusUrl &url, QString *problem);
 
