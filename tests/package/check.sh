@@ -6,7 +6,7 @@ work=$(mktemp -d)
 trap 'rm -rf "$work"; kill $(jobs -p) 2>/dev/null || true' EXIT
 
 root=$work/root
-mkdir -p "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
+mkdir -p "$root/etc" "$root/var/lib/dpkg/info" "$root/var/lib/dpkg/updates" "$root/var/lib/dpkg/triggers"
 touch "$root/var/lib/dpkg/status" "$root/var/lib/dpkg/available"
 # What they depend on is outside of that root. A file that is in two packages is an error.
 dpkg --root="$root" --force-depends --force-not-root --force-script-chrootless --log=/dev/null -i "$1"/*.deb "$2"/*.deb >"$work/dpkg.log" 2>&1 ||
