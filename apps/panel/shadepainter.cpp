@@ -7,6 +7,7 @@
 #include <QPainterPath>
 
 #include <cmath>
+#include <vector>
 
 namespace {
 constexpr double FoldPitch = 12;
@@ -23,13 +24,13 @@ QCache<QString, QImage> &cache()
 }
 
 /// @p first and what follows @p pitch by @p pitch, below @p end.
-QVector<double> steps(double first, double end, double pitch)
+std::vector<double> steps(double first, double end, double pitch)
 {
-    QVector<double> all;
+    std::vector<double> all;
     const int count = std::max(0, static_cast<int>(std::ceil((end - first) / pitch)));
-    all.reserve(count);
+    all.reserve(static_cast<std::size_t>(count));
     for (int i = 0; i < count; ++i)
-        all += first + i * pitch;
+        all.push_back(first + i * pitch);
     return all;
 }
 
