@@ -20,7 +20,7 @@ public:
     struct Setting
     {
         qint32 rate = 0;
-        QSerialPort::Parity parity = QSerialPort::UnknownParity;
+        QSerialPort::Parity parity = QSerialPort::NoParity;
         /// The port does not take it.
         bool isRefused = false;
         int bytes = 0;
