@@ -141,6 +141,13 @@ bool CommandLine::parse(const QStringList &arguments, int least, int most)
     return false;
 }
 
+bool CommandLine::failRange(const QCommandLineOption &option, const QString &least, const QString &most)
+{
+    m_exitCode = fail(
+        QStringLiteral("--%1 is to be a number from %2 to %3").arg(option.names().constLast(), least, most));
+    return false;
+}
+
 bool CommandLine::isJson() const
 {
     return m_parser.isSet(JsonName);

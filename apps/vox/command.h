@@ -6,6 +6,7 @@
 #include <QVector>
 
 #include <memory>
+#include <type_traits>
 
 class VOXBus;
 
@@ -49,6 +50,8 @@ public:
     /// @p example is a command line that works against the example network.
     CommandLine(const QString &command, const QString &description, const QString &example, int options);
 
+    /// The command's.
+    const QString &name() const { return m_description.name; }
     const QCommandLineParser &parser() const { return m_parser; }
     void addOptions(const QList<QCommandLineOption> &options);
     /// Sets the options that may be given several times. All other options that take a value may be given
@@ -62,6 +65,27 @@ public:
     /// The same for commands that take at least @p least words and at most @p most.
     bool parse(const QStringList &arguments, int least, int most);
     int exitCode() const { return m_exitCode; }
+
+    /// Takes the value of @p option, a number from @p least to @p most, into @p number, which stays as it is
+    /// if the option has none. False if it is something else; then exitCode() is the program's.
+    template <typename Number>
+    bool readNumber(const QCommandLineOption &option, Number least, Number most, Number *number)
+    {
+        const QString text = m_parser.value(option);
+        if (text.isEmpty() && !m_parser.isSet(option))
+            return true;
+        bool isNumber = false;
+        const auto value = [&] {
+            if constexpr (std::is_integral_v<Number>)
+                return text.toLongLong(&isNumber);
+            else
+                return text.toDouble(&isNumber);
+        }();
+        if (!isNumber || !(value >= least && value <= most))
+            return failRange(option, QString::number(least), QString::number(most));
+        *number = static_cast<Number>(value);
+        return true;
+    }
 
     QStringList words() const { return m_parser.positionalArguments(); }
     bool isJson() const;
@@ -78,6 +102,7 @@ public:
     static QString examplePath(const QString &name);
 
 private:
+    bool failRange(const QCommandLineOption &option, const QString &least, const QString &most);
     QString givenTwice() const;
     QString wrongFileName() const;
 

@@ -264,13 +264,6 @@ void printTrust(int damaged, const QVector<FoundNode> &nodes, bool hasRounds)
                    parts.join(QStringLiteral(", ")) + QStringLiteral(": others may be missing")
                        + (hasRounds ? QString() : QStringLiteral("; --rounds 10 looks longer")));
 }
-
-bool readRounds(const QString &text, int *rounds)
-{
-    bool isNumber = false;
-    *rounds = text.toInt(&isNumber);
-    return isNumber && *rounds >= 1 && *rounds <= MaxRounds;
-}
 }
 
 int runScan(const QStringList &arguments)
@@ -312,8 +305,8 @@ int runScan(const QStringList &arguments)
     const bool compares = parser.isSet(compareOption);
     if (hasRange && !AddressRange::read(parser.value(rangeOption), &range, &problem))
         return line.fail(QStringLiteral("--range: %1").arg(problem));
-    if (parser.isSet(roundsOption) && !readRounds(parser.value(roundsOption), &rounds))
-        return line.fail(QStringLiteral("--rounds is to be a number from 1 to %1").arg(MaxRounds));
+    if (!line.readNumber(roundsOption, 1, MaxRounds, &rounds))
+        return line.exitCode();
     if (compares && !list.read(parser.value(compareOption), &problem))
         return line.fail(QStringLiteral("--compare: %1").arg(problem));
     const std::unique_ptr<VOXBus> network = line.openBus();

@@ -17,6 +17,7 @@
 #include <QFileInfo>
 #include <QLockFile>
 
+#include <limits>
 #include <memory>
 #include <random>
 
@@ -236,16 +237,12 @@ int runSim(const QStringList &arguments)
     options.bus = parser.isSet(QStringLiteral("bus")) || fileBus.isEmpty() ? line.busUrl() : fileBus;
     if (options.bus.isEmpty())
         return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
-    if (parser.isSet(speed)) {
-        options.speed = parser.value(speed).toUInt();
-        if (options.speed < 1 || options.speed > MaxSpeed)
-            return line.fail(QStringLiteral("--speed is to be a number from 1 to %1").arg(MaxSpeed));
-    }
+    if (!line.readNumber(speed, 1U, MaxSpeed, &options.speed))
+        return line.exitCode();
     if (parser.isSet(pace) && !simulation.setLine(parser.value(pace), &problem))
         return line.fail(problem);
-    bool isSeed = true;
-    options.seed = parser.isSet(seed) ? parser.value(seed).toUInt(&isSeed) : std::random_device()();
-    if (!isSeed)
-        return line.fail(QStringLiteral("--seed is to be a number from 0 to 4294967295"));
+    options.seed = std::random_device()();
+    if (!line.readNumber(seed, 0U, std::numeric_limits<quint32>::max(), &options.seed))
+        return line.exitCode();
     return run(line, options, simulation);
 }
