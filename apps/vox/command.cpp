@@ -160,7 +160,7 @@ QString CommandLine::busUrl() const
 
 std::unique_ptr<VOXBus> CommandLine::openBus()
 {
-    QString problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+    QString problem = NoBus;
     const QString url = busUrl();
     std::unique_ptr<VOXBus> bus = url.isEmpty() ? nullptr : VOXBusUrl::openBus(url, &problem);
     if (!bus)

@@ -94,6 +94,8 @@ public:
     /// Opens the bus; null if that fails, and then exitCode() is the program's.
     std::unique_ptr<VOXBus> openBus();
 
+    /// Why a command cannot go on that needs a bus.
+    static inline const QString NoBus = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
     /// Prints what is wrong with the command line and returns the exit code for it.
     int fail(const QString &problem) const;
 

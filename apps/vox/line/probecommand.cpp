@@ -195,7 +195,7 @@ int runProbe(const QStringList &arguments)
     if (!line.readNumber(seconds, 0.1, 60.0, &duration))
         return line.exitCode();
     if (line.busUrl().isEmpty())
-        return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
+        return line.fail(CommandLine::NoBus);
     VOXBusUrl url;
     VOX::Addr addr = 0;
     QString problem;
