@@ -150,7 +150,7 @@ bool Options::read(SiteConfig *site, QString *problem) const
     if (bus.name == QLatin1String("bridge") || bus.name == QLatin1String("all"))
         *problem = QStringLiteral("no line can be called %1; --name gives another name").arg(bus.name);
     else if (line.busUrl().isEmpty())
-        *problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+        *problem = CommandLine::NoBus;
     else if (!VOXBusUrl::read(line.busUrl(), &bus.bus, problem))
         return false;
     else if (bus.bus.kind == VOXBusUrl::Pty)
