@@ -25,6 +25,7 @@ private Q_SLOTS:
     void aBoxKeepsTheNewest();
     void aPublisherWaits();
     void aNameIsClaimed();
+    void aBuildWithoutTheLibrary();
 };
 
 void tst_BridgeWords::commands()
@@ -300,6 +301,15 @@ void tst_BridgeWords::aNameIsClaimed()
     for (const QByteArray &bad :
          {QByteArray(), QByteArray("{}"), QByteArray("{\"id\":7}"), QByteArray(1000, '{')})
         QCOMPARE(first.judge(bad), NameGuard::Nothing);
+}
+
+void tst_BridgeWords::aBuildWithoutTheLibrary()
+{
+    QProcess program;
+    program.start(VOX_WITHOUT_MQTT, {"bridge", "--bus", "udp://127.0.0.1:1", "--mqtt", "mqtt://127.0.0.1"});
+    QVERIFY2(program.waitForFinished(), qPrintable(program.errorString()));
+    const QByteArray said = program.readAllStandardError();
+    QVERIFY2(said.contains("libmosquitto was not there") && program.exitCode() == 2, said);
 }
 
 QTEST_GUILESS_MAIN(tst_BridgeWords)
