@@ -168,6 +168,8 @@ void SchedulerCore::admit(const Pointer &call)
         // What the nodes have answered so far counts.
         if (m_inner && m_inner->collectsReplies())
             m_inner->setError(BusPendingCall::Timeout);
+    } else if (call->trait.kind == VOXCommandTrait::AbsoluteMove) {
+        keepOrder(*call);
     }
     if (join(call))
         return;
@@ -175,6 +177,25 @@ void SchedulerCore::admit(const Pointer &call)
         m_queue.append(call);
     else
         end(call, BusPendingCall::Overflow);
+}
+
+/// Nodes take turns, and a frame for many is none of theirs: what is newer is still to come last.
+void SchedulerCore::keepOrder(const ScheduledCall &move)
+{
+    if (move.addrType == VOX::P2P) {
+        for (const Pointer &each : m_queue.calls()) {
+            if (each->addrType != VOX::P2P && each->trait.isMotion() && concerns(*each, move))
+                each->destination->turn = 0;
+        }
+        return;
+    }
+    const QVector<Pointer> older = m_queue.take([&](const ScheduledCall &each) {
+        return each.trait.kind == VOXCommandTrait::AbsoluteMove && concerns(move, each);
+    });
+    for (const Pointer &each : older) {
+        ++record(each->lane).figures.superseded;
+        end(each, BusPendingCall::Superseded);
+    }
 }
 
 /// Lets @p call take part in the one that waits before it, or take its place. False if it has to wait itself.
@@ -248,15 +269,15 @@ quint64 SchedulerCore::epochOf(const ScheduledCall &call) const
     return call.destination->epoch + m_sharedEpoch;
 }
 
-/// Whether @p stop takes the move @p call back.
-bool SchedulerCore::concerns(const ScheduledCall &stop, const ScheduledCall &call) const
+/// Whether the move @p call is one of nodes that @p newer stops, or sends elsewhere.
+bool SchedulerCore::concerns(const ScheduledCall &newer, const ScheduledCall &call) const
 {
     if (!call.trait.isMotion())
         return false;
-    if (stop.addrType == VOX::BCAST || stop.destination == call.destination)
+    if (newer.addrType == VOX::BCAST || newer.destination == call.destination)
         return true;
-    return stop.addrType == VOX::GROUP && call.addrType == VOX::P2P
-        && m_members.value(stop.addr).contains(call.addr);
+    return newer.addrType == VOX::GROUP && call.addrType == VOX::P2P
+        && m_members.value(newer.addr).contains(call.addr);
 }
 
 // Sending

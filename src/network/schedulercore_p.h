@@ -74,7 +74,8 @@ private:
     bool join(const Pointer &call);
     bool makeRoom(const ScheduledCall &call);
     void makeObsolete(const ScheduledCall &call);
-    bool concerns(const ScheduledCall &stop, const ScheduledCall &call) const;
+    void keepOrder(const ScheduledCall &move);
+    bool concerns(const ScheduledCall &newer, const ScheduledCall &call) const;
     quint64 epochOf(const ScheduledCall &call) const;
 
     void pump();

@@ -188,6 +188,15 @@ void tst_BridgeLine::newerCommandsHold()
     give("G", "{\"position\":70}");
     give("G", "{\"position\":70}");
     QCOMPARE(line.movesIn(1500).count("Ga003=70"), 2);
+    // What still waits for the line is older than a frame for the group, and newer than one before it.
+    for (const char *const addr : {"000101", "000102", "000103"})
+        give(addr, "{\"position\":15}");
+    give("G", "{\"position\":75}");
+    QCOMPARE(line.movesIn(1500), "101=15 Ga003=75 103=15 301");
+    give("000103", "{\"position\":16}");
+    give("G", "{\"position\":76}");
+    give("000101", "{\"position\":17}");
+    QCOMPARE(line.movesIn(1500), "103=16 Ga003=76 301 101=17");
     // Nothing older comes behind a command for all.
     give("G", "{\"position\":80}");
     give("G", "{\"position\":90}");
