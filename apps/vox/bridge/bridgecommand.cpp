@@ -11,6 +11,7 @@
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSysInfo>
 #include <QTimer>
 
@@ -30,6 +31,19 @@ QString hostName()
             each = QLatin1Char('-');
     }
     return SiteConfig::isName(name) ? name : QStringLiteral("gateway");
+}
+
+/// Whether the files are there that TLS is to have. The library names no file that is missing.
+bool canRead(const QStringList &names, QString *problem)
+{
+    for (const QString &name : names) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
 }
 
 /// The options that say what a file would say otherwise.
@@ -242,7 +256,8 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
+    if (!options.read(&site, &problem) || !canRead({site.mqtt.ca, site.mqtt.cert, site.mqtt.key}, &problem)
+        || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     if (options.isSet(options.check))
         return checkSite(site);

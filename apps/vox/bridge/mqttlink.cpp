@@ -100,6 +100,7 @@ private:
     void handleReadable();
     void handleWritable();
     void check(int result);
+    QString textOf(int result) const;
     void updateWriting();
     void lose(const QString &reason);
     void silence();
@@ -202,8 +203,7 @@ void MqttLink::Private::connectTo(const QString &address)
     m_client = mosquitto_new(m_options.clientId.constData(), true, this);
     const int result = m_client ? open(address.toUtf8()) : MOSQ_ERR_NOMEM;
     if (result != MOSQ_ERR_SUCCESS) {
-        lose(result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
-                                      : QString::fromUtf8(mosquitto_strerror(result)));
+        lose(textOf(result));
         return;
     }
     watch();
@@ -317,8 +317,21 @@ void MqttLink::Private::handleMisc()
 void MqttLink::Private::check(int result)
 {
     if (result != MOSQ_ERR_SUCCESS && result != MOSQ_ERR_CONN_PENDING)
-        lose(result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
-                                      : QString::fromUtf8(mosquitto_strerror(result)));
+        lose(textOf(result));
+}
+
+/// The library tells of a certificate that somebody does not accept in the words for any lost connection.
+QString MqttLink::Private::textOf(int result) const
+{
+    const bool isTlsGreeting = m_options.url.isTls && !m_isConnected;
+    if (isTlsGreeting && result == MOSQ_ERR_TLS)
+        return QStringLiteral("TLS fails; is its certificate signed by what --ca names%1?")
+            .arg(m_options.cert.isEmpty() ? QString() : QStringLiteral(", and does --key belong to --cert"));
+    if (isTlsGreeting && (result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_PROTOCOL))
+        return m_options.cert.isEmpty()
+            ? QStringLiteral("it ends the connection; does it want a certificate, by --cert and --key?")
+            : QStringLiteral("it ends the connection; does it accept the certificate of --cert?");
+    return result == MOSQ_ERR_ERRNO ? qt_error_string(errno) : QString::fromUtf8(mosquitto_strerror(result));
 }
 
 void MqttLink::Private::updateWriting()
@@ -436,10 +449,9 @@ void MqttLink::Private::onConnect(mosquitto *, void *object, int code, int, cons
 
 void MqttLink::Private::onDisconnect(mosquitto *, void *object, int code, const mosquitto_property *)
 {
-    const QString reason = code >= FirstFailureCode
-        ? QString::fromUtf8(mosquitto_reason_string(code))
-        : QString::fromUtf8(mosquitto_strerror(code == 0 ? MOSQ_ERR_CONN_LOST : code));
-    of(object).lose(reason);
+    Private &link = of(object);
+    link.lose(code >= FirstFailureCode ? QString::fromUtf8(mosquitto_reason_string(code))
+                                       : link.textOf(code == 0 ? MOSQ_ERR_CONN_LOST : code));
 }
 
 void MqttLink::Private::onMessage(mosquitto *, void *object, const mosquitto_message *message,
