@@ -20,6 +20,10 @@ private:
     const QTemporaryDir m_folder;
 };
 
+namespace {
+const QString Secret = "VOX_MQTT_PASSWORD=secret-1";
+}
+
 void tst_BridgeAccess::make(const QString &program, const QStringList &arguments) const
 {
     QProcess process;
@@ -35,6 +39,12 @@ void tst_BridgeAccess::initTestCase()
     make("mosquitto_passwd", {"-c", "-b", "passwords", "anna", "secret-1"});
     make("mosquitto_passwd", {"-b", "passwords", "berta", "secret-1"});
     setContents(m_folder.filePath("acl"), "user anna\ntopic readwrite #\nuser berta\ntopic write vox/#\n");
+    for (const char *const name : {"password", "given/mqtt-password", "empty/mqtt-password"}) {
+        const QString file = m_folder.filePath(name);
+        QDir().mkpath(QFileInfo(file).path());
+        setContents(file, QByteArray(name).startsWith("empty") ? "\n" : "secret-1\n");
+        QFile::setPermissions(file, QFile::ReadOwner);
+    }
     // Who signs, the broker, a client, and one that nobody has signed.
     const QString create = "req -x509 -nodes -days 2 -newkey ec -pkeyopt ec_paramgen_curve:P-256 ";
     for (const char *const more : {"-keyout ca.key -out ca.pem -subj /CN=ca",
@@ -47,36 +57,41 @@ void tst_BridgeAccess::initTestCase()
 
 void tst_BridgeAccess::access_data()
 {
-    const auto row = columns<QString, QString, QByteArray>("options", "password", "said");
+    const auto row = columns<QString, QString, QByteArray>("options", "environment", "said");
     // %1 asks for a password, %2 is the same with TLS, and %3 asks for a certificate, too; %4 is the folder.
-    row("with a password", "--mqtt mqtt://anna@%1", "secret-1", "ready");
-    row("with a wrong one", "--mqtt mqtt://anna@%1", "secret-2", "it refuses: ");
-    row("with 3.1.1", "--mqtt mqtt://anna@%1 --mqtt-version 3", "secret-1", "ready");
+    row("with a password", "--mqtt mqtt://anna@%1", Secret, "ready");
+    row("with a wrong one", "--mqtt mqtt://anna@%1", "VOX_MQTT_PASSWORD=secret-2", "it refuses: ");
+    row("with 3.1.1", "--mqtt mqtt://anna@%1 --mqtt-version 3", Secret, "ready");
+    row("with a file", "--mqtt mqtt://anna@%1 --password-file %4/password", "", "ready");
+    row("with a credential of the system", "--mqtt mqtt://anna@%1", "CREDENTIALS_DIRECTORY=%4/given",
+        "ready");
+    row("with an empty credential", "--mqtt mqtt://anna@%1", "CREDENTIALS_DIRECTORY=%4/empty " + Secret,
+        "ready");
     row("with a password in the URL", "--mqtt mqtt://anna:secret-1@%1", "", "does not belong into the URL");
     row("with a file that all may read", "--mqtt mqtt://anna@%1 --password-file /etc/passwd", "",
         "chmod o-r /etc/passwd");
-    row("where it may not read", "--mqtt mqtt://berta@%1", "secret-1",
+    row("where it may not read", "--mqtt mqtt://berta@%1", Secret,
         "does not pass on what is said on vox/bridge/hq/availability");
-    row("with TLS", "--mqtt mqtts://anna@%2 --ca %4/ca.pem", "secret-1", "ready");
-    row("with TLS, of somebody else", "--mqtt mqtts://anna@%2 --ca %4/other.pem", "secret-1",
+    row("with TLS", "--mqtt mqtts://anna@%2 --ca %4/ca.pem", Secret, "ready");
+    row("with TLS, of somebody else", "--mqtt mqtts://anna@%2 --ca %4/other.pem", Secret,
         "is its certificate signed by what --ca names?");
     const QString asked = "--mqtt mqtts://anna@%3 --ca %4/ca.pem";
-    row("with a certificate", asked + " --cert %4/anna.pem --key %4/anna.key", "secret-1", "ready");
-    row("with one, and 3.1.1", asked + " --cert %4/anna.pem --key %4/anna.key --mqtt-version 3", "secret-1",
+    row("with a certificate", asked + " --cert %4/anna.pem --key %4/anna.key", Secret, "ready");
+    row("with one, and 3.1.1", asked + " --cert %4/anna.pem --key %4/anna.key --mqtt-version 3", Secret,
         "ready");
-    row("without one", asked, "secret-1", "does it want a certificate, by --cert and --key?");
-    row("with one that nobody has signed", asked + " --cert %4/other.pem --key %4/other.key", "secret-1",
+    row("without one", asked, Secret, "does it want a certificate, by --cert and --key?");
+    row("with one that nobody has signed", asked + " --cert %4/other.pem --key %4/other.key", Secret,
         "does it accept the certificate of --cert?");
-    row("with a key of another one", asked + " --cert %4/anna.pem --key %4/other.key", "secret-1",
+    row("with a key of another one", asked + " --cert %4/anna.pem --key %4/other.key", Secret,
         "does --key belong to --cert?");
-    row("with one that is not there", asked + " --cert %4/none.pem --key %4/anna.key", "secret-1",
+    row("with one that is not there", asked + " --cert %4/none.pem --key %4/anna.key", Secret,
         "/none.pem: No such file");
 }
 
 void tst_BridgeAccess::access()
 {
     QFETCH(QString, options);
-    QFETCH(QString, password);
+    QFETCH(QString, environment);
     QFETCH(QByteArray, said);
     QTcpServer tls, strict;
     tls.listen(QHostAddress::LocalHost);
@@ -96,7 +111,9 @@ void tst_BridgeAccess::access()
     for (int i = 0; i < 3; ++i)
         options.replace('%' + QString::number(i + 1), "127.0.0.1:" + places[i]);
     options.replace("%4", m_folder.path());
-    Tool bridge(QStringList{"bridge", "--bus", sim.bus, "--name", "hq"} + options.split(' '), password);
+    environment.replace("%4", m_folder.path());
+    Tool bridge(QStringList{"bridge", "--bus", sim.bus, "--name", "hq"} + options.split(' '),
+                environment.split(' '));
     QVERIFY2(QTest::qWaitFor([&] { return (bridge.out() + bridge.err()).contains(said); }, 15000),
              bridge.out() + bridge.err());
     QVERIFY2(!(bridge.out() + bridge.err()).contains("secret"), "a secret is told");

@@ -12,11 +12,9 @@
 /// A process of the program, and what it has said.
 struct Tool
 {
-    explicit Tool(const QStringList &arguments, const QString &password = QString())
+    explicit Tool(const QStringList &arguments, const QStringList &environment = {})
     {
-        QProcessEnvironment environment = QProcessEnvironment::systemEnvironment();
-        environment.insert("VOX_MQTT_PASSWORD", password);
-        process.setProcessEnvironment(environment);
+        process.setEnvironment(QProcess::systemEnvironment() + environment);
         process.start(VOX_PROGRAM, arguments);
     }
     ~Tool() { end(SIGKILL); }
