@@ -7,6 +7,8 @@ FocusScope {
 
     property real zoom: 1
     property alias facade: facade
+    // What is wrong is not beside the shades.
+    property bool canOpenSheet: false
     signal opened()
 
     function show(node) {
@@ -197,6 +199,13 @@ FocusScope {
             text: qsTr("Numbers: percent down. ▸ last reading  ≈ estimate")
             font: Theme.smallFont
             color: Theme.ink2
+        }
+        LinkButton {
+            anchors.verticalCenter: parent.verticalCenter
+            visible: view.canOpenSheet
+            height: Theme.button
+            text: Panel.troubles.count > 0 ? qsTr("Trouble: %1").arg(Panel.troubles.count) : qsTr("Details")
+            onClicked: view.opened()
         }
         LinkButton {
             anchors.verticalCenter: parent.verticalCenter

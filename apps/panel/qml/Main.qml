@@ -98,6 +98,7 @@ Window {
                     anchors.fill: parent
                     visible: isFacade && Panel.shades.count > 0
                     onOpened: window.isSheetOpen = true
+                    canOpenSheet: window.isSheet && !window.isSheetOpen
 
                     readonly property bool isFacade: top.view === 0 || top.view === 3 && !!Panel.replay
                 }
@@ -134,11 +135,13 @@ Window {
         SidePanel {
             id: side
 
-            visible: facade.isFacade && (!window.isSheet || window.isSheetOpen)
-            anchors { right: parent.right; top: top.bottom; bottom: parent.bottom }
+            visible: facade.isFacade && Panel.shades.count > 0 && (!window.isSheet || window.isSheetOpen)
+            isSheet: window.isSheet
+            anchors { right: parent.right; top: top.bottom; bottom: window.isSheet && strip.visible ? strip.top : parent.bottom }
             width: window.width >= 1200 ? Theme.sidePanel : Theme.narrowSidePanel
             onShown: function(node) { window.show(node) }
-            onFramesWanted: window.showFrames(0)
+            onFramesWanted: function(line) { window.showFrames(Panel.lines.indexOf(line)) }
+            onClosed: window.isSheetOpen = false
         }
         ReplayBar {
             id: replayBar
