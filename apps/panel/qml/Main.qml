@@ -63,20 +63,9 @@ Window {
             Column {
                 id: banners
 
-                anchors { left: parent.left; right: parent.right; top: parent.top; margins: visible ? Theme.margin : 0 }
-                visible: height > 0
+                anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.margin }
                 spacing: 8
 
-                Repeater {
-                    model: Panel.shades.count > 0 && Panel.canSend ? Panel.lines : []
-
-                    Banner {
-                        visible: !modelData.open
-                        width: banners.width
-                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
-                        text: modelData.problem
-                    }
-                }
                 Repeater {
                     model: Panel.shades.count > 0 ? Panel.problems : []
 
@@ -123,6 +112,24 @@ Window {
 
                     anchors.fill: parent
                     visible: top.view === 3 && !Panel.replay
+                }
+            }
+            Column {
+                id: lineBanners
+
+                anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 4 }
+                visible: facade.visible && !facade.facade.arranging
+                spacing: 4
+
+                Repeater {
+                    model: Panel.canSend ? Panel.lines : []
+
+                    LineBanner {
+                        visible: !modelData.open
+                        width: lineBanners.width
+                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
+                        text: modelData.problem
+                    }
                 }
             }
             SearchBox {
