@@ -41,6 +41,8 @@ Window {
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
     Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
     Shortcut { sequence: "Ctrl+0"; onActivated: facade.fit() }
+    Shortcut { sequences: ["Ctrl++", "Ctrl+="]; onActivated: facade.zoomBy(1.5) }
+    Shortcut { sequence: "Ctrl+-"; onActivated: facade.zoomBy(1 / 1.5) }
 
     // The window's own colour is not in its picture.
     Rectangle {
@@ -166,6 +168,6 @@ Window {
     }
     Connections {
         target: StopKey
-        function onPressed() { window.isSheetOpen = false; search.close() }
+        function onPressed() { window.isSheetOpen = false; search.close(); facade.facade.arranging = false }
     }
 }
