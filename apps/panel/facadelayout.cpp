@@ -111,7 +111,12 @@ struct Elevation
     {
         const double byWidth = (area.width() - frameWidth()) / columns;
         const double byHeight = (area.height() - frameHeight()) / floors.size() / Aspect;
-        return std::floor(std::min(byWidth, byHeight));
+        double width = std::floor(std::min(byWidth, byHeight));
+        // Two lines of text need more room.
+        while (width > FacadeLayout::MinWidth
+               && frameHeight() + floors.size() * heightOf(width) > area.height())
+            --width;
+        return width;
     }
 
     FacadeLayout layout(double width, int count) const
