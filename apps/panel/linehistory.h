@@ -21,6 +21,12 @@ public:
         int frames = 0;
         int failed = 0;
         int unanswered = 0;
+
+        bool operator==(const Second &other) const
+        {
+            return takenMs == other.takenMs && frames == other.frames && failed == other.failed
+                && unanswered == other.unanswered;
+        }
     };
 
     /// The line was taken from @p fromMs until @p toMs. What is longer than a minute counts as one.

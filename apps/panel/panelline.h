@@ -79,6 +79,7 @@ public:
 
     /// Milliseconds of the clock of history().
     static qint64 nowMs();
+    qint64 historyMs() const { return nowMs(); }
 
 Q_SIGNALS:
     /// The nodes of the network go next.

@@ -10,6 +10,7 @@ class LineLoad
 {
 public:
     static constexpr int WindowMs = 10000;
+    static constexpr qint64 NsPerMs = 1000000;
 
     /// @p busyNs of a busy line have just passed at @p nowMs.
     void add(qint64 nowMs, qint64 busyNs, bool isPoll)
@@ -24,7 +25,6 @@ public:
     int percent(qint64 nowMs) { return qMin(100, (pollsMs(nowMs) + othersMs(nowMs)) * 100 / WindowMs); }
 
 private:
-    static constexpr qint64 NsPerMs = 1000000;
     static constexpr int SlotCount = 40;
     static constexpr int SlotMs = WindowMs / SlotCount;
 

@@ -11,6 +11,7 @@
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSysInfo>
 #include <QTimer>
 
@@ -150,7 +151,7 @@ bool Options::read(SiteConfig *site, QString *problem) const
     if (bus.name == QLatin1String("bridge") || bus.name == QLatin1String("all"))
         *problem = QStringLiteral("no line can be called %1; --name gives another name").arg(bus.name);
     else if (line.busUrl().isEmpty())
-        *problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+        *problem = CommandLine::NoBus;
     else if (!VOXBusUrl::read(line.busUrl(), &bus.bus, problem))
         return false;
     else if (bus.bus.kind == VOXBusUrl::Pty)
@@ -161,6 +162,19 @@ bool Options::read(SiteConfig *site, QString *problem) const
         *problem = QStringLiteral("--end-tolerance is to be a number from 0 to %1").arg(MaxTolerance);
     site->lines = {bus};
     return problem->isEmpty() && readBroker(&site->mqtt, problem);
+}
+
+/// The library tells only that something is wrong with one of them.
+bool areReadable(const SiteConfig::Broker &broker, QString *problem)
+{
+    for (const QString &name : {broker.ca, broker.cert, broker.key}) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
 }
 
 int serve(const SiteConfig &site, const QByteArray &password)
@@ -186,6 +200,9 @@ int forgetNode(const CommandLine &line, const SiteConfig &site, const QByteArray
     unsigned int addr = 0;
     QString problem;
     const QString name = words.section(QLatin1Char('/'), 0, -2);
+    if (name.isEmpty())
+        return line.fail(QStringLiteral("--forget takes a line and an address, such as %1/000105")
+                             .arg(site.lines.constFirst().name));
     if (!VOX::readNodeAddr(words.section(QLatin1Char('/'), -1), &addr, &problem))
         return line.fail(QStringLiteral("--forget: %1").arg(problem));
     MqttLink::Options options;
@@ -242,7 +259,8 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
+    if (!options.read(&site, &problem) || !areReadable(site.mqtt, &problem)
+        || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     if (options.isSet(options.check))
         return checkSite(site);
