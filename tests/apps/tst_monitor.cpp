@@ -63,8 +63,11 @@ void tst_Monitor::scanning()
             const QByteArray marks[] = {cmd, "~" + cmd, "!" + cmd, QByteArray::number(item.bytes.size())};
             actual += marks[item.verdict];
         });
-        for (const QByteArray &chunk : chunks)
-            scanner.feed(chunk, 0);
+        qint64 timeNs = 0;
+        for (const QByteArray &chunk : chunks) {
+            timeNs += chunk.isEmpty() ? 40 * Ms : 0;
+            scanner.feed(chunk, timeNs);
+        }
         scanner.flush();
         QCOMPARE(list(name, actual.join(' ')), list(name, found));
     };
@@ -73,7 +76,7 @@ void tst_Monitor::scanning()
     const unsigned int checksum = VOXBus::chksum(tolerated.left(9));
     tolerated[9] = char(checksum >> 8);
     tolerated[10] = char(checksum);
-    // The line pauses after the last chunk.
+    // The line pauses after the last chunk, and where a chunk has no bytes.
     row("a frame in three parts, and another", {a.left(1), a.mid(1, 7), a.mid(8) + b}, "02 0E");
     row("noise before", {QByteArray("\x00\x00\xff", 3) + a}, "3 02");
     row("noise that claims to be long", {QByteArray("\x00\xe0", 2) + a + b}, "2 02 0E");
@@ -85,6 +88,10 @@ void tst_Monitor::scanning()
     row("a frame cut off, and two frames in what it claims",
         {line(frame("65 303132333435363738", 1)).left(9) + a + b}, "9 02 0E");
     row("one byte", {"x"}, "1");
+    row("garbage before and after a pause", {"ab", "c", "", "de"}, "3 2");
+    row("a check that fails, a pause, and garbage", {damaged(a), "", "x"}, "!02 1");
+    row("a frame with a pause in it", {a.left(5), "", a.mid(5)}, "02");
+    row("a check that fails, with a pause in it", {damaged(a).left(5), "", damaged(a).mid(5)}, "5 7");
 }
 
 void tst_Monitor::cutsAsReceiversDo()
@@ -129,7 +136,7 @@ void tst_Monitor::noByteIsLost()
             std::generate(bytes.begin(), bytes.end(), std::ref(random));
             bytes += line(stop);
             sent += bytes;
-            scanner.feed(bytes, chunk);
+            scanner.feed(bytes, chunk * (run % 2) * 40 * Ms);
         }
         scanner.flush();
         QCOMPARE(shown, sent);
@@ -423,9 +430,9 @@ void tst_Monitor::portErrors()
     row({}, none, false, "framing and parity errors, breaks and overruns are not counted", "");
     row(some, none, false, "0 framing errors, 0 parity errors, 0 breaks, 0 overruns", "");
     row(none, {1, 30, 0, 0}, false, "1 framing error, 30 parity errors, 0 breaks, 0 overruns",
-        "30 parity errors and hardly any of framing: the parity is wrong; vox probe finds the right one");
+        "30 parity errors and hardly anything else: the parity is wrong, or the bit rate is twice that of the line");
     row(some, {8, 30, 2, 0}, false, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns",
-        "8 framing errors and 2 breaks: the bit rate is wrong, or the two wires are swapped");
+        "8 framing errors and 2 breaks: the bit rate or the parity is wrong, or the two wires are swapped");
     row(some, {8, 30, 2, 0}, true, "8 framing errors, 30 parity errors, 2 breaks, 0 overruns", "");
     row(some, {0, 0, 0, 1}, true, "0 framing errors, 0 parity errors, 0 breaks, 1 overrun",
         "the port has lost bytes in 1 overrun: this machine was too busy");

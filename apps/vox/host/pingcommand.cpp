@@ -42,7 +42,7 @@ public:
     {
         for (const auto &[addr, figures] : pinger.figures()) {
             const bool isListed = choice.isListed(addr);
-            if (isListed && figures.sent > 0 && figures.times.empty())
+            if (isListed && figures.sent > 0 && figures.lost() == figures.sent)
                 m_missing += VOX::toString(addr);
             else if (!isListed && !figures.times.empty())
                 m_unlisted += VOX::toString(addr);
