@@ -11,6 +11,7 @@
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSysInfo>
 #include <QTimer>
 
@@ -163,6 +164,19 @@ bool Options::read(SiteConfig *site, QString *problem) const
     return problem->isEmpty() && readBroker(&site->mqtt, problem);
 }
 
+/// The library tells only that something is wrong with one of them.
+bool areReadable(const SiteConfig::Broker &broker, QString *problem)
+{
+    for (const QString &name : {broker.ca, broker.cert, broker.key}) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
 int serve(const SiteConfig &site, const QByteArray &password)
 {
     // It is often started by something that ends before it, and has no other settings to read again.
@@ -186,6 +200,9 @@ int forgetNode(const CommandLine &line, const SiteConfig &site, const QByteArray
     unsigned int addr = 0;
     QString problem;
     const QString name = words.section(QLatin1Char('/'), 0, -2);
+    if (name.isEmpty())
+        return line.fail(QStringLiteral("--forget takes a line and an address, such as %1/000105")
+                             .arg(site.lines.constFirst().name));
     if (!VOX::readNodeAddr(words.section(QLatin1Char('/'), -1), &addr, &problem))
         return line.fail(QStringLiteral("--forget: %1").arg(problem));
     MqttLink::Options options;
@@ -242,7 +259,8 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
+    if (!options.read(&site, &problem) || !areReadable(site.mqtt, &problem)
+        || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     if (options.isSet(options.check))
         return checkSite(site);
