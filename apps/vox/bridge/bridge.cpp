@@ -1,8 +1,11 @@
 #include "vox/bridge/bridge.h"
 
+#include "messages/vox.h"
 #include "vox/bridge/linebridge.h"
 #include "vox/console.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <QTimerEvent>
@@ -74,6 +77,7 @@ void Bridge::start()
     m_link.start();
     for (const auto &line : m_lines)
         line->start();
+    sayStats();
 }
 
 // The broker
@@ -89,8 +93,11 @@ void Bridge::handleConnected(int version)
     const QByteArray prefix = m_site.prefix.toUtf8();
     const QByteArray discovery = m_site.discoveryPrefix.toUtf8();
     m_link.subscribe(own("instance"), MqttLink::WithRetained);
+    m_link.subscribe(own("forget"), MqttLink::WithoutRetained);
     m_link.subscribe(prefix + "/bridge/+/availability", MqttLink::WithRetained);
     m_link.subscribe(discovery + "/status", MqttLink::WithRetained);
+    for (const auto &line : m_lines)
+        m_link.subscribe(line->topics().line("bridge"), MqttLink::WithRetained);
     m_link.send({own("instance"), m_guard.payload(), 1, m_guard.isLive(), {}, {}});
     m_isListening = isFirst;
     if (!isFirst) {
@@ -99,8 +106,6 @@ void Bridge::handleConnected(int version)
         sayAllSoon();
         return;
     }
-    for (const auto &line : m_lines)
-        m_link.subscribe(line->topics().line("bridge"), MqttLink::WithRetained);
     m_link.subscribe(discovery + "/device/+/config", MqttLink::WithRetained);
     QTimer::singleShot(ListenMs, this, &Bridge::goLive);
     QTimer::singleShot(DocumentsMs, this, &Bridge::forgetOld);
@@ -165,14 +170,29 @@ void Bridge::claimLines()
 {
     for (const auto &line : m_lines) {
         const QByteArray owner = m_owners.value(line->topics().line("bridge"));
-        if (owner.isEmpty() || owner == m_site.name.toUtf8() || !m_onlineBridges.contains(owner))
-            continue;
-        tell(QStringLiteral(
-                 "line %1 is not served: the bridge %2 serves a line of this name; call one of them "
-                 "otherwise")
-                 .arg(line->config().name, QString::fromUtf8(owner)));
-        line->leave();
+        if (!owner.isEmpty() && owner != m_site.name.toUtf8() && m_onlineBridges.contains(owner))
+            leave(*line, owner);
     }
+}
+
+void Bridge::leave(LineBridge &line, const QByteArray &owner)
+{
+    m_problem = QStringLiteral("line %1 is not served: the bridge %2 serves a line of this name; call one of "
+                               "them otherwise")
+                    .arg(line.config().name, QString::fromUtf8(owner));
+    tell(m_problem);
+    line.leave();
+    sayStats();
+}
+
+void Bridge::sayStats()
+{
+    const auto lines =
+        std::count_if(m_lines.begin(), m_lines.end(), [](const auto &line) { return line->isOwn(); });
+    const QJsonObject stats{
+        {QStringLiteral("lines"), static_cast<qint64>(lines)},
+        {QStringLiteral("problem"), m_problem.isEmpty() ? QJsonValue() : QJsonValue(m_problem)}};
+    m_publisher.set(1, own("stats"), QJsonDocument(stats).toJson(QJsonDocument::Compact), 0);
 }
 
 /// What the configuration names no more is taken away, so that it does not stay in Home Assistant for ever.
@@ -258,8 +278,9 @@ bool Bridge::handleOwn(const MqttMessage &message)
         else if (m_onlineBridges.size() < MaxBridges)
             m_onlineBridges.insert(name);
     } else if (message.topic.endsWith("/bridge")) {
-        if (!m_guard.isLive())
-            m_owners.insert(message.topic, message.payload);
+        handleOwner(message);
+    } else if (message.topic == own("forget")) {
+        handleForget(message);
     } else {
         return false;
     }
@@ -281,6 +302,36 @@ void Bridge::handleInstance(const MqttMessage &message)
         m_isEnding = true;
         m_link.stop();
         finish(WrongUse);
+    }
+}
+
+/// Two bridges that have come at the same time have both seen nobody: the first by name keeps the line.
+void Bridge::handleOwner(const MqttMessage &message)
+{
+    m_owners.insert(message.topic, message.payload);
+    const QByteArray name = m_site.name.toUtf8();
+    if (!m_guard.isLive() || message.payload == name || !m_onlineBridges.contains(message.payload))
+        return;
+    for (const auto &line : m_lines) {
+        if (!line->isOwn() || line->topics().line("bridge") != message.topic)
+            continue;
+        if (name < message.payload)
+            m_link.send({message.topic, name, 1, true, {}, {}});
+        else
+            leave(*line, message.payload);
+    }
+}
+
+/// Somebody has taken a node from the broker for good, as in "north/000105".
+void Bridge::handleForget(const MqttMessage &message)
+{
+    const QString words = QString::fromUtf8(message.payload.left(LineTopics::MaxTopic));
+    unsigned int addr = 0;
+    if (message.isRetained || !VOX::readAddr(words.section(QLatin1Char('/'), -1), &addr))
+        return;
+    for (const auto &line : m_lines) {
+        if (line->config().name == words.section(QLatin1Char('/'), 0, -2))
+            line->forget(addr);
     }
 }
 

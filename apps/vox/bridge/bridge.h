@@ -51,6 +51,8 @@ private:
     bool handleOwn(const MqttMessage &message);
     void handleInstance(const MqttMessage &message);
     void handleHomeAssistant(const MqttMessage &message);
+    void handleOwner(const MqttMessage &message);
+    void handleForget(const MqttMessage &message);
     void handleDocument(const MqttMessage &message);
     void handleCommand(const MqttMessage &message);
     void goLive();
@@ -58,6 +60,8 @@ private:
     void sayOnline();
     void sayAllSoon();
     void claimLines();
+    void leave(LineBridge &line, const QByteArray &owner);
+    void sayStats();
     void forgetOld();
     void checkReady();
     void finish(int exitCode);
@@ -78,6 +82,8 @@ private:
     QSet<QByteArray> m_toldRetained;
     QElapsedTimer m_sinceStatus;
     QString m_lastProblem;
+    /// What is wrong with the bridge as a whole.
+    QString m_problem;
     bool m_isListening = false;
     bool m_isEchoed = false;
     bool m_isReady = false;

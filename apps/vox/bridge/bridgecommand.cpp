@@ -218,9 +218,22 @@ int forgetNode(const CommandLine &line, const SiteConfig &site, const QByteArray
     for (int i = 0; i < site.lines.size(); ++i) {
         if (site.lines.at(i).name != name)
             continue;
+        if (site.lines.at(i).nodes.count(addr) > 0)
+            return line.fail(
+                QStringLiteral("--forget: the site lists %1, so it would come again; take it out "
+                               "there, and start the bridge again")
+                    .arg(words));
         const QVector<QByteArray> topics =
             LineBridge(site, i, publisher).retainedTopics({BridgeTarget::Node, addr});
-        QObject::connect(&link, &MqttLink::connected, qApp, [&link, topics] {
+        // A bridge that runs knows the node, and would say all of it again.
+        const MqttMessage order{QStringLiteral("%1/bridge/%2/forget").arg(site.prefix, site.name).toUtf8(),
+                                words.toUtf8(),
+                                1,
+                                false,
+                                {},
+                                {}};
+        QObject::connect(&link, &MqttLink::connected, qApp, [&link, topics, order] {
+            link.send(order);
             for (const QByteArray &topic : topics)
                 link.send({topic, QByteArray(), 1, true, {}, {}});
         });
