@@ -31,16 +31,18 @@ const QByteArray Online = QByteArrayLiteral("online");
 const QByteArray Offline = QByteArrayLiteral("offline");
 }
 
-Bridge::Bridge(const SiteConfig &site, const QByteArray &password)
+Bridge::Bridge(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level)
     : m_site(site)
     , m_link(linkOptions(password))
     , m_publisher(m_link)
+    , m_log(level)
 {
     connect(&m_link, &MqttLink::connected, this, &Bridge::handleConnected);
     connect(&m_link, &MqttLink::lost, this, &Bridge::handleLost);
     connect(&m_link, &MqttLink::received, this, &Bridge::handleMessage);
     connect(&m_link, &MqttLink::denied, this, [this](const QByteArray &filter) {
-        tell(QStringLiteral("the broker does not let this user read %1; its access list is to allow it")
+        tell(BridgeLog::Error,
+             QStringLiteral("the broker does not let this user read %1; its access list is to allow it")
                  .arg(QString::fromUtf8(filter)));
     });
     for (int i = 0; i < m_site.lines.size(); ++i) {
@@ -87,9 +89,10 @@ void Bridge::handleConnected(int version)
     const bool isFirst = !m_guard.isLive();
     m_lastProblem.clear();
     if (version != m_site.mqtt.version)
-        tell(QStringLiteral("%1 does not know MQTT 5 and is served with 3.1.1").arg(m_site.mqtt.url.text()));
+        tell(BridgeLog::Info,
+             QStringLiteral("%1 does not know MQTT 5 and is served with 3.1.1").arg(m_site.mqtt.url.text()));
     else if (!isFirst)
-        tell(QStringLiteral("%1 is back").arg(m_site.mqtt.url.text()));
+        tell(BridgeLog::Info, QStringLiteral("%1 is back").arg(m_site.mqtt.url.text()));
     const QByteArray prefix = m_site.prefix.toUtf8();
     const QByteArray discovery = m_site.discoveryPrefix.toUtf8();
     m_link.subscribe(own("instance"), MqttLink::WithRetained);
@@ -116,7 +119,8 @@ void Bridge::handleLost(const QString &reason, int retryMs)
     m_isListening = false;
     // While it is away the same is not told again and again.
     if (std::exchange(m_lastProblem, reason) != reason)
-        tell(QStringLiteral("%1: %2; tried again, now in %3 s")
+        tell(BridgeLog::Error,
+             QStringLiteral("%1: %2; tried again, now in %3 s")
                  .arg(m_site.mqtt.url.text(), reason)
                  .arg((retryMs + 500) / 1000));
 }
@@ -135,7 +139,8 @@ void Bridge::goLive()
     m_instanceTimer.start(InstanceMs, this);
     QTimer::singleShot(EchoMs, this, [this] {
         if (!m_isEchoed && m_link.isConnected())
-            tell(QStringLiteral("the broker does not pass on what is said on %1; its access list is to allow "
+            tell(BridgeLog::Error,
+                 QStringLiteral("the broker does not pass on what is said on %1; its access list is to allow "
                                 "this user to write and read there")
                      .arg(QString::fromUtf8(own("availability"))));
     });
@@ -180,7 +185,7 @@ void Bridge::leave(LineBridge &line, const QByteArray &owner)
     m_problem = QStringLiteral("line %1 is not served: the bridge %2 serves a line of this name; call one of "
                                "them otherwise")
                     .arg(line.config().name, QString::fromUtf8(owner));
-    tell(m_problem);
+    tell(BridgeLog::Error, m_problem);
     line.leave();
     sayStats();
 }
@@ -231,7 +236,8 @@ void Bridge::handleCommand(const MqttMessage &message)
     if (message.isRetained) {
         if (m_toldRetained.size() < MaxToldTopics && !m_toldRetained.contains(message.topic)) {
             m_toldRetained += message.topic;
-            tell(QStringLiteral("%1 holds a retained command, which is not obeyed; whoever has sent it can "
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 holds a retained command, which is not obeyed; whoever has sent it can "
                                 "clear it by an empty retained message")
                      .arg(QString::fromUtf8(message.topic)));
         }
@@ -239,7 +245,8 @@ void Bridge::handleCommand(const MqttMessage &message)
     }
     if (message.topic == m_site.prefix.toUtf8() + "/all/set") {
         if (message.payload.trimmed() != "STOP") {
-            tell(QStringLiteral("%1 takes STOP only").arg(QString::fromUtf8(message.topic)));
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 takes STOP only").arg(QString::fromUtf8(message.topic)));
             return;
         }
         CoverOrder order;
@@ -255,7 +262,8 @@ void Bridge::handleCommand(const MqttMessage &message)
         if (const auto request = line->topics().read(message.topic))
             line->handle(*request, message);
         else
-            tell(QStringLiteral("%1 is no topic of a motor").arg(QString::fromUtf8(message.topic.left(128))));
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 is no topic of a motor").arg(QString::fromUtf8(message.topic.left(128))));
         return;
     }
 }
@@ -296,7 +304,8 @@ void Bridge::handleInstance(const MqttMessage &message)
     if (verdict == NameGuard::Answer) {
         m_link.send({own("instance"), m_guard.payload(), 1, m_guard.isLive(), {}, {}});
     } else if (verdict == NameGuard::Yield) {
-        tell(QStringLiteral("another bridge is called %1; give this one another name by --name, or in its "
+        tell(BridgeLog::Error,
+             QStringLiteral("another bridge is called %1; give this one another name by --name, or in its "
                             "configuration")
                  .arg(m_site.name));
         m_isEnding = true;

@@ -27,7 +27,7 @@ class Bridge : public QObject
     Q_OBJECT
 
 public:
-    Bridge(const SiteConfig &site, const QByteArray &password);
+    Bridge(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level);
     ~Bridge() override;
 
     void start();
@@ -65,7 +65,7 @@ private:
     void forgetOld();
     void checkReady();
     void finish(int exitCode);
-    void tell(const QString &sentence) { m_log.tell(sentence); }
+    void tell(BridgeLog::Level level, const QString &sentence) { m_log.tell(level, sentence); }
 
     const SiteConfig m_site;
     NameGuard m_guard;

@@ -40,7 +40,7 @@ struct Options
         : line(commandLine)
     {
         line.addOptions(
-            {mqtt, config, name, password, ca, cert, key, version, tolerance, check, dry, forget});
+            {mqtt, config, name, password, ca, cert, key, version, tolerance, log, check, dry, forget});
     }
 
     QString value(const QCommandLineOption &option) const { return line.parser().value(option); }
@@ -78,6 +78,11 @@ struct Options
     QCommandLineOption tolerance{QStringLiteral("end-tolerance"),
                                  QStringLiteral("How close to an end counts as the end, 0 to 10 percent."),
                                  QStringLiteral("PERCENT"), QStringLiteral("1")};
+    QCommandLineOption log{
+        QStringLiteral("log"),
+        QStringLiteral("How much is told on standard error: error, warning, info, or debug, "
+                       "which tells each command."),
+        QStringLiteral("LEVEL"), QStringLiteral("info")};
     QCommandLineOption check{
         QStringLiteral("check"),
         QStringLiteral("Says what is wrong with this file, and what answers on its lines; "
@@ -177,14 +182,14 @@ bool areReadable(const SiteConfig::Broker &broker, QString *problem)
     return true;
 }
 
-int serve(const SiteConfig &site, const QByteArray &password)
+int serve(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level)
 {
     // It is often started by something that ends before it, and has no other settings to read again.
     std::signal(SIGHUP, SIG_IGN);
     outliveReader();
     tellWarningsSoon();
     const SignalWatcher signalWatcher;
-    Bridge bridge(site, password);
+    Bridge bridge(site, password, level);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, &bridge, &Bridge::end);
     QObject::connect(&bridge, &Bridge::ready, qApp,
                      [](const QString &text) { printLine(QStringLiteral("ready ") + text); });
@@ -275,6 +280,9 @@ int runBridge(const QStringList &arguments)
     if (!options.read(&site, &problem) || !areReadable(site.mqtt, &problem)
         || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
+    const auto level = BridgeLog::levelOf(options.value(options.log));
+    if (!level)
+        return line.fail(QStringLiteral("--log is to be error, warning, info or debug"));
     if (options.isSet(options.check))
         return checkSite(site);
     if (options.isSet(options.dry))
@@ -285,5 +293,5 @@ int runBridge(const QStringList &arguments)
                            "made (Debian has it in libmosquitto-dev)"));
     if (options.isSet(options.forget))
         return forgetNode(line, site, password, options.value(options.forget));
-    return serve(site, password);
+    return serve(site, password, *level);
 }

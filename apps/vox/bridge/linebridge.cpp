@@ -86,7 +86,7 @@ void LineBridge::start()
         checkScan();
     });
     connect(m_network.get(), &VOXNetwork::noticed, this, [this](const QString &sentence) {
-        Q_EMIT noticed(QStringLiteral("line %1: %2").arg(m_line.name, sentence));
+        Q_EMIT noticed(BridgeLog::Warning, QStringLiteral("line %1: %2").arg(m_line.name, sentence));
     });
     for (const auto &[addr, node] : m_line.nodes) {
         const VOX::NodeType type = node.isLegacy ? VOX::NODETYPE_HRMv2 : VOX::NODETYPE_ANY;
@@ -144,7 +144,8 @@ void LineBridge::handleLine()
         m_network->discover();
     if (!isOpen) {
         m_isScanning = false;
-        Q_EMIT noticed(QStringLiteral("line %1: %2").arg(m_line.name, m_network->lineProblem()));
+        Q_EMIT noticed(BridgeLog::Error,
+                       QStringLiteral("line %1: %2").arg(m_line.name, m_network->lineProblem()));
     }
     m_publisher.set(m_lineOrder, m_topics.line("availability"), word(isOnline()), 1);
     sayStats();
@@ -165,6 +166,7 @@ void LineBridge::checkScan()
     sayStats();
     if (m_network->line() != VOXNetwork::Closed && m_line.isScan && answering() == 0)
         Q_EMIT noticed(
+            BridgeLog::Warning,
             QStringLiteral("line %1: nobody has answered the scan; nodes that the site lists are asked "
                            "one by one")
                 .arg(m_line.name));

@@ -67,7 +67,7 @@ public:
 
 Q_SIGNALS:
     void scanned();
-    void noticed(const QString &sentence);
+    void noticed(BridgeLog::Level level, const QString &sentence);
 
 private:
     // The order in which all is said again: what is said of the lines themselves first, then values, then

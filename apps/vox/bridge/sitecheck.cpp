@@ -50,9 +50,10 @@ public:
     void tell()
     {
         for (const auto &line : lines)
-            QObject::connect(line.get(), &LineBridge::noticed, line.get(), [](const QString &sentence) {
-                printError(QStringLiteral("bridge"), printable(sentence));
-            });
+            QObject::connect(line.get(), &LineBridge::noticed, line.get(),
+                             [](BridgeLog::Level, const QString &sentence) {
+                                 printError(QStringLiteral("bridge"), printable(sentence));
+                             });
     }
 
     /// False if a signal has ended it.
