@@ -1,3 +1,4 @@
+#include "devices/kvrmotordevice.h"
 #include "framework/busdispatcher.h"
 #include "messages/hrmv2.h"
 #include "messages/kvr.h"
@@ -8,12 +9,14 @@
 #include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
 #include "support/frames.h"
+#include "support/udppair.h"
 #include "vox/bridge/groupreader.h"
+#include "vox/bridge/linebridge.h"
 #include "vox/bridge/linecommands.h"
 #include "vox/bridge/publisher.h"
 #include "vox/bridge/remotecalls.h"
 
-static const VOXVirtualTime virtualTime;
+static const VOXVirtualTime virtualTime(VOXVirtualTime::Local);
 
 /// What the bridge makes of commands for a line of 4800 bit/s.
 class tst_BridgeLine : public QObject
@@ -27,6 +30,7 @@ private Q_SLOTS:
     void answers_data();
     void answers();
     void callsDuringTheFirstLook();
+    void whatIsSaid();
 };
 
 namespace {
@@ -275,6 +279,90 @@ void tst_BridgeLine::callsDuringTheFirstLook()
     for (int i = 0; i < 5; ++i)
         call(0x101, "\"getMotorLimits\"", "d");
     QVERIFY2(last.contains("busy"), last);
+}
+
+void tst_BridgeLine::whatIsSaid()
+{
+    struct Sink : MessageSink
+    {
+        bool isReady() const override { return true; }
+        bool wantsWrite() const override { return false; }
+        bool send(const MqttMessage &message) override
+        {
+            said += message.topic + '=' + message.payload;
+            return true;
+        }
+        /// Where the first message is that begins so; -1 for nowhere.
+        int at(const QByteArray &beginning) const
+        {
+            const auto found = std::find_if(
+                said.begin(), said.end(), [&](const QByteArray &each) { return each.startsWith(beginning); });
+            return found == said.end() ? -1 : int(found - said.begin());
+        }
+        QByteArrayList said;
+    } sink;
+    const auto [from, to] = freeUdpPorts();
+    const QString url("udp://127.0.0.1:%1?local=%2&bind=127.0.0.1");
+    VOXBusUrl there;
+    QString problem;
+    SiteConfig site;
+    site.lines += LineConfig();
+    LineConfig &config = site.lines.last();
+    config.name = "n";
+    QVERIFY(VOXBusUrl::read(url.arg(to).arg(from), &there, &problem));
+    QVERIFY(VOXBusUrl::read(url.arg(from).arg(to), &config.bus, &problem));
+    const std::unique_ptr<VOXBus> bus = there.makeBus();
+    QVERIFY(bus->open());
+    VOXSimulation simulation;
+    simulation.load(QJsonObject{{"nodes",
+                                 QJsonArray{QJsonObject{{"model", "TB20"},
+                                                        {"address", "000101-000103"},
+                                                        {"limits", QJsonObject{{"up", 0}, {"down", 3240}}},
+                                                        {"position", 810}}}}});
+    simulation.attach(bus.get());
+    Publisher publisher(sink);
+    LineBridge line(site, 0, publisher);
+    line.start();
+    VOXVirtualTime::advance(10000);
+    QCOMPARE(list(line.isScanned(), line.answering()), list(true, 3));
+    publisher.setLive(true);
+    VOXVirtualTime::advance(1000);
+    // The line, its nodes, and then what they are.
+    const int values = sink.at("vox/n/000101/availability=online");
+    QVERIFY(sink.at("vox/n/availability=online") < values && values >= 0);
+    QCOMPARE(
+        list(sink.said.value(values + 1).left(24), sink.said.value(values + 2), sink.said.value(values + 3)),
+        list("vox/n/000101/attributes=", "vox/n/000101/position=75", "vox/n/000101/state=open"));
+    QVERIFY(sink.at("homeassistant/device/vox_n_000101/config={") > sink.at("vox/n/000103/state=open"));
+    // Without limits there is no position. The cover has to have none before it is taken away.
+    sink.said.clear();
+    auto *const motor = simulation.node<KVRMotorDevice>(0x102);
+    QVERIFY(motor->setLimits(KVRMotorDevice::UnsetPosition, KVRMotorDevice::UnsetPosition));
+    VOXVirtualTime::advance(60000);
+    const int document = sink.at("homeassistant/device/vox_n_000102/config={");
+    QVERIFY2(document >= 0 && !sink.said.value(document).contains("pos_t"), sink.said.value(document));
+    QVERIFY(sink.at("vox/n/000102/state=None") >= 0 && sink.said.contains("vox/n/000102/position="));
+    QVERIFY(sink.said.indexOf("vox/n/000102/position=") > document);
+    // A node that is gone for good is not said again.
+    simulation.remove(0x103);
+    VOXVirtualTime::advance(60000);
+    QVERIFY(sink.said.contains("vox/n/000103/availability=offline"));
+    line.forget(0x103);
+    VOXVirtualTime::advance(1000);
+    for (const QByteArray &topic : line.retainedTopics({BridgeTarget::Node, 0x103}))
+        QVERIFY2(sink.said.contains(topic + '='), topic);
+    sink.said.clear();
+    publisher.sayAll();
+    VOXVirtualTime::advance(60000);
+    QCOMPARE(list(sink.at("vox/n/000103"), sink.at("homeassistant/device/vox_n_000103"),
+                  sink.at("vox/n/000101/position=75") >= 0),
+             list(-1, -1, true));
+    // What another bridge serves is not said by this one.
+    line.leave();
+    publisher.sayAll();
+    sink.said.clear();
+    VOXVirtualTime::advance(120000);
+    QCOMPARE(sink.said, QByteArrayList());
 }
 
 QTEST_GUILESS_MAIN(tst_BridgeLine)

@@ -1,8 +1,11 @@
 #include "vox/bridge/bridge.h"
 
+#include "messages/vox.h"
 #include "vox/bridge/linebridge.h"
 #include "vox/console.h"
 
+#include <QJsonDocument>
+#include <QJsonObject>
 #include <QRandomGenerator>
 #include <QTimer>
 #include <QTimerEvent>
@@ -28,16 +31,18 @@ const QByteArray Online = QByteArrayLiteral("online");
 const QByteArray Offline = QByteArrayLiteral("offline");
 }
 
-Bridge::Bridge(const SiteConfig &site, const QByteArray &password)
+Bridge::Bridge(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level)
     : m_site(site)
     , m_link(linkOptions(password))
     , m_publisher(m_link)
+    , m_log(level)
 {
     connect(&m_link, &MqttLink::connected, this, &Bridge::handleConnected);
     connect(&m_link, &MqttLink::lost, this, &Bridge::handleLost);
     connect(&m_link, &MqttLink::received, this, &Bridge::handleMessage);
     connect(&m_link, &MqttLink::denied, this, [this](const QByteArray &filter) {
-        tell(QStringLiteral("the broker does not let this user read %1; its access list is to allow it")
+        tell(BridgeLog::Error,
+             QStringLiteral("the broker does not let this user read %1; its access list is to allow it")
                  .arg(QString::fromUtf8(filter)));
     });
     for (int i = 0; i < m_site.lines.size(); ++i) {
@@ -74,6 +79,7 @@ void Bridge::start()
     m_link.start();
     for (const auto &line : m_lines)
         line->start();
+    sayStats();
 }
 
 // The broker
@@ -83,14 +89,18 @@ void Bridge::handleConnected(int version)
     const bool isFirst = !m_guard.isLive();
     m_lastProblem.clear();
     if (version != m_site.mqtt.version)
-        tell(QStringLiteral("%1 does not know MQTT 5 and is served with 3.1.1").arg(m_site.mqtt.url.text()));
+        tell(BridgeLog::Info,
+             QStringLiteral("%1 does not know MQTT 5 and is served with 3.1.1").arg(m_site.mqtt.url.text()));
     else if (!isFirst)
-        tell(QStringLiteral("%1 is back").arg(m_site.mqtt.url.text()));
+        tell(BridgeLog::Info, QStringLiteral("%1 is back").arg(m_site.mqtt.url.text()));
     const QByteArray prefix = m_site.prefix.toUtf8();
     const QByteArray discovery = m_site.discoveryPrefix.toUtf8();
     m_link.subscribe(own("instance"), MqttLink::WithRetained);
+    m_link.subscribe(own("forget"), MqttLink::WithoutRetained);
     m_link.subscribe(prefix + "/bridge/+/availability", MqttLink::WithRetained);
     m_link.subscribe(discovery + "/status", MqttLink::WithRetained);
+    for (const auto &line : m_lines)
+        m_link.subscribe(line->topics().line("bridge"), MqttLink::WithRetained);
     m_link.send({own("instance"), m_guard.payload(), 1, m_guard.isLive(), {}, {}});
     m_isListening = isFirst;
     if (!isFirst) {
@@ -99,8 +109,6 @@ void Bridge::handleConnected(int version)
         sayAllSoon();
         return;
     }
-    for (const auto &line : m_lines)
-        m_link.subscribe(line->topics().line("bridge"), MqttLink::WithRetained);
     m_link.subscribe(discovery + "/device/+/config", MqttLink::WithRetained);
     QTimer::singleShot(ListenMs, this, &Bridge::goLive);
     QTimer::singleShot(DocumentsMs, this, &Bridge::forgetOld);
@@ -111,7 +119,8 @@ void Bridge::handleLost(const QString &reason, int retryMs)
     m_isListening = false;
     // While it is away the same is not told again and again.
     if (std::exchange(m_lastProblem, reason) != reason)
-        tell(QStringLiteral("%1: %2; tried again, now in %3 s")
+        tell(BridgeLog::Error,
+             QStringLiteral("%1: %2; tried again, now in %3 s")
                  .arg(m_site.mqtt.url.text(), reason)
                  .arg((retryMs + 500) / 1000));
 }
@@ -130,7 +139,8 @@ void Bridge::goLive()
     m_instanceTimer.start(InstanceMs, this);
     QTimer::singleShot(EchoMs, this, [this] {
         if (!m_isEchoed && m_link.isConnected())
-            tell(QStringLiteral("the broker does not pass on what is said on %1; its access list is to allow "
+            tell(BridgeLog::Error,
+                 QStringLiteral("the broker does not pass on what is said on %1; its access list is to allow "
                                 "this user to write and read there")
                      .arg(QString::fromUtf8(own("availability"))));
     });
@@ -165,14 +175,29 @@ void Bridge::claimLines()
 {
     for (const auto &line : m_lines) {
         const QByteArray owner = m_owners.value(line->topics().line("bridge"));
-        if (owner.isEmpty() || owner == m_site.name.toUtf8() || !m_onlineBridges.contains(owner))
-            continue;
-        tell(QStringLiteral(
-                 "line %1 is not served: the bridge %2 serves a line of this name; call one of them "
-                 "otherwise")
-                 .arg(line->config().name, QString::fromUtf8(owner)));
-        line->leave();
+        if (!owner.isEmpty() && owner != m_site.name.toUtf8() && m_onlineBridges.contains(owner))
+            leave(*line, owner);
     }
+}
+
+void Bridge::leave(LineBridge &line, const QByteArray &owner)
+{
+    m_problem = QStringLiteral("line %1 is not served: the bridge %2 serves a line of this name; call one of "
+                               "them otherwise")
+                    .arg(line.config().name, QString::fromUtf8(owner));
+    tell(BridgeLog::Error, m_problem);
+    line.leave();
+    sayStats();
+}
+
+void Bridge::sayStats()
+{
+    const auto lines =
+        std::count_if(m_lines.begin(), m_lines.end(), [](const auto &line) { return line->isOwn(); });
+    const QJsonObject stats{
+        {QStringLiteral("lines"), static_cast<qint64>(lines)},
+        {QStringLiteral("problem"), m_problem.isEmpty() ? QJsonValue() : QJsonValue(m_problem)}};
+    m_publisher.set(1, own("stats"), QJsonDocument(stats).toJson(QJsonDocument::Compact), 0);
 }
 
 /// What the configuration names no more is taken away, so that it does not stay in Home Assistant for ever.
@@ -211,7 +236,8 @@ void Bridge::handleCommand(const MqttMessage &message)
     if (message.isRetained) {
         if (m_toldRetained.size() < MaxToldTopics && !m_toldRetained.contains(message.topic)) {
             m_toldRetained += message.topic;
-            tell(QStringLiteral("%1 holds a retained command, which is not obeyed; whoever has sent it can "
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 holds a retained command, which is not obeyed; whoever has sent it can "
                                 "clear it by an empty retained message")
                      .arg(QString::fromUtf8(message.topic)));
         }
@@ -219,7 +245,8 @@ void Bridge::handleCommand(const MqttMessage &message)
     }
     if (message.topic == m_site.prefix.toUtf8() + "/all/set") {
         if (message.payload.trimmed() != "STOP") {
-            tell(QStringLiteral("%1 takes STOP only").arg(QString::fromUtf8(message.topic)));
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 takes STOP only").arg(QString::fromUtf8(message.topic)));
             return;
         }
         CoverOrder order;
@@ -235,7 +262,8 @@ void Bridge::handleCommand(const MqttMessage &message)
         if (const auto request = line->topics().read(message.topic))
             line->handle(*request, message);
         else
-            tell(QStringLiteral("%1 is no topic of a motor").arg(QString::fromUtf8(message.topic.left(128))));
+            tell(BridgeLog::Warning,
+                 QStringLiteral("%1 is no topic of a motor").arg(QString::fromUtf8(message.topic.left(128))));
         return;
     }
 }
@@ -258,8 +286,9 @@ bool Bridge::handleOwn(const MqttMessage &message)
         else if (m_onlineBridges.size() < MaxBridges)
             m_onlineBridges.insert(name);
     } else if (message.topic.endsWith("/bridge")) {
-        if (!m_guard.isLive())
-            m_owners.insert(message.topic, message.payload);
+        handleOwner(message);
+    } else if (message.topic == own("forget")) {
+        handleForget(message);
     } else {
         return false;
     }
@@ -275,12 +304,43 @@ void Bridge::handleInstance(const MqttMessage &message)
     if (verdict == NameGuard::Answer) {
         m_link.send({own("instance"), m_guard.payload(), 1, m_guard.isLive(), {}, {}});
     } else if (verdict == NameGuard::Yield) {
-        tell(QStringLiteral("another bridge is called %1; give this one another name by --name, or in its "
+        tell(BridgeLog::Error,
+             QStringLiteral("another bridge is called %1; give this one another name by --name, or in its "
                             "configuration")
                  .arg(m_site.name));
         m_isEnding = true;
         m_link.stop();
         finish(WrongUse);
+    }
+}
+
+/// Two bridges that have come at the same time have both seen nobody: the first by name keeps the line.
+void Bridge::handleOwner(const MqttMessage &message)
+{
+    m_owners.insert(message.topic, message.payload);
+    const QByteArray name = m_site.name.toUtf8();
+    if (!m_guard.isLive() || message.payload == name || !m_onlineBridges.contains(message.payload))
+        return;
+    for (const auto &line : m_lines) {
+        if (!line->isOwn() || line->topics().line("bridge") != message.topic)
+            continue;
+        if (name < message.payload)
+            m_link.send({message.topic, name, 1, true, {}, {}});
+        else
+            leave(*line, message.payload);
+    }
+}
+
+/// Somebody has taken a node from the broker for good, as in "north/000105".
+void Bridge::handleForget(const MqttMessage &message)
+{
+    const QString words = QString::fromUtf8(message.payload.left(LineTopics::MaxTopic));
+    unsigned int addr = 0;
+    if (message.isRetained || !VOX::readAddr(words.section(QLatin1Char('/'), -1), &addr))
+        return;
+    for (const auto &line : m_lines) {
+        if (line->config().name == words.section(QLatin1Char('/'), 0, -2))
+            line->forget(addr);
     }
 }
 

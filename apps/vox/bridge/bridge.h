@@ -27,7 +27,7 @@ class Bridge : public QObject
     Q_OBJECT
 
 public:
-    Bridge(const SiteConfig &site, const QByteArray &password);
+    Bridge(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level);
     ~Bridge() override;
 
     void start();
@@ -51,6 +51,8 @@ private:
     bool handleOwn(const MqttMessage &message);
     void handleInstance(const MqttMessage &message);
     void handleHomeAssistant(const MqttMessage &message);
+    void handleOwner(const MqttMessage &message);
+    void handleForget(const MqttMessage &message);
     void handleDocument(const MqttMessage &message);
     void handleCommand(const MqttMessage &message);
     void goLive();
@@ -58,10 +60,12 @@ private:
     void sayOnline();
     void sayAllSoon();
     void claimLines();
+    void leave(LineBridge &line, const QByteArray &owner);
+    void sayStats();
     void forgetOld();
     void checkReady();
     void finish(int exitCode);
-    void tell(const QString &sentence) { m_log.tell(sentence); }
+    void tell(BridgeLog::Level level, const QString &sentence) { m_log.tell(level, sentence); }
 
     const SiteConfig m_site;
     NameGuard m_guard;
@@ -78,6 +82,8 @@ private:
     QSet<QByteArray> m_toldRetained;
     QElapsedTimer m_sinceStatus;
     QString m_lastProblem;
+    /// What is wrong with the bridge as a whole.
+    QString m_problem;
     bool m_isListening = false;
     bool m_isEchoed = false;
     bool m_isReady = false;

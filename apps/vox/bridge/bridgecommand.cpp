@@ -53,7 +53,7 @@ struct Options
         : line(commandLine)
     {
         line.addOptions(
-            {mqtt, config, name, password, ca, cert, key, version, tolerance, check, dry, forget});
+            {mqtt, config, name, password, ca, cert, key, version, tolerance, log, check, dry, forget});
     }
 
     QString value(const QCommandLineOption &option) const { return line.parser().value(option); }
@@ -91,6 +91,11 @@ struct Options
     QCommandLineOption tolerance{QStringLiteral("end-tolerance"),
                                  QStringLiteral("How close to an end counts as the end, 0 to 10 percent."),
                                  QStringLiteral("PERCENT"), QStringLiteral("1")};
+    QCommandLineOption log{
+        QStringLiteral("log"),
+        QStringLiteral("How much is told on standard error: error, warning, info, or debug, "
+                       "which tells each command."),
+        QStringLiteral("LEVEL"), QStringLiteral("info")};
     QCommandLineOption check{
         QStringLiteral("check"),
         QStringLiteral("Says what is wrong with this file, and what answers on its lines; "
@@ -177,14 +182,14 @@ bool Options::read(SiteConfig *site, QString *problem) const
     return problem->isEmpty() && readBroker(&site->mqtt, problem);
 }
 
-int serve(const SiteConfig &site, const QByteArray &password)
+int serve(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level)
 {
     // It is often started by something that ends before it, and has no other settings to read again.
     std::signal(SIGHUP, SIG_IGN);
     outliveReader();
     tellWarningsSoon();
     const SignalWatcher signalWatcher;
-    Bridge bridge(site, password);
+    Bridge bridge(site, password, level);
     QObject::connect(&signalWatcher, &SignalWatcher::interrupted, &bridge, &Bridge::end);
     QObject::connect(&bridge, &Bridge::ready, qApp,
                      [](const QString &text) { printLine(QStringLiteral("ready ") + text); });
@@ -218,9 +223,22 @@ int forgetNode(const CommandLine &line, const SiteConfig &site, const QByteArray
     for (int i = 0; i < site.lines.size(); ++i) {
         if (site.lines.at(i).name != name)
             continue;
+        if (site.lines.at(i).nodes.count(addr) > 0)
+            return line.fail(
+                QStringLiteral("--forget: the site lists %1, so it would come again; take it out "
+                               "there, and start the bridge again")
+                    .arg(words));
         const QVector<QByteArray> topics =
             LineBridge(site, i, publisher).retainedTopics({BridgeTarget::Node, addr});
-        QObject::connect(&link, &MqttLink::connected, qApp, [&link, topics] {
+        // A bridge that runs knows the node, and would say all of it again.
+        const MqttMessage order{QStringLiteral("%1/bridge/%2/forget").arg(site.prefix, site.name).toUtf8(),
+                                words.toUtf8(),
+                                1,
+                                false,
+                                {},
+                                {}};
+        QObject::connect(&link, &MqttLink::connected, qApp, [&link, topics, order] {
+            link.send(order);
             for (const QByteArray &topic : topics)
                 link.send({topic, QByteArray(), 1, true, {}, {}});
         });
@@ -262,6 +280,9 @@ int runBridge(const QStringList &arguments)
     if (!options.read(&site, &problem) || !canRead({site.mqtt.ca, site.mqtt.cert, site.mqtt.key}, &problem)
         || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
+    const auto level = BridgeLog::levelOf(options.value(options.log));
+    if (!level)
+        return line.fail(QStringLiteral("--log is to be error, warning, info or debug"));
     if (options.isSet(options.check))
         return checkSite(site);
     if (options.isSet(options.dry))
@@ -272,5 +293,5 @@ int runBridge(const QStringList &arguments)
                            "made (Debian has it in libmosquitto-dev)"));
     if (options.isSet(options.forget))
         return forgetNode(line, site, password, options.value(options.forget));
-    return serve(site, password);
+    return serve(site, password, *level);
 }

@@ -2,6 +2,8 @@
 
 #include "vox/console.h"
 
+#include <QStringList>
+
 #include <utility>
 
 namespace {
@@ -10,8 +12,18 @@ constexpr int MostLines = 20;
 const QString Command = QStringLiteral("bridge");
 }
 
-void BridgeLog::tell(const QString &sentence)
+std::optional<BridgeLog::Level> BridgeLog::levelOf(const QString &word)
 {
+    const QStringList words{QStringLiteral("error"), QStringLiteral("warning"), QStringLiteral("info"),
+                            QStringLiteral("debug")};
+    const auto level = words.indexOf(word);
+    return level < 0 ? std::nullopt : std::optional<Level>(static_cast<Level>(level));
+}
+
+void BridgeLog::tell(Level level, const QString &sentence)
+{
+    if (level > m_most)
+        return;
     if (!m_period.isValid() || m_period.hasExpired(PeriodMs)) {
         m_period.start();
         m_told = 0;

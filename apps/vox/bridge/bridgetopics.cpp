@@ -3,7 +3,6 @@
 #include "messages/vox.h"
 
 namespace {
-constexpr int MaxTopic = 128;
 constexpr int AddrDigits = 6;
 
 std::optional<unsigned int> addrIn(const QByteArray &level)

@@ -23,6 +23,9 @@ struct BridgeTarget
 class LineTopics
 {
 public:
+    /// The longest topic that is looked at.
+    static constexpr int MaxTopic = 128;
+
     enum Inbound { Set, PositionSet, Rpc };
     /// What a topic asks for.
     struct Request

@@ -19,11 +19,11 @@ quint64 keyOf(const CoverOrder &order)
 {
     return order.target.key() | (order.command.kind == CoverCommand::Wink ? WinkBit : 0);
 }
+}
 
-QString superseded()
+QString CommandBox::superseded()
 {
     return QStringLiteral("superseded");
-}
 }
 
 CommandBox::CommandBox(Take take, Drop drop, QObject *parent)

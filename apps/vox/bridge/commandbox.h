@@ -36,6 +36,9 @@ public:
     using Take = std::function<void(const CoverOrder &)>;
     using Drop = std::function<void(const CoverOrder &, const QString &reason)>;
 
+    /// The reason for a command in whose place a newer one has come.
+    static QString superseded();
+
     /// @p take is given the commands for the line, and @p drop those that are not sent, with the reason.
     CommandBox(Take take, Drop drop, QObject *parent = nullptr);
 

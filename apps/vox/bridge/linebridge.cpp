@@ -19,14 +19,7 @@ constexpr int TickMs = 250;
 constexpr qint64 SayMs = 500;
 constexpr qint64 StatsMs = 60000;
 constexpr qint64 HealthMs = 300000;
-/// Names, serial number and versions come one after the other.
-constexpr qint64 DocumentMs = 2000;
 constexpr int MsPerSecond = 1000;
-
-// The order in which all is said again: values of all lines first, then documents.
-constexpr int LineOrders = 1 << 20;
-constexpr int GroupOrders = 1 << 19;
-constexpr int DocumentOrders = 1 << 27;
 
 enum Place { AvailabilityPlace, AttributesPlace, PositionPlace, StatePlace, HealthPlace };
 
@@ -39,22 +32,12 @@ QByteArray word(bool isOnline)
 {
     return isOnline ? "online" : "offline";
 }
-
-bool isHere(const VOXNetworkNode &node)
-{
-    return node.presence() == VOXNetworkNode::Up || node.presence() == VOXNetworkNode::Shaky;
-}
-
-size_t keyOf(const VOXNetworkMotor &motor)
-{
-    const QStringList words{motor.label(), motor.typeName(), motor.serialNumber(), motor.appVersion()};
-    return qHash(words.join(QLatin1Char('\n'))) ^ (motor.percent() ? 1 : 2);
-}
 }
 
 LineBridge::LineBridge(const SiteConfig &site, int number, Publisher &publisher)
     : m_site(site)
     , m_line(site.lines.at(number))
+    , m_lineOrder((number + 1) * Publisher::UnitSize)
     , m_order((number + 1) * LineOrders)
     , m_publisher(publisher)
     , m_topics(site.prefix, m_line.name)
@@ -103,13 +86,13 @@ void LineBridge::start()
         checkScan();
     });
     connect(m_network.get(), &VOXNetwork::noticed, this, [this](const QString &sentence) {
-        Q_EMIT noticed(QStringLiteral("line %1: %2").arg(m_line.name, sentence));
+        Q_EMIT noticed(BridgeLog::Warning, QStringLiteral("line %1: %2").arg(m_line.name, sentence));
     });
     for (const auto &[addr, node] : m_line.nodes) {
         const VOX::NodeType type = node.isLegacy ? VOX::NODETYPE_HRMv2 : VOX::NODETYPE_ANY;
         m_network->add(VOX::makeAddr(type, static_cast<int>(addr)));
     }
-    m_publisher.set(m_order + AttributesPlace, m_topics.line("bridge"), m_site.name.toUtf8(), 1);
+    m_publisher.set(m_lineOrder + AttributesPlace, m_topics.line("bridge"), m_site.name.toUtf8(), 1);
     sayLineDocuments();
     handleLine();
     m_timer.start(TickMs, this);
@@ -118,6 +101,11 @@ void LineBridge::start()
 bool LineBridge::isOnline() const
 {
     return m_network && m_network->line() == VOXNetwork::Open && answering() > 0;
+}
+
+bool LineBridge::isHere(const VOXNetworkNode &node)
+{
+    return node.presence() == VOXNetworkNode::Up || node.presence() == VOXNetworkNode::Shaky;
 }
 
 QString LineBridge::problem() const
@@ -156,9 +144,10 @@ void LineBridge::handleLine()
         m_network->discover();
     if (!isOpen) {
         m_isScanning = false;
-        Q_EMIT noticed(QStringLiteral("line %1: %2").arg(m_line.name, m_network->lineProblem()));
+        Q_EMIT noticed(BridgeLog::Error,
+                       QStringLiteral("line %1: %2").arg(m_line.name, m_network->lineProblem()));
     }
-    m_publisher.set(m_order, m_topics.line("availability"), word(isOnline()), 1);
+    m_publisher.set(m_lineOrder, m_topics.line("availability"), word(isOnline()), 1);
     sayStats();
     checkScan();
 }
@@ -174,6 +163,13 @@ void LineBridge::checkScan()
     if (m_network->line() == VOXNetwork::Open && (m_isScanning || !isAsked))
         return;
     m_isScanned = true;
+    sayStats();
+    if (m_network->line() != VOXNetwork::Closed && m_line.isScan && answering() == 0)
+        Q_EMIT noticed(
+            BridgeLog::Warning,
+            QStringLiteral("line %1: nobody has answered the scan; nodes that the site lists are asked "
+                           "one by one")
+                .arg(m_line.name));
     Q_EMIT scanned();
 }
 
@@ -183,7 +179,7 @@ LineBridge::Pace &LineBridge::paceOf(unsigned int addr)
     if (found != m_paces.end())
         return *found;
     Pace pace;
-    pace.order = m_order + (static_cast<int>(m_paces.size()) + 1) * Publisher::UnitSize;
+    pace.order = m_order + ++m_lastOrder * Publisher::UnitSize;
     pace.saidMs = -SayMs;
     return *m_paces.insert(addr, pace);
 }
@@ -197,7 +193,7 @@ void LineBridge::handleNode(VOXNetworkNode *node)
     const BridgeTarget target{BridgeTarget::Node, addr};
     m_publisher.set(pace.order + AvailabilityPlace, m_topics.of(target, "availability"), word(isHere(*node)),
                     1);
-    m_publisher.set(m_order, m_topics.line("availability"), word(isOnline()), 1);
+    m_publisher.set(m_lineOrder, m_topics.line("availability"), word(isOnline()), 1);
     m_areGroupsNews = !m_line.groups.empty();
     checkScan();
     auto *const motor = qobject_cast<VOXNetworkMotor *>(node);
@@ -226,9 +222,22 @@ void LineBridge::say(VOXNetworkMotor &motor, Pace &pace)
     m_publisher.set(pace.order + AttributesPlace, m_topics.of(target, "attributes"),
                     textOf(attributesOf(motor)), 0);
     const QByteArray topic = m_topics.of(target, "position");
-    if (values.position || !m_publisher.payload(topic).isEmpty())
+    pace.isForgetting = !values.position && !m_publisher.payload(topic).isEmpty();
+    if (values.position)
         m_publisher.set(pace.order + PositionPlace, topic, values.positionText(), 0);
+    else if (pace.isForgetting)
+        sayDocument(motor, pace);
     m_publisher.set(pace.order + StatePlace, m_topics.of(target, "state"), pace.state, 0);
+}
+
+/// Home Assistant keeps the position of a cover that has one, whatever comes; so first it has none.
+void LineBridge::forgetPosition(unsigned int addr, Pace &pace)
+{
+    const BridgeTarget target{BridgeTarget::Node, addr};
+    if (!pace.isForgetting || !m_publisher.isSaid(m_documents.topic(target)))
+        return;
+    pace.isForgetting = false;
+    m_publisher.set(pace.order + PositionPlace, m_topics.of(target, "position"), QByteArray(), 0);
 }
 
 void LineBridge::sayWaiting(qint64 nowMs)
@@ -241,66 +250,8 @@ void LineBridge::sayWaiting(qint64 nowMs)
             say(*motor, *each);
         if (each->documentDueMs > 0 && nowMs >= each->documentDueMs)
             sayDocument(*motor, *each);
+        forgetPosition(each.key(), *each);
     }
-}
-
-void LineBridge::checkDocument(const VOXNetworkMotor &motor, Pace &pace)
-{
-    // A motor that was never heard would come as one without a position. If the broker knows it, it stays as
-    // it was.
-    const bool isTold = motor.hasToldPosition() || (motor.isLegacy() && isHere(motor))
-        || (motor.presence() == VOXNetworkNode::Down && !m_remembered.contains(motor.address()));
-    const size_t key = keyOf(motor);
-    if (!isTold || key == pace.documentKey)
-        return;
-    pace.documentKey = key;
-    if (pace.documentDueMs == 0)
-        pace.documentDueMs = m_clock.elapsed() + DocumentMs;
-}
-
-QString LineBridge::areaOf(unsigned int addr) const
-{
-    for (const auto &[group, config] : m_line.groups) {
-        if (config.members.contains(addr) && !config.name.isEmpty())
-            return config.name;
-    }
-    return {};
-}
-
-void LineBridge::sayDocument(const VOXNetworkMotor &motor, Pace &pace)
-{
-    pace.documentDueMs = 0;
-    DiscoveryDocument::Cover cover;
-    cover.target.addr = motor.address();
-    cover.name = labelText(motor.label());
-    cover.type = motor.typeName();
-    cover.serial = labelText(motor.serialNumber());
-    cover.version = motor.appVersion();
-    cover.area = areaOf(motor.address());
-    cover.deviceClass = m_line.node(motor.address()).deviceClass;
-    cover.hasPosition = motor.percent().has_value();
-    cover.hasWink = !motor.isLegacy();
-    m_publisher.set(DocumentOrders + pace.order, m_documents.topic(cover.target), m_documents.cover(cover),
-                    1);
-    sayHealth(motor);
-}
-
-void LineBridge::sayLineDocuments()
-{
-    const QString bus = m_line.bus.text.section(QLatin1Char('?'), 0, 0);
-    m_publisher.set(DocumentOrders + m_order, m_documents.topic(), m_documents.lineDocument(bus), 1);
-    int order = DocumentOrders + m_order + GroupOrders;
-    for (const auto &[addr, group] : m_line.groups) {
-        DiscoveryDocument::Cover cover;
-        cover.target = {BridgeTarget::Group, addr};
-        cover.name = group.name;
-        cover.deviceClass = NodeConfig().deviceClass;
-        cover.hasPosition = true;
-        cover.isNode = false;
-        m_publisher.set(order, m_documents.topic(cover.target), m_documents.cover(cover), 1);
-        order += Publisher::UnitSize;
-    }
-    m_areGroupsNews = !m_line.groups.empty();
 }
 
 void LineBridge::sayGroups()
@@ -359,10 +310,12 @@ void LineBridge::sayStats()
     const double rate =
         passedMs > 0 ? static_cast<double>(frames * MsPerSecond) / static_cast<double>(passedMs) : 0;
     const QString problem = m_network->lineProblem();
+    const bool hasRate = m_network->scheduler().lineRate() > 0;
     const QString stretch = m_network->planStretch();
     m_publisher.set(
-        m_order + StatePlace, m_topics.line("stats"),
-        textOf({{QStringLiteral("load"), m_network->scheduler().loadPercent()},
+        m_lineOrder + StatePlace, m_topics.line("stats"),
+        textOf({{QStringLiteral("load"),
+                 hasRate ? QJsonValue(m_network->scheduler().loadPercent()) : QJsonValue()},
                 {QStringLiteral("frames_per_second"), std::round(rate * 10) / 10},
                 {QStringLiteral("failed_checks"), allFailedChecks()},
                 {QStringLiteral("nodes"), answering()},
@@ -413,6 +366,17 @@ bool LineBridge::isServed(const BridgeTarget &target) const
     return target.kind == BridgeTarget::Group ? m_line.groups.count(target.addr) > 0 : isServed(target.addr);
 }
 
+void LineBridge::forget(unsigned int addr)
+{
+    const QVector<QByteArray> topics = retainedTopics({BridgeTarget::Node, addr});
+    for (const QByteArray &topic : topics)
+        m_publisher.remove(topic);
+    m_paces.remove(addr);
+    m_remembered.remove(addr);
+    if (m_network)
+        m_network->remove(addr);
+}
+
 QVector<QByteArray> LineBridge::retainedTopics(const BridgeTarget &target) const
 {
     QVector<QByteArray> topics{m_documents.topic(target)};
@@ -436,10 +400,15 @@ void LineBridge::handle(const LineTopics::Request &request, const MqttMessage &m
 
 void LineBridge::answerCall(unsigned int addr, const MqttMessage &message, const QByteArray &payload)
 {
-    const QByteArray topic = message.responseTopic.isEmpty()
-        ? m_topics.of({BridgeTarget::Node, addr}, "rpc/result")
-        : message.responseTopic;
-    m_publisher.answer({topic, payload, 1, false, {}, message.correlation});
+    // Answers that wait are bounded, so what comes with them has to be, too.
+    const bool isAway = !message.responseTopic.isEmpty()
+        && message.responseTopic.size() <= LineTopics::MaxTopic
+        && message.correlation.size() <= CoverCommand::MaxBytes;
+    if (isAway)
+        m_publisher.answer({message.responseTopic, payload, 1, false, {}, message.correlation});
+    else
+        m_publisher.answer(
+            {m_topics.of({BridgeTarget::Node, addr}, "rpc/result"), payload, 1, false, {}, {}});
 }
 
 void LineBridge::stopAll(const CoverOrder &order)
@@ -451,6 +420,7 @@ void LineBridge::stopAll(const CoverOrder &order)
 void LineBridge::leave()
 {
     m_timer.stop();
+    m_publisher.forget(m_lineOrder, m_lineOrder + Publisher::UnitSize);
     m_publisher.forget(m_order, m_order + LineOrders);
     m_publisher.forget(DocumentOrders + m_order, DocumentOrders + m_order + LineOrders);
     m_commands.reset();

@@ -51,11 +51,15 @@ public:
     /// Whether the site has this node.
     bool isServed(unsigned int addr) const { return m_line.isScan || m_line.nodes.count(addr) > 0; }
     bool isServed(const BridgeTarget &target) const;
+    /// The node is gone for good. It comes back if it answers.
+    void forget(unsigned int addr);
     /// The topics on which a node, or a group, may have left something at the broker.
     QVector<QByteArray> retainedTopics(const BridgeTarget &target) const;
 
     void handle(const LineTopics::Request &request, const MqttMessage &message);
     void stopAll(const CoverOrder &order);
+    /// Whether this line has not been left to another bridge.
+    bool isOwn() const { return m_network != nullptr; }
     /// Another bridge has this line: nothing is sent or said any more.
     void leave();
     /// Says everything that waits for its time.
@@ -63,9 +67,15 @@ public:
 
 Q_SIGNALS:
     void scanned();
-    void noticed(const QString &sentence);
+    void noticed(BridgeLog::Level level, const QString &sentence);
 
 private:
+    // The order in which all is said again: what is said of the lines themselves first, then values, then
+    // documents.
+    static constexpr int LineOrders = 1 << 20;
+    static constexpr int GroupOrders = 1 << 19;
+    static constexpr int DocumentOrders = 1 << 27;
+
     /// When what is said of a node was said last, or is due.
     struct Pace
     {
@@ -75,8 +85,11 @@ private:
         size_t documentKey = 0;
         qint64 documentDueMs = 0;
         QByteArray state;
+        /// The position is not known any more, and is taken away once the document does without it.
+        bool isForgetting = false;
     };
 
+    static bool isHere(const VOXNetworkNode &node);
     void timerEvent(QTimerEvent *event) override;
     void handleLine();
     void handleNode(VOXNetworkNode *node);
@@ -89,6 +102,7 @@ private:
     void sayGroups();
     void sayStats();
     void sayWaiting(qint64 nowMs);
+    void forgetPosition(unsigned int addr, Pace &pace);
     void checkDocument(const VOXNetworkMotor &motor, Pace &pace);
     void sayDocument(const VOXNetworkMotor &motor, Pace &pace);
     void sayLineDocuments();
@@ -96,7 +110,10 @@ private:
 
     const SiteConfig &m_site;
     const LineConfig &m_line;
+    /// Of what is said of the line itself, and of the units of its nodes and groups.
+    const int m_lineOrder;
     const int m_order;
+    int m_lastOrder = 0;
     Publisher &m_publisher;
     const LineTopics m_topics;
     const DiscoveryDocument m_documents;

@@ -49,12 +49,17 @@ QString timeoutWord()
     return QStringLiteral("timeout");
 }
 
+QString textOf(const MqttMessage &message)
+{
+    return QStringLiteral("%1 %2").arg(QString::fromUtf8(message.topic), QString::fromUtf8(message.payload));
+}
+
 /// The word for a command that has ended without having been accepted.
 QString reasonOf(const VOXMotion &motion, const VOXNetwork &network)
 {
     switch (motion.end()) {
     case VOXMotion::Replaced:
-        return QStringLiteral("superseded");
+        return CommandBox::superseded();
     case VOXMotion::NoAnswer:
         return network.line() == VOXNetwork::Closed ? QStringLiteral("line is closed") : timeoutWord();
     default:
@@ -102,11 +107,13 @@ void LineCommands::handle(const LineTopics::Request &request, const MqttMessage 
     if (isRead)
         problem = problemOf(request.target);
     if (problem.isEmpty()) {
+        Q_EMIT noticed(BridgeLog::Debug, textOf(message));
         m_box.put(order);
         return;
     }
     answer(order, problem);
-    Q_EMIT noticed(QStringLiteral("%1 is not obeyed: %2").arg(QString::fromUtf8(message.topic), problem));
+    Q_EMIT noticed(BridgeLog::Warning,
+                   QStringLiteral("%1 is not obeyed: %2").arg(QString::fromUtf8(message.topic), problem));
 }
 
 void LineCommands::forget(unsigned int addr)
@@ -118,6 +125,10 @@ void LineCommands::forget(unsigned int addr)
 
 void LineCommands::drop(const CoverOrder &order, const QString &reason)
 {
+    const bool isStep = reason == CommandBox::superseded();
+    Q_EMIT noticed(isStep ? BridgeLog::Debug : BridgeLog::Info,
+                   QStringLiteral("%1 is not obeyed: %2")
+                       .arg(QString::fromUtf8(m_topics.of(order.target, "set")), reason));
     // Nobody wants to hear this of each step of a slider.
     if (!order.command.id.isEmpty())
         answer(order, reason);
@@ -255,7 +266,7 @@ void LineCommands::takeMany(const CoverOrder &order)
     const bool isWhole = end == motors.end();
     motors.erase(end, motors.end());
     if (motors.isEmpty()) {
-        answer(order, isWhole ? QStringLiteral("no member is known") : QStringLiteral("superseded"));
+        answer(order, isWhole ? QStringLiteral("no member is known") : CommandBox::superseded());
         return;
     }
     auto *const result = new ManyResult(motors, order.command.kind, this);

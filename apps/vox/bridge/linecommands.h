@@ -1,6 +1,7 @@
 #ifndef LINECOMMANDS_H
 #define LINECOMMANDS_H
 
+#include "vox/bridge/bridgelog.h"
 #include "vox/bridge/bridgetopics.h"
 #include "vox/bridge/commandbox.h"
 #include "vox/bridge/siteconfig.h"
@@ -32,7 +33,7 @@ public:
 
 Q_SIGNALS:
     /// Something was not obeyed.
-    void noticed(const QString &sentence);
+    void noticed(BridgeLog::Level level, const QString &sentence);
 
 private:
     QString problemOf(const BridgeTarget &target) const;

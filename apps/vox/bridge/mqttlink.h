@@ -68,8 +68,6 @@ Q_SIGNALS:
     void connected(int version);
     /// The connection has ended, or could not be made; the next try is in @p retryMs.
     void lost(const QString &reason, int retryMs);
-    /// Something to know, and to go on.
-    void noticed(const QString &sentence);
     /// A slot must not destroy the link.
     void received(const MqttMessage &message);
     void denied(const QByteArray &filter);

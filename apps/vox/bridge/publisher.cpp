@@ -48,10 +48,7 @@ void Publisher::set(int order, const QByteArray &topic, const QByteArray &payloa
         m_topics.insert(topic, {order, payload, qos, isRetained, false});
     }
     ++m_changes;
-    const auto range = m_dirty.equal_range(order);
-    const bool isDirty =
-        std::any_of(range.first, range.second, [&](const auto &e) { return e.second == topic; });
-    if (!isDirty)
+    if (isSaid(topic))
         m_dirty.emplace(order, topic);
     wake();
 }
@@ -75,6 +72,12 @@ void Publisher::forget(int first, int last)
 QByteArray Publisher::payload(const QByteArray &topic) const
 {
     return m_topics.value(topic).payload;
+}
+
+bool Publisher::isSaid(const QByteArray &topic) const
+{
+    const auto range = m_dirty.equal_range(m_topics.value(topic).order);
+    return std::none_of(range.first, range.second, [&](const auto &each) { return each.second == topic; });
 }
 
 void Publisher::answer(const MqttMessage &message)

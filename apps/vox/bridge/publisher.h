@@ -41,6 +41,8 @@ public:
     /// Forgets all topics from @p first up to, and without, @p last; what the broker keeps of them stays.
     void forget(int first, int last);
     QByteArray payload(const QByteArray &topic) const;
+    /// Whether the broker has got the last value of @p topic, or there is none.
+    bool isSaid(const QByteArray &topic) const;
     /// How often something has got another value.
     int changes() const { return m_changes; }
 

@@ -46,6 +46,16 @@ public:
             lines.push_back(std::make_unique<LineBridge>(site, i, publisher));
     }
 
+    /// Also tells what the lines notice.
+    void tell()
+    {
+        for (const auto &line : lines)
+            QObject::connect(line.get(), &LineBridge::noticed, line.get(),
+                             [](BridgeLog::Level, const QString &sentence) {
+                                 printError(QStringLiteral("bridge"), printable(sentence));
+                             });
+    }
+
     /// False if a signal has ended it.
     bool run()
     {
@@ -115,6 +125,7 @@ int checkSite(const SiteConfig &site)
 int printTopics(const SiteConfig &site)
 {
     Survey survey(site);
+    survey.tell();
     if (!survey.run())
         return Failure;
     for (const auto &line : survey.lines)
