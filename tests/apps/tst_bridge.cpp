@@ -41,6 +41,8 @@ void tst_Bridge::killedBroker()
     VERIFY_SETTLES(5000, unless(b.model.link->isConnected(), "the model, too"));
     VERIFY_SETTLES(6000, b.untrue());
     QCOMPARE(b.cover("south", "000205").state(), QByteArray("closed"));
+    b.model.press(idOf("south", "000205"), "OPEN");
+    VERIFY_SETTLES(6000, unless(b.cover("south", "000205").state() == "opening", "obeyed"));
 }
 
 void tst_Bridge::pulledAdapter()
@@ -52,6 +54,8 @@ void tst_Bridge::pulledAdapter()
     // Back, with the motors elsewhere.
     b.plug(500);
     VERIFY_SETTLES(20000, b.untrue());
+    b.model.press(idOf("north", "00013C"), "CLOSE");
+    VERIFY_SETTLES(6000, unless(b.cover("north", "00013C").state() == "closing", "obeyed"));
 }
 
 void tst_Bridge::killedBridge()
@@ -67,7 +71,8 @@ void tst_Bridge::killedBridge()
     QVERIFY2(b.bridge->says("ready hq, 2 lines, 65 nodes", 20000), b.bridge->err());
     VERIFY_SETTLES(5000, unless(b.model.covers.count(idOf("north", "000101")) == 0, "gone"));
     VERIFY_SETTLES(15000, difference(b.south, b.model, "south"));
-    QVERIFY(b.isAvailable("north", "00013C"));
+    b.model.press(idOf("north", "00013C"), "OPEN");
+    VERIFY_SETTLES(6000, unless(b.cover("north", "00013C").state() == "opening", "obeyed"));
 }
 
 void tst_Bridge::goodbye()

@@ -1,5 +1,7 @@
 #include "support/bridgesite.h"
 
+#include <unistd.h>
+
 /// Several bridges on one broker.
 class tst_Bridges : public QObject
 {
@@ -8,6 +10,7 @@ class tst_Bridges : public QObject
 private Q_SLOTS:
     void initTestCase();
     void manyBridges();
+    void manyNodes();
     void names();
 };
 
@@ -48,6 +51,28 @@ void tst_Bridges::manyBridges()
     for (size_t i = 3; i < 10; ++i)
         VERIFY_SETTLES(5000, difference(*sims[i], model, nameOf(i).toUtf8()));
     model.faults.removeDuplicates();
+    QCOMPARE(model.faults, QStringList());
+}
+
+void tst_Bridges::manyNodes()
+{
+    const Broker broker;
+    CoverModel model(broker.port());
+    Sim sim(motors("000101-0002F4"), {});
+    Tool bridge({"bridge", "--bus", sim.bus, "--mqtt", broker.url(), "--name", "hq"});
+    QVERIFY2(bridge.says("500 nodes", 60000), bridge.err());
+    VERIFY_SETTLES(30000, difference(sim, model, "hq"));
+    const auto processorMs = [&] {
+        const QByteArrayList words =
+            contents(QString("/proc/%1/stat").arg(bridge.process.processId())).split(' ');
+        return (words.value(13).toInt() + words.value(14).toInt()) * 1000 / int(::sysconf(_SC_CLK_TCK));
+    };
+    // Names and settings are still read at first.
+    VERIFY_SETTLES(30000, [&] {
+        const int before = processorMs();
+        QTest::qWait(2000);
+        return unless(processorMs() - before < 200, "below 10 % of a core");
+    }());
     QCOMPARE(model.faults, QStringList());
 }
 
