@@ -109,6 +109,7 @@ private:
     SchedulerQueue m_queue;
     MotionOrder m_motions;
     LineLoad m_load;
+    PollPace m_pace;
     int m_toldLoad = 0;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;

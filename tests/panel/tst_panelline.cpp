@@ -118,7 +118,7 @@ void tst_PanelLine::aReplayFillsTheStrip()
     const QString file = dir.filePath("noon.pcap");
     LineHistory::Second live;
     {
-        DemoBuilding building(12);
+        DemoBuilding building(12, 4800);
         PcapWriter capture;
         QString problem;
         QVERIFY2(capture.open(file, &problem), qPrintable(problem));
