@@ -189,6 +189,39 @@ int finish(const VOXRecorder &recorder, const QString &fileName, bool isJson)
         printLine(QStringLiteral("%1 in %2").arg(counted(count, "node"), fileName));
     return recorder.isPartial() ? Failure : Success;
 }
+
+int recordBus(CommandLine &line, VOXRecorder *recorder, const QString &fileName)
+{
+    const std::unique_ptr<VOXBus> bus = line.openBus();
+    if (!bus)
+        return line.exitCode();
+    if (!canWrite(fileName))
+        return WrongUse;
+    record(recorder, *bus, line.isJson());
+    printGaps(*recorder, false);
+    const int result = finish(*recorder, fileName, line.isJson());
+    return recorder->silentNodes().isEmpty() && recorder->goneNodes().isEmpty() ? result : int{Failure};
+}
+
+int recordCapture(const CommandLine &line, const QString &captureName, VOXRecorder *recorder,
+                  const QString &fileName)
+{
+    for (const char *option : {"bus", "quick", "node"}) {
+        if (line.parser().isSet(QLatin1String(option)))
+            return line.fail(QStringLiteral("--from and --%1 do not go together").arg(QLatin1String(option)));
+    }
+    // Files that are not there are equal.
+    if (QFileInfo::exists(fileName) && QFileInfo(fileName) == QFileInfo(captureName))
+        return line.fail(QStringLiteral("the capture and the network file are to be two files"));
+    if (!canWrite(fileName))
+        return WrongUse;
+    const bool isRead = hearCapture(recorder, captureName);
+    if (!isRead && recorder->nodes().isEmpty())
+        return WrongUse;
+    printGaps(*recorder, true);
+    const int result = finish(*recorder, fileName, line.isJson());
+    return isRead ? result : int{Failure};
+}
 }
 
 int runRecord(const QStringList &arguments)
@@ -233,31 +266,6 @@ int runRecord(const QStringList &arguments)
         addresses += addr;
     }
     recorder.setAddresses(addresses);
-
-    if (!parser.isSet(from)) {
-        const std::unique_ptr<VOXBus> bus = line.openBus();
-        if (!bus)
-            return line.exitCode();
-        if (!canWrite(fileName))
-            return WrongUse;
-        record(&recorder, *bus, line.isJson());
-        printGaps(recorder, false);
-        const int result = finish(recorder, fileName, line.isJson());
-        return recorder.silentNodes().isEmpty() && recorder.goneNodes().isEmpty() ? result : int{Failure};
-    }
-    for (const char *option : {"bus", "quick", "node"}) {
-        if (parser.isSet(QLatin1String(option)))
-            return line.fail(QStringLiteral("--from and --%1 do not go together").arg(QLatin1String(option)));
-    }
-    // Files that are not there are equal.
-    if (QFileInfo::exists(fileName) && QFileInfo(fileName) == QFileInfo(parser.value(from)))
-        return line.fail(QStringLiteral("the capture and the network file are to be two files"));
-    if (!canWrite(fileName))
-        return WrongUse;
-    const bool isRead = hearCapture(&recorder, parser.value(from));
-    if (!isRead && recorder.nodes().isEmpty())
-        return WrongUse;
-    printGaps(recorder, true);
-    const int result = finish(recorder, fileName, line.isJson());
-    return isRead ? result : int{Failure};
+    return parser.isSet(from) ? recordCapture(line, parser.value(from), &recorder, fileName)
+                              : recordBus(line, &recorder, fileName);
 }
