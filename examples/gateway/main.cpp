@@ -1,9 +1,9 @@
 // A network as lines of JSON, for programs in any language: example-gateway serial:///dev/ttyUSB0
-//
 // Each line of output is a change: a node with all its values, the line, the end of a command. Each line of
 // input is a command, whose "id" comes back with what becomes of it. The program ends with its input.
 //     {"do": "move", "node": "000101", "percent": 50, "id": 1}
 //     {"do": "stop", "node": "000101"}      {"do": "stopAll"}      {"do": "discover"}
+// Where so many nodes answer a discovery that their answers overlap, {"do": "add", "node": "000101"} each.
 
 #include <QCoreApplication>
 #include <QJsonDocument>
@@ -38,17 +38,19 @@ void obey(VOXNetwork &network, const QByteArray &line)
     const QJsonObject command = QJsonDocument::fromJson(line).object();
     const QString act = command["do"].toString(), addrText = command["node"].toString();
     const QJsonValue id = command["id"];
-    if (act == "discover")
-        return network.discover();
     QString problem;
     VOX::Addr addr = 0;
+    if (act == "discover")
+        return network.discover();
+    if (act == "add" && VOX::readNodeAddr(addrText, &addr, &problem))
+        return void(network.add(addr));
     if (act == "move" || act == "stop") {
         if (VOX::readNodeAddr(addrText, &addr, &problem) && !network.motor(addr))
             problem = addrText + " is no motor of this network";
         else if (act == "move" && problem.isEmpty() && !command["percent"].isDouble())
             problem = "a move needs a \"percent\" from 0 to 100";
-    } else if (act != "stopAll") {
-        problem = "a command is {\"do\": ...} with move, stop, stopAll or discover";
+    } else if (act != "stopAll" && problem.isEmpty()) {
+        problem = "a command is {\"do\": ...} with move, stop, stopAll, discover or add";
     }
     if (!problem.isEmpty())
         return print({{"error", problem}, {"id", id}});
@@ -73,7 +75,6 @@ int main(int argc, char *argv[])
         qCritical("%s", qPrintable(problem));
         return 2;
     }
-
     VOXNetwork network(url);
     QObject::connect(&network, &VOXNetwork::nodeAdded, tellNode);
     QObject::connect(&network, &VOXNetwork::nodeChanged, tellNode);

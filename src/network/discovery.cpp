@@ -32,6 +32,7 @@ void Discovery::start()
         return;
     }
     m_isRunning = true;
+    m_isDamaged = false;
     m_rounds = DiscoveryRounds();
     sendRound();
 }
@@ -58,8 +59,13 @@ void Discovery::handleRound(const BusPendingCall &call)
 
 void Discovery::endRounds()
 {
-    if (std::exchange(m_isRunning, false))
-        m_core.announceDiscovered(m_found);
+    if (!std::exchange(m_isRunning, false))
+        return;
+    if (m_isDamaged)
+        m_core.notice(
+            QStringLiteral("Answers to the search came damaged, as they do when many nodes answer at "
+                           "once. Some may not have been found: search their range of addresses."));
+    m_core.announceDiscovered(m_found);
 }
 
 QString Discovery::startRange(VOX::Addr first, VOX::Addr last)

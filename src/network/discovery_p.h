@@ -28,6 +28,8 @@ public:
 
     /// A frame of an address that is no node of the network was heard.
     void handleStranger(const VOXMessage &frame);
+    /// A frame has come damaged. During a broadcast it may be the answers of several nodes.
+    void handleDamaged() { m_isDamaged = true; }
     /// Lets @p addr be asked which generation it is of.
     void check(VOX::Addr addr);
     ///@{
@@ -59,6 +61,7 @@ private:
     bool m_isRunning = false;
     DiscoveryRounds m_rounds;
     int m_foundInRound = 0;
+    bool m_isDamaged = false;
     int m_found = 0;
 
     // One by one.

@@ -7,6 +7,7 @@
 #include "network/nodereading_p.h"
 #include "network/refusal_p.h"
 
+#include <QSerialPort>
 #include <QTimerEvent>
 
 #include <limits>
@@ -14,6 +15,16 @@
 
 namespace {
 constexpr int ReopenMs = 2000;
+
+/// A port that has gone by itself forgets its text when it is closed, but not its error.
+QString reasonForClosed(const VOXBus &bus)
+{
+    const auto *const port = qobject_cast<const QSerialPort *>(bus.device());
+    const QSerialPort::SerialPortError error = port ? port->error() : QSerialPort::NoError;
+    if (error == QSerialPort::ResourceError || error == QSerialPort::ReadError)
+        return QStringLiteral("%1 has gone, as when its adapter is pulled out").arg(port->portName());
+    return bus.errorString();
+}
 
 bool isMoveOrStop(const VOXCommandTrait &trait)
 {
@@ -29,6 +40,7 @@ void NetworkCore::listenTo(VOXBus *bus)
         return;
     connect(&bus->dispatcher(), &BusDispatcher::heard, this, &NetworkCore::handleHeard);
     connect(&bus->dispatcher(), &BusDispatcher::written, this, &NetworkCore::handleWritten);
+    connect(bus, &VOXBus::checkFailed, this, [this] { m_discovery.handleDamaged(); });
     connect(bus, &VOXBus::openChanged, this, &NetworkCore::checkLine);
     connect(bus, &QObject::destroyed, this, &NetworkCore::checkLine);
     // A port that goes away does not tell by openChanged().
@@ -69,7 +81,7 @@ QString NetworkCore::lineProblem() const
         return QStringLiteral("No node answers. Check the power of the nodes, the cable, and the adapter.");
     if (m_bus && !m_scheduler.isActive())
         return QStringLiteral("Another network has this bus. Use that one, or close it first.");
-    const QString reason = m_bus ? m_bus->errorString() : QStringLiteral("it is not there");
+    const QString reason = m_bus ? reasonForClosed(*m_bus) : QStringLiteral("it is not there");
     const QString problem = reason.isEmpty() ? QStringLiteral("The bus is not open.")
                                              : QStringLiteral("The bus is not open: %1.").arg(reason);
     return m_ownBus ? problem + QStringLiteral(" It is opened again every 2 s.") : problem;

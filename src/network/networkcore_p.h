@@ -84,6 +84,7 @@ public:
     void setGroup(VOX::Addr group, const QVector<VOX::Addr> &members);
     QVector<NodeState *> members(VOX::Addr group) const;
     void announceDiscovered(int count);
+    void notice(const QString &sentence);
 
 protected:
     void timerEvent(QTimerEvent *event) override;
@@ -120,7 +121,6 @@ private:
     void becomeUp(NodeState &node, bool wasDown);
     /// False if another object has taken the place of @p node.
     bool checkType(NodeState &node, const VOXMessage &frame);
-    void notice(const QString &sentence);
 
     VOXNetwork &m_network;
     QElapsedTimer m_clock;

@@ -101,7 +101,8 @@ public:
     ///@}
 
 public Q_SLOTS:
-    /// Finds the nodes that answer a broadcast, which is repeated until two rounds bring nobody new.
+    /// Finds the nodes that answer a broadcast, which is repeated until two rounds bring nobody new. On a
+    /// serial line the answers of many nodes overlap: few are then found, and noticed() says so.
     void discover();
     /// Asks each address from @p first to @p last, which also finds motors of the older generation. An
     /// address without a node takes 226 ms at 4800 bit/s. At most 65536 addresses. False, and discovered(0)
@@ -125,15 +126,16 @@ Q_SIGNALS:
     /// The object still lives during this signal.
     void nodeRemoved(VOX::Addr addr);
     ///@{
-    /// A property has got another value.
+    /// A property has got another value. Of the line, when line() has: not for a bus that is closed from the
+    /// beginning, nor when only lineProblem() has another reason.
     void lineChanged(VOXNetwork::Line line);
     void sendingChanged(bool isSending);
     void planStretchChanged();
     ///@}
     /// A discovery is over. It has added @p count nodes.
     void discovered(int count);
-    /// Something that should not be: a second host, an echo, two nodes with one address. That nothing was
-    /// noticed proves nothing.
+    /// Something that should not be: a second host, an echo, two nodes with one address, damaged answers to
+    /// discover(). That nothing was noticed proves nothing.
     void noticed(const QString &sentence);
 
 private:

@@ -34,7 +34,10 @@ void tst_NetworkPort::isOpenedAgain()
     QVERIFY2(VOXBusUrl::read("serial://" + name, &url, &problem), qPrintable(problem));
     VOXNetwork network(url);
     QVector<int> lines;
-    connect(&network, &VOXNetwork::lineChanged, this, [&](VOXNetwork::Line line) { lines += line; });
+    connect(&network, &VOXNetwork::lineChanged, this, [&](VOXNetwork::Line line) {
+        lines += line;
+        problem = network.lineProblem();
+    });
     QVERIFY2(network.lineProblem().contains("It is opened again every 2 s."),
              qPrintable(network.lineProblem()));
     VOXNetworkMotor *const motor = qobject_cast<VOXNetworkMotor *>(network.add(Addr));
@@ -67,6 +70,7 @@ void tst_NetworkPort::isOpenedAgain()
         port.unplug();
         QTRY_COMPARE_WITH_TIMEOUT(network.line(), VOXNetwork::Closed, 5000);
         QTRY_COMPARE(end, VOXMotion::NoAnswer);
+        QVERIFY2(problem.contains("has gone"), qPrintable(problem));
     }
     QTRY_COMPARE(lines,
                  QVector<int>({VOXNetwork::Open, VOXNetwork::Closed, VOXNetwork::Open, VOXNetwork::Closed}));

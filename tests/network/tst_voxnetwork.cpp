@@ -15,6 +15,7 @@ private Q_SLOTS:
     void initTestCase() { QLoggingCategory::setFilterRules("vox.bus=false\nvox.device=false"); }
     void firstPicture_data();
     void firstPicture();
+    void answersOverlap();
     void listening();
     void settings();
     void noMotor();
@@ -85,6 +86,26 @@ void tst_VOXNetwork::firstPicture()
     VOXVirtualTime::advance(120000);
     QVERIFY2(qAbs(site.sent - 60 * 5) < 25, QByteArray::number(site.sent));
     QCOMPARE(site.network->knownNodes().at(7).toObject().value("label"), QJsonValue("motor 7"));
+}
+
+// Two who answer the broadcast at the same time, in two places of the line.
+void tst_VOXNetwork::answersOverlap()
+{
+    NetworkSite site(1, false);
+    VOXSimulation other;
+    QVERIFY(other.add("TB20", addrOf(1)));
+    other.attach(site.line.addBus(&site.line));
+    QSignalSpy discovered(site.network.get(), &VOXNetwork::discovered);
+    site.network->discover();
+    QVERIFY(runUntil([&] { return discovered.size() == 1; }, 5000));
+    QCOMPARE(list(discovered.at(0).at(0).toInt(), site.network->nodes().size()), list(0, 0));
+    QCOMPARE(site.noticed.size(), 1);
+    QVERIFY(site.noticed.at(0).contains("range"));
+    // What is left of the garbage is dropped byte by byte.
+    VOXVirtualTime::advance(2000);
+    QVERIFY(site.network->discoverRange(addrOf(0), addrOf(1)));
+    QVERIFY(runUntil([&] { return discovered.size() == 2; }, 5000));
+    QCOMPARE(list(discovered.at(1).at(0).toInt(), site.noticed.size()), list(2, 1));
 }
 
 void tst_VOXNetwork::listening()
