@@ -9,6 +9,7 @@
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 /// Lists and sums change five times a second at most.
@@ -56,7 +57,14 @@ PanelLine &Panel::addLine(const SiteLine &line, VOXBus *bus)
     auto *const added = new PanelLine(line, bus, sending, this);
     m_lines += added;
     m_shades.add(*added);
-    connect(added, &PanelLine::stateChanged, this, [this] { m_isNews = true; });
+    connect(added, &PanelLine::stateChanged, this, [this, added] {
+        m_isNews = true;
+        // That a stop was in vain is no news once the line is there again.
+        if (added->isOpen() && std::exchange(m_isStopInVain, false)) {
+            m_stopText.clear();
+            Q_EMIT stopTextChanged();
+        }
+    });
     return *added;
 }
 
@@ -183,7 +191,8 @@ void Panel::stopAll()
         return;
     for (PanelLine *const line : qAsConst(m_lines)) {
         const VOXMotion *const motion = line->network().stopAll();
-        connect(motion, &VOXMotion::finished, this, [this](const VOXMotion *ended) {
+        connect(motion, &VOXMotion::finished, this, [this, line](const VOXMotion *ended) {
+            m_isStopInVain = !line->isOpen();
             m_stopText = ended->end() == VOXMotion::Arrived ? tr("All are at rest.") : ended->sentence();
             Q_EMIT stopTextChanged();
         });

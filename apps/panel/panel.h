@@ -134,6 +134,7 @@ private:
     QString m_title;
     QStringList m_problems;
     QString m_stopText;
+    bool m_isStopInVain = false;
     QVariantList m_counts;
     QBasicTimer m_timer;
     bool m_isNews = true;

@@ -18,15 +18,9 @@ namespace {
 constexpr int TickMs = 1000;
 constexpr qint64 NsPerMs = 1000000;
 constexpr qint64 MsPerSecond = 1000;
-constexpr qint64 BitsPerByte = 11;
-constexpr int UsualRate = 4800;
+/// Seconds are numbered from 0, and a minute before the first one is empty.
+constexpr qint64 FirstMs = LineHistory::Seconds * MsPerSecond;
 constexpr int BlockBits = 8;
-
-/// Milliseconds of @p bytes on a line of @p rate bit/s; of the usual one if it is not known.
-qint64 timeOf(int bytes, int rate)
-{
-    return bytes * BitsPerByte * MsPerSecond / (rate > 0 ? rate : UsualRate);
-}
 
 LineHistory::Kind kindOf(int lane)
 {
@@ -97,8 +91,11 @@ void PanelLine::makeNetwork()
 
 void PanelLine::listenTo(VOXBus &bus)
 {
-    connect(&bus.dispatcher(), &BusDispatcher::written, this, &PanelLine::handleWritten);
     connect(&bus.dispatcher(), &BusDispatcher::heard, this, &PanelLine::handleHeard);
+    // Of what is played, play() knows when it was.
+    if (m_sending == Replays)
+        return;
+    connect(&bus.dispatcher(), &BusDispatcher::written, this, &PanelLine::handleWritten);
     connect(&bus, &VOXBus::checkFailed, this, [this] { m_history.noteFailed(nowMs()); });
 }
 
@@ -109,8 +106,12 @@ qint64 PanelLine::nowMs()
         timer.start();
         return timer;
     }();
-    // Seconds are numbered from 0, and a minute before the first one is empty.
-    return clock.elapsed() + LineHistory::Seconds * MsPerSecond;
+    return clock.elapsed() + FirstMs;
+}
+
+qint64 PanelLine::historyMs() const
+{
+    return m_sending == Replays ? FirstMs + m_playedMs : nowMs();
 }
 
 QString PanelLine::problem() const
@@ -124,22 +125,23 @@ QString PanelLine::problem() const
 
 int PanelLine::loadPercent() const
 {
-    return m_network->scheduler().loadPercent();
+    // The network counts what it sends itself.
+    return m_sending == Sends ? m_network->scheduler().loadPercent() : m_history.busyPercent(historyMs());
 }
 
 double PanelLine::frameRate() const
 {
-    return m_history.frameRate(nowMs());
+    return m_history.frameRate(historyMs());
 }
 
 int PanelLine::failedChecks() const
 {
-    return m_history.sum(nowMs()).failed;
+    return m_history.sum(historyMs()).failed;
 }
 
 int PanelLine::unanswered() const
 {
-    return m_history.sum(nowMs()).unanswered;
+    return m_history.sum(historyMs()).unanswered;
 }
 
 QString PanelLine::facadeOf(VOX::Addr addr) const
@@ -157,6 +159,8 @@ void PanelLine::restart()
 {
     m_frames.clear();
     m_history = LineHistory();
+    m_recorded = RecordedLine();
+    m_playedMs = 0;
     m_notices.clear();
     // Those who show nodes let go of them first. There is one scheduler for a bus at a time.
     Q_EMIT networkGoing();
@@ -232,22 +236,26 @@ void PanelLine::handleWritten(const QByteArray &frame)
     }
     // Nobody answers.
     m_exchangeMs = -1;
-    m_history.take(m_kind, now,
-                   now + timeOf(static_cast<int>(frame.size()), m_network->scheduler().lineRate()));
+    m_history.take(
+        m_kind, now,
+        now + LineHistory::timeOf(static_cast<int>(frame.size()), m_network->scheduler().lineRate()));
 }
 
 void PanelLine::handleHeard(const BusMessage &message)
 {
     const VOXMessage frame(message);
+    if (m_sending != Sends)
+        addStranger(frame);
+    if (m_sending == Replays)
+        return;
     const qint64 now = nowMs();
     m_history.noteFrame(now);
     m_frames.add(inverted(frame.data()), QDateTime::currentMSecsSinceEpoch() * NsPerMs);
-    if (m_sending != Sends)
-        addStranger(frame);
     if (m_exchangeMs >= 0 && frame.destAddr(false) == (VOX::HostAddr & VOX::AddrMask))
         endExchange(now);
     else
-        noteForeign(frame, now);
+        m_history.take(LineHistory::Others,
+                       now - LineHistory::timeOf(frame.len(), m_network->scheduler().lineRate()), now);
 }
 
 /// A range is asked upwards, and nobody else asks who is no node yet.
@@ -259,15 +267,18 @@ void PanelLine::noteScanned(VOX::Addr addr)
     Q_EMIT scanProgressed();
 }
 
-/// In a recording, what its host has sent is what it was sent for; else it is another host's.
-void PanelLine::noteForeign(const VOXMessage &frame, qint64 nowMs)
+void PanelLine::play(const LineItem &item, qint64 ms)
 {
-    const VOXCommandTrait trait = VOXCommandTrait::of(frame);
-    const bool isCommand = trait.isMotion() || trait.kind == VOXCommandTrait::Stop;
-    const LineHistory::Kind kind = m_sending != Replays ? LineHistory::Others
-        : isCommand                                     ? LineHistory::User
-                                                        : LineHistory::Polls;
-    m_history.take(kind, nowMs - timeOf(frame.len(), m_network->scheduler().lineRate()), nowMs);
+    m_playedMs = ms;
+    m_frames.add(item.bytes, item.timeNs);
+    m_recorded.take(item, historyMs(), m_history);
+}
+
+void PanelLine::playUntil(qint64 ms)
+{
+    m_playedMs = ms;
+    if (std::exchange(m_toldSecond, ms / MsPerSecond) != ms / MsPerSecond)
+        Q_EMIT ticked();
 }
 
 void PanelLine::endExchange(qint64 nowMs)

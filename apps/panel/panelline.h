@@ -3,6 +3,7 @@
 
 #include "panel/framelist.h"
 #include "panel/linehistory.h"
+#include "panel/recordedline.h"
 #include "panel/site.h"
 
 #include "network/voxnetwork.h"
@@ -77,9 +78,13 @@ public:
     Q_INVOKABLE void scan();
     Q_INVOKABLE void scanRange(const QString &first, const QString &last);
 
-    /// Milliseconds of the clock of history().
-    static qint64 nowMs();
-    qint64 historyMs() const { return nowMs(); }
+    ///@{
+    /// What was on a recorded line @p ms after its beginning, and how far that has been played since.
+    void play(const LineItem &item, qint64 ms);
+    void playUntil(qint64 ms);
+    ///@}
+    /// Milliseconds of the clock of history(): in a recording, its own time.
+    qint64 historyMs() const;
 
 Q_SIGNALS:
     /// The nodes of the network go next.
@@ -89,7 +94,7 @@ Q_SIGNALS:
     void stateChanged();
     void scanningChanged();
     void scanProgressed();
-    /// Once a second, for what has been counted.
+    /// Once a second, for what has been counted; in a recording, of its own time.
     void ticked();
 
 protected:
@@ -104,7 +109,7 @@ private:
     void endExchange(qint64 nowMs);
     LineHistory::Kind takenLane();
     void addStranger(const VOXMessage &frame);
-    void noteForeign(const VOXMessage &frame, qint64 nowMs);
+    static qint64 nowMs();
 
     const SiteLine m_line;
     const QPointer<VOXBus> m_bus;
@@ -112,6 +117,9 @@ private:
     std::unique_ptr<VOXNetwork> m_network;
     FrameList m_frames;
     LineHistory m_history;
+    RecordedLine m_recorded;
+    qint64 m_playedMs = 0;
+    qint64 m_toldSecond = 0;
     QStringList m_notices;
     bool m_isScanning = false;
     QString m_scanResult;

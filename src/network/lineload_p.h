@@ -53,4 +53,26 @@ private:
     qint64 m_last = 0;
 };
 
+/// When polls may go on, so that what they leave free of the line comes evenly. A load over ten seconds alone
+/// would let them fill the line for six seconds and then hold them all up for four, also those that follow
+/// motors.
+class PollPace
+{
+public:
+    /// The line was busy until @p nowMs, of which polls want to take @p maxPercent at most.
+    void add(qint64 nowMs, qint64 busyMs, int maxPercent)
+    {
+        const qint64 from = qMax(m_freeMs, nowMs - busyMs - BurstMs);
+        m_freeMs = qMin(from + busyMs * 100 / qMax(1, maxPercent), nowMs + MostMs);
+    }
+    qint64 freeMs() const { return m_freeMs; }
+
+private:
+    /// What may come at once after a pause.
+    static constexpr int BurstMs = 500;
+    static constexpr int MostMs = 1000;
+
+    qint64 m_freeMs = 0;
+};
+
 #endif

@@ -87,9 +87,9 @@ ScheduledCall::Pointer SchedulerCore::choose()
     const Lane last =
         percent > limits.automaticLoadPercent ? VOXScheduler::Configure : VOXScheduler::Automatic;
     Pointer call = m_queue.next(now, VOXScheduler::User, last);
-    const bool isPollsTurn = call
-        ? othersMs > FullLineMs && pollsMs * (PollShare - 1) < othersMs - FullLineMs
-        : percent <= limits.maxLoadPercent || pollsMs < LineLoad::WindowMs / PollShare;
+    const bool isPollsTurn = call ? othersMs > FullLineMs && pollsMs * (PollShare - 1) < othersMs - FullLineMs
+                                  : (percent <= limits.maxLoadPercent && m_pace.freeMs() <= now)
+            || pollsMs < LineLoad::WindowMs / PollShare;
     if (isPollsTurn) {
         if (Pointer poll = nextPoll())
             return poll;
@@ -142,6 +142,8 @@ void SchedulerCore::settleLoad()
         return;
     const qint64 now = m_clock.nsecsElapsed();
     m_load.add(now / LineLoad::NsPerMs, now - m_sentNs, m_isOpenLoadPoll);
+    if (lineRate() > 0)
+        m_pace.add(now / LineLoad::NsPerMs, (now - m_sentNs) / LineLoad::NsPerMs, limits.maxLoadPercent);
     const int percent = loadPercent();
     if (std::exchange(m_toldLoad, percent) != percent)
         Q_EMIT m_owner.loadChanged(percent);
@@ -153,10 +155,12 @@ void SchedulerCore::armTimer()
     qint64 next = m_queue.nextChange(now);
     const auto consider = [&](qint64 timeMs) { next = next < 0 ? timeMs : std::min(next, timeMs); };
     // Something that the load holds up.
+    const qint64 heldMs =
+        m_pace.freeMs() > now ? std::min(m_pace.freeMs(), now + LoadCheckMs) : now + LoadCheckMs;
     if (m_queue.next(now, VOXScheduler::User, VOXScheduler::Poll))
-        consider(now + LoadCheckMs);
+        consider(heldMs);
     if (m_pollSource && m_pollAgainMs != Never)
-        consider(std::max(m_pollAgainMs, now + (m_pollAgainMs <= now ? LoadCheckMs : 0)));
+        consider(m_pollAgainMs <= now ? heldMs : m_pollAgainMs);
     if (next >= 0)
         m_timer.start(static_cast<int>(std::max<qint64>(next - now, 0)), Qt::PreciseTimer, this);
 }

@@ -78,6 +78,7 @@ private:
     void admit(const Pointer &call);
     bool join(const Pointer &call);
     bool makeRoom(const ScheduledCall &call);
+    void keepOrder(const ScheduledCall &move);
 
     void end(const Pointer &call, BusPendingCall::Error error);
     void endAll(BusPendingCall::Error error);
@@ -108,6 +109,7 @@ private:
     SchedulerQueue m_queue;
     MotionOrder m_motions;
     LineLoad m_load;
+    PollPace m_pace;
     int m_toldLoad = 0;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;

@@ -19,6 +19,7 @@ class tst_Hints : public QObject
 private Q_SLOTS:
     void initTestCase() { QLoggingCategory::setFilterRules("vox.*=false"); }
     void recordedLines();
+    void lowRests();
     void adaptersThatAreSetWrong();
     void theGuideKnowsWhatIsSaid();
 };
@@ -321,6 +322,24 @@ void tst_Hints::recordedLines()
     std::copy_if(site.items.begin(), site.items.end(), std::back_inserter(requests),
                  [](const LineItem &item) { return item.frame.srcAddr(false) == VOXBus::addr(); });
     judge("one direction", requests, "", LineStatistics::OneWay);
+}
+
+void tst_Hints::lowRests()
+{
+    const auto row = [](const QByteArray &heard, int times, int pauseMs, bool isLow) {
+        LineRests rests;
+        for (int i = 0; i < times; ++i)
+            rests.addDamage(LineItem::noFrame(QByteArray::fromHex(heard), i * pauseMs * (NsPerSecond / 1000)),
+                            NsPerSecond / 400);
+        QCOMPARE(list(heard, times, pauseMs, rests.isLow()), list(heard, times, pauseMs, isLow));
+    };
+    row("258200", 6, 50, true);
+    row("258200", 5, 50, false); // too few
+    row("258200", 6, 25, false); // no pauses
+    row("258201", 6, 50, false);
+    row("248200", 6, 50, false); // too fast
+    row("25000000000000", 6, 50, true);
+    row("25828282828282828282828200", 6, 60, false);
 }
 
 // What is named as wrong is wrong, whatever the bit rate, the parity, the wires, and the traffic. Wires that

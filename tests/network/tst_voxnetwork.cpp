@@ -45,7 +45,7 @@ void tst_VOXNetwork::firstPicture_data()
     row("known nodes that are slow", "known", 40, 14000);
     row("from cold", "broadcast", 22, 20000);
     row("slow ones from cold", "broadcast", 40, 20000);
-    row("from cold, address by address", "range", 22, 36000);
+    row("from cold, address by address", "range", 22, 38000);
 }
 
 void tst_VOXNetwork::firstPicture()

@@ -33,6 +33,19 @@ QString hostName()
     return SiteConfig::isName(name) ? name : QStringLiteral("gateway");
 }
 
+/// Whether the files are there that TLS is to have. The library names no file that is missing.
+bool canRead(const QStringList &names, QString *problem)
+{
+    for (const QString &name : names) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
 /// The options that say what a file would say otherwise.
 struct Options
 {
@@ -164,19 +177,6 @@ bool Options::read(SiteConfig *site, QString *problem) const
     return problem->isEmpty() && readBroker(&site->mqtt, problem);
 }
 
-/// The library tells only that something is wrong with one of them.
-bool areReadable(const SiteConfig::Broker &broker, QString *problem)
-{
-    for (const QString &name : {broker.ca, broker.cert, broker.key}) {
-        QFile file(name);
-        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
-            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
-            return false;
-        }
-    }
-    return true;
-}
-
 int serve(const SiteConfig &site, const QByteArray &password)
 {
     // It is often started by something that ends before it, and has no other settings to read again.
@@ -259,7 +259,7 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !areReadable(site.mqtt, &problem)
+    if (!options.read(&site, &problem) || !canRead({site.mqtt.ca, site.mqtt.cert, site.mqtt.key}, &problem)
         || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     if (options.isSet(options.check))

@@ -24,5 +24,5 @@ void LineRests::addDamage(const LineItem &item, qint64 byteNs)
 
 bool LineRests::isLow() const
 {
-    return m_count >= Enough && m_afterZero * 2 >= m_count && m_odd > 0 && m_odd * 10 >= m_odd + m_even;
+    return m_count >= Enough && m_afterZero * 2 >= m_count && m_odd * 10 > m_odd + m_even;
 }

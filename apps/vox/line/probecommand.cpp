@@ -105,17 +105,19 @@ const PortProbe::Setting *bestOf(const QVector<PortProbe::Setting> &tried)
 
 QString failureOf(const QVector<PortProbe::Setting> &tried)
 {
+    if (tried.constLast().rests.isLow())
+        return QStringLiteral("no frame is valid, and the line rests low: its two wires are swapped");
     const bool hasHeard =
         std::any_of(tried.begin(), tried.end(), [](const PortProbe::Setting &one) { return one.bytes > 0; });
-    return hasHeard ? QStringLiteral("bytes came, but no setting made valid frames of them: noise, swapped "
-                                     "wires, something else talks "
-                                     "here, or many nodes answered --ask at once, where --node asks one")
+    return hasHeard ? QStringLiteral(
+               "bytes came, but no setting made valid frames of them: noise, swapped wires, something "
+               "else talks here, or many nodes answered --ask at once, where --node asks one")
                     : QStringLiteral(
                         "nothing was heard: nobody talks, a wire is broken, or the two are swapped; --ask or "
                         "--node lets nodes talk");
 }
 
-/// Tries the settings until one is right, the port is gone, or a signal comes.
+/// Tries the settings until one is right, none can be, the port is gone, or a signal comes.
 QVector<PortProbe::Setting> tryAll(PortProbe *probe, int ms, bool isJson, QString *problem)
 {
     const SignalWatcher signalWatcher;
@@ -138,7 +140,9 @@ QVector<PortProbe::Setting> tryAll(PortProbe *probe, int ms, bool isJson, QStrin
         tried += setting;
         if (!isJson)
             print(setting);
-        if (!problem->isEmpty() || setting.frames >= PortProbe::EnoughFrames)
+        const bool isClear =
+            setting.frames >= PortProbe::EnoughFrames || (setting.frames == 0 && setting.rests.isLow());
+        if (!problem->isEmpty() || isClear)
             break;
     }
     return tried;
