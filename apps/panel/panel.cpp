@@ -287,6 +287,17 @@ QStringList Panel::ports() const
     return ports;
 }
 
+QStringList Panel::captures() const
+{
+    constexpr int Most = 4;
+    QStringList captures;
+    const auto files =
+        QDir::home().entryInfoList({QStringLiteral("*.pcap")}, QDir::Files | QDir::Readable, QDir::Time);
+    for (const QFileInfo &file : files.mid(0, Most))
+        captures += file.absoluteFilePath();
+    return captures;
+}
+
 bool Panel::isSettled() const
 {
     if (m_replay)

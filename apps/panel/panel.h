@@ -98,6 +98,8 @@ public:
     ///@}
     /// The serial ports of this machine, as URLs.
     Q_INVOKABLE QStringList ports() const;
+    /// The newest captures in the user's folder, where the panel saves them.
+    Q_INVOKABLE QStringList captures() const;
 
     /// Whether every motor has been asked, or cannot be.
     bool isSettled() const;

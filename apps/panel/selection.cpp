@@ -75,16 +75,19 @@ QString Selection::way() const
         const GroupCover cover =
             GroupCover::of(nodesOf(*line, true), line->site().groups, nodesOf(*line, false));
         for (const VOX::Addr group : cover.groups)
-            groups += group == VOXNetwork::Everyone ? tr("to all") : VOX::toString(group);
+            groups += group == VOXNetwork::Everyone ? QString() : VOX::toString(group);
         singles += static_cast<int>(cover.singles.size());
     }
+    const int toAll = groups.removeAll(QString());
     QStringList parts;
+    if (toAll > 0)
+        parts += toAll == 1 ? tr("one frame to all") : tr("one frame to all, on each of %1 lines").arg(toAll);
     if (groups.size() == 1)
         parts += tr("one group frame, %1").arg(groups.first());
     else if (!groups.isEmpty())
         parts += tr("group frames, %1").arg(groups.join(QStringLiteral(", ")));
     if (singles > 0)
-        parts += groups.isEmpty() ? tr("one by one") : tr("%1 singly").arg(singles);
+        parts += parts.isEmpty() ? tr("one by one") : tr("%1 singly").arg(singles);
     return parts.join(QStringLiteral("; "));
 }
 

@@ -1,6 +1,12 @@
 #include "desk.h"
 
+#include "panel/stripitem.h"
+#include "support/udppair.h"
+
 #include <QFontMetrics>
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
 
 Q_DECLARE_METATYPE(PanelOptions)
 
@@ -22,6 +28,7 @@ private Q_SLOTS:
     void nothingMovesNothingIsDrawn();
     void labels();
     void curtainsAndSlats();
+    void twoLines();
 };
 
 void tst_Panel::heights_data()
@@ -259,13 +266,89 @@ void tst_Panel::curtainsAndSlats()
     int before = 0;
     for (const int tilt : {0, 40, 80, 100}) {
         look.tilt = tilt;
-        const QImage slats = ShadePainter(QSizeF(144, 212), 1, desk.theme).cloth(look);
+        const ShadePainter painter(QSizeF(144, 212), 1, desk.theme);
+        const QImage slats = painter.picture(look, painter.extentOf(look, 100), ShadePainter::NoRing);
+        const QRect inner = painter.inner().toRect();
         int rows = 0;
-        for (int y = 0; y < slats.height(); ++y)
-            rows += slats.pixelColor(5, y).alpha() > 0;
-        QVERIFY2(rows > before && rows < slats.height(), qPrintable(QString("%1: %2").arg(tilt).arg(rows)));
+        for (int y = inner.top(); y <= inner.bottom(); ++y)
+            rows += slats.pixel(inner.left() + 5, y) == Theme::colour(Theme::Cloth, desk.theme).rgb();
+        QVERIFY2(rows > before && rows < inner.height(), qPrintable(QString("%1: %2").arg(tilt).arg(rows)));
         before = rows;
     }
+}
+
+void tst_Panel::twoLines()
+{
+    QTemporaryDir dir;
+    PanelOptions options;
+    options.config = dir.filePath("site.json");
+    options.places = dir.filePath("places.json");
+    options.size = {1280, 800};
+    QJsonArray lines;
+    std::unique_ptr<VOXUdpBus> buses[2];
+    VOXSimulation sites[2];
+    for (int i = 0; i < 2; ++i) {
+        const auto ports = freeUdpPorts();
+        const QHostAddress here(QHostAddress::LocalHost);
+        buses[i] = std::make_unique<VOXUdpBus>(here, ports.first, here, ports.second);
+        QJsonArray nodes;
+        for (int j = 0; j < 3 + i; ++j)
+            nodes += QJsonObject{{"model", "TB60LV"},
+                                 {"address", VOX::toString(0x101 + j)},
+                                 {"limits", QJsonObject{{"up", 0}, {"down", 20000}}}};
+        QVERIFY(sites[i].load(QJsonObject{{"nodes", nodes}}) && sites[i].attach(buses[i].get()));
+        lines +=
+            QJsonObject{{"name", i == 0 ? "north" : "south"},
+                        {"bus", QString("udp://127.0.0.1:%1?local=%2").arg(ports.second).arg(ports.first)},
+                        {"nodes", QJsonArray{QString("000101-00010%1").arg(3 + i)}}};
+    }
+    setContents(options.config, QJsonDocument(QJsonObject{{"name", "hq"}, {"lines", lines}}).toJson());
+    Desk desk(options);
+    QCOMPARE(desk.panel().problems().join("; "), QString());
+    const auto isThere = [&] {
+        return desk.panel().isSettled() && desk.panel().troubles()->summary().startsWith("7 of 7 answer");
+    };
+    QVERIFY(passUntil(isThere, 20000));
+    // Equal addresses of two lines are two shades, and each line has its row.
+    QCOMPARE(desk.all<ShadeItem>().size(), 7);
+    QCOMPARE(desk.all<StripItem>().size(), 2);
+    QVERIFY(desk.item("Frames of line north"));
+    QVERIFY(desk.click("Unfold line south") && desk.item("Frames of line south"));
+    desk.key(Qt::Key_1, Qt::ControlModifier);
+    desk.key(Qt::Key_A, Qt::ControlModifier);
+    QCOMPARE(desk.panel().selection()->way(), QString("one frame to all, on each of 2 lines"));
+    const auto percents = [&] {
+        QSet<int> all;
+        for (const VOXSimulation &site : sites) {
+            for (const VOX::Addr addr : site.addresses())
+                all += site.node<KVRMotorDevice>(addr)->positionPulses() * 100 / 20000;
+        }
+        return all;
+    };
+    QVERIFY(desk.click("Down"));
+    pass(60000);
+    QCOMPARE(percents(), QSet<int>{100});
+    QVERIFY(desk.click("All up"));
+    pass(3000);
+    desk.key(Qt::Key_Escape);
+    pass(1000);
+    QVERIFY(!percents().contains(100) && !percents().contains(0));
+    // One of them is cut: its shades, and no others.
+    sites[1].attach(nullptr);
+    QVERIFY(passUntil(
+        [&] {
+            return desk.item(
+                "Line south: nothing is heard. No node answers. Check the power of the nodes, the "
+                "cable, and the adapter.");
+        },
+        60000));
+    int offline = 0;
+    for (const ShadeItem *const shade : desk.all<ShadeItem>())
+        offline += shade->look().state == ShadeLook::Offline;
+    QCOMPARE(offline, 4);
+    desk.key(Qt::Key_3, Qt::ControlModifier);
+    QVERIFY(desk.click("Show line south") && desk.item("4 nodes"));
+    QVERIFY(desk.click("Show line north") && desk.item("3 nodes"));
 }
 
 int main(int argc, char *argv[])

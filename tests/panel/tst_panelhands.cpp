@@ -1,5 +1,7 @@
 #include "desk.h"
 
+Q_DECLARE_METATYPE(PanelOptions)
+
 class tst_PanelHands : public QObject
 {
     Q_OBJECT
@@ -12,6 +14,9 @@ private Q_SLOTS:
     void escStopsAllFromEveryView();
     void aDeadNodeShows();
     void keysReachEverything();
+    void everythingHasAName_data();
+    void everythingHasAName();
+    void themeIsKept();
     void lookingSendsNothing();
 };
 
@@ -121,6 +126,88 @@ void tst_PanelHands::keysReachEverything()
     QCOMPARE(desk.panel().selection()->count(), 1);
     QCOMPARE(Desk::nameOf(desk.shade(0x10e)), QString("3.02 Office"));
     QVERIFY(desk.shade(0x10e)->isSelected());
+}
+
+void tst_PanelHands::everythingHasAName_data()
+{
+    QTest::addColumn<PanelOptions>("options");
+    QTest::addColumn<QStringList>("clicks");
+    const auto row = [](const char *name, const QString &view, const QSize &size,
+                        const QStringList &clicks = {}) {
+        PanelOptions options = demo(60, "light", size);
+        options.view = view;
+        QTest::newRow(name) << options << clicks;
+    };
+    row("façade", "facade", {1280, 800});
+    row("façade, small", "facade", {1024, 768});
+    row("façade, narrow", "facade", {700, 600});
+    row("arranging", "facade", {1280, 800}, {"Arrange …"});
+    row("card", "facade", {1280, 1000}, {"5.03 Office"});
+    row("writing a label", "facade", {1280, 1000}, {"5.03 Office", "Write label …"});
+    row("sheet", "facade", {700, 600}, {"5.03 Office"});
+    row("line", "line", {1280, 800});
+    row("install", "install", {1280, 800});
+    row("replay", "replay", {1280, 800});
+    PanelOptions empty;
+    empty.size = {1280, 800};
+    QTest::newRow("no line") << empty << QStringList();
+}
+
+/// And a role, and is reached by keys.
+void tst_PanelHands::everythingHasAName()
+{
+    QFETCH(PanelOptions, options);
+    QFETCH(QStringList, clicks);
+    Desk desk(options);
+    for (const QString &name : clicks)
+        QVERIFY2(desk.click(name), qPrintable(name));
+    QSet<QQuickItem *> reached;
+    for (int i = 0; i < 100; ++i) {
+        reached += desk.window().activeFocusItem();
+        desk.key(Qt::Key_Tab);
+    }
+    int controls = 0;
+    for (QQuickItem *const item : desk.all<QQuickItem>()) {
+        const bool isControl = item->inherits("QQuickAbstractButton") || item->inherits("QQuickTextField")
+            || item->inherits("QQuickSlider") || item->inherits("FacadeItem");
+        if (!isControl)
+            continue;
+        ++controls;
+        QAccessibleInterface *const face = QAccessible::queryAccessibleInterface(item);
+        const QString name = Desk::nameOf(item);
+        QVERIFY2(face && !name.isEmpty(), item->metaObject()->className());
+        QVERIFY2(face->role() != QAccessible::NoRole && face->role() != QAccessible::Client,
+                 qPrintable(name));
+        // What a row or a word beside it does, too.
+        const bool hasOther = name.endsWith("checked") || name.startsWith("Line ");
+        QVERIFY2(hasOther || !item->isEnabled() || reached.contains(item), qPrintable(name));
+        QVERIFY2(item->width() > 8 && item->height() > 8, qPrintable(name));
+    }
+    QVERIFY(controls >= 8);
+}
+
+void tst_PanelHands::themeIsKept()
+{
+    PanelOptions options = demo(2);
+    options.theme.clear();
+    {
+        Desk desk(options);
+        QVERIFY(desk.click("Dark theme"));
+        QCOMPARE(desk.app.theme().mode(), Theme::Dark);
+        QCOMPARE(desk.picture().pixelColor(8, 400), Theme::colour(Theme::Page, Theme::Dark));
+        desk.window().resize(1100, 700);
+        pass(100);
+    }
+    options.size = QSize();
+    {
+        Desk again(options);
+        QCOMPARE(again.app.theme().mode(), Theme::Dark);
+        QCOMPARE(again.window().size(), QSize(1100, 700));
+        QVERIFY(again.click("Light theme"));
+    }
+    // What is asked for goes before what was.
+    options.theme = "dark";
+    QCOMPARE(Desk(options).app.theme().mode(), Theme::Dark);
 }
 
 void tst_PanelHands::lookingSendsNothing()

@@ -1,4 +1,5 @@
 import QtQuick 2.15
+import QtQuick.Templates 2.15 as T
 import VoxPanel 1.0
 
 // The last minute of each line. One is shown in full, the others as a row each.
@@ -34,10 +35,21 @@ Rectangle {
                 width: strip.width
                 height: isFull ? Theme.strip - 1 : strip.rowHeight
 
-                MouseArea {
-                    anchors.fill: parent
+                T.AbstractButton {
+                    id: whole
+
+                    anchors { fill: parent; margins: 2 }
+                    // Beside the line that is unfolded there is a word for its frames.
+                    focusPolicy: row.isFull ? Qt.NoFocus : Qt.StrongFocus
                     onClicked: row.isFull ? strip.framesWanted(index) : strip.unfolded = index
-                    cursorShape: Qt.PointingHandCursor
+                    Keys.onReturnPressed: clicked()
+                    Accessible.role: Accessible.Button
+                    Accessible.name: row.isFull ? qsTr("Line %1").arg(row.line.name) : qsTr("Unfold line %1").arg(row.line.name)
+                    Accessible.description: qsTr("%1 % busy, %2 unanswered").arg(row.line.loadPercent).arg(row.line.unanswered)
+                    Accessible.onPressAction: clicked()
+
+                    HoverHandler { cursorShape: Qt.PointingHandCursor }
+                    FocusRing { shown: whole.visualFocus; anchors.margins: 0 }
                 }
                 Column {
                     x: Theme.margin

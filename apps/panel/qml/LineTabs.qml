@@ -17,7 +17,7 @@ Row {
             text: modelData.name
             colour: tabs.index === index ? Theme.accent : Theme.surface
             ink: tabs.index === index ? Theme.onAccent : Theme.ink
-            Accessible.name: qsTr("Line %1").arg(modelData.name)
+            Accessible.name: qsTr("Show line %1").arg(modelData.name)
             Accessible.checkable: true
             Accessible.checked: tabs.index === index
             onClicked: tabs.chosen(index)

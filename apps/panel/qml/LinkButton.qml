@@ -5,7 +5,6 @@ import QtQuick.Templates 2.15 as T
 T.AbstractButton {
     id: link
 
-
     font: Theme.strongSmallFont
     implicitWidth: label.implicitWidth
     implicitHeight: label.implicitHeight + 4

@@ -23,6 +23,9 @@ Window {
         Panel.selection.choose(node)
         facade.show(node)
     }
+    function focusView() {
+        (facade.isFacade ? facade : [facade, lineView, installView, replayView][top.view]).forceActiveFocus()
+    }
     function showFrames(index) {
         lineView.index = index
         top.view = 1
@@ -36,7 +39,7 @@ Window {
 
     Repeater {
         model: 4
-        Item { Shortcut { sequence: "Ctrl+" + (index + 1); onActivated: top.view = index } }
+        Item { Shortcut { sequence: "Ctrl+" + (index + 1); onActivated: { top.view = index; window.focusView() } } }
     }
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
     Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
@@ -55,7 +58,7 @@ Window {
             id: top
 
             width: parent.width
-            onViewChanged: Qt.callLater(function() { (facade.isFacade ? facade : [facade, lineView, installView, replayView][top.view]).forceActiveFocus() })
+            onViewChanged: Qt.callLater(window.focusView)
         }
         Item {
             id: body

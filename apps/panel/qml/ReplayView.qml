@@ -2,6 +2,8 @@ import QtQuick 2.15
 
 // Where a capture is chosen.
 FocusScope {
+    id: view
+
     Accessible.role: Accessible.Pane
     Accessible.name: qsTr("Replay")
 
@@ -46,6 +48,31 @@ FocusScope {
                 text: qsTr("Play")
                 sign: "play"
                 onClicked: Panel.openReplay(file.text)
+            }
+        }
+        Column {
+            width: parent.width
+            spacing: 4
+            visible: captures.count > 0
+
+            Text {
+                width: parent.width
+                topPadding: 12
+                horizontalAlignment: Text.AlignHCenter
+                text: qsTr("The newest in your folder:")
+                font: Theme.smallFont
+                color: Theme.ink2
+            }
+            Repeater {
+                id: captures
+
+                model: view.visible ? Panel.captures() : []
+
+                TextButton {
+                    anchors.horizontalCenter: parent.horizontalCenter
+                    text: modelData.replace(/^.*[/]/, "")
+                    onClicked: Panel.openReplay(modelData)
+                }
             }
         }
         Repeater {
