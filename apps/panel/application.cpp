@@ -1,5 +1,6 @@
 #include "panel/application.h"
 
+#include "panel/backdrop.h"
 #include "panel/facadeitem.h"
 #include "panel/shadeitem.h"
 #include "panel/signs.h"
@@ -56,6 +57,7 @@ Application::Application(const PanelOptions &options, QObject *parent)
     m_panel.places()->open(options.places.isEmpty() ? Places::fileNameFor(options.config) : options.places);
     connect(&m_stopKey, &StopKey::pressed, &m_panel, &Panel::stopAll);
     m_engine.addImageProvider(QStringLiteral("sign"), new SignProvider);
+    m_engine.addImageProvider(QStringLiteral("backdrop"), new BackdropProvider);
     // Where the build has the module, or an installation that is not the system's.
     const QDir here(QCoreApplication::applicationDirPath());
     for (const char *const folder : {"../qml", "../../qml", "../" VOX_QML_DIR}) {

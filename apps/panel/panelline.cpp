@@ -70,7 +70,9 @@ void PanelLine::makeNetwork()
         Q_EMIT stateChanged();
     });
     connect(m_network.get(), &VOXNetwork::discovered, this, [this](int count) {
-        m_isScanning = false;
+        // Of one that was refused, it has been told why.
+        if (!std::exchange(m_isScanning, false))
+            return;
         m_scanResult = count == 1 ? tr("One new node found.") : tr("%1 new nodes found.").arg(count);
         Q_EMIT scanningChanged();
     });
@@ -168,9 +170,17 @@ void PanelLine::restart()
     Q_EMIT stateChanged();
 }
 
+double PanelLine::scanProgress() const
+{
+    if (!m_isScanning || m_scanLast <= m_scanFirst)
+        return -1;
+    return static_cast<double>(m_scanAt - m_scanFirst) / (m_scanLast - m_scanFirst + 1);
+}
+
 void PanelLine::scan()
 {
     m_isScanning = true;
+    m_scanFirst = m_scanLast = 0;
     m_scanResult.clear();
     Q_EMIT scanningChanged();
     m_network->discover();
@@ -188,8 +198,14 @@ void PanelLine::scanRange(const QString &first, const QString &last)
     }
     m_isScanning = true;
     m_scanResult.clear();
+    m_scanFirst = m_scanAt = from & VOX::AddrMask;
+    m_scanLast = to & VOX::AddrMask;
     Q_EMIT scanningChanged();
-    m_network->discoverRange(from, to);
+    if (!m_network->discoverRange(from, to, &problem)) {
+        m_isScanning = false;
+        m_scanResult = problem;
+        Q_EMIT scanningChanged();
+    }
 }
 
 // What is on the line
@@ -214,8 +230,10 @@ void PanelLine::handleWritten(const QByteArray &frame)
     m_exchangeMs = now;
     m_history.noteFrame(now);
     m_frames.add(inverted(frame), QDateTime::currentMSecsSinceEpoch() * NsPerMs);
-    if (VOXMessage::addrType(frame) == VOX::P2P)
+    if (VOXMessage::addrType(frame) == VOX::P2P) {
+        noteScanned(VOXMessage(BusMessage(frame)).destAddr(false));
         return;
+    }
     // Nobody answers.
     m_exchangeMs = -1;
     m_history.take(
@@ -238,6 +256,15 @@ void PanelLine::handleHeard(const BusMessage &message)
     else
         m_history.take(LineHistory::Others,
                        now - LineHistory::timeOf(frame.len(), m_network->scheduler().lineRate()), now);
+}
+
+/// A range is asked upwards, and nobody else asks who is no node yet.
+void PanelLine::noteScanned(VOX::Addr addr)
+{
+    if (!m_isScanning || addr <= m_scanAt || addr > m_scanLast)
+        return;
+    m_scanAt = addr;
+    Q_EMIT scanProgressed();
 }
 
 void PanelLine::play(const LineItem &item, qint64 ms)

@@ -36,6 +36,7 @@ class PanelLine : public QObject
     Q_PROPERTY(int unanswered READ unanswered NOTIFY ticked)
     Q_PROPERTY(bool scanning READ isScanning NOTIFY scanningChanged)
     Q_PROPERTY(QString scanResult READ scanResult NOTIFY scanningChanged)
+    Q_PROPERTY(double scanProgress READ scanProgress NOTIFY scanProgressed)
 
 public:
     enum Sending { Sends, OnlyListens, Replays };
@@ -66,6 +67,8 @@ public:
     int unanswered() const;
     bool isScanning() const { return m_isScanning; }
     QString scanResult() const { return m_scanResult; }
+    /// How much of a range has been asked, from 0 to 1; -1 while it cannot be told.
+    double scanProgress() const;
 
     /// The name of the façade that a node belongs to.
     QString facadeOf(VOX::Addr addr) const;
@@ -90,6 +93,7 @@ Q_SIGNALS:
     void networkChanged();
     void stateChanged();
     void scanningChanged();
+    void scanProgressed();
     /// Once a second, for what has been counted; in a recording, of its own time.
     void ticked();
 
@@ -101,6 +105,7 @@ private:
     void listenTo(VOXBus &bus);
     void handleWritten(const QByteArray &frame);
     void handleHeard(const BusMessage &message);
+    void noteScanned(VOX::Addr addr);
     void endExchange(qint64 nowMs);
     LineHistory::Kind takenLane();
     void addStranger(const VOXMessage &frame);
@@ -118,6 +123,10 @@ private:
     QStringList m_notices;
     bool m_isScanning = false;
     QString m_scanResult;
+    // The range that is asked, and the address that was asked last.
+    VOX::Addr m_scanFirst = 0;
+    VOX::Addr m_scanLast = 0;
+    VOX::Addr m_scanAt = 0;
     QBasicTimer m_timer;
     // The exchange that is on the line.
     qint64 m_exchangeMs = -1;

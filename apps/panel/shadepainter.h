@@ -21,6 +21,8 @@ public:
 
     /// The whole cell. @p extent is that of extentOf().
     QImage picture(const ShadeLook &look, int extent, Ring ring) const;
+    /// The cloth alone, or the slats, as long as the glass.
+    QImage cloth(const ShadeLook &look) const;
     /// How far the cloth reaches at @p percent, its hem included: from above, or from each side. Never less
     /// than the hem, so that a shade is always seen.
     int extentOf(const ShadeLook &look, double percent) const;
@@ -34,7 +36,6 @@ private:
     enum Part : int { WindowPart, ClothPart, SignsPart, RingPart };
 
     QImage window(const ShadeLook &look) const;
-    QImage cloth(const ShadeLook &look) const;
     QImage signs(const ShadeLook &look) const;
     QImage ring(Ring ring) const;
     QImage part(Part part, std::initializer_list<int> whatCounts, const QSizeF &size,

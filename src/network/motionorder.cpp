@@ -13,12 +13,12 @@ void MotionOrder::add(const ScheduledCall &call, SchedulerQueue &queue)
         ++queue.destination(VOX::P2P, member).epoch;
 }
 
-bool MotionOrder::takesBack(const ScheduledCall &stop, const ScheduledCall &call) const
+bool MotionOrder::concerns(const ScheduledCall &newer, const ScheduledCall &call) const
 {
     if (!call.trait.isMotion())
         return false;
-    if (stop.addrType == VOX::BCAST || stop.destination == call.destination)
+    if (newer.addrType == VOX::BCAST || newer.destination == call.destination)
         return true;
-    return stop.addrType == VOX::GROUP && call.addrType == VOX::P2P
-        && m_members.value(stop.addr).contains(call.addr);
+    return newer.addrType == VOX::GROUP && call.addrType == VOX::P2P
+        && m_members.value(newer.addr).contains(call.addr);
 }

@@ -17,8 +17,8 @@ public:
     void add(const ScheduledCall &call, SchedulerQueue &queue);
     /// Changes with each newer move or stop of the same nodes.
     quint64 epochOf(const ScheduledCall &call) const { return call.destination->epoch + m_sharedEpoch; }
-    /// Whether @p stop takes @p call back.
-    bool takesBack(const ScheduledCall &stop, const ScheduledCall &call) const;
+    /// Whether the move @p call is one of nodes that @p newer stops, or sends elsewhere.
+    bool concerns(const ScheduledCall &newer, const ScheduledCall &call) const;
 
 private:
     QHash<VOX::Addr, QVector<VOX::Addr>> m_members;

@@ -141,7 +141,7 @@ void SchedulerCore::admit(const Pointer &call)
     call->epoch = m_motions.epochOf(*call);
     if (isStop) {
         const QVector<Pointer> moves =
-            m_queue.take([&](const ScheduledCall &each) { return m_motions.takesBack(*call, each); });
+            m_queue.take([&](const ScheduledCall &each) { return m_motions.concerns(*call, each); });
         for (const Pointer &move : moves) {
             ++record(move->lane).figures.superseded;
             end(move, BusPendingCall::Superseded);
@@ -149,6 +149,8 @@ void SchedulerCore::admit(const Pointer &call)
         // What the nodes have answered so far counts.
         if (m_inner && m_inner->collectsReplies())
             m_inner->setError(BusPendingCall::Timeout);
+    } else if (call->trait.kind == VOXCommandTrait::AbsoluteMove) {
+        keepOrder(*call);
     }
     if (join(call))
         return;
@@ -156,6 +158,25 @@ void SchedulerCore::admit(const Pointer &call)
         m_queue.append(call);
     else
         end(call, BusPendingCall::Overflow);
+}
+
+/// Nodes take turns, and a frame for many is none of theirs: what is newer is still to come last.
+void SchedulerCore::keepOrder(const ScheduledCall &move)
+{
+    if (move.addrType == VOX::P2P) {
+        for (const Pointer &each : m_queue.calls()) {
+            if (each->addrType != VOX::P2P && each->trait.isMotion() && m_motions.concerns(*each, move))
+                each->destination->turn = 0;
+        }
+        return;
+    }
+    const QVector<Pointer> older = m_queue.take([&](const ScheduledCall &each) {
+        return each.trait.kind == VOXCommandTrait::AbsoluteMove && m_motions.concerns(move, each);
+    });
+    for (const Pointer &each : older) {
+        ++record(each->lane).figures.superseded;
+        end(each, BusPendingCall::Superseded);
+    }
 }
 
 /// Lets @p call take part in the one that waits before it, or take its place. False if it has to wait itself.

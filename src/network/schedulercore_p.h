@@ -78,6 +78,7 @@ private:
     void admit(const Pointer &call);
     bool join(const Pointer &call);
     bool makeRoom(const ScheduledCall &call);
+    void keepOrder(const ScheduledCall &move);
 
     void end(const Pointer &call, BusPendingCall::Error error);
     void endAll(BusPendingCall::Error error);

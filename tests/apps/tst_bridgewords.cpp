@@ -25,6 +25,7 @@ private Q_SLOTS:
     void aBoxKeepsTheNewest();
     void aPublisherWaits();
     void aNameIsClaimed();
+    void aBuildWithoutTheLibrary();
 };
 
 void tst_BridgeWords::commands()
@@ -158,6 +159,13 @@ void tst_BridgeWords::sites_data()
         R"([{"name":"n","bus":"udp://1.2.3.4:1","nodes":["000101"],"groups":{"00A001":)"
         R"({"members":["000102"]}}}])",
         "lines[0].groups.00A001.members: 000102 is no node of this line");
+    row("a member twice",
+        R"([{"name":"n","bus":"udp://1.2.3.4:1","groups":{"00A001":{"members":["000101-000103","000103"]}}}])",
+        "lines[0].groups.00A001.members[1]: 000103 is listed already");
+    row("a group twice", R"([{"name":"n","bus":"udp://1.2.3.4:1","groups":{"00A001":{},"00a001":{}}}])",
+        "lines[0].groups.00a001: is there already");
+    row("a bus twice", R"([{"name":"n","bus":"udp://1.2.3.4:1"},{"name":"m","bus":"udp://1.2.3.4:1"}])",
+        "lines[1].bus: is the one of the line n, too");
     row("a class", R"([{"name":"n","bus":"udp://1.2.3.4:1","nodes":[{"address":"000101","class":"sofa"}]}])",
         "lines[0].nodes[0].class: is to be one of awning");
     row("a period", R"([{"name":"n","bus":"udp://1.2.3.4:1","poll":{"position":0}}])",
@@ -195,7 +203,10 @@ void tst_BridgeWords::brokers()
     QCOMPARE(read("mqtt://h"), "mqtt://h:1883 ");
     QCOMPARE(read("mqtts://anna@h:7/"), "mqtts://h:7 anna");
     QCOMPARE(read("mqtt://[::1]"), "mqtt://[::1]:1883 ");
-    QVERIFY(!read("mqtt://anna:secret@h").contains("secret"));
+    for (const char *const bad :
+         {"mqtt://anna:secret@h", "mqtt://anna:sec ret@h", "mqtt://anna:sec#ret@h", "mqtt://anna:sec/ret@h",
+          "mqtt://anna:s%ecret@h", "anna:secret@h", "mqtt://:secret@h"})
+        QVERIFY2(read(bad).startsWith("a password") && !read(bad).contains("ret"), bad);
     for (const char *const bad : {"http://h", "mqtt://", "mqtt://h/x", "mqtt://h:0", "h", "mqtt://h?a=b"})
         QVERIFY2(read(bad).contains("is no mqtt://"), bad);
 }
@@ -290,6 +301,15 @@ void tst_BridgeWords::aNameIsClaimed()
     for (const QByteArray &bad :
          {QByteArray(), QByteArray("{}"), QByteArray("{\"id\":7}"), QByteArray(1000, '{')})
         QCOMPARE(first.judge(bad), NameGuard::Nothing);
+}
+
+void tst_BridgeWords::aBuildWithoutTheLibrary()
+{
+    QProcess program;
+    program.start(VOX_WITHOUT_MQTT, {"bridge", "--bus", "udp://127.0.0.1:1", "--mqtt", "mqtt://127.0.0.1"});
+    QVERIFY2(program.waitForFinished(), qPrintable(program.errorString()));
+    const QByteArray said = program.readAllStandardError();
+    QVERIFY2(said.contains("libmosquitto was not there") && program.exitCode() == 2, said);
 }
 
 QTEST_GUILESS_MAIN(tst_BridgeWords)

@@ -1,6 +1,7 @@
 #include "messages/kvranswer.h"
 #include "support/columns.h"
 #include "support/schedulersite.h"
+#include "support/seeds.h"
 
 #include <cstdio>
 #include <random>
@@ -21,10 +22,7 @@ private:
 
 void tst_SchedulerSeeds::property_data()
 {
-    QTest::addColumn<quint32>("seed");
-    const int seeds = qEnvironmentVariableIntValue("VOX_SEEDS");
-    for (int seed = 1; seed <= (seeds > 0 ? seeds : 10); ++seed)
-        QTest::addRow("%d", seed) << quint32(seed);
+    addSeeds();
 }
 
 /// Late, doubled, lost and foreign answers, dead and returning nodes: no value of another node, no jog twice,

@@ -21,6 +21,7 @@ private Q_SLOTS:
     void badInput();
     void nothingMovesNothingIsDrawn();
     void labels();
+    void curtainsAndSlats();
 };
 
 void tst_Panel::heights_data()
@@ -224,6 +225,47 @@ void tst_Panel::labels()
     const QFontMetrics metrics(desk.app.theme().value("smallFont").value<QFont>());
     QVERIFY(metrics.horizontalAdvance('i') < metrics.horizontalAdvance('W'));
     QCOMPARE(metrics.horizontalAdvance('1'), metrics.horizontalAdvance('8'));
+}
+
+void tst_Panel::curtainsAndSlats()
+{
+    Desk desk(demo(3));
+    constexpr VOX::Addr Curtain = 0x1f0;
+    auto *const motor =
+        qobject_cast<KVRMotorDevice *>(desk.panel().demo()->simulation().add("MARLO", Curtain));
+    QVERIFY(motor && motor->setAppMode(KVRMotor::CURTAIN));
+    QVERIFY(motor->setLimits(0, 20000));
+    motor->restAt(10000);
+    desk.panel().lines().first()->network().add(Curtain);
+    QVERIFY(passUntil(
+        [&] { return desk.shade(Curtain) && desk.shade(Curtain)->look().kind == ShadeLook::Curtain; },
+        20000));
+    QVERIFY(passUntil([&] { return desk.shade(Curtain)->value() == "50"; }, 5000));
+    // Half closed: a quarter of the glass from either side.
+    const QImage image = desk.picture();
+    ShadeItem *const shade = desk.shade(Curtain);
+    const QRectF glass =
+        ShadePainter(shade->size(), 1, desk.theme).inner().translated(desk.rectOf(shade).topLeft());
+    const auto isCloth = [&](double share) {
+        const QRgb pixel = image.pixel((glass.topLeft() + QPointF(share * glass.width(), 9)).toPoint());
+        return qRed(pixel) > 0xc0;
+    };
+    QVERIFY(isCloth(0.03) && isCloth(0.2) && !isCloth(0.27) && !isCloth(0.73) && isCloth(0.8)
+            && isCloth(0.97));
+    // Slats are the thicker, the more they are closed.
+    ShadeLook look;
+    look.state = ShadeLook::Known;
+    look.kind = ShadeLook::Slats;
+    int before = 0;
+    for (const int tilt : {0, 40, 80, 100}) {
+        look.tilt = tilt;
+        const QImage slats = ShadePainter(QSizeF(144, 212), 1, desk.theme).cloth(look);
+        int rows = 0;
+        for (int y = 0; y < slats.height(); ++y)
+            rows += slats.pixelColor(5, y).alpha() > 0;
+        QVERIFY2(rows > before && rows < slats.height(), qPrintable(QString("%1: %2").arg(tilt).arg(rows)));
+        before = rows;
+    }
 }
 
 int main(int argc, char *argv[])

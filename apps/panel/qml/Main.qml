@@ -41,6 +41,8 @@ Window {
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
     Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
     Shortcut { sequence: "Ctrl+0"; onActivated: facade.fit() }
+    Shortcut { sequences: ["Ctrl++", "Ctrl+="]; onActivated: facade.zoomBy(1.5) }
+    Shortcut { sequence: "Ctrl+-"; onActivated: facade.zoomBy(1 / 1.5) }
 
     // The window's own colour is not in its picture.
     Rectangle {
@@ -63,20 +65,9 @@ Window {
             Column {
                 id: banners
 
-                anchors { left: parent.left; right: parent.right; top: parent.top; margins: visible ? Theme.margin : 0 }
-                visible: height > 0
+                anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.margin }
                 spacing: 8
 
-                Repeater {
-                    model: Panel.shades.count > 0 && Panel.canSend ? Panel.lines : []
-
-                    Banner {
-                        visible: !modelData.open
-                        width: banners.width
-                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
-                        text: modelData.problem
-                    }
-                }
                 Repeater {
                     model: Panel.shades.count > 0 ? Panel.problems : []
 
@@ -125,6 +116,24 @@ Window {
                     visible: top.view === 3 && !Panel.replay
                 }
             }
+            Column {
+                id: lineBanners
+
+                anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 4 }
+                visible: facade.visible && !facade.facade.arranging
+                spacing: 4
+
+                Repeater {
+                    model: Panel.canSend ? Panel.lines : []
+
+                    LineBanner {
+                        visible: !modelData.open
+                        width: lineBanners.width
+                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
+                        text: modelData.problem
+                    }
+                }
+            }
             SearchBox {
                 id: search
 
@@ -159,6 +168,6 @@ Window {
     }
     Connections {
         target: StopKey
-        function onPressed() { window.isSheetOpen = false; search.close() }
+        function onPressed() { window.isSheetOpen = false; search.close(); facade.facade.arranging = false }
     }
 }

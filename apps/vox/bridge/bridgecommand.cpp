@@ -11,6 +11,7 @@
 #include "vox/warnings.h"
 
 #include <QCoreApplication>
+#include <QFile>
 #include <QSysInfo>
 #include <QTimer>
 
@@ -30,6 +31,19 @@ QString hostName()
             each = QLatin1Char('-');
     }
     return SiteConfig::isName(name) ? name : QStringLiteral("gateway");
+}
+
+/// Whether the files are there that TLS is to have. The library names no file that is missing.
+bool canRead(const QStringList &names, QString *problem)
+{
+    for (const QString &name : names) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
 }
 
 /// The options that say what a file would say otherwise.
@@ -150,7 +164,7 @@ bool Options::read(SiteConfig *site, QString *problem) const
     if (bus.name == QLatin1String("bridge") || bus.name == QLatin1String("all"))
         *problem = QStringLiteral("no line can be called %1; --name gives another name").arg(bus.name);
     else if (line.busUrl().isEmpty())
-        *problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+        *problem = CommandLine::NoBus;
     else if (!VOXBusUrl::read(line.busUrl(), &bus.bus, problem))
         return false;
     else if (bus.bus.kind == VOXBusUrl::Pty)
@@ -186,6 +200,9 @@ int forgetNode(const CommandLine &line, const SiteConfig &site, const QByteArray
     unsigned int addr = 0;
     QString problem;
     const QString name = words.section(QLatin1Char('/'), 0, -2);
+    if (name.isEmpty())
+        return line.fail(QStringLiteral("--forget takes a line and an address, such as %1/000105")
+                             .arg(site.lines.constFirst().name));
     if (!VOX::readNodeAddr(words.section(QLatin1Char('/'), -1), &addr, &problem))
         return line.fail(QStringLiteral("--forget: %1").arg(problem));
     MqttLink::Options options;
@@ -242,7 +259,8 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
+    if (!options.read(&site, &problem) || !canRead({site.mqtt.ca, site.mqtt.cert, site.mqtt.key}, &problem)
+        || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     if (options.isSet(options.check))
         return checkSite(site);

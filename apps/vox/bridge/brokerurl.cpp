@@ -1,6 +1,7 @@
 #include "vox/bridge/brokerurl.h"
 
 #include <QFile>
+#include <QRegularExpression>
 #include <QUrl>
 
 namespace {
@@ -13,8 +14,9 @@ bool BrokerUrl::read(const QString &text, BrokerUrl *url, QString *problem)
 {
     const QUrl parts(text, QUrl::StrictMode);
     const bool isTls = parts.scheme() == QLatin1String("mqtts");
-    // The text may hold a password.
-    if (!parts.password().isEmpty()) {
+    // Also in what is no URL: it is not to stand in a log.
+    static const QRegularExpression secret(QStringLiteral("^([a-z]+://)?+[^/@]*:.*@"));
+    if (!parts.password().isEmpty() || secret.match(text).hasMatch()) {
         *problem = QStringLiteral("a password does not belong into the URL, where everybody on this machine "
                                   "can read it: put it into a file, or into VOX_MQTT_PASSWORD");
         return false;
@@ -62,5 +64,8 @@ bool readBrokerPassword(const QString &fileName, QByteArray *password, QString *
         return false;
     }
     *password = file.readLine(MaxPassword).trimmed();
+    // The unit of the service gives an empty credential if there is none.
+    if (password->isEmpty() && fileName.isEmpty())
+        *password = qgetenv("VOX_MQTT_PASSWORD");
     return true;
 }

@@ -87,6 +87,18 @@ void CommandBox::clearAll()
         clear(slot);
 }
 
+void CommandBox::overtake(const QSet<unsigned int> &nodes, const BridgeTarget &by)
+{
+    for (auto each = m_slots.begin(); each != m_slots.end(); ++each) {
+        const bool isOfNode = each.key() < BridgeTarget{BridgeTarget::Group, 0}.key();
+        if (isOfNode || (each.key() & WinkBit) != 0 || each.key() == by.key())
+            continue;
+        each->last.reset();
+        if (each->waiting)
+            each->waiting->overtaken += nodes;
+    }
+}
+
 void CommandBox::arm()
 {
     qint64 first = std::numeric_limits<qint64>::max();

@@ -8,6 +8,7 @@
 #include <QElapsedTimer>
 #include <QHash>
 #include <QObject>
+#include <QSet>
 
 #include <functional>
 #include <optional>
@@ -20,6 +21,8 @@ struct CoverOrder
     QByteArray resultTopic;
     /// Since it has come.
     QElapsedTimer clock;
+    /// Nodes that have got something newer while it waited.
+    QSet<unsigned int> overtaken;
 };
 
 /// Keeps the newest command of each target until its turn, so that a flood of them costs the line nothing.
@@ -40,6 +43,9 @@ public:
     /// Another command has gone to this target: nothing waits for it any more, and nothing is equal to it.
     void clear(const BridgeTarget &target);
     void clearAll();
+    /// A command to @p by is for these nodes: what waits for other groups of theirs, or for all, is not for
+    /// them any more.
+    void overtake(const QSet<unsigned int> &nodes, const BridgeTarget &by);
 
 protected:
     void timerEvent(QTimerEvent *event) override;

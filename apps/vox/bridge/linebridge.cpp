@@ -78,18 +78,14 @@ void LineBridge::start()
 {
     m_network = std::make_unique<VOXNetwork>(m_line.bus);
     m_groups = std::make_unique<GroupReader>(m_line, *m_network);
+    connect(m_groups.get(), &GroupReader::changed, this, [this] { m_areGroupsNews = true; });
     m_commands = std::make_unique<LineCommands>(m_site, m_line, m_topics, *m_network, *m_groups, m_publisher);
     connect(m_commands.get(), &LineCommands::noticed, this, &LineBridge::noticed);
     if (!m_site.rpc.isEmpty()) {
         m_calls = std::make_unique<RemoteCalls>(m_site.rpc, *m_network);
         connect(m_calls.get(), &RemoteCalls::commanded, m_commands.get(), &LineCommands::forget);
-        connect(m_calls.get(), &RemoteCalls::answered, this,
-                [this](unsigned int addr, const MqttMessage &message, const QByteArray &payload) {
-                    const QByteArray topic = message.responseTopic.isEmpty()
-                        ? m_topics.of({BridgeTarget::Node, addr}, "rpc/result")
-                        : message.responseTopic;
-                    m_publisher.answer({topic, payload, 1, false, {}, message.correlation});
-                });
+        connect(m_calls.get(), &RemoteCalls::configured, m_groups.get(), &GroupReader::readAgain);
+        connect(m_calls.get(), &RemoteCalls::answered, this, &LineBridge::answerCall);
     }
     VOXScheduler::Limits limits = m_network->scheduler().limits();
     limits.maxLoadPercent = m_line.maxLoadPercent;
@@ -429,10 +425,21 @@ void LineBridge::handle(const LineTopics::Request &request, const MqttMessage &m
 {
     if (!m_commands)
         return;
+    const unsigned int addr = request.target.addr;
     if (request.inbound != LineTopics::Rpc)
         m_commands->handle(request, message);
+    else if (m_calls && !isServed(addr))
+        answerCall(addr, message, textOf({{QStringLiteral("error"), QStringLiteral("no such node")}}));
     else if (m_calls)
-        m_calls->handle(request.target.addr, message);
+        m_calls->handle(addr, message);
+}
+
+void LineBridge::answerCall(unsigned int addr, const MqttMessage &message, const QByteArray &payload)
+{
+    const QByteArray topic = message.responseTopic.isEmpty()
+        ? m_topics.of({BridgeTarget::Node, addr}, "rpc/result")
+        : message.responseTopic;
+    m_publisher.answer({topic, payload, 1, false, {}, message.correlation});
 }
 
 void LineBridge::stopAll(const CoverOrder &order)

@@ -80,6 +80,7 @@ private:
     void timerEvent(QTimerEvent *event) override;
     void handleLine();
     void handleNode(VOXNetworkNode *node);
+    void answerCall(unsigned int addr, const MqttMessage &message, const QByteArray &payload);
     void checkScan();
     Pace &paceOf(unsigned int addr);
     void say(VOXNetworkMotor &motor, Pace &pace);

@@ -44,6 +44,11 @@ struct LineMove
     int value = 0;
 };
 
+QString timeoutWord()
+{
+    return QStringLiteral("timeout");
+}
+
 /// The word for a command that has ended without having been accepted.
 QString reasonOf(const VOXMotion &motion, const VOXNetwork &network)
 {
@@ -51,8 +56,7 @@ QString reasonOf(const VOXMotion &motion, const VOXNetwork &network)
     case VOXMotion::Replaced:
         return QStringLiteral("superseded");
     case VOXMotion::NoAnswer:
-        return network.line() == VOXNetwork::Closed ? QStringLiteral("line is closed")
-                                                    : QStringLiteral("timeout");
+        return network.line() == VOXNetwork::Closed ? QStringLiteral("line is closed") : timeoutWord();
     default:
         break;
     }
@@ -107,7 +111,9 @@ void LineCommands::handle(const LineTopics::Request &request, const MqttMessage 
 
 void LineCommands::forget(unsigned int addr)
 {
-    m_box.clear({BridgeTarget::Node, addr});
+    const BridgeTarget node{BridgeTarget::Node, addr};
+    m_box.clear(node);
+    m_box.overtake({addr}, node);
 }
 
 void LineCommands::drop(const CoverOrder &order, const QString &reason)
@@ -148,13 +154,22 @@ VOXMotion *LineCommands::send(const CoverCommand &command, VOXNetworkMotor &moto
 void LineCommands::takeSingle(const CoverOrder &order, VOXNetworkMotor &motor)
 {
     if (order.command.kind != CoverCommand::Wink) {
+        m_box.overtake({motor.address()}, order.target);
         follow(order, send(order.command, motor));
         return;
     }
-    motor.wink().onFinished(this, [this, order](const BusPendingCall &ended) {
+    const BusPendingCall wink = motor.wink();
+    // What the motor cannot do is not sent.
+    if (wink.error() == BusPendingCall::Canceled) {
+        answer(order, motor.lastRefusal());
+        return;
+    }
+    wink.onFinished(this, [this, order](const BusPendingCall &ended) {
         const BusMessage &reply = ended.reply();
+        const bool isTimeout = ended.error() == BusPendingCall::Timeout;
         answer(order,
-               ended.isError()          ? ended.errorString()
+               isTimeout                ? timeoutWord()
+                   : ended.isError()    ? ended.errorString()
                    : KVR::isNack(reply) ? KVR::toString(KVR::getNackReply(reply))
                                         : QString());
     });
@@ -228,30 +243,41 @@ VOXMotion *LineCommands::sendFrame(const CoverOrder &order, bool isInverted) con
 
 void LineCommands::takeMany(const CoverOrder &order)
 {
-    const QVector<VOXNetworkMotor *> motors = members(order.target);
-    for (const VOXNetworkMotor *const motor : motors)
-        forget(motor->address());
-    const bool isStop = order.command.kind == CoverCommand::Stop;
-    if (isStop && order.target.kind == BridgeTarget::All) {
+    if (order.command.kind == CoverCommand::Stop && order.target.kind == BridgeTarget::All) {
         stopAll(order);
         return;
     }
+    QVector<VOXNetworkMotor *> motors = members(order.target);
+    const auto isOvertaken = [&](const VOXNetworkMotor *motor) {
+        return order.overtaken.contains(motor->address());
+    };
+    const auto end = std::remove_if(motors.begin(), motors.end(), isOvertaken);
+    const bool isWhole = end == motors.end();
+    motors.erase(end, motors.end());
     if (motors.isEmpty()) {
-        answer(order, QStringLiteral("no member is known"));
+        answer(order, isWhole ? QStringLiteral("no member is known") : QStringLiteral("superseded"));
         return;
     }
-    auto *const result = new ManyResult(motors, this);
+    auto *const result = new ManyResult(motors, order.command.kind, this);
     connect(result, &ManyResult::finished, this, [this, order](bool isGood, const QJsonObject &lists) {
         answer(order, isGood ? QString() : QStringLiteral("not all have done it"), lists);
     });
     if (order.command.kind == CoverCommand::Wink) {
-        for (VOXNetworkMotor *const motor : motors)
+        for (VOXNetworkMotor *const motor : qAsConst(motors))
             motor->wink();
         result->watch();
-    } else if (isOneFrame(order.target, motors)) {
+        return;
+    }
+    QSet<unsigned int> addrs;
+    for (const VOXNetworkMotor *const motor : qAsConst(motors)) {
+        m_box.clear({BridgeTarget::Node, motor->address()});
+        addrs += motor->address();
+    }
+    m_box.overtake(addrs, order.target);
+    if (isWhole && isOneFrame(order.target, motors)) {
         result->watch(sendFrame(order, m_line.node(motors.constFirst()->address()).isInverted));
     } else {
-        for (VOXNetworkMotor *const motor : motors)
+        for (VOXNetworkMotor *const motor : qAsConst(motors))
             result->add(send(order.command, *motor), motor->address());
     }
 }
@@ -260,7 +286,8 @@ void LineCommands::takeMany(const CoverOrder &order)
 void LineCommands::stopAll(const CoverOrder &order)
 {
     m_box.clearAll();
-    auto *const result = new ManyResult(m_network.groupMembers(VOXNetwork::Everyone), this);
+    auto *const result =
+        new ManyResult(m_network.groupMembers(VOXNetwork::Everyone), CoverCommand::Stop, this);
     connect(result, &ManyResult::finished, this, [this, order](bool isGood, const QJsonObject &lists) {
         answer(order, isGood ? QString() : QStringLiteral("not all have done it"), lists);
     });

@@ -9,8 +9,9 @@ namespace {
 constexpr int LimitMs = 10000;
 }
 
-ManyResult::ManyResult(const QVector<VOXNetworkMotor *> &motors, QObject *parent)
+ManyResult::ManyResult(const QVector<VOXNetworkMotor *> &motors, CoverCommand::Kind kind, QObject *parent)
     : QObject(parent)
+    , m_kind(kind)
 {
     for (VOXNetworkMotor *const motor : motors)
         m_motors.insert(motor->address(), motor);
@@ -50,6 +51,9 @@ ManyResult::Outcome ManyResult::outcomeOf(const VOXNetworkMotor *motor) const
 {
     if (!motor || motor->presence() != VOXNetworkNode::Up)
         return Silent;
+    // Also one that is locked stands still.
+    if (m_kind == CoverCommand::Stop)
+        return motor->isMoving() ? Refused : Done;
     // It neither goes there nor is there: nobody knows whether it has heard the command.
     const auto target = motor->targetPercent();
     if (!m_isDecided && target && !motor->isMoving() && motor->percent() != target)

@@ -1,6 +1,8 @@
 #ifndef MANYRESULT_H
 #define MANYRESULT_H
 
+#include "vox/bridge/covercommand.h"
+
 #include <QBasicTimer>
 #include <QJsonObject>
 #include <QMap>
@@ -18,7 +20,7 @@ class ManyResult : public QObject
     Q_OBJECT
 
 public:
-    ManyResult(const QVector<VOXNetworkMotor *> &motors, QObject *parent);
+    ManyResult(const QVector<VOXNetworkMotor *> &motors, CoverCommand::Kind kind, QObject *parent);
 
     /// The command has gone to @p addr by itself.
     void add(VOXMotion *motion, unsigned int addr);
@@ -40,6 +42,7 @@ private:
     void note(unsigned int addr, Outcome outcome);
     void finish();
 
+    const CoverCommand::Kind m_kind;
     QMap<unsigned int, QPointer<VOXNetworkMotor>> m_motors;
     QMap<unsigned int, Outcome> m_outcomes;
     QBasicTimer m_timer;

@@ -1,20 +1,22 @@
 #include "vox/bridge/mqttlink.h"
 
+#include "vox/bridge/mqttproperties.h"
+#include "vox/bridge/mqttsetup.h"
+#include "vox/bridge/mqttsocket.h"
+
 #include <QElapsedTimer>
-#include <QFile>
 #include <QHash>
 #include <QHostAddress>
 #include <QHostInfo>
 #include <QRandomGenerator>
 #include <QSet>
-#include <QSocketNotifier>
 #include <QTimer>
 
 #include <mosquitto.h>
 #include <mqtt_protocol.h>
 
 #include <algorithm>
-#include <sys/ioctl.h>
+#include <utility>
 
 namespace {
 constexpr int MiscMs = 1000;
@@ -27,41 +29,25 @@ constexpr int LastRetryMs = 30000;
 constexpr int RetrySpreadPercent = 20;
 /// A connection that has lasted so long was a good one.
 constexpr int GoodMs = 60000;
-/// Packets that are read before others have their turn.
-constexpr int MaxReads = 64;
-/// TLS may hold packets that the socket does not tell of.
-constexpr int TlsReads = 8;
 constexpr int FirstFailureCode = 0x80;
 
-/// A list of properties that is freed with this.
-struct Properties
+/// A sentence of the library inside one of ours.
+QString phrase(QString text)
 {
-    Properties() = default;
-    ~Properties() { mosquitto_property_free_all(&list); }
-    Q_DISABLE_COPY_MOVE(Properties)
-
-    mosquitto_property *list = nullptr;
-};
-
-QByteArray topicIn(const mosquitto_property *properties)
-{
-    char *text = nullptr;
-    if (!mosquitto_property_read_string(properties, MQTT_PROP_RESPONSE_TOPIC, &text, false))
-        return {};
-    QByteArray topic(text);
-    std::free(text);
-    return topic;
+    if (text.startsWith(QLatin1String("Error: ")))
+        text = text.section(QLatin1Char(' '), 1);
+    // "OpenSSL Error[0]: error:0A000086:SSL routines::certificate verify failed"
+    if (text.startsWith(QLatin1String("OpenSSL")))
+        text = text.section(QLatin1Char(':'), -1);
+    while (text.endsWith(QLatin1Char('.')))
+        text.chop(1);
+    return text.trimmed();
 }
 
-QByteArray correlationIn(const mosquitto_property *properties)
+QString reasonOf(int result)
 {
-    void *data = nullptr;
-    uint16_t size = 0;
-    if (!mosquitto_property_read_binary(properties, MQTT_PROP_CORRELATION_DATA, &data, &size, false))
-        return {};
-    QByteArray bytes(static_cast<const char *>(data), size);
-    std::free(data);
-    return bytes;
+    return result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
+                                    : phrase(QString::fromUtf8(mosquitto_strerror(result)));
 }
 }
 
@@ -84,6 +70,7 @@ public:
 
 private:
     static Private &of(void *object) { return *static_cast<Private *>(object); }
+    static void onLog(mosquitto *, void *object, int level, const char *text);
     static void onConnect(mosquitto *, void *object, int code, int, const mosquitto_property *);
     static void onDisconnect(mosquitto *, void *object, int code, const mosquitto_property *);
     static void onMessage(mosquitto *, void *object, const mosquitto_message *message,
@@ -94,15 +81,11 @@ private:
 
     void connectTo(const QString &address);
     int open(const QByteArray &address);
-    int setUp();
-    int setTls();
-    void watch();
-    void handleReadable();
-    void handleWritable();
     void check(int result);
+    QString textOf(int result) const;
     void updateWriting();
     void lose(const QString &reason);
-    void silence();
+    void handleLoss();
     void end();
     void handleMisc();
 
@@ -112,17 +95,16 @@ private:
     mosquitto *m_client = nullptr;
     bool m_isConnected = false;
     bool m_isStopped = false;
-    bool m_isReading = false;
     /// Why the connection is to end; empty while it is not.
     QString m_reason;
-    std::unique_ptr<QSocketNotifier> m_reading;
-    std::unique_ptr<QSocketNotifier> m_writing;
+    /// The last error that the library has told of, which says more than its results.
+    QString m_problem;
+    std::unique_ptr<MqttSocket> m_socket;
     QTimer m_misc;
     QTimer m_retry;
     int m_retryMs = FirstRetryMs;
     int m_lookUp = -1;
     QElapsedTimer m_since;
-    QElapsedTimer m_heard;
     QHash<int, QByteArray> m_subscriptions;
     QSet<int> m_unacknowledged;
 };
@@ -157,8 +139,11 @@ void MqttLink::Private::stop()
 {
     m_isStopped = true;
     m_retry.stop();
+    const bool isReading = m_socket && m_socket->isReading();
+    if (m_socket)
+        m_socket->silence();
     // The library cannot write from inside its own call.
-    if (m_isReading)
+    if (isReading)
         QMetaObject::invokeMethod(this, &Private::leave, Qt::QueuedConnection);
     else
         leave();
@@ -174,7 +159,6 @@ void MqttLink::Private::leave()
         mosquitto_loop_write(m_client, 1);
     m_isConnected = false;
     m_misc.stop();
-    silence();
 }
 
 void MqttLink::Private::lookUp()
@@ -198,110 +182,30 @@ void MqttLink::Private::lookUp()
 void MqttLink::Private::connectTo(const QString &address)
 {
     m_since.start();
-    m_heard.start();
+    m_problem.clear();
     m_client = mosquitto_new(m_options.clientId.constData(), true, this);
     const int result = m_client ? open(address.toUtf8()) : MOSQ_ERR_NOMEM;
     if (result != MOSQ_ERR_SUCCESS) {
-        lose(result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
-                                      : QString::fromUtf8(mosquitto_strerror(result)));
-        return;
+        lose(textOf(result));
+    } else if (mosquitto_socket(m_client) < 0) {
+        lose(QStringLiteral("there is no connection"));
+    } else {
+        m_socket =
+            std::make_unique<MqttSocket>(m_client, m_options.url.isTls, [this](int each) { check(each); });
+        m_misc.start();
     }
-    watch();
-    m_misc.start();
 }
 
-int MqttLink::Private::setUp()
+int MqttLink::Private::open(const QByteArray &address)
 {
-    mosquitto_int_option(m_client, MOSQ_OPT_PROTOCOL_VERSION,
-                         m_version == 5 ? MQTT_PROTOCOL_V5 : MQTT_PROTOCOL_V311);
-    mosquitto_int_option(m_client, MOSQ_OPT_TCP_NODELAY, 1);
+    mosquitto_log_callback_set(m_client, onLog);
     mosquitto_connect_v5_callback_set(m_client, onConnect);
     mosquitto_disconnect_v5_callback_set(m_client, onDisconnect);
     mosquitto_message_v5_callback_set(m_client, onMessage);
     mosquitto_publish_v5_callback_set(m_client, onPublish);
     mosquitto_subscribe_v5_callback_set(m_client, onSubscribe);
-    if (!m_options.url.user.isEmpty() || !m_options.password.isEmpty()) {
-        const QByteArray user = m_options.url.user.toUtf8();
-        mosquitto_username_pw_set(m_client, user.isEmpty() ? nullptr : user.constData(),
-                                  m_options.password.isEmpty() ? nullptr : m_options.password.constData());
-    }
-    const MqttMessage &will = m_options.will;
-    if (will.topic.isEmpty())
-        return MOSQ_ERR_SUCCESS;
-    Properties delay;
-    if (m_version == 5)
-        mosquitto_property_add_int32(&delay.list, MQTT_PROP_WILL_DELAY_INTERVAL, WillDelaySeconds);
-    const int result = mosquitto_will_set_v5(m_client, will.topic.constData(), will.payload.size(),
-                                             will.payload.constData(), will.qos, will.isRetained, delay.list);
-    // It belongs to the client now.
-    if (result == MOSQ_ERR_SUCCESS)
-        delay.list = nullptr;
-    return result;
-}
-
-int MqttLink::Private::setTls()
-{
-    if (!m_options.url.isTls)
-        return MOSQ_ERR_SUCCESS;
-    const QByteArray ca = QFile::encodeName(m_options.ca);
-    const QByteArray cert = QFile::encodeName(m_options.cert);
-    const QByteArray key = QFile::encodeName(m_options.key);
-    const char *const folder = ca.isEmpty() ? "/etc/ssl/certs" : nullptr;
-    const auto orNull = [](const QByteArray &text) { return text.isEmpty() ? nullptr : text.constData(); };
-    return mosquitto_tls_set(m_client, orNull(ca), folder, orNull(cert), orNull(key), nullptr);
-}
-
-int MqttLink::Private::open(const QByteArray &address)
-{
-    int result = setUp();
-    if (result == MOSQ_ERR_SUCCESS)
-        result = setTls();
-    if (result != MOSQ_ERR_SUCCESS)
-        return result;
-    if (m_version == 5) {
-        // A session that ends with the connection would end the will's delay, too. The function that does not
-        // wait takes no properties; this one keeps them, and then refuses the port.
-        Properties session;
-        mosquitto_property_add_int32(&session.list, MQTT_PROP_SESSION_EXPIRY_INTERVAL, 2 * WillDelaySeconds);
-        mosquitto_connect_bind_v5(m_client, address.constData(), -1, KeepAliveSeconds, nullptr, session.list);
-    }
-    return mosquitto_connect_async(m_client, address.constData(), m_options.url.port, KeepAliveSeconds);
-}
-
-void MqttLink::Private::watch()
-{
-    const int socket = mosquitto_socket(m_client);
-    if (socket < 0) {
-        lose(QStringLiteral("there is no connection"));
-        return;
-    }
-    m_reading = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Read);
-    m_writing = std::make_unique<QSocketNotifier>(socket, QSocketNotifier::Write);
-    connect(m_reading.get(), &QSocketNotifier::activated, this, &Private::handleReadable);
-    connect(m_writing.get(), &QSocketNotifier::activated, this, &Private::handleWritable);
-}
-
-void MqttLink::Private::handleReadable()
-{
-    const int socket = mosquitto_socket(m_client);
-    // Also an answer to a ping, of which the library tells nothing.
-    m_heard.start();
-    for (int i = 0; i < MaxReads && m_reason.isEmpty() && !m_isStopped; ++i) {
-        m_isReading = true;
-        check(mosquitto_loop_read(m_client, 1));
-        m_isReading = false;
-        int pending = 0;
-        const bool hasMore = m_reason.isEmpty() && ::ioctl(socket, FIONREAD, &pending) == 0 && pending > 0;
-        if (!hasMore && (!m_options.url.isTls || i >= TlsReads))
-            break;
-    }
-    updateWriting();
-}
-
-void MqttLink::Private::handleWritable()
-{
-    check(mosquitto_loop_write(m_client, 1));
-    updateWriting();
+    const int result = MqttSetup::apply(m_client, m_options, m_version);
+    return result == MOSQ_ERR_SUCCESS ? MqttSetup::connect(m_client, m_options, m_version, address) : result;
 }
 
 void MqttLink::Private::handleMisc()
@@ -309,7 +213,7 @@ void MqttLink::Private::handleMisc()
     check(mosquitto_loop_misc(m_client));
     if (!m_isConnected && m_since.elapsed() >= AnswerMs)
         lose(QStringLiteral("it does not answer"));
-    else if (m_isConnected && m_heard.elapsed() >= SilenceMs)
+    else if (m_isConnected && m_socket->silentForMs() >= SilenceMs)
         lose(QStringLiteral("it says nothing any more"));
     updateWriting();
 }
@@ -317,14 +221,27 @@ void MqttLink::Private::handleMisc()
 void MqttLink::Private::check(int result)
 {
     if (result != MOSQ_ERR_SUCCESS && result != MOSQ_ERR_CONN_PENDING)
-        lose(result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
-                                      : QString::fromUtf8(mosquitto_strerror(result)));
+        lose(textOf(result));
+}
+
+/// The library tells of a certificate that somebody does not accept in the words for any lost connection.
+QString MqttLink::Private::textOf(int result) const
+{
+    const bool isTlsGreeting = m_options.url.isTls && !m_isConnected;
+    if (isTlsGreeting && result == MOSQ_ERR_TLS)
+        return QStringLiteral("TLS fails; is its certificate signed by what --ca names%1?")
+            .arg(m_options.cert.isEmpty() ? QString() : QStringLiteral(", and does --key belong to --cert"));
+    if (isTlsGreeting && (result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_PROTOCOL))
+        return m_options.cert.isEmpty()
+            ? QStringLiteral("it ends the connection; does it want a certificate, by --cert and --key?")
+            : QStringLiteral("it ends the connection; does it accept the certificate of --cert?");
+    return reasonOf(result);
 }
 
 void MqttLink::Private::updateWriting()
 {
-    if (m_writing && m_reason.isEmpty() && !m_isStopped)
-        m_writing->setEnabled(mosquitto_want_write(m_client));
+    if (m_socket)
+        m_socket->updateWriting();
 }
 
 /// May be called from inside the library, which then still uses the client.
@@ -333,37 +250,30 @@ void MqttLink::Private::lose(const QString &reason)
     if (!m_reason.isEmpty() || m_isStopped)
         return;
     m_reason = reason;
-    silence();
-    QMetaObject::invokeMethod(
-        this,
-        [this] {
-            if (std::exchange(m_isConnected, false) && m_since.hasExpired(GoodMs))
-                m_retryMs = FirstRetryMs;
-            end();
-            const int spread =
-                QRandomGenerator::global()->bounded(-RetrySpreadPercent, RetrySpreadPercent + 1);
-            const int waitMs = m_retryMs + m_retryMs / 100 * spread;
-            m_retryMs = std::min(2 * m_retryMs, LastRetryMs);
-            m_retry.start(waitMs);
-            Q_EMIT q.lost(std::exchange(m_reason, QString()), waitMs);
-        },
-        Qt::QueuedConnection);
+    if (m_socket)
+        m_socket->silence();
+    QMetaObject::invokeMethod(this, &Private::handleLoss, Qt::QueuedConnection);
 }
 
-/// A notifier of a socket that the library has closed would never rest, or serve the next file.
-void MqttLink::Private::silence()
+void MqttLink::Private::handleLoss()
 {
-    for (QSocketNotifier *const notifier : {m_reading.get(), m_writing.get()}) {
-        if (notifier)
-            notifier->setEnabled(false);
-    }
+    if (std::exchange(m_isConnected, false) && m_since.hasExpired(GoodMs))
+        m_retryMs = FirstRetryMs;
+    end();
+    const int spread = QRandomGenerator::global()->bounded(-RetrySpreadPercent, RetrySpreadPercent + 1);
+    const int waitMs = m_retryMs + m_retryMs / 100 * spread;
+    m_retryMs = std::min(2 * m_retryMs, LastRetryMs);
+    m_retry.start(waitMs);
+    QString reason = std::exchange(m_reason, QString());
+    if (!m_problem.isEmpty() && m_problem != reason)
+        reason += QStringLiteral(" (%1)").arg(m_problem);
+    Q_EMIT q.lost(reason, waitMs);
 }
 
 void MqttLink::Private::end()
 {
     m_misc.stop();
-    m_reading.reset();
-    m_writing.reset();
+    m_socket.reset();
     m_subscriptions.clear();
     m_unacknowledged.clear();
     mosquitto_destroy(std::exchange(m_client, nullptr));
@@ -373,15 +283,13 @@ bool MqttLink::Private::send(const MqttMessage &message)
 {
     if (!isConnected())
         return false;
-    Properties properties;
+    MqttProperties properties;
     if (!message.correlation.isEmpty() && m_version == 5)
-        mosquitto_property_add_binary(&properties.list, MQTT_PROP_CORRELATION_DATA,
-                                      message.correlation.constData(),
-                                      static_cast<uint16_t>(message.correlation.size()));
+        properties.add(MQTT_PROP_CORRELATION_DATA, message.correlation);
     int id = 0;
     const int result =
         mosquitto_publish_v5(m_client, &id, message.topic.constData(), message.payload.size(),
-                             message.payload.constData(), message.qos, message.isRetained, properties.list);
+                             message.payload.constData(), message.qos, message.isRetained, properties.list());
     if (result == MOSQ_ERR_SUCCESS && message.qos > 0)
         m_unacknowledged += id;
     if (result == MOSQ_ERR_NO_CONN || result == MOSQ_ERR_CONN_LOST)
@@ -407,6 +315,12 @@ void MqttLink::Private::unsubscribe(const QByteArray &filter)
         return;
     mosquitto_unsubscribe(m_client, nullptr, filter.constData());
     updateWriting();
+}
+
+void MqttLink::Private::onLog(mosquitto *, void *object, int level, const char *text)
+{
+    if (level == MOSQ_LOG_ERR)
+        of(object).m_problem = phrase(QString::fromUtf8(text));
 }
 
 void MqttLink::Private::onConnect(mosquitto *, void *object, int code, int, const mosquitto_property *)
@@ -436,10 +350,9 @@ void MqttLink::Private::onConnect(mosquitto *, void *object, int code, int, cons
 
 void MqttLink::Private::onDisconnect(mosquitto *, void *object, int code, const mosquitto_property *)
 {
-    const QString reason = code >= FirstFailureCode
-        ? QString::fromUtf8(mosquitto_reason_string(code))
-        : QString::fromUtf8(mosquitto_strerror(code == 0 ? MOSQ_ERR_CONN_LOST : code));
-    of(object).lose(reason);
+    Private &link = of(object);
+    link.lose(code >= FirstFailureCode ? QString::fromUtf8(mosquitto_reason_string(code))
+                                       : link.textOf(code == 0 ? MOSQ_ERR_CONN_LOST : code));
 }
 
 void MqttLink::Private::onMessage(mosquitto *, void *object, const mosquitto_message *message,
@@ -452,8 +365,8 @@ void MqttLink::Private::onMessage(mosquitto *, void *object, const mosquitto_mes
     taken.qos = message->qos;
     taken.isRetained = message->retain;
     if (properties) {
-        taken.responseTopic = topicIn(properties);
-        taken.correlation = correlationIn(properties);
+        taken.responseTopic = MqttProperties::textIn(properties, MQTT_PROP_RESPONSE_TOPIC);
+        taken.correlation = MqttProperties::bytesIn(properties, MQTT_PROP_CORRELATION_DATA);
     }
     Q_EMIT link.q.received(taken);
 }

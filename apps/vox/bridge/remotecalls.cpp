@@ -1,5 +1,6 @@
 #include "vox/bridge/remotecalls.h"
 
+#include "messages/vox.h"
 #include "network/voxnetwork.h"
 #include "transport/voxbus.h"
 #include "vox/bridge/covercommand.h"
@@ -46,6 +47,14 @@ QStringList argumentsIn(const QJsonObject &request)
     return words;
 }
 
+/// Settings wait for what a command has changed. Somebody waits for the rest, which would else come behind
+/// the first look at all nodes of the line.
+VOXScheduler::Lane laneFor(const VOXCommandTrait &trait)
+{
+    return trait.kind == VOXCommandTrait::Query || trait.isMotion() ? VOXScheduler::User
+                                                                    : VOXScheduler::Configure;
+}
+
 QByteArray textOf(QJsonObject object, const QJsonObject &request)
 {
     if (request.contains(IdKey))
@@ -75,22 +84,31 @@ QString RemoteCalls::call(unsigned int addr, const MqttMessage &message, const Q
     const QString name = request.value(OperationKey).toString();
     const QStringList arguments = argumentsIn(request);
     Operation operation;
-    QString problem;
+    // All of them would obey.
+    QString problem = VOX::nodeAddrProblem(addr);
+    if (!problem.isEmpty())
+        return problem;
     if (!m_operations.contains(QStringLiteral("*")) && !m_operations.contains(name))
         return QStringLiteral("this operation may not be called from here");
     if (!Operation::find(name, arguments.size(), &operation, &problem)
         || !operation.setArguments(arguments, &problem))
         return problem;
+    if (operation.isAllDefaults())
+        return QStringLiteral("all arguments of %1 are left out").arg(name);
     if (m_running >= MaxRunning)
         return QStringLiteral("busy");
     ++m_running;
+    const VOXCommandTrait trait = operation.trait();
+    const auto finish = [this, addr, message, request, trait,
+                         meaning = operation.meaning()](const BusPendingCall &ended) {
+        --m_running;
+        const Outcome outcome(ended, addr);
+        Q_EMIT answered(addr, message, textOf(outcome.toJson(meaning), request));
+        if (trait.kind == VOXCommandTrait::Setting && outcome.isAnswered())
+            Q_EMIT configured(addr);
+    };
     // A stop takes the lane of stops by itself.
-    operation.call(addr, m_network.scheduler().lane(VOXScheduler::Configure))
-        .onFinished(
-            this, [this, addr, message, request, meaning = operation.meaning()](const BusPendingCall &ended) {
-                --m_running;
-                Q_EMIT answered(addr, message, textOf(Outcome(ended, addr).toJson(meaning), request));
-            });
+    operation.call(addr, m_network.scheduler().lane(laneFor(trait))).onFinished(this, finish);
     if (!operation.isQuery())
         Q_EMIT commanded(addr);
     return {};

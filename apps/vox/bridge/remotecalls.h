@@ -26,6 +26,8 @@ public:
 Q_SIGNALS:
     /// A command has gone to the node, not only a question.
     void commanded(unsigned int addr);
+    /// A node has taken another setting.
+    void configured(unsigned int addr);
     /// What is to be said to the sender of @p message.
     void answered(unsigned int addr, const MqttMessage &message, const QByteArray &payload);
 

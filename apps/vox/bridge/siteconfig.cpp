@@ -136,8 +136,11 @@ GroupConfig groupAt(const VOXJsonPlace &place)
     const int count = group.hasMembers ? members.size(MaxNodes) : 0;
     for (int i = 0; place.ok() && i < count; ++i) {
         const Range range = rangeAt(members.at(i));
-        for (unsigned int addr = range.first; addr <= range.last && group.members.size() < MaxNodes; ++addr)
+        for (unsigned int addr = range.first; place.ok() && addr <= range.last; ++addr) {
+            if (group.members.contains(addr))
+                members.at(i).fail(QStringLiteral("%1 is listed already").arg(VOX::toString(addr)));
             group.members += addr;
+        }
     }
     return group;
 }
@@ -161,7 +164,8 @@ void readGroups(const VOXJsonPlace &place, LineConfig *line)
                 place[key][QStringLiteral("members")].fail(
                     QStringLiteral("%1 is no node of this line").arg(VOX::toString(member)));
         }
-        line->groups.emplace(addr, group);
+        if (!line->groups.emplace(addr, group).second)
+            place[key].fail(QStringLiteral("is there already, in other letters"));
     }
 }
 
@@ -205,6 +209,8 @@ LineConfig lineAt(const VOXJsonPlace &place)
 
 void readBroker(const VOXJsonPlace &place, SiteConfig::Broker *broker)
 {
+    if (!place.isPresent())
+        place.fail(QStringLiteral("is missing"));
     if (!place.isObjectOf({QStringLiteral("url"), QStringLiteral("passwordFile"), QStringLiteral("ca"),
                            QStringLiteral("cert"), QStringLiteral("key"), QStringLiteral("version")}))
         return;
@@ -279,11 +285,14 @@ bool SiteConfig::read(const QJsonObject &json, SiteConfig *site, QString *proble
     const int count = lines.size(MaxLines);
     for (int i = 0; root.ok() && i < count; ++i) {
         const LineConfig line = lineAt(lines.at(i));
-        const bool isTwice = std::any_of(site->lines.cbegin(), site->lines.cend(),
-                                         [&](const LineConfig &each) { return each.name == line.name; });
-        if (isTwice)
-            lines.at(i)[QStringLiteral("name")].fail(
-                QStringLiteral("two lines are called %1").arg(line.name));
+        for (const LineConfig &each : qAsConst(site->lines)) {
+            if (each.name == line.name)
+                lines.at(i)[QStringLiteral("name")].fail(
+                    QStringLiteral("two lines are called %1").arg(line.name));
+            else if (each.bus.text == line.bus.text)
+                lines.at(i)[QStringLiteral("bus")].fail(
+                    QStringLiteral("is the one of the line %1, too").arg(each.name));
+        }
         site->lines += line;
     }
     if (count == 0)

@@ -269,6 +269,11 @@ bool Operation::isQuery() const
     return m_method.name().startsWith("get");
 }
 
+VOXCommandTrait Operation::trait() const
+{
+    return VOXCommandTrait::of(sample());
+}
+
 VOXField::Meaning Operation::meaning() const
 {
     return isOlder(m_method) ? VOXField::InHRMv2 : VOXField::InKVR;

@@ -2,6 +2,7 @@
 #define OPERATION_H
 
 #include "framework/buspendingcall.h"
+#include "messages/voxcommandtrait.h"
 #include "messages/voxfield.h"
 
 #include <QMetaMethod>
@@ -33,6 +34,8 @@ public:
 
     /// Whether it only reads.
     bool isQuery() const;
+    /// What its request does.
+    VOXCommandTrait trait() const;
     /// Which set its command and the reply belong to.
     VOXField::Meaning meaning() const;
 

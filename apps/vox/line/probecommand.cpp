@@ -191,11 +191,11 @@ int runProbe(const QStringList &arguments)
     line.addOptions({seconds, ask, node});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
-    const double duration = line.parser().value(seconds).toDouble();
-    if (!(duration >= 0.1 && duration <= 60))
-        return line.fail(QStringLiteral("--seconds is to be a number from 0.1 to 60"));
+    double duration = 0;
+    if (!line.readNumber(seconds, 0.1, 60.0, &duration))
+        return line.exitCode();
     if (line.busUrl().isEmpty())
-        return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
+        return line.fail(CommandLine::NoBus);
     VOXBusUrl url;
     VOX::Addr addr = 0;
     QString problem;
