@@ -1,8 +1,10 @@
 #include "vox/signalwatcher.h"
 
 #include <array>
+#include <chrono>
 #include <csignal>
 #include <fcntl.h>
+#include <thread>
 #include <unistd.h>
 
 namespace {
@@ -12,6 +14,7 @@ constexpr char InterruptByte = 0;
 constexpr char ReportByte = 1;
 constexpr char ResizeByte = 2;
 
+constexpr std::chrono::milliseconds SecondSignal(50);
 constexpr std::array<int, 5> Signals = {SIGINT, SIGTERM, SIGHUP, SIGUSR1, SIGWINCH};
 
 extern "C" void wake(int number)
@@ -34,12 +37,14 @@ SignalWatcher::SignalWatcher(QObject *parent)
         char byte = 0;
         if (::read(wakePipe[0], &byte, 1) != 1)
             return;
-        if (byte == ReportByte)
+        if (byte == ReportByte) {
             Q_EMIT reportRequested();
-        else if (byte == ResizeByte)
+        } else if (byte == ResizeByte) {
             Q_EMIT resized();
-        else
+        } else {
+            m_isInterrupted = true;
             Q_EMIT interrupted();
+        }
     });
     for (const int number : Signals) {
         // A program under nohup ignores SIGHUP.
@@ -50,6 +55,10 @@ SignalWatcher::SignalWatcher(QObject *parent)
 
 SignalWatcher::~SignalWatcher()
 {
+    // 'timeout' sends a signal to its program, and then to the group of both. The second one is not to end
+    // what the first has begun.
+    if (m_isInterrupted)
+        std::this_thread::sleep_for(SecondSignal);
     for (const int number : Signals)
         std::signal(number, SIG_DFL);
     m_notifier.setEnabled(false);

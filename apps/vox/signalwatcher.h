@@ -22,6 +22,7 @@ Q_SIGNALS:
 
 private:
     QSocketNotifier m_notifier;
+    bool m_isInterrupted = false;
 };
 
 #endif

@@ -11,9 +11,11 @@
 #include "vox/line/linelabels.h"
 #include "vox/line/linetap.h"
 #include "vox/line/pcapfile.h"
+#include "vox/signalwatcher.h"
 
 #include <QJsonArray>
 
+#include <csignal>
 #include <random>
 
 /// What the monitor makes of the bytes of a line.
@@ -31,6 +33,7 @@ private Q_SLOTS:
     void comparisons();
     void captures();
     void aDiskThatIsFull();
+    void aSignalThatComesTwice();
 };
 
 namespace {
@@ -318,6 +321,27 @@ void tst_Monitor::aDiskThatIsFull()
         QCOMPARE(int(items.size()), 1);
         QVERIFY(!onAFullDisk([&] { return writer.write(LineItem::of(QByteArray(size, 'A'), 2)); }));
     }
+}
+
+// As 'timeout' sends it. The second one comes when the program is about to end.
+void tst_Monitor::aSignalThatComesTwice()
+{
+    auto watcher = std::make_unique<SignalWatcher>();
+    const QSignalSpy interrupted(watcher.get(), &SignalWatcher::interrupted);
+    ::raise(SIGINT);
+    QTRY_COMPARE(interrupted.size(), 1);
+    sigevent second{};
+    second.sigev_notify = SIGEV_SIGNAL;
+    second.sigev_signo = SIGINT;
+    timer_t timer{};
+    QCOMPARE(::timer_create(CLOCK_MONOTONIC, &second, &timer), 0);
+    const itimerspec soon{{}, {0, 10 * Ms}};
+    ::timer_settime(timer, 0, &soon, nullptr);
+    watcher.reset();
+    itimerspec left{};
+    ::timer_gettime(timer, &left);
+    ::timer_delete(timer);
+    QCOMPARE(left.it_value.tv_nsec, 0L);
 }
 
 QTEST_GUILESS_MAIN(tst_Monitor)
