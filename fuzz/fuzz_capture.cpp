@@ -3,7 +3,8 @@
 
 #include "support/fuzzing.h"
 #include "vox/line/framescanner.h"
-#include "vox/line/linestatistics.h"
+#include "vox/line/linehints.h"
+#include "vox/line/linereport.h"
 #include "vox/line/pcapfile.h"
 
 namespace {
@@ -27,7 +28,8 @@ struct Monitor
             expect(!item.toString().isEmpty() && !item.toJson().isEmpty());
             statistics.add(item);
         }
-        expect(!statistics.toText().isEmpty() && !statistics.toJson().isEmpty());
+        const QStringList hints = hintsOf(statistics);
+        expect(!reportText(statistics, hints).isEmpty() && !reportJson(statistics, hints).isEmpty());
         expect(shown == fed && !scanner.hasPending());
     }
 

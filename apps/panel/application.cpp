@@ -1,5 +1,6 @@
 #include "panel/application.h"
 
+#include "panel/backdrop.h"
 #include "panel/facadeitem.h"
 #include "panel/shadeitem.h"
 #include "panel/signs.h"
@@ -15,9 +16,19 @@
 namespace {
 constexpr int DarkLightness = 128;
 const QString SizeKey = QStringLiteral("size");
+const QString ThemeKey = QStringLiteral("theme");
 
-Theme::Mode modeOf(const QString &name)
+/// Whether the window looks as it did the last time. A picture is the same everywhere.
+bool isRemembering(const PanelOptions &options)
 {
+    return options.picture.isEmpty();
+}
+
+Theme::Mode modeOf(const PanelOptions &options)
+{
+    const QString name = !options.theme.isEmpty() || !isRemembering(options)
+        ? options.theme
+        : QSettings().value(ThemeKey).toString();
     const bool isDark = name.isEmpty()
         ? QGuiApplication::palette().color(QPalette::Window).lightness() < DarkLightness
         : name == QLatin1String("dark");
@@ -40,12 +51,13 @@ void Application::prepare()
 
 Application::Application(const PanelOptions &options, QObject *parent)
     : QObject(parent)
-    , m_theme(modeOf(options.theme))
+    , m_theme(modeOf(options))
 {
     registerTypes();
     m_panel.places()->open(options.places.isEmpty() ? Places::fileNameFor(options.config) : options.places);
     connect(&m_stopKey, &StopKey::pressed, &m_panel, &Panel::stopAll);
     m_engine.addImageProvider(QStringLiteral("sign"), new SignProvider);
+    m_engine.addImageProvider(QStringLiteral("backdrop"), new BackdropProvider);
     // Where the build has the module, or an installation that is not the system's.
     const QDir here(QCoreApplication::applicationDirPath());
     for (const char *const folder : {"../qml", "../../qml", "../" VOX_QML_DIR}) {
@@ -67,13 +79,29 @@ Application::Application(const PanelOptions &options, QObject *parent)
         return;
     // Pages take a while to load, in which nobody would take answers.
     openSource(options);
-    const bool isRemembered = options.size.isEmpty() && options.picture.isEmpty();
-    const QSize size = isRemembered ? QSettings().value(SizeKey).toSize() : options.size;
+    const QSize size =
+        options.size.isEmpty() && isRemembering(options) ? QSettings().value(SizeKey).toSize() : options.size;
     if (size.isValid())
         window()->resize(size);
-    if (isRemembered)
-        connect(qGuiApp, &QGuiApplication::aboutToQuit, window(),
-                [this] { QSettings().setValue(SizeKey, window()->size()); });
+    if (isRemembering(options))
+        remember();
+}
+
+void Application::remember()
+{
+    connect(&m_theme, &QQmlPropertyMap::valueChanged, this, [this] {
+        QSettings().setValue(
+            ThemeKey, m_theme.mode() == Theme::Dark ? QStringLiteral("dark") : QStringLiteral("light"));
+    });
+    // One that fills the screen gets its size from the screen.
+    connect(window(), &QWindow::widthChanged, this, &Application::rememberSize);
+    connect(window(), &QWindow::heightChanged, this, &Application::rememberSize);
+}
+
+void Application::rememberSize()
+{
+    if (window()->visibility() == QWindow::Windowed)
+        QSettings().setValue(SizeKey, window()->size());
 }
 
 Application::~Application() = default;

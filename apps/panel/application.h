@@ -30,6 +30,8 @@ public:
 private:
     void openSource(const PanelOptions &options);
     void registerTypes();
+    void remember();
+    void rememberSize();
 
     Theme m_theme;
     Panel m_panel;

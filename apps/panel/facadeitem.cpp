@@ -3,7 +3,9 @@
 #include "network/voxnetworknode.h"
 
 #include <QGuiApplication>
-#include <QImageReader>
+#if QT_VERSION_MAJOR >= 6
+#    include <QInputDevice>
+#endif
 #include <QQuickWindow>
 #include <QSGRectangleNode>
 #include <QStyleHints>
@@ -17,6 +19,7 @@ constexpr int FewShades = 100;
 constexpr int FewMs = 16;
 constexpr int ManyMs = 33;
 constexpr int ManyMoving = 150;
+constexpr int FingerWidth = 44;
 
 QPointF positionOf(const QMouseEvent &event)
 {
@@ -36,6 +39,30 @@ QPointF positionOf(const QHoverEvent &event)
 #endif
 }
 
+struct Finger
+{
+    QPointF item;
+    QPointF scene;
+    bool isNew;
+    bool isUp;
+};
+
+QVector<Finger> fingersOf(const QTouchEvent &event)
+{
+    QVector<Finger> fingers;
+#if QT_VERSION_MAJOR >= 6
+    for (const QEventPoint &point : event.points())
+        fingers.append({point.position(), point.scenePosition(), point.state() == QEventPoint::Pressed,
+                        point.state() == QEventPoint::Released});
+#else
+    const auto points = event.touchPoints();
+    for (const QTouchEvent::TouchPoint &point : points)
+        fingers.append({point.pos(), point.scenePos(), point.state() == Qt::TouchPointPressed,
+                        point.state() == Qt::TouchPointReleased});
+#endif
+    return fingers;
+}
+
 bool isAdding(const QInputEvent &event)
 {
     return event.modifiers() & (Qt::ControlModifier | Qt::ShiftModifier);
@@ -47,6 +74,7 @@ FacadeItem::FacadeItem(QQuickItem *parent)
 {
     setAcceptedMouseButtons(Qt::LeftButton);
     setAcceptHoverEvents(true);
+    setAcceptTouchEvents(true);
     setActiveFocusOnTab(true);
     setFlag(ItemHasContents);
     connect(this, &FacadeItem::arrangingChanged, this, &QQuickItem::polish);
@@ -61,6 +89,22 @@ void FacadeItem::setArea(const QSizeF &area)
     Q_EMIT areaChanged();
 }
 
+void FacadeItem::setZoom(double zoom)
+{
+    if (zoom == m_zoom)
+        return;
+    m_zoom = zoom;
+    polish();
+    Q_EMIT zoomChanged();
+}
+
+double FacadeItem::mostZoom() const
+{
+    constexpr double Most = 8;
+    constexpr double LargestZoomed = 480;
+    return cellWidth() > 0 ? qBound(1.0, LargestZoomed * m_zoom / cellWidth(), Most) : 1;
+}
+
 void FacadeItem::setSelection(Selection *selection)
 {
     m_selection = selection;
@@ -73,8 +117,7 @@ void FacadeItem::setPlaces(Places *places)
 {
     m_places = places;
     const auto read = [this] {
-        const QString name = m_places->picture().toLocalFile();
-        m_pictureSize = name.isEmpty() ? QSizeF() : QSizeF(QImageReader(name).size());
+        m_pictureSize = m_places->pictureSize();
         polish();
     };
     if (places) {
@@ -150,11 +193,15 @@ void FacadeItem::updatePolish()
         QVector<std::optional<QPointF>> middles;
         for (const ShadeItem *const shade : qAsConst(m_shades))
             middles += m_places->place(shade->key());
-        m_pictureRect = fittedPicture();
-        m_layout = FacadeLayout::onPicture(middles, m_pictureRect);
+        const QRectF picture = fittedPicture();
+        m_layout = FacadeLayout::onPicture(middles, picture);
+        m_pictureRect = QRectF(picture.topLeft() * m_zoom, picture.size() * m_zoom);
     } else {
         m_layout = FacadeLayout::of(places, m_area);
     }
+    m_fittedSize = m_layout.size;
+    if (m_zoom > 1)
+        m_layout = m_layout.scaled(m_zoom);
     for (int i = 0; i < m_layout.cells.size(); ++i) {
         m_shades[i]->setPosition(m_layout.cells[i].topLeft());
         m_shades[i]->setSize(m_layout.cells[i].size());
@@ -289,16 +336,30 @@ void FacadeItem::select(ShadeItem *shade, bool isToggling)
 
 void FacadeItem::mousePressEvent(QMouseEvent *event)
 {
-    m_pressed = positionOf(*event);
-    m_isBand = false;
-    m_dragged = m_isArranging ? shadeAt(m_pressed) : nullptr;
+    press(positionOf(*event));
     setKeepMouseGrab(true);
-    forceActiveFocus(Qt::MouseFocusReason);
 }
 
 void FacadeItem::mouseMoveEvent(QMouseEvent *event)
 {
-    const QPointF point = positionOf(*event);
+    move(positionOf(*event), isAdding(*event));
+}
+
+void FacadeItem::mouseReleaseEvent(QMouseEvent *event)
+{
+    release(positionOf(*event), isAdding(*event));
+}
+
+void FacadeItem::press(const QPointF &point)
+{
+    m_pressed = point;
+    m_isBand = false;
+    m_dragged = m_isArranging ? shadeAt(m_pressed) : nullptr;
+    forceActiveFocus(Qt::MouseFocusReason);
+}
+
+void FacadeItem::move(const QPointF &point, bool isAddingTo)
+{
     const QPointF way = point - m_pressed;
     m_isBand |= way.manhattanLength() >= QGuiApplication::styleHints()->startDragDistance();
     if (!m_isBand)
@@ -308,26 +369,79 @@ void FacadeItem::mouseMoveEvent(QMouseEvent *event)
         return;
     }
     m_band = QRectF(m_pressed, point).normalized();
-    selectBand(isAdding(*event));
+    selectBand(isAddingTo);
     Q_EMIT bandChanged();
 }
 
-void FacadeItem::mouseReleaseEvent(QMouseEvent *event)
+void FacadeItem::release(const QPointF &point, bool isAddingTo)
 {
     if (m_dragged && m_isBand) {
         drop();
     } else if (!m_isBand) {
-        ShadeItem *const shade = shadeAt(positionOf(*event));
+        ShadeItem *const shade = shadeAt(point);
         if (shade)
             m_current = static_cast<int>(m_shades.indexOf(shade));
-        select(shade, isAdding(*event));
+        select(shade, isAddingTo);
     } else if (m_selection && m_selection->count() > 0) {
         Q_EMIT opened();
     }
+    endBand();
+    showSelection();
+}
+
+void FacadeItem::endBand()
+{
     m_isBand = false;
+    m_dragged = nullptr;
     m_band = QRectF();
     Q_EMIT bandChanged();
-    showSelection();
+}
+
+/// One finger does what a mouse does; two zoom and move what is seen, until both are gone.
+void FacadeItem::touchEvent(QTouchEvent *event)
+{
+    const QVector<Finger> fingers = fingersOf(*event);
+    if (event->type() == QEvent::TouchCancel || fingers.isEmpty()) {
+        mouseUngrabEvent();
+        return;
+    }
+    setKeepTouchGrab(true);
+    const Finger &first = fingers.first();
+    if (event->type() == QEvent::TouchBegin)
+        m_isPinch = false;
+    if (fingers.size() > 1) {
+        pinch(first.scene, fingers[1].scene, fingers[1].isNew || first.isNew);
+    } else if (m_isPinch) {
+        // The last finger of two.
+    } else if (first.isNew) {
+        press(first.item);
+    } else if (!first.isUp) {
+        move(first.item, false);
+    } else if (!m_isBand && cellWidth() < FingerWidth && m_zoom < mostZoom()) {
+        // A finger would not know which it has met.
+        Q_EMIT zoomWanted(first.item);
+    } else {
+        release(first.item, false);
+    }
+}
+
+void FacadeItem::pinch(const QPointF &one, const QPointF &other, bool isFirst)
+{
+    const QLineF line(one, other);
+    if (!m_isPinch || isFirst) {
+        endBand();
+        polish();
+    } else if (m_pinch.length() > 0 && line.length() > 0) {
+        Q_EMIT pinched(line.length() / m_pinch.length(), m_pinch.center(), line.center());
+    }
+    m_isPinch = true;
+    m_pinch = line;
+}
+
+void FacadeItem::mouseDoubleClickEvent(QMouseEvent *event)
+{
+    mousePressEvent(event);
+    Q_EMIT fitWanted();
 }
 
 void FacadeItem::drag(const QPointF &point)
@@ -337,6 +451,18 @@ void FacadeItem::drag(const QPointF &point)
                          qBound(room.top(), point.y(), room.bottom()));
     const QSizeF half = m_dragged->size() / 2;
     m_dragged->setPosition((inside - QPointF(half.width(), half.height())).toPoint());
+}
+
+/// By a hundredth of the picture.
+void FacadeItem::nudge(int dx, int dy)
+{
+    constexpr double Share = 0.01;
+    if (m_current < 0 || m_current >= m_shades.size())
+        return;
+    m_dragged = m_shades[m_current];
+    drag(QRectF(m_dragged->position(), m_dragged->size()).center()
+         + QPointF(dx * m_pictureRect.width() * Share, dy * m_pictureRect.height() * Share));
+    drop();
 }
 
 void FacadeItem::drop()
@@ -351,10 +477,7 @@ void FacadeItem::drop()
 
 void FacadeItem::mouseUngrabEvent()
 {
-    m_isBand = false;
-    m_dragged = nullptr;
-    m_band = QRectF();
-    Q_EMIT bandChanged();
+    endBand();
     polish();
 }
 
@@ -431,6 +554,8 @@ void FacadeItem::keyPressEvent(QKeyEvent *event)
     static const Step steps[] = {
         {Qt::Key_Left, -1, 0}, {Qt::Key_Right, 1, 0}, {Qt::Key_Up, 0, -1}, {Qt::Key_Down, 0, 1}};
     for (const Step &step : steps) {
+        if (event->key() == step.key && m_isArranging && event->modifiers() & Qt::AltModifier)
+            return nudge(step.dx, step.dy);
         if (event->key() == step.key)
             return setCurrent(m_layout.neighbour(m_current, step.dx, step.dy));
     }

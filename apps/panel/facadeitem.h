@@ -7,6 +7,7 @@
 #include "panel/shadeitem.h"
 
 #include <QBasicTimer>
+#include <QLineF>
 #include <QQuickItem>
 #include <QVariantList>
 
@@ -16,6 +17,9 @@ class FacadeItem : public QQuickItem
 {
     Q_OBJECT
     Q_PROPERTY(QSizeF area READ area WRITE setArea NOTIFY areaChanged)
+    Q_PROPERTY(double zoom READ zoom WRITE setZoom NOTIFY zoomChanged)
+    Q_PROPERTY(QSizeF fittedSize READ fittedSize NOTIFY layoutChanged)
+    Q_PROPERTY(double mostZoom READ mostZoom NOTIFY layoutChanged)
     Q_PROPERTY(Selection *selection READ selection WRITE setSelection NOTIFY selectionChanged)
     Q_PROPERTY(Places *places READ places WRITE setPlaces NOTIFY placesChanged)
     Q_PROPERTY(bool arranging MEMBER m_isArranging NOTIFY arrangingChanged)
@@ -35,6 +39,13 @@ public:
     /// What there is room for.
     QSizeF area() const { return m_area; }
     void setArea(const QSizeF &area);
+    /// So many times as large as what fits into the area.
+    double zoom() const { return m_zoom; }
+    void setZoom(double zoom);
+    /// What all takes without zoom.
+    QSizeF fittedSize() const { return m_fittedSize; }
+    /// Beyond that a shade would be larger than anybody needs.
+    double mostZoom() const;
     Selection *selection() const { return m_selection; }
     void setSelection(Selection *selection);
 
@@ -67,6 +78,7 @@ public:
 
 Q_SIGNALS:
     void areaChanged();
+    void zoomChanged();
     void selectionChanged();
     void placesChanged();
     void arrangingChanged();
@@ -78,6 +90,13 @@ Q_SIGNALS:
     void opened();
     /// The current shade is at @p rect.
     void shown(const QRectF &rect);
+    ///@{
+    /// A finger wants to see more at @p point; a double click wants to see all.
+    void zoomWanted(const QPointF &point);
+    void fitWanted();
+    /// Two fingers are so many times as far apart, and what was at @p from is at @p to, in the window.
+    void pinched(double factor, const QPointF &from, const QPointF &to);
+    ///@}
 
 protected:
     void itemChange(ItemChange change, const ItemChangeData &data) override;
@@ -87,7 +106,9 @@ protected:
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
+    void mouseDoubleClickEvent(QMouseEvent *event) override;
     void mouseUngrabEvent() override;
+    void touchEvent(QTouchEvent *event) override;
     void hoverMoveEvent(QHoverEvent *event) override;
     void hoverLeaveEvent(QHoverEvent *event) override;
     void keyPressEvent(QKeyEvent *event) override;
@@ -102,14 +123,22 @@ private:
     void showSelection();
     void setCurrent(int index);
     void setHovered(ShadeItem *shade);
+    void press(const QPointF &point);
+    void move(const QPointF &point, bool isAddingTo);
+    void release(const QPointF &point, bool isAddingTo);
+    void endBand();
+    void pinch(const QPointF &one, const QPointF &other, bool isFirst);
     ShadeItem *shadeAt(const QPointF &point) const;
     void selectBand(bool isAdding);
     void select(ShadeItem *shade, bool isAdding);
     QRectF fittedPicture() const;
     void drag(const QPointF &point);
     void drop();
+    void nudge(int dx, int dy);
 
     QSizeF m_area;
+    QSizeF m_fittedSize;
+    double m_zoom = 1;
     QPointer<Selection> m_selection;
     QVector<ShadeItem *> m_shades;
     FacadeLayout m_layout;
@@ -124,6 +153,8 @@ private:
     QPointF m_pressed;
     bool m_isBand = false;
     QRectF m_band;
+    bool m_isPinch = false;
+    QLineF m_pinch;
 };
 
 #endif

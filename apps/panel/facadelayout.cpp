@@ -21,6 +21,8 @@ constexpr int OnlyCell = 308;
 constexpr double CaptionHeight = 22;
 constexpr double LargeCaptionHeight = 52;
 constexpr double InsetShare = 1.0 / 9;
+/// Floors at one height are worth cells that are so many times smaller.
+constexpr double MostLost = 1.6;
 
 using Row = QVector<int>;
 
@@ -109,7 +111,12 @@ struct Elevation
     {
         const double byWidth = (area.width() - frameWidth()) / columns;
         const double byHeight = (area.height() - frameHeight()) / floors.size() / Aspect;
-        return std::floor(std::min(byWidth, byHeight));
+        double width = std::floor(std::min(byWidth, byHeight));
+        // Two lines of text need more room.
+        while (width > FacadeLayout::MinWidth
+               && frameHeight() + floors.size() * heightOf(width) > area.height())
+            --width;
+        return width;
     }
 
     FacadeLayout layout(double width, int count) const
@@ -311,15 +318,19 @@ FacadeLayout FacadeLayout::of(const QVector<FacadePlace> &places, const QSizeF &
     const double denseWidth = facades.size() > 1 ? dense.cellWidth(area, largest) : 0;
     const double flowWidth = std::max(stackedWidth, denseWidth);
     const double floorWidth = hasFloors ? std::min(largest, elevation.cellWidth(area)) : 0;
-    const bool isElevation = floors.size() > 1 && (floorWidth >= ShortLabelWidth || floorWidth >= flowWidth);
+    const bool isLegible = floorWidth >= ShortLabelWidth && floorWidth * MostLost >= flowWidth;
+    const bool isElevation = floors.size() > 1 && (isLegible || floorWidth >= flowWidth);
     FacadeLayout layout = isElevation ? elevation.layout(floorWidth, count)
         : denseWidth > stackedWidth   ? dense.layout(denseWidth, area, count)
                                       : flow.layout(stackedWidth, area, count);
     // A few shades stand in the middle.
     const double cellWidth = isElevation ? floorWidth : flowWidth;
+    constexpr double MostEmpty = 0.25;
+    const QSizeF rest = (area - layout.size).expandedTo(QSizeF(0, 0));
     if (cellWidth >= largest)
-        shift(layout, std::floor(std::max(0.0, area.width() - layout.size.width()) / 2),
-              std::floor(std::max(0.0, area.height() - layout.size.height()) / 2));
+        shift(layout, std::floor(rest.width() / 2), std::floor(rest.height() / 2));
+    else if (rest.width() > MostEmpty * area.width())
+        shift(layout, std::floor(rest.width() / 2), 0);
     return layout;
 }
 
@@ -351,6 +362,25 @@ FacadeLayout FacadeLayout::onPicture(const QVector<std::optional<QPointF>> &midd
         layout.cells += rect;
     }
     layout.size = QSizeF(picture.right(), picture.bottom());
+    return layout;
+}
+
+FacadeLayout FacadeLayout::scaled(double factor) const
+{
+    FacadeLayout layout = *this;
+    // Equal cells stay equal: what is drawn for one is drawn for all.
+    const auto scale = [factor](const QRectF &rect) {
+        return QRectF((rect.topLeft() * factor).toPoint(), (rect.size() * factor).toSize());
+    };
+    for (QRectF &cell : layout.cells)
+        cell = scale(cell);
+    for (Block &block : layout.blocks)
+        block.wall = scale(block.wall);
+    for (QRectF &rule : layout.rules)
+        rule = QRectF((rule.topLeft() * factor).toPoint(), QSizeF(std::round(rule.width() * factor), 1));
+    for (Floor &floor : layout.floors)
+        floor.y = std::round(floor.y * factor);
+    layout.size *= factor;
     return layout;
 }
 

@@ -52,6 +52,8 @@ struct FacadeLayout
     static FacadeLayout onPicture(const QVector<std::optional<QPointF>> &middles, const QRectF &picture);
     /// The window in a cell of this size, in the coordinates of the cell.
     static QRectF windowOf(const QSizeF &cell);
+    /// All of it larger, in the same order, so that what is under a point stays there.
+    FacadeLayout scaled(double factor) const;
 
     /// The nearest cell in the direction (@p dx, @p dy) from cell @p index; @p index itself if there is none.
     int neighbour(int index, int dx, int dy) const;

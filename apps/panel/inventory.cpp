@@ -3,9 +3,13 @@
 #include "panel/places.h"
 
 #include <QCoreApplication>
+#include <QJsonArray>
+#include <QRegularExpression>
 #include <QSaveFile>
 
 namespace {
+const QString AddressKey = QStringLiteral("address");
+
 QString words(const char *text)
 {
     return QCoreApplication::translate("Inventory", text);
@@ -42,6 +46,36 @@ QStringList row(const PanelLine &line, const VOXNetworkNode &node, bool isChecke
             isChecked ? QStringLiteral("yes") : QString()};
 }
 
+/// What @p old says about @p addr besides that it is there.
+QJsonObject entryOf(const QJsonArray &old, VOX::Addr addr)
+{
+    for (const QJsonValue &value : old) {
+        const QString text = value.toObject().value(AddressKey).toString();
+        VOX::Addr first = 0;
+        VOX::Addr last = 0;
+        if (VOX::readAddr(text.section(QLatin1Char('-'), 0, 0), &first)
+            && VOX::readAddr(text.section(QLatin1Char('-'), -1), &last) && first <= addr && addr <= last)
+            return value.toObject();
+    }
+    return {};
+}
+
+QJsonArray nodesOf(const PanelLine &line, const QJsonArray &old)
+{
+    QJsonArray nodes;
+    const auto present = line.network().nodes();
+    for (const VOXNetworkNode *const node : present) {
+        QJsonObject entry = entryOf(old, node->address());
+        // It answers no broadcast, and is asked in another way.
+        if (node->isLegacy())
+            entry.insert(QStringLiteral("type"), QStringLiteral("HRMv2"));
+        if (!entry.isEmpty())
+            entry.insert(AddressKey, node->addressText());
+        nodes += entry.isEmpty() ? QJsonValue(node->addressText()) : QJsonValue(entry);
+    }
+    return nodes;
+}
+
 QString line(const QStringList &cells)
 {
     QStringList quoted;
@@ -66,23 +100,44 @@ QByteArray Inventory::csv(const QVector<PanelLine *> &lines,
     return text.toUtf8();
 }
 
+QString Inventory::limits(const VOXNetworkNode &node)
+{
+    const auto *const motor = qobject_cast<const VOXNetworkMotor *>(&node);
+    if (!motor || node.presence() == VOXNetworkNode::Unknown)
+        return {};
+    if (motor->isLegacy())
+        return words("it tells none");
+    if (motor->downLimit())
+        return QStringLiteral("%1 … %2").arg(motor->upLimit().value_or(0)).arg(*motor->downLimit());
+    return motor->positionAgeMs() >= 0 && !motor->percent() ? words("not set") : words("not read yet");
+}
+
+QString Inventory::plainName(const QString &name)
+{
+    static const QRegularExpression others(QStringLiteral("[^a-z0-9_]+"));
+    static const QRegularExpression ends(QStringLiteral("^-+|-+$"));
+    QString plain = name.toLower();
+    plain.replace(others, QStringLiteral("-"));
+    plain.remove(ends);
+    return plain.isEmpty() ? QStringLiteral("site") : plain;
+}
+
 QJsonObject Inventory::site(const QJsonObject &before, const QString &name, const QVector<PanelLine *> &lines)
 {
     QJsonObject site = before;
     if (!site.contains(QLatin1String("name")))
-        site.insert(QStringLiteral("name"), name);
+        site.insert(QStringLiteral("name"), plainName(name));
     const QJsonArray old = before.value(QLatin1String("lines")).toArray();
     QJsonArray all;
     for (int i = 0; i < lines.size(); ++i) {
         const PanelLine &each = *lines[i];
         QJsonObject object = i < old.size() ? old[i].toObject() : QJsonObject();
-        object.insert(QStringLiteral("name"), each.name());
+        if (!object.contains(QLatin1String("name")))
+            object.insert(QStringLiteral("name"), plainName(each.name()));
         object.insert(QStringLiteral("bus"), each.busName());
-        QJsonArray nodes;
-        const auto present = each.network().nodes();
-        for (const VOXNetworkNode *const node : present)
-            nodes += node->addressText();
-        object.insert(QStringLiteral("nodes"), nodes);
+        const QJsonArray nodes = nodesOf(each, object.value(QLatin1String("nodes")).toArray());
+        if (!nodes.isEmpty())
+            object.insert(QStringLiteral("nodes"), nodes);
         all += object;
     }
     site.insert(QStringLiteral("lines"), all);

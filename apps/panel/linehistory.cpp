@@ -1,10 +1,28 @@
 #include "panel/linehistory.h"
 
 #include <algorithm>
+#include <numeric>
 
 namespace {
 constexpr qint64 MsPerSecond = 1000;
 constexpr int RateSeconds = 10;
+constexpr qint64 BitsPerByte = 11;
+constexpr int UsualRate = 4800;
+constexpr int Percent = 100;
+}
+
+qint64 LineHistory::timeOf(int bytes, int rate)
+{
+    return bytes * BitsPerByte * MsPerSecond / (rate > 0 ? rate : UsualRate);
+}
+
+void LineHistory::Second::add(const Second &other)
+{
+    for (std::size_t kind = 0; kind < KindCount; ++kind)
+        takenMs[kind] += other.takenMs[kind];
+    frames += other.frames;
+    failed += other.failed;
+    unanswered += other.unanswered;
 }
 
 LineHistory::Second &LineHistory::at(qint64 ms)
@@ -35,24 +53,27 @@ LineHistory::Second LineHistory::second(qint64 nowMs, int age) const
     return slot.number == number ? slot.second : Second();
 }
 
-LineHistory::Second LineHistory::sum(qint64 nowMs) const
+LineHistory::Second LineHistory::sum(qint64 nowMs, int age, int count) const
 {
     Second sum;
-    for (int age = 0; age < Seconds; ++age) {
-        const Second each = second(nowMs, age);
-        for (int kind = 0; kind < KindCount; ++kind)
-            sum.takenMs[kind] += each.takenMs[kind];
-        sum.frames += each.frames;
-        sum.failed += each.failed;
-        sum.unanswered += each.unanswered;
-    }
+    for (int each = age; each < age + count; ++each)
+        sum.add(second(nowMs, each));
     return sum;
+}
+
+LineHistory::Second LineHistory::sum(qint64 nowMs) const
+{
+    return sum(nowMs, 0, Seconds);
 }
 
 double LineHistory::frameRate(qint64 nowMs) const
 {
-    int frames = 0;
-    for (int age = 1; age <= RateSeconds; ++age)
-        frames += second(nowMs, age).frames;
-    return static_cast<double>(frames) / RateSeconds;
+    return static_cast<double>(sum(nowMs, 1, RateSeconds).frames) / RateSeconds;
+}
+
+int LineHistory::busyPercent(qint64 nowMs) const
+{
+    const Second last = sum(nowMs, 1, RateSeconds);
+    const int ms = std::accumulate(last.takenMs.cbegin(), last.takenMs.cend(), 0);
+    return std::min(Percent, static_cast<int>(ms * Percent / (RateSeconds * MsPerSecond)));
 }

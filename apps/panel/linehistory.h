@@ -21,6 +21,13 @@ public:
         int frames = 0;
         int failed = 0;
         int unanswered = 0;
+
+        void add(const Second &other);
+        bool operator==(const Second &other) const
+        {
+            return takenMs == other.takenMs && frames == other.frames && failed == other.failed
+                && unanswered == other.unanswered;
+        }
     };
 
     /// The line was taken from @p fromMs until @p toMs. What is longer than a minute counts as one.
@@ -33,8 +40,14 @@ public:
     Second second(qint64 nowMs, int age) const;
     /// Of the last minute.
     Second sum(qint64 nowMs) const;
-    /// Frames a second in the last ten whole seconds.
+    ///@{
+    /// Of the last ten whole seconds: frames a second, and what of the time the line was taken.
     double frameRate(qint64 nowMs) const;
+    int busyPercent(qint64 nowMs) const;
+    ///@}
+
+    /// Milliseconds of @p bytes on a line of @p rate bit/s; of a usual one if that is 0, for not known.
+    static qint64 timeOf(int bytes, int rate);
 
 private:
     struct Slot
@@ -44,6 +57,8 @@ private:
     };
 
     Second &at(qint64 ms);
+    /// Of @p count seconds, of which the last one began @p age seconds before the present one.
+    Second sum(qint64 nowMs, int age, int count) const;
 
     std::array<Slot, Seconds + 2> m_slots;
 };

@@ -3,11 +3,13 @@
 #include "panel/inventory.h"
 #include "panel/shadelook.h"
 
+#include <QDir>
 #include <QJsonDocument>
 #include <QSerialPortInfo>
 #include <QTimerEvent>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 /// Lists and sums change five times a second at most.
@@ -55,7 +57,14 @@ PanelLine &Panel::addLine(const SiteLine &line, VOXBus *bus)
     auto *const added = new PanelLine(line, bus, sending, this);
     m_lines += added;
     m_shades.add(*added);
-    connect(added, &PanelLine::stateChanged, this, [this] { m_isNews = true; });
+    connect(added, &PanelLine::stateChanged, this, [this, added] {
+        m_isNews = true;
+        // That a stop was in vain is no news once the line is there again.
+        if (added->isOpen() && std::exchange(m_isStopInVain, false)) {
+            m_stopText.clear();
+            Q_EMIT stopTextChanged();
+        }
+    });
     return *added;
 }
 
@@ -96,6 +105,7 @@ void Panel::openConfig(const QString &fileName, Sending sending)
     Site::load(fileName, &site, &problems);
     open(site, sending, problems);
     m_siteObject = site.object;
+    m_ownFiles += QFileInfo(fileName).absoluteFilePath();
 }
 
 void Panel::openReplay(const QString &fileName)
@@ -181,7 +191,8 @@ void Panel::stopAll()
         return;
     for (PanelLine *const line : qAsConst(m_lines)) {
         const VOXMotion *const motion = line->network().stopAll();
-        connect(motion, &VOXMotion::finished, this, [this](const VOXMotion *ended) {
+        connect(motion, &VOXMotion::finished, this, [this, line](const VOXMotion *ended) {
+            m_isStopInVain = !line->isOpen();
             m_stopText = ended->end() == VOXMotion::Arrived ? tr("All are at rest.") : ended->sentence();
             Q_EMIT stopTextChanged();
         });
@@ -230,16 +241,41 @@ void Panel::setChecked(PanelLine *line, uint addr, bool isChecked)
         m_places.setChecked(Places::keyOf(*line, addr), isChecked);
 }
 
-QString Panel::exportCsv(const QString &fileName) const
+QString Panel::limitsOf(PanelLine *line, uint addr) const
 {
-    return Inventory::write(
-        fileName, Inventory::csv(m_lines, [this](const QString &key) { return m_places.isChecked(key); }));
+    const VOXNetworkNode *const node = line ? line->network().node(addr) : nullptr;
+    return node ? Inventory::limits(*node) : QString();
 }
 
-QString Panel::exportSite(const QString &fileName) const
+bool Panel::isDoubled(PanelLine *line, uint addr) const
 {
-    return Inventory::write(fileName,
-                            QJsonDocument(Inventory::site(m_siteObject, m_title, m_lines)).toJson());
+    const VOXNetworkNode *const node = line ? line->network().node(addr) : nullptr;
+    return node && node->isDoubled();
+}
+
+QString Panel::exportName() const
+{
+    return QDir::home().filePath(Inventory::plainName(m_title));
+}
+
+QString Panel::writeOwn(const QString &fileName, const QByteArray &text)
+{
+    const QString whole = QFileInfo(fileName).absoluteFilePath();
+    if (QFileInfo::exists(whole) && !m_ownFiles.contains(whole))
+        return tr("%1 is there already; choose another name. Nothing was written.").arg(whole);
+    m_ownFiles += whole;
+    return Inventory::write(whole, text);
+}
+
+QString Panel::exportCsv(const QString &fileName)
+{
+    return writeOwn(fileName,
+                    Inventory::csv(m_lines, [this](const QString &key) { return m_places.isChecked(key); }));
+}
+
+QString Panel::exportSite(const QString &fileName)
+{
+    return writeOwn(fileName, QJsonDocument(Inventory::site(m_siteObject, m_title, m_lines)).toJson());
 }
 
 QStringList Panel::ports() const

@@ -84,9 +84,17 @@ public:
     Q_INVOKABLE void setChecked(PanelLine *line, uint addr, bool isChecked);
     ///@}
     ///@{
-    /// Writes the nodes of all lines as a table, or as a site file. What has happened, as a sentence.
-    Q_INVOKABLE QString exportCsv(const QString &fileName) const;
-    Q_INVOKABLE QString exportSite(const QString &fileName) const;
+    /// About a node in a table: its limits in words, and whether two seem to have its address.
+    Q_INVOKABLE QString limitsOf(PanelLine *line, uint addr) const;
+    Q_INVOKABLE bool isDoubled(PanelLine *line, uint addr) const;
+    ///@}
+    ///@{
+    /// Writes the nodes of all lines as a table, or as a site file. What has happened, as a sentence. A file
+    /// that is there already is written only if it is the site file that is shown, or has been written here.
+    Q_INVOKABLE QString exportCsv(const QString &fileName);
+    Q_INVOKABLE QString exportSite(const QString &fileName);
+    /// In the user's folder, without an extension.
+    Q_INVOKABLE QString exportName() const;
     ///@}
     /// The serial ports of this machine, as URLs.
     Q_INVOKABLE QStringList ports() const;
@@ -106,6 +114,7 @@ protected:
 
 private:
     void close();
+    QString writeOwn(const QString &fileName, const QByteArray &text);
     QVariantList makeCounts() const;
     PanelLine &addLine(const SiteLine &line, VOXBus *bus);
 
@@ -117,10 +126,13 @@ private:
     std::unique_ptr<DemoBuilding> m_demo;
     std::unique_ptr<Replay> m_replay;
     QJsonObject m_siteObject;
+    /// The files that may be written over.
+    QStringList m_ownFiles;
     Sending m_sending = Sends;
     QString m_title;
     QStringList m_problems;
     QString m_stopText;
+    bool m_isStopInVain = false;
     QVariantList m_counts;
     QBasicTimer m_timer;
     bool m_isNews = true;

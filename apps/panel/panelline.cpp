@@ -18,15 +18,9 @@ namespace {
 constexpr int TickMs = 1000;
 constexpr qint64 NsPerMs = 1000000;
 constexpr qint64 MsPerSecond = 1000;
-constexpr qint64 BitsPerByte = 11;
-constexpr int UsualRate = 4800;
+/// Seconds are numbered from 0, and a minute before the first one is empty.
+constexpr qint64 FirstMs = LineHistory::Seconds * MsPerSecond;
 constexpr int BlockBits = 8;
-
-/// Milliseconds of @p bytes on a line of @p rate bit/s; of the usual one if it is not known.
-qint64 timeOf(int bytes, int rate)
-{
-    return bytes * BitsPerByte * MsPerSecond / (rate > 0 ? rate : UsualRate);
-}
 
 LineHistory::Kind kindOf(int lane)
 {
@@ -76,7 +70,9 @@ void PanelLine::makeNetwork()
         Q_EMIT stateChanged();
     });
     connect(m_network.get(), &VOXNetwork::discovered, this, [this](int count) {
-        m_isScanning = false;
+        // Of one that was refused, it has been told why.
+        if (!std::exchange(m_isScanning, false))
+            return;
         m_scanResult = count == 1 ? tr("One new node found.") : tr("%1 new nodes found.").arg(count);
         Q_EMIT scanningChanged();
     });
@@ -95,8 +91,11 @@ void PanelLine::makeNetwork()
 
 void PanelLine::listenTo(VOXBus &bus)
 {
-    connect(&bus.dispatcher(), &BusDispatcher::written, this, &PanelLine::handleWritten);
     connect(&bus.dispatcher(), &BusDispatcher::heard, this, &PanelLine::handleHeard);
+    // Of what is played, play() knows when it was.
+    if (m_sending == Replays)
+        return;
+    connect(&bus.dispatcher(), &BusDispatcher::written, this, &PanelLine::handleWritten);
     connect(&bus, &VOXBus::checkFailed, this, [this] { m_history.noteFailed(nowMs()); });
 }
 
@@ -107,8 +106,12 @@ qint64 PanelLine::nowMs()
         timer.start();
         return timer;
     }();
-    // Seconds are numbered from 0, and a minute before the first one is empty.
-    return clock.elapsed() + LineHistory::Seconds * MsPerSecond;
+    return clock.elapsed() + FirstMs;
+}
+
+qint64 PanelLine::historyMs() const
+{
+    return m_sending == Replays ? FirstMs + m_playedMs : nowMs();
 }
 
 QString PanelLine::problem() const
@@ -122,22 +125,23 @@ QString PanelLine::problem() const
 
 int PanelLine::loadPercent() const
 {
-    return m_network->scheduler().loadPercent();
+    // The network counts what it sends itself.
+    return m_sending == Sends ? m_network->scheduler().loadPercent() : m_history.busyPercent(historyMs());
 }
 
 double PanelLine::frameRate() const
 {
-    return m_history.frameRate(nowMs());
+    return m_history.frameRate(historyMs());
 }
 
 int PanelLine::failedChecks() const
 {
-    return m_history.sum(nowMs()).failed;
+    return m_history.sum(historyMs()).failed;
 }
 
 int PanelLine::unanswered() const
 {
-    return m_history.sum(nowMs()).unanswered;
+    return m_history.sum(historyMs()).unanswered;
 }
 
 QString PanelLine::facadeOf(VOX::Addr addr) const
@@ -155,6 +159,8 @@ void PanelLine::restart()
 {
     m_frames.clear();
     m_history = LineHistory();
+    m_recorded = RecordedLine();
+    m_playedMs = 0;
     m_notices.clear();
     // Those who show nodes let go of them first. There is one scheduler for a bus at a time.
     Q_EMIT networkGoing();
@@ -164,9 +170,17 @@ void PanelLine::restart()
     Q_EMIT stateChanged();
 }
 
+double PanelLine::scanProgress() const
+{
+    if (!m_isScanning || m_scanLast <= m_scanFirst)
+        return -1;
+    return static_cast<double>(m_scanAt - m_scanFirst) / (m_scanLast - m_scanFirst + 1);
+}
+
 void PanelLine::scan()
 {
     m_isScanning = true;
+    m_scanFirst = m_scanLast = 0;
     m_scanResult.clear();
     Q_EMIT scanningChanged();
     m_network->discover();
@@ -184,8 +198,14 @@ void PanelLine::scanRange(const QString &first, const QString &last)
     }
     m_isScanning = true;
     m_scanResult.clear();
+    m_scanFirst = m_scanAt = from & VOX::AddrMask;
+    m_scanLast = to & VOX::AddrMask;
     Q_EMIT scanningChanged();
-    m_network->discoverRange(from, to);
+    if (!m_network->discoverRange(from, to, &problem)) {
+        m_isScanning = false;
+        m_scanResult = problem;
+        Q_EMIT scanningChanged();
+    }
 }
 
 // What is on the line
@@ -210,37 +230,55 @@ void PanelLine::handleWritten(const QByteArray &frame)
     m_exchangeMs = now;
     m_history.noteFrame(now);
     m_frames.add(inverted(frame), QDateTime::currentMSecsSinceEpoch() * NsPerMs);
-    if (VOXMessage::addrType(frame) == VOX::P2P)
+    if (VOXMessage::addrType(frame) == VOX::P2P) {
+        noteScanned(VOXMessage(BusMessage(frame)).destAddr(false));
         return;
+    }
     // Nobody answers.
     m_exchangeMs = -1;
-    m_history.take(m_kind, now,
-                   now + timeOf(static_cast<int>(frame.size()), m_network->scheduler().lineRate()));
+    m_history.take(
+        m_kind, now,
+        now + LineHistory::timeOf(static_cast<int>(frame.size()), m_network->scheduler().lineRate()));
 }
 
 void PanelLine::handleHeard(const BusMessage &message)
 {
     const VOXMessage frame(message);
+    if (m_sending != Sends)
+        addStranger(frame);
+    if (m_sending == Replays)
+        return;
     const qint64 now = nowMs();
     m_history.noteFrame(now);
     m_frames.add(inverted(frame.data()), QDateTime::currentMSecsSinceEpoch() * NsPerMs);
-    if (m_sending != Sends)
-        addStranger(frame);
     if (m_exchangeMs >= 0 && frame.destAddr(false) == (VOX::HostAddr & VOX::AddrMask))
         endExchange(now);
     else
-        noteForeign(frame, now);
+        m_history.take(LineHistory::Others,
+                       now - LineHistory::timeOf(frame.len(), m_network->scheduler().lineRate()), now);
 }
 
-/// In a recording, what its host has sent is what it was sent for; else it is another host's.
-void PanelLine::noteForeign(const VOXMessage &frame, qint64 nowMs)
+/// A range is asked upwards, and nobody else asks who is no node yet.
+void PanelLine::noteScanned(VOX::Addr addr)
 {
-    const VOXCommandTrait trait = VOXCommandTrait::of(frame);
-    const bool isCommand = trait.isMotion() || trait.kind == VOXCommandTrait::Stop;
-    const LineHistory::Kind kind = m_sending != Replays ? LineHistory::Others
-        : isCommand                                     ? LineHistory::User
-                                                        : LineHistory::Polls;
-    m_history.take(kind, nowMs - timeOf(frame.len(), m_network->scheduler().lineRate()), nowMs);
+    if (!m_isScanning || addr <= m_scanAt || addr > m_scanLast)
+        return;
+    m_scanAt = addr;
+    Q_EMIT scanProgressed();
+}
+
+void PanelLine::play(const LineItem &item, qint64 ms)
+{
+    m_playedMs = ms;
+    m_frames.add(item.bytes, item.timeNs);
+    m_recorded.take(item, historyMs(), m_history);
+}
+
+void PanelLine::playUntil(qint64 ms)
+{
+    m_playedMs = ms;
+    if (std::exchange(m_toldSecond, ms / MsPerSecond) != ms / MsPerSecond)
+        Q_EMIT ticked();
 }
 
 void PanelLine::endExchange(qint64 nowMs)

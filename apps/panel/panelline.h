@@ -3,6 +3,7 @@
 
 #include "panel/framelist.h"
 #include "panel/linehistory.h"
+#include "panel/recordedline.h"
 #include "panel/site.h"
 
 #include "network/voxnetwork.h"
@@ -35,6 +36,7 @@ class PanelLine : public QObject
     Q_PROPERTY(int unanswered READ unanswered NOTIFY ticked)
     Q_PROPERTY(bool scanning READ isScanning NOTIFY scanningChanged)
     Q_PROPERTY(QString scanResult READ scanResult NOTIFY scanningChanged)
+    Q_PROPERTY(double scanProgress READ scanProgress NOTIFY scanProgressed)
 
 public:
     enum Sending { Sends, OnlyListens, Replays };
@@ -65,6 +67,8 @@ public:
     int unanswered() const;
     bool isScanning() const { return m_isScanning; }
     QString scanResult() const { return m_scanResult; }
+    /// How much of a range has been asked, from 0 to 1; -1 while it cannot be told.
+    double scanProgress() const;
 
     /// The name of the façade that a node belongs to.
     QString facadeOf(VOX::Addr addr) const;
@@ -74,8 +78,13 @@ public:
     Q_INVOKABLE void scan();
     Q_INVOKABLE void scanRange(const QString &first, const QString &last);
 
-    /// Milliseconds of the clock of history().
-    static qint64 nowMs();
+    ///@{
+    /// What was on a recorded line @p ms after its beginning, and how far that has been played since.
+    void play(const LineItem &item, qint64 ms);
+    void playUntil(qint64 ms);
+    ///@}
+    /// Milliseconds of the clock of history(): in a recording, its own time.
+    qint64 historyMs() const;
 
 Q_SIGNALS:
     /// The nodes of the network go next.
@@ -84,7 +93,8 @@ Q_SIGNALS:
     void networkChanged();
     void stateChanged();
     void scanningChanged();
-    /// Once a second, for what has been counted.
+    void scanProgressed();
+    /// Once a second, for what has been counted; in a recording, of its own time.
     void ticked();
 
 protected:
@@ -95,10 +105,11 @@ private:
     void listenTo(VOXBus &bus);
     void handleWritten(const QByteArray &frame);
     void handleHeard(const BusMessage &message);
+    void noteScanned(VOX::Addr addr);
     void endExchange(qint64 nowMs);
     LineHistory::Kind takenLane();
     void addStranger(const VOXMessage &frame);
-    void noteForeign(const VOXMessage &frame, qint64 nowMs);
+    static qint64 nowMs();
 
     const SiteLine m_line;
     const QPointer<VOXBus> m_bus;
@@ -106,9 +117,16 @@ private:
     std::unique_ptr<VOXNetwork> m_network;
     FrameList m_frames;
     LineHistory m_history;
+    RecordedLine m_recorded;
+    qint64 m_playedMs = 0;
+    qint64 m_toldSecond = 0;
     QStringList m_notices;
     bool m_isScanning = false;
     QString m_scanResult;
+    // The range that is asked, and the address that was asked last.
+    VOX::Addr m_scanFirst = 0;
+    VOX::Addr m_scanLast = 0;
+    VOX::Addr m_scanAt = 0;
     QBasicTimer m_timer;
     // The exchange that is on the line.
     qint64 m_exchangeMs = -1;

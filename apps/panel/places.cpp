@@ -1,8 +1,9 @@
 #include "panel/places.h"
 
+#include "panel/backdrop.h"
+
 #include <QDir>
 #include <QFileInfo>
-#include <QImageReader>
 #include <QJsonDocument>
 #include <QSaveFile>
 #include <QStandardPaths>
@@ -46,6 +47,7 @@ void Places::open(const QString &fileName)
         m_problem = tr("%1 is no file of places: %2. It is replaced when a shade is placed.")
                         .arg(fileName, error.errorString());
     m_pictureName = object.value(PictureKey).toString();
+    readPicture();
     const QJsonObject places = object.value(PlacesKey).toObject();
     for (auto place = places.begin(); place != places.end(); ++place) {
         const QJsonArray point = place.value().toArray();
@@ -81,19 +83,36 @@ void Places::save()
 
 QUrl Places::picture() const
 {
-    return m_pictureName.isEmpty()
-        ? QUrl()
-        : QUrl::fromLocalFile(QFileInfo(QFileInfo(m_fileName).dir(), m_pictureName).absoluteFilePath());
+    return m_pictureSize.isEmpty() ? QUrl() : Backdrop::urlOf(pictureFile());
+}
+
+QString Places::pictureFile() const
+{
+    return QFileInfo(QFileInfo(m_fileName).dir(), m_pictureName).absoluteFilePath();
+}
+
+void Places::readPicture()
+{
+    m_pictureSize = m_pictureName.isEmpty() ? QSize() : Backdrop::sizeOf(pictureFile(), &m_problem);
 }
 
 void Places::setPictureName(const QString &name)
 {
-    if (!name.isEmpty() && !QImageReader(name).canRead()) {
-        m_problem = tr("%1 is no picture that can be shown: choose a PNG or an SVG file.").arg(name);
+    QString file = name.trimmed();
+    if (file.startsWith(QLatin1String("~/")))
+        file.replace(0, 1, QDir::homePath());
+    if (!file.isEmpty())
+        file = QFileInfo(file).absoluteFilePath();
+    QString problem;
+    if (!file.isEmpty() && Backdrop::sizeOf(file, &problem).isEmpty()) {
+        // What is shown stays.
+        m_problem = problem;
         Q_EMIT changed();
         return;
     }
-    m_pictureName = name.isEmpty() ? name : QFileInfo(name).absoluteFilePath();
+    m_pictureName = file;
+    m_problem.clear();
+    readPicture();
     save();
 }
 

@@ -6,6 +6,7 @@
 #include <QHash>
 #include <QPointF>
 #include <QSet>
+#include <QSize>
 #include <QUrl>
 
 #include <optional>
@@ -32,9 +33,12 @@ public:
     /// Reads @p fileName, and keeps it up to date. One that is not there yet is empty.
     void open(const QString &fileName);
 
+    /// For QML; see Backdrop. Empty if there is none, or it cannot be shown.
     QUrl picture() const;
+    /// In its own pixels; empty if there is none.
+    QSize pictureSize() const { return m_pictureSize; }
     QString pictureName() const { return m_pictureName; }
-    /// A PNG or SVG file; an empty name takes the picture away.
+    /// A PNG, JPEG or SVG file; an empty name takes the picture away.
     void setPictureName(const QString &name);
     /// What could not be read or written, and what to do.
     QString problem() const { return m_problem; }
@@ -61,9 +65,12 @@ private:
     };
 
     void save();
+    QString pictureFile() const;
+    void readPicture();
 
     QString m_fileName;
     QString m_pictureName;
+    QSize m_pictureSize;
     QString m_problem;
     QHash<QString, QPointF> m_places;
     QSet<QString> m_checked;

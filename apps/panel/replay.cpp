@@ -87,6 +87,8 @@ void Replay::setPosition(double positionMs)
         m_next = 0;
     }
     m_positionMs = wanted;
+    if (m_panelLine && isCaughtUp())
+        m_panelLine->playUntil(static_cast<qint64>(m_positionMs));
     Q_EMIT positionChanged();
     arm();
 }
@@ -135,6 +137,8 @@ void Replay::timerEvent(QTimerEvent *event)
         Q_EMIT positionChanged();
     }
     feed();
+    if (m_panelLine && isCaughtUp())
+        m_panelLine->playUntil(static_cast<qint64>(m_positionMs));
     if (m_isPlaying && m_positionMs >= duration() && isCaughtUp())
         setPlaying(false);
     if (!m_isPlaying && isCaughtUp())
@@ -146,5 +150,7 @@ void Replay::feed()
     for (std::size_t i = 0; i < MostAtOnce && !isCaughtUp(); ++i) {
         const LineItem &item = m_items[m_next++];
         m_player->write(item.bytes);
+        if (m_panelLine)
+            m_panelLine->play(item, (item.timeNs - m_items.front().timeNs) / NsPerMs);
     }
 }

@@ -3,7 +3,20 @@
 #include "panel/groupcover.h"
 #include "panel/shadelook.h"
 
+#include <QRegularExpression>
+
 #include <algorithm>
+
+namespace {
+/// What a node has refused, without the names of the node and the command: they are beside it.
+QString reasonOf(const QString &refusal)
+{
+    static const QRegularExpression names(QStringLiteral("^.* refuses [A-Z0-9_]+: "));
+    QString reason = refusal;
+    reason.remove(names);
+    return reason.isEmpty() ? refusal : reason.at(0).toUpper() + reason.mid(1);
+}
+}
 
 Selection::Selection(const ShadeModel &model, QObject *parent)
     : QObject(parent)
@@ -75,6 +88,17 @@ QString Selection::way() const
     return parts.join(QStringLiteral("; "));
 }
 
+QVariantList Selection::percents() const
+{
+    QVariantList percents;
+    for (const VOXNetworkNode *const node : m_nodes) {
+        const auto *const motor = qobject_cast<const VOXNetworkMotor *>(node);
+        if (motor && motor->percent())
+            percents += *motor->percent();
+    }
+    return percents;
+}
+
 QVariantList Selection::makeRefusals() const
 {
     QVariantList refusals;
@@ -84,7 +108,7 @@ QVariantList Selection::makeRefusals() const
             continue;
         refusals += QVariantMap{
             {QStringLiteral("name"), node->label().isEmpty() ? node->addressText() : node->label()},
-            {QStringLiteral("sentence"), node->lastRefusal()},
+            {QStringLiteral("sentence"), reasonOf(node->lastRefusal())},
             {QStringLiteral("seconds"), static_cast<int>(ms / 1000)}};
     }
     return refusals;

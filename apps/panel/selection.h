@@ -34,6 +34,9 @@ public:
     /// What nodes have refused lately: objects with "node", "sentence" and "seconds".
     QVariantList refusals() const { return m_refusals; }
 
+    /// Where those are that have told it, in percent from the top.
+    Q_INVOKABLE QVariantList percents() const;
+
     /// Looks at all of them again.
     void tellAll();
     void set(const QVector<VOXNetworkNode *> &nodes);

@@ -2,79 +2,17 @@
 
 #include "network/voxnetworkmotor.h"
 #include "panel/facadelayout.h"
-#include "panel/scenenodes.h"
+#include "panel/picturenode.h"
 
 #include <QElapsedTimer>
 #include <QQuickWindow>
 #include <QRegularExpression>
 
-#include <cmath>
 #include <utility>
 
 namespace {
-constexpr double WholeWay = 100;
-/// Less of a change is not drawn, in pixels.
-constexpr double Visible = 0.25;
-
-/// The parts of one shade.
-struct ShadeNode : PartsNode
-{
-    explicit ShadeNode(QQuickWindow &window)
-        : windowPicture(window)
-        , cloth(window)
-        , otherCloth(window)
-        , hem(window)
-        , otherHem(window)
-        , target(window)
-        , signs(window)
-        , mark(window)
-        , ring(window)
-    {
-    }
-    ~ShadeNode() override { removeAllChildNodes(); }
-
-    void arrange()
-    {
-        PartsNode::arrange(
-            {&windowPicture, &cloth, &otherCloth, &hem, &otherHem, &target, &signs, &mark, &ring});
-    }
-
-    Picture windowPicture;
-    Picture cloth;
-    Picture otherCloth;
-    Bar hem;
-    Bar otherHem;
-    Bar target;
-    Picture signs;
-    Picture mark;
-    Picture ring;
-};
-
-/// The cloth that comes from above, with its hem at its lower edge.
-void drawBlind(ShadeNode &node, const QImage &cloth, const QRectF &glass, double percent, double hemHeight,
-               const QColor &hem)
-{
-    const double height = std::max(hemHeight, std::round(glass.height() * percent / WholeWay));
-    const QSizeF shown(glass.width(), height - hemHeight);
-    node.cloth.set(cloth, QRectF(glass.topLeft(), shown), QRectF(QPointF(), shown));
-    node.otherCloth.set({}, {}, {});
-    node.hem.set(QRectF(glass.left(), glass.top() + height - hemHeight, glass.width(), hemHeight), hem);
-    node.otherHem.set({}, hem);
-}
-
-/// Two cloths from both sides.
-void drawCurtain(ShadeNode &node, const QImage &cloth, const QRectF &glass, double percent, double hemHeight,
-                 const QColor &hem)
-{
-    const double width = std::max(hemHeight, std::round(glass.width() * percent / WholeWay / 2));
-    const QSizeF shown(width - hemHeight, glass.height());
-    const QSizeF edge(hemHeight, glass.height());
-    node.cloth.set(cloth, QRectF(glass.topLeft(), shown), QRectF(QPointF(), shown));
-    node.otherCloth.set(cloth, QRectF(QPointF(glass.right() - shown.width(), glass.top()), shown),
-                        QRectF(QPointF(glass.width() - shown.width(), 0), shown));
-    node.hem.set(QRectF(QPointF(glass.left() + shown.width(), glass.top()), edge), hem);
-    node.otherHem.set(QRectF(QPointF(glass.right() - width, glass.top()), edge), hem);
-}
+/// So often the caption of a moving shade changes: more often nobody reads it, and each time takes a layout.
+constexpr int CaptionMs = 200;
 }
 
 ShadeItem::ShadeItem(QQuickItem *parent)
@@ -223,13 +161,16 @@ void ShadeItem::updateEstimate(qint64 nowMs)
 {
     const VOXNetworkMotor *const motor = this->motor();
     const std::optional<int> estimate = motor ? motor->estimatedPercent() : std::nullopt;
-    if (!estimate || !m_look.hasCloth()) {
+    if (estimate && m_look.hasCloth())
+        m_motion.set(*estimate, nowMs);
+    else
         m_motion.reset();
-        return;
-    }
-    m_motion.set(*estimate, nowMs);
-    m_shown = m_motion.shown(nowMs);
-    m_hasRing = m_motion.hasRing(nowMs);
+    const int extent = painter().extentOf(m_look, m_motion.shown(nowMs));
+    const bool hasRing = m_motion.hasRing(nowMs);
+    if (extent != m_extent || hasRing != m_hasRing)
+        update();
+    m_extent = extent;
+    m_hasRing = hasRing;
 }
 
 void ShadeItem::updateValue()
@@ -250,15 +191,11 @@ bool ShadeItem::advance(qint64 nowMs)
 {
     if (std::exchange(m_hasNews, false))
         refresh();
-    const double before = m_shown;
-    const bool hadRing = m_hasRing;
     updateEstimate(nowMs);
-    updateValue();
-    const QRectF glass = painter().inner();
-    const bool isDifferent = std::round(before / WholeWay * glass.height() / Visible)
-        != std::round(m_shown / WholeWay * glass.height() / Visible);
-    if (isDifferent || hadRing != m_hasRing)
-        update();
+    if (nowMs - m_captionMs >= CaptionMs) {
+        m_captionMs = nowMs;
+        updateValue();
+    }
     m_isInMotion = m_look.motion != ShadeLook::Resting || m_motion.isRunning(nowMs);
     return m_isInMotion;
 }
@@ -275,59 +212,32 @@ QSGNode *ShadeItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
         delete old;
         return nullptr;
     }
-    auto *const node = old ? static_cast<ShadeNode *>(old) : new ShadeNode(*window());
-    const ShadePainter paint = painter();
-    const Theme::Mode mode = m_isDark ? Theme::Dark : Theme::Light;
-    const QRectF all(QPointF(), size());
-    const QRectF glass = paint.inner();
-    node->windowPicture.set(paint.window(m_look), all, all);
-    const QColor hem = Theme::colour(Theme::Hem, mode);
-    if (!m_look.hasCloth()) {
-        node->cloth.set({}, {}, {});
-        node->otherCloth.set({}, {}, {});
-        node->hem.set({}, hem);
-        node->otherHem.set({}, hem);
-    } else if (m_look.kind == ShadeLook::Curtain)
-        drawCurtain(*node, paint.cloth(m_look), glass, m_shown, paint.hemHeight(), hem);
-    else
-        drawBlind(*node, paint.cloth(m_look), glass, m_shown, paint.hemHeight(), hem);
-    const bool isMoving = m_look.motion != ShadeLook::Resting;
-    const auto rowOf = [&](int percent) {
-        return glass.top() + std::round(glass.height() * percent / WholeWay);
-    };
-    node->target.set(isMoving && m_look.target >= 0 ? QRectF(
-                         glass.left(), std::min(rowOf(m_look.target), glass.bottom() - 1), glass.width(), 1)
-                                                    : QRectF(),
-                     Theme::colour(Theme::Cloth, mode));
-    node->signs.set(paint.signs(m_look), all, all);
-    const QRectF mark(0, 0, 6, 8);
-    const bool hasMark = isMoving && m_look.reading >= 0 && width() >= FacadeLayout::ShortLabelWidth;
-    node->mark.set(
-        hasMark ? paint.mark() : QImage(),
-        mark.translated(std::max(0.0, glass.left() - 10), rowOf(m_look.reading) - mark.height() / 2), mark);
     const ShadePainter::Ring ring = m_isSelected ? ShadePainter::SelectedRing
         : m_isCurrent                            ? ShadePainter::FocusRing
         : m_hasRing                              ? ShadePainter::JumpRing
                                                  : ShadePainter::NoRing;
-    node->ring.set(paint.ring(ring), all, all);
-    node->arrange();
-    return node;
+    return pictureNode(old, *window(), painter().picture(m_look, m_extent, ring), boundingRect());
+}
+
+void ShadeItem::handleGeometry(const QRectF &now, const QRectF &before)
+{
+    if (now.size() == before.size())
+        return;
+    updateEstimate(nowMs());
+    update();
+    Q_EMIT sizeChanged();
 }
 
 #if QT_VERSION_MAJOR >= 6
 void ShadeItem::geometryChange(const QRectF &now, const QRectF &before)
 {
     QQuickItem::geometryChange(now, before);
-    if (now.size() != before.size())
-        Q_EMIT sizeChanged();
-    update();
+    handleGeometry(now, before);
 }
 #else
 void ShadeItem::geometryChanged(const QRectF &now, const QRectF &before)
 {
     QQuickItem::geometryChanged(now, before);
-    if (now.size() != before.size())
-        Q_EMIT sizeChanged();
-    update();
+    handleGeometry(now, before);
 }
 #endif

@@ -100,14 +100,16 @@ private:
     ShadePainter painter() const;
     void setMark(bool &mark, bool value);
     void noteNews();
+    void handleGeometry(const QRectF &now, const QRectF &before);
     void updateEstimate(qint64 nowMs);
     void updateValue();
 
     QPointer<VOXNetworkNode> m_node;
     ShadeLook m_look;
     ShadeMotion m_motion;
-    double m_shown = 0;
+    int m_extent = 0;
     bool m_hasRing = false;
+    qint64 m_captionMs = 0;
     bool m_isInMotion = false;
     bool m_hasNews = false;
     QString m_facade;

@@ -2,25 +2,56 @@
 
 #include "panel/facadelayout.h"
 
-#include <QCache>
 #include <QPainter>
 #include <QPainterPath>
 
+#include <algorithm>
 #include <cmath>
+#include <map>
 #include <vector>
 
 namespace {
 constexpr double FoldPitch = 12;
 constexpr double SlatPitch = 6;
 constexpr double HatchPitch = 8;
+constexpr double WholeWay = 100;
 constexpr int MinutesPerHour = 60;
-constexpr int CachedKilobytes = 32 * 1024;
-constexpr int BytesPerKilobyte = 1024;
+const QSizeF MarkSize(6, 8);
 
-QCache<QString, QImage> &cache()
+/// The parts that have been drawn, each under all that it depends on.
+class Parts
 {
-    static QCache<QString, QImage> cache(CachedKilobytes);
-    return cache;
+public:
+    using Key = std::vector<int>;
+
+    /// Null if it has not been drawn.
+    QImage find(const Key &key) const
+    {
+        const auto found = m_parts.find(key);
+        return found == m_parts.end() ? QImage() : found->second;
+    }
+    void keep(const Key &key, const QImage &image)
+    {
+        // A window that is pulled larger leaves sizes behind that are never seen again.
+        m_bytes += image.sizeInBytes();
+        if (m_bytes > MostBytes) {
+            m_parts.clear();
+            m_bytes = image.sizeInBytes();
+        }
+        m_parts[key] = image;
+    }
+
+private:
+    static constexpr qint64 MostBytes = 32 * 1024 * 1024;
+
+    std::map<Key, QImage> m_parts;
+    qint64 m_bytes = 0;
+};
+
+Parts &parts()
+{
+    static Parts parts;
+    return parts;
 }
 
 /// @p first and what follows @p pitch by @p pitch, below @p end.
@@ -74,7 +105,7 @@ double ShadePainter::frameWidth() const
     return isSmall() ? 1 : 3;
 }
 
-double ShadePainter::hemHeight() const
+int ShadePainter::hemHeight() const
 {
     return isSmall() ? 2 : 3;
 }
@@ -85,37 +116,114 @@ QRectF ShadePainter::inner() const
     return m_window.adjusted(frame, frame, -frame, -frame);
 }
 
-QImage ShadePainter::make(const QString &key, const QSizeF &size,
+double ShadePainter::rowOf(int percent) const
+{
+    return inner().top() + std::round(inner().height() * percent / WholeWay);
+}
+
+int ShadePainter::extentOf(const ShadeLook &look, double percent) const
+{
+    const double whole = look.kind == ShadeLook::Curtain ? inner().width() / 2 : inner().height();
+    return std::max(hemHeight(), static_cast<int>(std::lround(whole * percent / WholeWay)));
+}
+
+double ShadePainter::discSide() const
+{
+    return std::round(std::clamp(m_window.width() * 0.36, 10.0, 48.0));
+}
+
+// A picture is put together from parts: one node for a shade costs less in each frame than one for each part.
+
+QImage ShadePainter::picture(const ShadeLook &look, int extent, Ring ring) const
+{
+    QImage picture = window(look);
+    QPainter painter(&picture);
+    if (look.hasCloth() && look.kind == ShadeLook::Curtain)
+        drawCurtain(painter, cloth(look), extent);
+    else if (look.hasCloth())
+        drawBlind(painter, cloth(look), extent);
+    drawMotion(painter, look);
+    painter.drawImage(QPointF(), signs(look));
+    painter.drawImage(QPointF(), this->ring(ring));
+    return picture;
+}
+
+/// The cloth that comes from above, with its hem at its lower edge.
+void ShadePainter::drawBlind(QPainter &painter, const QImage &cloth, int extent) const
+{
+    const QRectF glass = inner();
+    const QSizeF shown(glass.width(), extent - hemHeight());
+    if (!shown.isEmpty())
+        painter.drawImage(QRectF(glass.topLeft(), shown), cloth, QRectF(QPointF(), shown * m_ratio));
+    painter.fillRect(QRectF(glass.left(), glass.top() + shown.height(), glass.width(), hemHeight()),
+                     colour(Theme::Hem));
+}
+
+/// Two cloths from both sides.
+void ShadePainter::drawCurtain(QPainter &painter, const QImage &cloth, int extent) const
+{
+    const QRectF glass = inner();
+    const QSizeF shown(extent - hemHeight(), glass.height());
+    const QSizeF hem(hemHeight(), glass.height());
+    const double right = glass.width() - shown.width();
+    if (!shown.isEmpty()) {
+        painter.drawImage(QRectF(glass.topLeft(), shown), cloth, QRectF(QPointF(), shown * m_ratio));
+        painter.drawImage(QRectF(glass.topLeft() + QPointF(right, 0), shown), cloth,
+                          QRectF(QPointF(right, 0) * m_ratio, shown * m_ratio));
+    }
+    painter.fillRect(QRectF(glass.topLeft() + QPointF(shown.width(), 0), hem), colour(Theme::Hem));
+    painter.fillRect(QRectF(glass.topLeft() + QPointF(right - hemHeight(), 0), hem), colour(Theme::Hem));
+}
+
+/// Where a moving one goes, and where it was last read.
+void ShadePainter::drawMotion(QPainter &painter, const ShadeLook &look) const
+{
+    if (look.motion == ShadeLook::Resting)
+        return;
+    const QRectF glass = inner();
+    if (look.target >= 0)
+        painter.fillRect(
+            QRectF(glass.left(), std::min(rowOf(look.target), glass.bottom() - 1), glass.width(), 1),
+            colour(Theme::Cloth));
+    if (look.reading < 0 || isSmall())
+        return;
+    const QRectF mark(QPointF(std::max(0.0, glass.left() - 10), rowOf(look.reading) - MarkSize.height() / 2),
+                      MarkSize);
+    painter.save();
+    painter.setRenderHint(QPainter::Antialiasing);
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour(Theme::Ink));
+    painter.drawPolygon(
+        QPolygonF({mark.topLeft(), QPointF(mark.right(), mark.center().y()), mark.bottomLeft()}));
+    painter.restore();
+}
+
+QImage ShadePainter::part(Part part, std::initializer_list<int> whatCounts, const QSizeF &size,
                           const std::function<void(QPainter &)> &paint) const
 {
-    const QString whole = QStringLiteral("%1 %2x%3 %4 %5")
-                              .arg(key)
-                              .arg(m_cell.width())
-                              .arg(m_cell.height())
-                              .arg(m_ratio)
-                              .arg(static_cast<int>(m_mode));
-    if (const QImage *const image = cache().object(whole))
-        return *image;
-    QImage image((size * m_ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    const QSize pixels = (size * m_ratio).toSize();
+    Parts::Key key(whatCounts);
+    key.insert(key.end(), {part, pixels.width(), pixels.height(), qRound(m_ratio * WholeWay), m_mode});
+    if (const QImage image = parts().find(key); !image.isNull())
+        return image;
+    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(m_ratio);
     image.fill(Qt::transparent);
     QPainter painter(&image);
     painter.setRenderHint(QPainter::Antialiasing);
     paint(painter);
     painter.end();
-    cache().insert(whole, new QImage(image), static_cast<int>(image.sizeInBytes()) / BytesPerKilobyte + 1);
+    parts().keep(key, image);
     return image;
 }
 
 QImage ShadePainter::window(const ShadeLook &look) const
 {
-    const auto key =
-        QStringLiteral("window %1 %2 %3").arg(look.state).arg(look.isDoubled).arg(look.hasCloth());
-    return make(key, m_cell, [&](QPainter &painter) {
+    return part(WindowPart, {look.state, look.isDoubled, look.hasCloth()}, m_cell, [&](QPainter &painter) {
         if (look.isDoubled)
             paintFrame(painter, m_window.translated(-frameWidth() - 1, -frameWidth() - 1));
         if (look.state == ShadeLook::Dead)
-            paintDead(painter, look);
+            paintDead(painter);
         else if (look.hasCloth())
             paintFrame(painter, m_window);
         else
@@ -158,7 +266,7 @@ void ShadePainter::paintDashed(QPainter &painter, const ShadeLook &look) const
     Signs::paint(painter, Signs::Unknown, sign, colour(Theme::Ink2));
 }
 
-void ShadePainter::paintDead(QPainter &painter, const ShadeLook &) const
+void ShadePainter::paintDead(QPainter &painter) const
 {
     QPainterPath shape;
     shape.addRoundedRect(m_window, 2, 2);
@@ -174,30 +282,29 @@ void ShadePainter::paintDead(QPainter &painter, const ShadeLook &) const
 QImage ShadePainter::cloth(const ShadeLook &look) const
 {
     const QSizeF size = inner().size();
-    const auto key =
-        QStringLiteral("cloth %1 %2").arg(look.kind).arg(look.kind == ShadeLook::Slats ? look.tilt : 0);
-    return make(key, size, [&](QPainter &painter) {
-        const QColor fold = m_mode == Theme::Dark ? QColor(0, 0, 0, 44) : QColor(0, 0, 0, 26);
-        painter.setRenderHint(QPainter::Antialiasing, false);
-        if (look.kind == ShadeLook::Slats) {
-            // Open slats are seen by their edges.
-            const int tilt = look.tilt < 0 || look.tilt > 100 ? 100 : look.tilt;
-            const double height = std::max(1.0, std::round(1 + (SlatPitch - 2) * tilt / 100));
-            for (const double y : steps(0, size.height(), SlatPitch))
-                painter.fillRect(QRectF(0, y, size.width(), height), colour(Theme::Cloth));
-            return;
-        }
-        painter.fillRect(QRectF(QPointF(), size), colour(Theme::Cloth));
-        if (isSmall())
-            return;
-        if (look.kind == ShadeLook::Curtain) {
-            for (const double x : steps(FoldPitch / 2, size.width(), FoldPitch / 2))
-                painter.fillRect(QRectF(x, 0, 1, size.height()), fold);
-            return;
-        }
-        for (const double y : steps(FoldPitch, size.height(), FoldPitch))
-            painter.fillRect(QRectF(0, y, size.width(), 1), fold);
-    });
+    return part(ClothPart, {look.kind, look.kind == ShadeLook::Slats ? look.tilt : 0}, size,
+                [&](QPainter &painter) {
+                    const QColor fold = m_mode == Theme::Dark ? QColor(0, 0, 0, 44) : QColor(0, 0, 0, 26);
+                    painter.setRenderHint(QPainter::Antialiasing, false);
+                    if (look.kind == ShadeLook::Slats) {
+                        // Open slats are seen by their edges.
+                        const int tilt = look.tilt < 0 || look.tilt > 100 ? 100 : look.tilt;
+                        const double height = std::max(1.0, std::round(1 + (SlatPitch - 2) * tilt / 100));
+                        for (const double y : steps(0, size.height(), SlatPitch))
+                            painter.fillRect(QRectF(0, y, size.width(), height), colour(Theme::Cloth));
+                        return;
+                    }
+                    painter.fillRect(QRectF(QPointF(), size), colour(Theme::Cloth));
+                    if (isSmall())
+                        return;
+                    if (look.kind == ShadeLook::Curtain) {
+                        for (const double x : steps(FoldPitch / 2, size.width(), FoldPitch / 2))
+                            painter.fillRect(QRectF(x, 0, 1, size.height()), fold);
+                        return;
+                    }
+                    for (const double y : steps(FoldPitch, size.height(), FoldPitch))
+                        painter.fillRect(QRectF(0, y, size.width(), 1), fold);
+                });
 }
 
 void ShadePainter::paintCorner(QPainter &painter, Signs::Sign sign, Theme::Role plate, Theme::Role ink) const
@@ -218,73 +325,78 @@ QImage ShadePainter::signs(const ShadeLook &look) const
     const bool isOffline = look.state == ShadeLook::Offline;
     if (!isDead && !isOffline && !look.isLocked && !look.isRefused && look.motion == ShadeLook::Resting)
         return {};
-    const bool hasTime = isDead && !isSmall();
-    const auto key = QStringLiteral("signs %1 %2 %3 %4 %5")
-                         .arg(look.state)
-                         .arg(look.motion)
-                         .arg(look.isLocked)
-                         .arg(look.isRefused)
-                         .arg(hasTime ? look.silentMinutes : 0);
-    return make(key, m_cell, [&](QPainter &painter) {
-        if (isOffline) {
-            QColor grey = colour(Theme::Ink2);
-            grey.setAlphaF(0.6);
-            hatch(painter, m_window, grey, isSmall() ? 1 : 1.6);
-        }
-        const double side = std::round(std::min(std::max(m_window.width() * 0.36, 10.0), 48.0));
-        if (look.motion != ShadeLook::Resting && !isSmall()) {
-            QRectF disc(0, 0, side, side);
-            disc.moveCenter(QPointF(m_window.center().x(), m_window.bottom() - m_window.height() * 0.25));
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(colour(Theme::Accent));
-            painter.drawEllipse(disc);
-            const double inset = side * 0.18;
-            Signs::paint(painter, look.motion == ShadeLook::Up ? Signs::ArrowUp : Signs::ArrowDown,
-                         disc.adjusted(inset, inset, -inset, -inset), colour(Theme::OnAccent));
-        } else if (look.motion != ShadeLook::Resting) {
-            paintCorner(painter, look.motion == ShadeLook::Up ? Signs::ArrowUp : Signs::ArrowDown,
-                        Theme::Accent, Theme::OnAccent);
-        }
-        if (isDead) {
-            QRectF disc(0, 0, side * 1.2, side * 1.2);
-            disc.moveCenter(
-                QPointF(m_window.center().x(), m_window.top() + m_window.height() * (hasTime ? 0.42 : 0.5)));
-            painter.setPen(QPen(colour(Theme::Bad), 1.2));
-            painter.setBrush(colour(Theme::Surface));
-            painter.drawEllipse(disc);
-            const double inset = disc.width() * 0.16;
-            Signs::paint(painter, Signs::Cross, disc.adjusted(inset, inset, -inset, -inset),
-                         colour(Theme::Bad));
-        }
-        if (hasTime) {
-            const QFont font = fontOf(11);
-            painter.setFont(font);
-            const int minutes = look.silentMinutes;
-            const QString text = minutes < 1 ? ShadeLook::tr("< 1 min")
-                : minutes < MinutesPerHour   ? ShadeLook::tr("%1 min").arg(minutes)
-                                             : ShadeLook::tr("%1 h").arg(minutes / MinutesPerHour);
-            const double width =
-                std::min(m_window.width() - 6, QFontMetricsF(font).horizontalAdvance(text) + 8);
-            QRectF plate(0, 0, width, 15);
-            plate.moveCenter(QPointF(m_window.center().x(), m_window.bottom() - 11));
-            painter.setPen(Qt::NoPen);
-            painter.setBrush(colour(Theme::Surface));
-            painter.drawRoundedRect(plate, 7.5, 7.5);
-            painter.setPen(colour(Theme::Bad));
-            painter.drawText(plate, Qt::AlignCenter, text);
-        }
-        if (look.isRefused)
-            paintCorner(painter, Signs::Refused, Theme::WarningTint, Theme::Warning);
-        else if (look.isLocked)
-            paintCorner(painter, Signs::Lock, Theme::Surface, Theme::Ink);
-    });
+    return part(SignsPart,
+                {look.state, look.motion, look.isLocked, look.isRefused, isDead ? look.silentMinutes : 0},
+                m_cell, [&](QPainter &painter) { paintSigns(painter, look); });
+}
+
+void ShadePainter::paintSigns(QPainter &painter, const ShadeLook &look) const
+{
+    if (look.state == ShadeLook::Offline) {
+        QColor grey = colour(Theme::Ink2);
+        grey.setAlphaF(0.6);
+        hatch(painter, m_window, grey, isSmall() ? 1 : 1.6);
+    }
+    if (look.motion != ShadeLook::Resting)
+        paintArrow(painter, look.motion);
+    if (look.state == ShadeLook::Dead)
+        paintCross(painter, look);
+    if (look.isRefused)
+        paintCorner(painter, Signs::Refused, Theme::WarningTint, Theme::Warning);
+    else if (look.isLocked)
+        paintCorner(painter, Signs::Lock, Theme::Surface, Theme::Ink);
+}
+
+void ShadePainter::paintArrow(QPainter &painter, ShadeLook::Motion motion) const
+{
+    const Signs::Sign arrow = motion == ShadeLook::Up ? Signs::ArrowUp : Signs::ArrowDown;
+    if (isSmall()) {
+        paintCorner(painter, arrow, Theme::Accent, Theme::OnAccent);
+        return;
+    }
+    QRectF disc(0, 0, discSide(), discSide());
+    disc.moveCenter(QPointF(m_window.center().x(), m_window.bottom() - m_window.height() * 0.25));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour(Theme::Accent));
+    painter.drawEllipse(disc);
+    const double inset = discSide() * 0.18;
+    Signs::paint(painter, arrow, disc.adjusted(inset, inset, -inset, -inset), colour(Theme::OnAccent));
+}
+
+/// With the time of its silence, where there is room.
+void ShadePainter::paintCross(QPainter &painter, const ShadeLook &look) const
+{
+    QRectF disc(0, 0, discSide() * 1.2, discSide() * 1.2);
+    disc.moveCenter(
+        QPointF(m_window.center().x(), m_window.top() + m_window.height() * (isSmall() ? 0.5 : 0.42)));
+    painter.setPen(QPen(colour(Theme::Bad), 1.2));
+    painter.setBrush(colour(Theme::Surface));
+    painter.drawEllipse(disc);
+    const double inset = disc.width() * 0.16;
+    Signs::paint(painter, Signs::Cross, disc.adjusted(inset, inset, -inset, -inset), colour(Theme::Bad));
+    if (isSmall())
+        return;
+    const QFont font = fontOf(11);
+    painter.setFont(font);
+    const int minutes = look.silentMinutes;
+    const QString text = minutes < 1 ? ShadeLook::tr("< 1 min")
+        : minutes < MinutesPerHour   ? ShadeLook::tr("%1 min").arg(minutes)
+                                     : ShadeLook::tr("%1 h").arg(minutes / MinutesPerHour);
+    const double width = std::min(m_window.width() - 6, QFontMetricsF(font).horizontalAdvance(text) + 8);
+    QRectF plate(0, 0, width, 15);
+    plate.moveCenter(QPointF(m_window.center().x(), m_window.bottom() - 11));
+    painter.setPen(Qt::NoPen);
+    painter.setBrush(colour(Theme::Surface));
+    painter.drawRoundedRect(plate, 7.5, 7.5);
+    painter.setPen(colour(Theme::Bad));
+    painter.drawText(plate, Qt::AlignCenter, text);
 }
 
 QImage ShadePainter::ring(Ring ring) const
 {
     if (ring == NoRing)
         return {};
-    return make(QStringLiteral("ring %1").arg(ring), m_cell, [&](QPainter &painter) {
+    return part(RingPart, {ring}, m_cell, [&](QPainter &painter) {
         QPen pen(colour(Theme::Accent), isSmall() ? 1.5 : 2.5);
         if (ring == FocusRing)
             pen.setDashPattern({2, 2});
@@ -294,15 +406,5 @@ QImage ShadePainter::ring(Ring ring) const
         painter.setBrush(Qt::NoBrush);
         const QRectF rect(QPointF(), m_cell);
         painter.drawRoundedRect(rect.adjusted(1.5, 1.5, -1.5, -1.5), isSmall() ? 2 : 5, isSmall() ? 2 : 5);
-    });
-}
-
-QImage ShadePainter::mark() const
-{
-    const QSizeF size(6, 8);
-    return make(QStringLiteral("mark"), size, [&](QPainter &painter) {
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(colour(Theme::Ink));
-        painter.drawPolygon(QPolygonF({QPointF(0, 0), QPointF(6, 4), QPointF(0, 8)}));
     });
 }

@@ -10,36 +10,49 @@
 
 #include <functional>
 
-/// Draws the parts of a shade that do not move, as pictures of one size and theme. Equal ones are drawn once.
+/// Draws shades as pictures of one size and theme. Parts that are equal are drawn once.
 class ShadePainter
 {
 public:
+    /// Around a cell: selected, where the keys are, or where a shade has just jumped.
+    enum Ring : int { NoRing, SelectedRing, FocusRing, JumpRing };
+
     ShadePainter(const QSizeF &cell, double pixelRatio, Theme::Mode mode);
 
-    /// The window in its frame, without cloth: of the whole cell.
-    QImage window(const ShadeLook &look) const;
-    /// All of the cloth, of the size of inner().
+    /// The whole cell. @p extent is that of extentOf().
+    QImage picture(const ShadeLook &look, int extent, Ring ring) const;
+    /// The cloth alone, or the slats, as long as the glass.
     QImage cloth(const ShadeLook &look) const;
-    /// Signs and plates over it: of the whole cell. Null if there are none.
-    QImage signs(const ShadeLook &look) const;
-    /// Around a cell: selected, where the keys are, or where a shade has just jumped.
-    enum Ring { NoRing, SelectedRing, FocusRing, JumpRing };
-    QImage ring(Ring ring) const;
-    /// The mark of a last reading: a small triangle, whose point is at the middle of its right side.
-    QImage mark() const;
+    /// How far the cloth reaches at @p percent, its hem included: from above, or from each side. Never less
+    /// than the hem, so that a shade is always seen.
+    int extentOf(const ShadeLook &look, double percent) const;
 
     /// The glass, in the coordinates of the cell.
     QRectF inner() const;
     /// Pixels of the hem; less on small windows.
-    double hemHeight() const;
+    int hemHeight() const;
 
 private:
-    QImage make(const QString &key, const QSizeF &size, const std::function<void(QPainter &)> &paint) const;
+    enum Part : int { WindowPart, ClothPart, SignsPart, RingPart };
+
+    QImage window(const ShadeLook &look) const;
+    QImage signs(const ShadeLook &look) const;
+    QImage ring(Ring ring) const;
+    QImage part(Part part, std::initializer_list<int> whatCounts, const QSizeF &size,
+                const std::function<void(QPainter &)> &paint) const;
     bool isSmall() const;
     double frameWidth() const;
+    double discSide() const;
+    double rowOf(int percent) const;
+    void drawBlind(QPainter &painter, const QImage &cloth, int extent) const;
+    void drawCurtain(QPainter &painter, const QImage &cloth, int extent) const;
+    void drawMotion(QPainter &painter, const ShadeLook &look) const;
     void paintFrame(QPainter &painter, const QRectF &window) const;
     void paintDashed(QPainter &painter, const ShadeLook &look) const;
-    void paintDead(QPainter &painter, const ShadeLook &look) const;
+    void paintDead(QPainter &painter) const;
+    void paintSigns(QPainter &painter, const ShadeLook &look) const;
+    void paintArrow(QPainter &painter, ShadeLook::Motion motion) const;
+    void paintCross(QPainter &painter, const ShadeLook &look) const;
     void paintCorner(QPainter &painter, Signs::Sign sign, Theme::Role plate, Theme::Role ink) const;
     QColor colour(Theme::Role role) const { return Theme::colour(role, m_mode); }
 

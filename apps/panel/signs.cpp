@@ -144,14 +144,24 @@ void arrowDown(QPainterPath &path)
     path.lineTo(17.5, 13.5);
 }
 
+void halfDisc(QPainterPath &path)
+{
+    path.setFillRule(Qt::OddEvenFill);
+    path.addEllipse(QRectF(3, 3, 18, 18));
+    path.moveTo(12, 5);
+    path.arcTo(QRectF(5, 5, 14, 14), 90, 180);
+    path.closeSubpath();
+}
+
 const Row rows[] = {
-    {"up", up, false},       {"down", down, false},       {"stop", stop, true},
-    {"wink", wink, true},    {"lock", lock, true},        {"refused", refused, false},
-    {"cross", cross, false}, {"check", check, false},     {"unknown", unknown, false},
-    {"undo", undo, false},   {"save", save, false},       {"play", play, true},
-    {"pause", pause, true},  {"arrowUp", arrowUp, false}, {"arrowDown", arrowDown, false},
+    {"up", up, false},         {"down", down, false},       {"stop", stop, true},
+    {"wink", wink, true},      {"lock", lock, true},        {"refused", refused, false},
+    {"cross", cross, false},   {"check", check, false},     {"unknown", unknown, false},
+    {"undo", undo, false},     {"save", save, false},       {"play", play, true},
+    {"pause", pause, true},    {"arrowUp", arrowUp, false}, {"arrowDown", arrowDown, false},
+    {"theme", halfDisc, true},
 };
-static_assert(std::size(rows) == Signs::ArrowDown + 1);
+static_assert(std::size(rows) == Signs::HalfDisc + 1);
 }
 
 void Signs::paint(QPainter &painter, Sign sign, const QRectF &rect, const QColor &colour)

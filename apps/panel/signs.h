@@ -23,7 +23,8 @@ enum Sign : int {
     Play,
     Pause,
     ArrowUp,
-    ArrowDown
+    ArrowDown,
+    HalfDisc
 };
 
 /// Draws @p sign into the square @p rect.

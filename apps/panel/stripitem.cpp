@@ -1,54 +1,25 @@
 #include "panel/stripitem.h"
 
-#include "panel/scenenodes.h"
+#include "panel/picturenode.h"
 #include "panel/signs.h"
 
 #include <QPainter>
 
+#include <algorithm>
 #include <cmath>
-#include <vector>
 
 namespace {
 constexpr double MsPerSecond = 1000;
 constexpr double MarkSide = 12;
+constexpr double Percent = 100;
+constexpr double DashPitch = 8;
 const Theme::Role roles[] = {Theme::LanePoll, Theme::LaneReadBack, Theme::LaneUser, Theme::LaneOther};
 static_assert(std::size(roles) == LineHistory::KindCount);
 
-/// The bars, and the mark over each.
-class StripNode : public PartsNode
+void drawDashes(QPainter &painter, double y, double width, const QColor &colour)
 {
-public:
-    explicit StripNode(QQuickWindow &window)
-    {
-        for (int i = 0; i < LineHistory::Seconds * LineHistory::KindCount; ++i)
-            bars.push_back(std::make_unique<Bar>(window));
-        for (int i = 0; i < LineHistory::Seconds; ++i)
-            marks.push_back(std::make_unique<Picture>(window));
-    }
-    ~StripNode() override { removeAllChildNodes(); }
-
-    void arrange()
-    {
-        std::vector<const Part *> parts;
-        for (const auto &bar : bars)
-            parts.push_back(bar.get());
-        for (const auto &mark : marks)
-            parts.push_back(mark.get());
-        PartsNode::arrange(parts);
-    }
-
-    std::vector<std::unique_ptr<Bar>> bars;
-    std::vector<std::unique_ptr<Picture>> marks;
-};
-
-QImage markImage(Signs::Sign sign, const QColor &colour, double ratio)
-{
-    QImage image(QSizeF(MarkSide * ratio, MarkSide * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
-    image.fill(Qt::transparent);
-    image.setDevicePixelRatio(ratio);
-    QPainter painter(&image);
-    Signs::paint(painter, sign, QRectF(0, 0, MarkSide, MarkSide), colour);
-    return image;
+    for (int i = 0; i * DashPitch < width; ++i)
+        painter.fillRect(QRectF(i * DashPitch, y, DashPitch / 2, 1), colour);
 }
 }
 
@@ -65,7 +36,8 @@ void StripItem::setLine(PanelLine *line)
         m_line->disconnect(this);
     m_line = line;
     if (line)
-        connect(line, &PanelLine::ticked, this, &QQuickItem::update);
+        connect(line, &PanelLine::ticked, this, &StripItem::takeSeconds);
+    takeSeconds();
     Q_EMIT lineChanged();
 }
 
@@ -75,33 +47,57 @@ void StripItem::setDark(bool isDark)
     Q_EMIT lineChanged();
 }
 
+/// An empty minute that goes on looks as it did: nothing is drawn while a line is silent.
+void StripItem::takeSeconds()
+{
+    Minute minute;
+    for (std::size_t i = 0; m_line && i < minute.size(); ++i) {
+        // The present second is not over yet.
+        minute[i] = m_line->history().second(m_line->historyMs(), LineHistory::Seconds - static_cast<int>(i));
+    }
+    if (minute == m_minute)
+        return;
+    m_minute = minute;
+    update();
+}
+
 QSGNode *StripItem::updatePaintNode(QSGNode *old, UpdatePaintNodeData *)
 {
-    auto *const node = old ? static_cast<StripNode *>(old) : new StripNode(*window());
-    const double ratio = window()->effectiveDevicePixelRatio();
-    const QImage cross = markImage(Signs::Cross, Theme::colour(Theme::Bad, m_mode), ratio);
-    const QImage failed = markImage(Signs::Refused, Theme::colour(Theme::Warning, m_mode), ratio);
-    const qint64 now = PanelLine::nowMs();
-    const double pitch = width() / LineHistory::Seconds;
-    for (int i = 0; i < LineHistory::Seconds; ++i) {
-        const double left = std::round(i * pitch);
-        const double barWidth = std::max(1.0, std::round((i + 1) * pitch) - left - 1);
-        // The present second is not over yet.
-        const LineHistory::Second second =
-            m_line ? m_line->history().second(now, LineHistory::Seconds - i) : LineHistory::Second();
-        double bottom = height();
-        for (std::size_t kind = 0; kind < LineHistory::KindCount; ++kind) {
-            const double part = std::round(height() * second.takenMs[kind] / MsPerSecond);
-            const double top = std::max(0.0, bottom - part);
-            node->bars[static_cast<std::size_t>(i) * LineHistory::KindCount + kind]->set(
-                QRectF(left, top, barWidth, bottom - top), Theme::colour(roles[kind], m_mode));
-            bottom = top;
-        }
-        const QImage mark = second.unanswered > 0 ? cross : second.failed > 0 ? failed : QImage();
-        const QRectF square(0, 0, MarkSide, MarkSide);
-        node->marks[static_cast<std::size_t>(i)]->set(
-            mark, square.translated(std::round(left + (barWidth - MarkSide) / 2), 2), square);
+    if (size().isEmpty()) {
+        delete old;
+        return nullptr;
     }
-    node->arrange();
-    return node;
+    const double ratio = window()->effectiveDevicePixelRatio();
+    QImage image((size() * ratio).toSize(), QImage::Format_ARGB32_Premultiplied);
+    image.setDevicePixelRatio(ratio);
+    image.fill(Qt::transparent);
+    QPainter painter(&image);
+    const double pitch = width() / LineHistory::Seconds;
+    for (std::size_t i = 0; i < m_minute.size(); ++i) {
+        const double left = std::round(static_cast<double>(i) * pitch);
+        const double right = std::round(static_cast<double>(i + 1) * pitch) - 1;
+        drawSecond(painter, m_minute[i], left, std::max(1.0, right - left));
+    }
+    // What the host may take at most; a low strip has no room for it.
+    if (m_line && height() > 2 * MarkSide)
+        drawDashes(painter, std::round(height() * (1 - m_line->maxLoad() / Percent)), width(),
+                   Theme::colour(Theme::Ink2, m_mode));
+    painter.end();
+    return pictureNode(old, *window(), image, boundingRect());
+}
+
+void StripItem::drawSecond(QPainter &painter, const LineHistory::Second &second, double left,
+                           double barWidth) const
+{
+    double bottom = height();
+    for (std::size_t kind = 0; kind < LineHistory::KindCount; ++kind) {
+        const double top = std::max(0.0, bottom - std::round(height() * second.takenMs[kind] / MsPerSecond));
+        painter.fillRect(QRectF(left, top, barWidth, bottom - top), Theme::colour(roles[kind], m_mode));
+        bottom = top;
+    }
+    const QRectF square(std::round(left + (barWidth - MarkSide) / 2), 2, MarkSide, MarkSide);
+    if (second.unanswered > 0)
+        Signs::paint(painter, Signs::Cross, square, Theme::colour(Theme::Bad, m_mode));
+    else if (second.failed > 0)
+        Signs::paint(painter, Signs::Refused, square, Theme::colour(Theme::Warning, m_mode));
 }

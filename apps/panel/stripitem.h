@@ -6,6 +6,8 @@
 
 #include <QQuickItem>
 
+class QPainter;
+
 /// The last minute of a line as bars of a second each, the newest at the right.
 class StripItem : public QQuickItem
 {
@@ -28,6 +30,12 @@ protected:
     QSGNode *updatePaintNode(QSGNode *old, UpdatePaintNodeData *data) override;
 
 private:
+    using Minute = std::array<LineHistory::Second, LineHistory::Seconds>;
+
+    void takeSeconds();
+    void drawSecond(QPainter &painter, const LineHistory::Second &second, double left, double barWidth) const;
+
+    Minute m_minute{};
     QPointer<PanelLine> m_line;
     Theme::Mode m_mode = Theme::Light;
 };

@@ -81,6 +81,11 @@ Theme::Theme(Mode mode, QObject *parent)
     for (const FontRow &row : fonts)
         insert(QLatin1String(row.name), font(row));
     setMode(mode);
+    // Written by a page.
+    connect(this, &QQmlPropertyMap::valueChanged, this, [this](const QString &name, const QVariant &value) {
+        if (name == QLatin1String("isDark"))
+            setMode(value.toBool() ? Dark : Light);
+    });
 }
 
 QColor Theme::colour(Role role, Mode mode)

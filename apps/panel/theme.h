@@ -5,7 +5,7 @@
 #include <QQmlPropertyMap>
 
 /// The look of the panel, by name: colours, light and dark, sizes, distances and fonts. QML reads it as
-/// "Theme".
+/// "Theme", and writes "isDark".
 class Theme : public QQmlPropertyMap
 {
     Q_OBJECT

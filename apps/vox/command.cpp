@@ -141,6 +141,13 @@ bool CommandLine::parse(const QStringList &arguments, int least, int most)
     return false;
 }
 
+bool CommandLine::failRange(const QCommandLineOption &option, const QString &least, const QString &most)
+{
+    m_exitCode = fail(
+        QStringLiteral("--%1 is to be a number from %2 to %3").arg(option.names().constLast(), least, most));
+    return false;
+}
+
 bool CommandLine::isJson() const
 {
     return m_parser.isSet(JsonName);
@@ -153,7 +160,7 @@ QString CommandLine::busUrl() const
 
 std::unique_ptr<VOXBus> CommandLine::openBus()
 {
-    QString problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+    QString problem = NoBus;
     const QString url = busUrl();
     std::unique_ptr<VOXBus> bus = url.isEmpty() ? nullptr : VOXBusUrl::openBus(url, &problem);
     if (!bus)

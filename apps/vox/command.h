@@ -6,6 +6,7 @@
 #include <QVector>
 
 #include <memory>
+#include <type_traits>
 
 class VOXBus;
 
@@ -49,6 +50,8 @@ public:
     /// @p example is a command line that works against the example network.
     CommandLine(const QString &command, const QString &description, const QString &example, int options);
 
+    /// The command's.
+    const QString &name() const { return m_description.name; }
     const QCommandLineParser &parser() const { return m_parser; }
     void addOptions(const QList<QCommandLineOption> &options);
     /// Sets the options that may be given several times. All other options that take a value may be given
@@ -63,6 +66,27 @@ public:
     bool parse(const QStringList &arguments, int least, int most);
     int exitCode() const { return m_exitCode; }
 
+    /// Takes the value of @p option, a number from @p least to @p most, into @p number, which stays as it is
+    /// if the option has none. False if it is something else; then exitCode() is the program's.
+    template <typename Number>
+    bool readNumber(const QCommandLineOption &option, Number least, Number most, Number *number)
+    {
+        const QString text = m_parser.value(option);
+        if (text.isEmpty() && !m_parser.isSet(option))
+            return true;
+        bool isNumber = false;
+        const auto value = [&] {
+            if constexpr (std::is_integral_v<Number>)
+                return text.toLongLong(&isNumber);
+            else
+                return text.toDouble(&isNumber);
+        }();
+        if (!isNumber || !(value >= least && value <= most))
+            return failRange(option, QString::number(least), QString::number(most));
+        *number = static_cast<Number>(value);
+        return true;
+    }
+
     QStringList words() const { return m_parser.positionalArguments(); }
     bool isJson() const;
     /// The URL of the bus; empty if neither the option nor the environment names one.
@@ -70,6 +94,8 @@ public:
     /// Opens the bus; null if that fails, and then exitCode() is the program's.
     std::unique_ptr<VOXBus> openBus();
 
+    /// Why a command cannot go on that needs a bus.
+    static inline const QString NoBus = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
     /// Prints what is wrong with the command line and returns the exit code for it.
     int fail(const QString &problem) const;
 
@@ -78,6 +104,7 @@ public:
     static QString examplePath(const QString &name);
 
 private:
+    bool failRange(const QCommandLineOption &option, const QString &least, const QString &most);
     QString givenTwice() const;
     QString wrongFileName() const;
 

@@ -67,7 +67,7 @@ void tellDropped()
 QString exitCodesText()
 {
     return QStringLiteral("0 done; 1 refused, no answer, a difference, or output that cannot be written; "
-                          "2 wrong use.");
+                          "2 wrong use, or a bus or file that cannot be opened.");
 }
 
 QString counted(qint64 number, const char *noun)

@@ -10,6 +10,7 @@ class LineLoad
 {
 public:
     static constexpr int WindowMs = 10000;
+    static constexpr qint64 NsPerMs = 1000000;
 
     /// @p busyNs of a busy line have just passed at @p nowMs.
     void add(qint64 nowMs, qint64 busyNs, bool isPoll)
@@ -24,7 +25,6 @@ public:
     int percent(qint64 nowMs) { return qMin(100, (pollsMs(nowMs) + othersMs(nowMs)) * 100 / WindowMs); }
 
 private:
-    static constexpr qint64 NsPerMs = 1000000;
     static constexpr int SlotCount = 40;
     static constexpr int SlotMs = WindowMs / SlotCount;
 
@@ -51,6 +51,28 @@ private:
     std::array<Slot, SlotCount> m_slots{};
     Slot m_total;
     qint64 m_last = 0;
+};
+
+/// When polls may go on, so that what they leave free of the line comes evenly. A load over ten seconds alone
+/// would let them fill the line for six seconds and then hold them all up for four, also those that follow
+/// motors.
+class PollPace
+{
+public:
+    /// The line was busy until @p nowMs, of which polls want to take @p maxPercent at most.
+    void add(qint64 nowMs, qint64 busyMs, int maxPercent)
+    {
+        const qint64 from = qMax(m_freeMs, nowMs - busyMs - BurstMs);
+        m_freeMs = qMin(from + busyMs * 100 / qMax(1, maxPercent), nowMs + MostMs);
+    }
+    qint64 freeMs() const { return m_freeMs; }
+
+private:
+    /// What may come at once after a pause.
+    static constexpr int BurstMs = 500;
+    static constexpr int MostMs = 1000;
+
+    qint64 m_freeMs = 0;
 };
 
 #endif

@@ -306,7 +306,7 @@ std::optional<VOXCall> NetworkCore::nextPlanned(qint64 nowMs)
         if (std::optional<VOXCall> call = nextPatient())
             return call;
     }
-    for (NodeState *node = m_planner.first(); node && node->dueMs <= nowMs; node = m_planner.first()) {
+    while (NodeState *const node = m_planner.due(nowMs)) {
         if (m_planner.takeSettings(*node, nowMs)) {
             m_patient.add(*node, Questions::of(*node) & ~Questions::Values);
             continue;

@@ -114,7 +114,28 @@ void PollPlanner::remove(NodeState &node)
 {
     count(node, false);
     m_moving -= node.isWatched ? 1 : 0;
-    m_queue.remove(node);
+    queueOf(node).remove(node);
+}
+
+DueQueue &PollPlanner::queueOf(const NodeState &node)
+{
+    return node.isWatched ? m_watched : m_queue;
+}
+
+NodeState *PollPlanner::first() const
+{
+    NodeState *const watched = m_watched.first();
+    NodeState *const other = m_queue.first();
+    return watched && (!other || watched->dueMs <= other->dueMs) ? watched : other;
+}
+
+NodeState *PollPlanner::due(qint64 nowMs) const
+{
+    for (NodeState *const node : {m_watched.first(), m_queue.first()}) {
+        if (node && node->dueMs <= nowMs)
+            return node;
+    }
+    return nullptr;
 }
 
 void PollPlanner::count(NodeState &node, bool isCounted)
@@ -129,11 +150,13 @@ void PollPlanner::update(NodeState &node)
     count(node, !node.presence.isDown());
     const bool isWatched = node.motor.isRunning() || node.move || node.stop;
     m_moving += (isWatched ? 1 : 0) - (node.isWatched ? 1 : 0);
+    if (isWatched != node.isWatched)
+        queueOf(node).remove(node);
     node.isWatched = isWatched;
     node.dueMs = node.presence.isSteady()
         ? std::min({node.statusDueMs, node.positionDueMs, node.settingsDueMs})
         : node.presence.askAgainMs();
-    m_queue.update(node);
+    queueOf(node).update(node);
 }
 
 void PollPlanner::noteStatus(NodeState &node, qint64 nowMs)
@@ -184,7 +207,7 @@ void PollPlanner::noteCommand(NodeState &node, qint64 nowMs)
 void PollPlanner::putOff(NodeState &node, qint64 untilMs)
 {
     node.dueMs = untilMs;
-    m_queue.update(node);
+    queueOf(node).update(node);
 }
 
 bool PollPlanner::takeSettings(NodeState &node, qint64 nowMs)

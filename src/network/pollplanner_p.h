@@ -37,7 +37,9 @@ public:
     void noteCommand(NodeState &node, qint64 nowMs);
 
     /// The one that is due first; null if there is none.
-    NodeState *first() const { return m_queue.first(); }
+    NodeState *first() const;
+    /// The one that is to be asked now; null if none is due. Motors that somebody follows go first.
+    NodeState *due(qint64 nowMs) const;
     /// Puts off a node that may not be asked yet.
     void putOff(NodeState &node, qint64 untilMs);
     /// True if it is time to read all settings of @p node once more, which is then noted as done.
@@ -56,11 +58,13 @@ private:
     qint64 after(qint64 nowMs, int periodMs);
     qint64 afterReading(qint64 nowMs, int periodMs, bool *isSpread);
     void count(NodeState &node, bool isCounted);
+    DueQueue &queueOf(const NodeState &node);
 
     VOXPollPlan m_plan;
     int m_bitsPerSecond = 0;
     double m_maxShare = 1;
     DueQueue m_queue;
+    DueQueue m_watched;
     // What makes the load: motors that tell where they are, other nodes, and motors that move.
     int m_motors = 0;
     int m_others = 0;

@@ -2,6 +2,7 @@
 #define VOX_NETWORK_SCHEDULERCORE_P_H
 
 #include <vox/network/lineload_p.h>
+#include <vox/network/motionorder_p.h>
 #include <vox/network/schedulerlane_p.h>
 #include <vox/network/schedulerqueue_p.h>
 
@@ -41,7 +42,10 @@ public:
     {
         m_queue.destination(VOX::P2P, node).isRepeating = isRepeating;
     }
-    void setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members) { m_members[group] = members; }
+    void setGroupMembers(VOX::Addr group, const QVector<VOX::Addr> &members)
+    {
+        m_motions.setMembers(group, members);
+    }
 
     /// A call that @p lane has handed out is to be sent.
     void take(Lane lane, const BusPendingCallPointer &asker);
@@ -70,31 +74,32 @@ private:
     qint64 nowMs() const { return m_clock.elapsed(); }
 
     Pointer makeCall(Lane lane, const BusMessageData &message);
+    void address(ScheduledCall &call, const VOXMessage &frame);
     void admit(const Pointer &call);
     bool join(const Pointer &call);
     bool makeRoom(const ScheduledCall &call);
-    void makeObsolete(const ScheduledCall &call);
     void keepOrder(const ScheduledCall &move);
-    bool concerns(const ScheduledCall &newer, const ScheduledCall &call) const;
-    quint64 epochOf(const ScheduledCall &call) const;
 
+    void end(const Pointer &call, BusPendingCall::Error error);
+    void endAll(BusPendingCall::Error error);
+
+    // schedulercore_line.cpp: what goes onto the line, and when.
     void pump();
     void pumpLater();
     void expire();
     Pointer choose();
     Pointer nextPoll();
     void send(const Pointer &call);
+    void settleLoad();
+    void armTimer();
+    void handleHeard(const BusMessage &message);
+
+    // schedulercore_ends.cpp: what comes of a call that was on the line.
     void handleEnd();
     bool repeat(const Pointer &call, BusPendingCall::Error error, bool isBusy);
     void report(const Pointer &call, const BusPendingCallWatcher &end);
     void checkStop(const ScheduledCall &call, const BusMessage &reply);
-    void handleHeard(const BusMessage &message);
-    void settleLoad();
-    void armTimer();
-
-    void end(const Pointer &call, BusPendingCall::Error error);
     void endWith(const Pointer &call, const BusPendingCallWatcher &inner);
-    void endAll(BusPendingCall::Error error);
     void tell();
 
     VOXScheduler &m_owner;
@@ -102,8 +107,9 @@ private:
     std::array<std::unique_ptr<SchedulerLane>, VOXScheduler::LaneCount> m_lanes;
     std::array<LaneRecord, VOXScheduler::LaneCount> m_records;
     SchedulerQueue m_queue;
-    QHash<VOX::Addr, QVector<VOX::Addr>> m_members;
+    MotionOrder m_motions;
     LineLoad m_load;
+    PollPace m_pace;
     int m_toldLoad = 0;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;
@@ -120,8 +126,6 @@ private:
     bool m_isOpenLoadPoll = false;
 
     quint64 m_turn = 0;
-    // Stops and moves of all nodes.
-    quint64 m_sharedEpoch = 0;
     bool m_isPumping = false;
     bool m_isEnding = false;
 };

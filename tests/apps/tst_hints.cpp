@@ -19,6 +19,8 @@ class tst_Hints : public QObject
 private Q_SLOTS:
     void initTestCase() { QLoggingCategory::setFilterRules("vox.*=false"); }
     void recordedLines();
+    void lowRests();
+    void adaptersThatAreSetWrong();
     void theGuideKnowsWhatIsSaid();
 };
 
@@ -122,16 +124,19 @@ struct Site
     std::vector<std::unique_ptr<Host>> hosts;
 };
 
-/// How an adapter is set to listen; @p reads is what it reads then.
+/// How an adapter listens; @p reads is what it reads then.
 struct Adapter
 {
     int rate = BitRate;
-    bool hasParity = true;
+    enum { Odd, Even, None } parity = Odd;
     bool isSwapped = false;
+    /// Some leave out bytes with a wrong parity or a wrong stop bit.
+    bool readsDamaged = false;
+    PortErrors errors = {};
 
-    /// A line as bits, eight samples for each at the line's rate, and what an adapter makes of it. It leaves
-    /// out bytes with a wrong parity or a wrong stop bit, and a line that is held low is one zero byte.
-    QList<LineItem> reads(const QList<std::pair<qint64, QByteArray>> &sent, int ms) const
+    /// A line as bits, eight samples for each at the line's rate, and what an adapter makes of it. It takes a
+    /// wrong stop bit for the start bit of the next byte, and reads one zero byte from a line that is low.
+    QList<LineItem> reads(const QList<std::pair<qint64, QByteArray>> &sent, int ms)
     {
         constexpr int Samples = 8;
         std::vector<bool> high(std::size_t(ms) * BitRate * Samples / 1000 + 100000, true);
@@ -147,7 +152,7 @@ struct Adapter
         }
         QList<LineItem> items;
         FrameScanner scanner([&](const LineItem &item) { items.append(item); });
-        const int step = Samples * BitRate / rate, dataBits = 8 + (hasParity ? 1 : 0);
+        const int step = Samples * BitRate / rate, dataBits = parity == None ? 8 : 9;
         const auto level = [&](std::size_t at) { return high[std::min(at, high.size() - 1)] != isSwapped; };
         for (std::size_t at = 0, last = 0; at < high.size(); ++at) {
             if (level(at))
@@ -156,18 +161,25 @@ struct Adapter
             unsigned int read = 0;
             for (int i = 0; i < dataBits; ++i)
                 read |= unsigned(bit(i + 1)) << i;
-            const bool isGood = bit(dataBits + 1) && (!hasParity || qPopulationCount(read) % 2 == 1);
             const bool isBreak = read == 0 && !bit(dataBits + 1);
+            const bool hasParity = parity == None || qPopulationCount(read) % 2 == (parity == Odd ? 1 : 0);
+            const bool isFramed = bit(dataBits + 1);
+            ++(isBreak          ? errors.breaks
+                   : !hasParity ? errors.parity
+                   : !isFramed  ? errors.framing
+                                : errors.overruns);
             const qint64 timeNs = qint64(at) * NsPerSecond / (BitRate * Samples);
             if (timeNs - qint64(last) > NsPerSecond / 10)
                 scanner.flush();
             last = std::size_t(timeNs);
-            if (isGood || isBreak)
+            if ((hasParity && isFramed) || isBreak || readsDamaged)
                 scanner.feed(QByteArray(1, char(read)), timeNs);
             at += std::size_t(step * (dataBits + 1));
-            while (at < high.size() && !level(at))
+            while (isBreak && at < high.size() && !level(at))
                 ++at;
+            at -= isBreak || isFramed ? 0 : 1;
         }
+        errors.overruns = 0;
         scanner.flush();
         return items;
     }
@@ -297,16 +309,69 @@ void tst_Hints::recordedLines()
     Site site;
     all(site);
     VOXVirtualTime::advance(10000);
-    judge("an adapter", Adapter{}.reads(site.sent, 10000), "");
-    judge("twice the rate", Adapter{9600}.reads(site.sent, 10000), dead);
-    judge("half the rate", Adapter{2400}.reads(site.sent, 10000), dead);
-    judge("no parity", Adapter{4800, false}.reads(site.sent, 10000), dead);
-    judge("swapped wires", Adapter{4800, true, true}.reads(site.sent, 10000), dead);
+    judge("an adapter", Adapter().reads(site.sent, 10000), "");
+    judge("twice the rate", Adapter{2 * BitRate}.reads(site.sent, 10000), dead);
+    judge("half the rate", Adapter{BitRate / 2}.reads(site.sent, 10000), dead);
+    judge("no parity", Adapter{BitRate, Adapter::None}.reads(site.sent, 10000), dead);
+    judge("swapped wires", Adapter{BitRate, Adapter::Odd, true, true}.reads(site.sent, 10000),
+          "# of # pauses began with a break: the line rests low, so its two wires are swapped");
+    judge("swapped wires, without what is damaged",
+          Adapter{BitRate, Adapter::Odd, true}.reads(site.sent, 10000), dead);
     // Who hears one direction alone does not hear what nodes answer.
     QList<LineItem> requests;
     std::copy_if(site.items.begin(), site.items.end(), std::back_inserter(requests),
                  [](const LineItem &item) { return item.frame.srcAddr(false) == VOXBus::addr(); });
     judge("one direction", requests, "", LineStatistics::OneWay);
+}
+
+void tst_Hints::lowRests()
+{
+    const auto row = [](const QByteArray &heard, int times, int pauseMs, bool isLow) {
+        LineRests rests;
+        for (int i = 0; i < times; ++i)
+            rests.addDamage(LineItem::noFrame(QByteArray::fromHex(heard), i * pauseMs * (NsPerSecond / 1000)),
+                            NsPerSecond / 400);
+        QCOMPARE(list(heard, times, pauseMs, rests.isLow()), list(heard, times, pauseMs, isLow));
+    };
+    row("258200", 6, 50, true);
+    row("258200", 5, 50, false); // too few
+    row("258200", 6, 25, false); // no pauses
+    row("258201", 6, 50, false);
+    row("248200", 6, 50, false); // too fast
+    row("25000000000000", 6, 50, true);
+    row("25828282828282828282828200", 6, 60, false);
+}
+
+// What is named as wrong is wrong, whatever the bit rate, the parity, the wires, and the traffic. Wires that
+// are swapped are named if the adapter reads what is damaged.
+void tst_Hints::adaptersThatAreSetWrong()
+{
+    QStringList mistakes;
+    for (const int pauseMs : {40, 100, 300}) {
+        Site site;
+        site.addNodes(All);
+        site.addHost(pauseMs == 40 ? QVector<unsigned int>{0x000103} : All, pauseMs);
+        VOXVirtualTime::advance(10000);
+        for (const int rate : {1200, 2400, 4800, 9600, 19200, 38400}) {
+            for (int kind = 0; kind < 12; ++kind) {
+                Adapter adapter{rate, decltype(Adapter::parity)(kind / 4), kind % 2 == 1, kind / 2 % 2 == 1};
+                LineStatistics statistics;
+                for (const LineItem &item : adapter.reads(site.sent, 10000))
+                    statistics.add(item);
+                statistics.setPortErrors(adapter.errors);
+                const QString hints = hintsOf(statistics).join(", ");
+                const bool saysSwapped = hints.contains("so its two wires are swapped");
+                const bool saysParity = hints.contains("the parity is wrong, or the bit rate is twice");
+                const bool isRate = rate == BitRate, isOdd = adapter.parity == Adapter::Odd;
+                const bool isSeen = adapter.isSwapped && adapter.readsDamaged && isRate && isOdd;
+                if ((saysSwapped ? !adapter.isSwapped : isSeen)
+                    || (saysParity && isRate == isOdd && rate != 2 * BitRate)
+                    || (hints.isEmpty() && statistics.totals().goodFrames() == 0))
+                    mistakes += QString("%1 %2 %3: %4").arg(pauseMs).arg(rate).arg(kind).arg(hints);
+            }
+        }
+    }
+    QCOMPARE(mistakes.join('\n'), QString());
 }
 
 // Each sentence that the guide for installers has something to do for is one that the program says, and each

@@ -22,7 +22,7 @@ void tst_Record::lines_data()
     const auto row = columns<int, QByteArray>("nodes", "said");
     row("--node 000101 --quick OUT", 1, "0 1 node in OUT\n");
     row("--node 000102 OUT", 0, "1 ! 000102 has not answered\nnobody has answered, nothing is written\n");
-    row("--quick no/such/OUT", 0, "1 ! cannot write no/such/OUT: No such file or directory\n");
+    row("--quick no/such/OUT", 0, "2 ! cannot write no/such/OUT: No such file or directory\n");
     row("--json --quick --node 000101 --node 000102 OUT", 1,
         "1 "
         "{\"address\":\"000101\",\"refused\":0,\"silent\":false,\"unanswered\":[]}\n{\"address\":\"000102\","
@@ -33,6 +33,7 @@ void tst_Record::lines_data()
     row("--from heard.pcap OUT", 1,
         "0 1 node in OUT\n! 000102 was not asked GET_NODE_APP_VERSION, GET_NODE_LABEL, GET_MOTOR_POSITION, "
         "GET_MOTOR_STATUS, GET_MOTOR_ROLLING_SPEED, GET_NODE_ADDR and 23 more\n");
+    row("--from heard.pcap no/such/OUT", 0, "2 ! cannot write no/such/OUT: No such file or directory\n");
     row("--from heard.pcap heard.pcap", 0, "2 ! the capture and the network file are to be two files\n");
     row("--from heard.pcap --quick OUT", 0, "2 ! --from and --quick do not go together\n");
     row("--from OUT.pcap OUT", 0, "2 ! cannot read OUT.pcap: No such file or directory\n");

@@ -7,6 +7,7 @@
 #include "simulation/voxsimulation.h"
 #include "simulation/voxvirtualtime.h"
 #include "support/columns.h"
+#include "support/seeds.h"
 #include "transport/voxbus.h"
 
 #include <QtTest>
@@ -234,10 +235,7 @@ private:
 void tst_NetworkSeeds::property_data()
 {
     QLoggingCategory::setFilterRules("vox.*=false");
-    QTest::addColumn<quint32>("seed");
-    const int seeds = qEnvironmentVariableIntValue("VOX_SEEDS");
-    for (int seed = 1; seed <= (seeds > 0 ? seeds : 10); ++seed)
-        QTest::addRow("%d", seed) << quint32(seed);
+    addSeeds();
 }
 
 /// Each call and each motion ends once, no jog goes twice, no node gets a value of another, and a stop goes

@@ -91,3 +91,23 @@ echo "package: documents, examples and the reference are in libvox-dev"
 "$root/usr/bin/vox" --version
 zcat "$root/usr/share/man/man1/vox.1.gz" | grep -q '^.SS "vox monitor'
 [ -f "$root/usr/share/bash-completion/completions/vox" ]
+
+# The bridge's service is of the version of the tools, sound, for a user of its own, and off until somebody wants it.
+deb=$(ls "$1"/vox-bridge_*.deb) units=$root/usr/lib/systemd/system
+[ "$(dpkg-deb -f "$deb" Depends)" = "vox-tools (= $(dpkg-deb -f "$deb" Version))" ]
+[ -z "$(dpkg-deb --ctrl-tarfile "$deb" | tar xO ./postinst | grep -E 'systemctl|deb-systemd|invoke-rc')" ]
+[ ! -e "$root/etc/vox" ]
+[ -z "$(find "$root" -name '*.wants')" ]
+if command -v systemd-sysusers >/dev/null; then
+    grep -q "^$(sed -n 's/^User=//p' "$units/vox-bridge.service"):.*:/usr/sbin/nologin$" "$root/etc/passwd"
+fi
+if command -v systemd-analyze >/dev/null && [ -f /lib/systemd/system/sysinit.target ]; then
+    # What the unit refers to is the system's.
+    cp /lib/systemd/system/*.target "$units"
+    said=$(systemd-analyze verify --man=no --root="$root" vox-bridge.service 2>&1) && [ -z "$said" ] ||
+        { echo "vox-bridge.service: $said"; exit 1; }
+fi
+# On no adapter that this machine may have.
+sed 's|serial:[^"]*|udp://127.0.0.1:9|' "$root/usr/share/doc/vox-bridge/examples/site.json" >"$work/site.json"
+"$root/usr/bin/vox" bridge --dry --config "$work/site.json" | grep '^homeassistant/device/vox_north_group_00A001/config {' >/dev/null
+echo "package: the service of the bridge is sound"

@@ -8,6 +8,7 @@ Column {
     readonly property var shade: Panel.selection.only
     readonly property int count: Panel.selection.count
     property bool isLabelling: false
+    readonly property int mostRefusals: 3
     readonly property int buttonWidth: Math.min(64, Math.floor((width - 48 - 3 * 8) / 3))
 
     spacing: 0
@@ -105,12 +106,12 @@ Column {
 
         visible: Panel.canSend
         width: parent.width
-        reading: card.shade && card.shade.percent !== undefined ? card.shade.percent : -1
+        reading: card.reading
         onChosen: function(percent) { Panel.selection.moveTo(percent) }
     }
     Item { width: 1; height: 8 }
     Repeater {
-        model: Panel.selection.refusals
+        model: Panel.selection.refusals.slice(0, card.mostRefusals)
 
         Item {
             width: card.width
@@ -157,6 +158,13 @@ Column {
             }
         }
     }
+    Text {
+        visible: Panel.selection.refusals.length > card.mostRefusals
+        bottomPadding: 8
+        text: qsTr("and %1 more refusals").arg(Panel.selection.refusals.length - card.mostRefusals)
+        font: Theme.smallFont
+        color: Theme.ink2
+    }
     Row {
         visible: Panel.canSend && !card.isLabelling
         spacing: 12
@@ -202,12 +210,21 @@ Column {
 
     property string told: ""
     property bool isLocked: false
+    property int reading: -1
 
+    function toldOfSeveral(percents) {
+        const least = Math.min.apply(null, percents)
+        const most = Math.max.apply(null, percents)
+        return percents.length === 0 ? qsTr("positions unknown")
+             : least === most ? qsTr("%1 % down").arg(least) : qsTr("%1 to %2 % down").arg(least).arg(most)
+    }
     function tell() {
         const node = shade
+        const percents = Panel.selection.percents()
         isLocked = !!node && node.locked === true
+        reading = percents.length === 0 ? -1 : Math.round(percents.reduce(function(sum, each) { return sum + each }, 0) / percents.length)
         if (!node)
-            told = ""
+            told = toldOfSeveral(percents)
         else if (node.moving)
             told = qsTr("moving, ≈%1 % down").arg(node.estimatedPercent)
         else if (node.percent === undefined)
@@ -218,7 +235,7 @@ Column {
     Connections {
         target: Panel.selection
         function onTold() { card.tell() }
-        function onChanged() { card.tell() }
+        function onChanged() { card.tell(); slider.forget() }
     }
     Component.onCompleted: tell()
 }

@@ -1,4 +1,5 @@
 import QtQuick 2.15
+import QtQuick.Templates 2.15 as T
 import VoxPanel 1.0
 
 // All shades, by façade and floor.
@@ -7,6 +8,8 @@ FocusScope {
 
     property real zoom: 1
     property alias facade: facade
+    // What is wrong is not beside the shades.
+    property bool canOpenSheet: false
     signal opened()
 
     function show(node) {
@@ -14,13 +17,26 @@ FocusScope {
         if (rect.width > 0)
             flick.reveal(rect)
     }
+    // What is at from comes to point.
+    function zoomTo(wanted, from, point) {
+        const next = Math.max(1, Math.min(facade.mostZoom, wanted))
+        const x = (flick.contentX + from.x) * next / zoom - point.x
+        const y = (flick.contentY + from.y) * next / zoom - point.y
+        const wide = Math.max(flick.width, facade.fittedSize.width * next)
+        const high = Math.max(flick.height, facade.fittedSize.height * next)
+        zoom = next
+        flick.contentX = Math.max(0, Math.min(x, wide - flick.width))
+        flick.contentY = Math.max(0, Math.min(y, high - flick.height))
+    }
     function zoomAt(point, factor) {
-        const wanted = Math.max(1, Math.min(8, zoom * factor))
-        const x = (flick.contentX + point.x) * wanted / zoom
-        const y = (flick.contentY + point.y) * wanted / zoom
-        zoom = wanted
-        flick.contentX = Math.max(0, Math.min(x - point.x, flick.contentWidth - flick.width))
-        flick.contentY = Math.max(0, Math.min(y - point.y, flick.contentHeight - flick.height))
+        zoomTo(zoom * factor, point, point)
+    }
+    function zoomBy(factor) {
+        zoomAt(Qt.point(flick.width / 2, flick.height / 2), factor)
+    }
+    function pan(dx, dy) {
+        flick.contentX = Math.max(0, Math.min(flick.contentX - dx, flick.contentWidth - flick.width))
+        flick.contentY = Math.max(0, Math.min(flick.contentY - dy, flick.contentHeight - flick.height))
     }
     function fit() {
         zoom = 1
@@ -35,10 +51,12 @@ FocusScope {
         id: flick
 
         anchors { fill: parent; bottomMargin: 32 }
-        contentWidth: Math.max(width, facade.implicitWidth)
-        contentHeight: Math.max(height, facade.implicitHeight)
+        contentWidth: Math.max(width, Math.ceil(facade.fittedSize.width * view.zoom))
+        contentHeight: Math.max(height, Math.ceil(facade.fittedSize.height * view.zoom))
         interactive: false
         clip: true
+        T.ScrollBar.vertical: Scroll { }
+        T.ScrollBar.horizontal: Scroll { }
 
         function reveal(rect) {
             contentX = Math.max(0, Math.min(Math.max(contentX, rect.x + rect.width + 16 - width), rect.x - 16, contentWidth - width))
@@ -51,7 +69,11 @@ FocusScope {
             width: flick.contentWidth
             height: flick.contentHeight
             focus: true
-            area: Qt.size(flick.width * view.zoom, flick.height * view.zoom)
+            area: Qt.size(flick.width, flick.height)
+            zoom: view.zoom
+            onZoomWanted: function(point) { view.zoomAt(Qt.point(point.x - flick.contentX, point.y - flick.contentY), 3) }
+            onFitWanted: view.fit()
+            onPinched: function(factor, from, to) { view.zoomTo(view.zoom * factor, glass.mapFromItem(null, from.x, from.y), glass.mapFromItem(null, to.x, to.y)) }
             selection: Panel.selection
             places: Panel.places
             onOpened: view.opened()
@@ -68,7 +90,9 @@ FocusScope {
                 width: facade.pictureRect.width
                 height: facade.pictureRect.height
                 source: Panel.places.picture
-                sourceSize.width: Math.min(4096, Math.max(1, Math.ceil(width)))
+                // Not read again at each turn of the wheel.
+                sourceSize.width: width <= 1024 ? 1024 : width <= 2048 ? 2048 : 4096
+                smooth: true
                 asynchronous: true
             }
             Repeater {
@@ -78,7 +102,7 @@ FocusScope {
                     z: -1
 
                     Text {
-                        x: facade.floors.length > 0 && modelData.rect.x < 48 ? 16 : modelData.rect.x + 4
+                        x: facade.floors.length > 0 && index === 0 ? modelData.rect.x - 24 : modelData.rect.x + 4
                         y: modelData.rect.y - 28
                         width: modelData.rect.right - x
                         visible: modelData.name !== ""
@@ -126,7 +150,7 @@ FocusScope {
 
                 Text {
                     z: -1
-                    x: 16
+                    x: facade.blocks.length > 0 ? facade.blocks[0].rect.x - 24 : 16
                     width: 18
                     y: modelData.y - height / 2
                     horizontalAlignment: Text.AlignHCenter
@@ -160,16 +184,27 @@ FocusScope {
                 target: Panel
                 function onTold() { facade.refresh() }
             }
-            WheelHandler {
-                onWheel: function(event) {
-                    view.zoomAt(Qt.point(event.x - flick.contentX, event.y - flick.contentY), event.angleDelta.y > 0 ? 1.25 : 0.8)
-                }
-            }
         }
-        PinchHandler {
-            target: null
-            onActiveScaleChanged: view.zoomAt(Qt.point(centroid.position.x - flick.contentX, centroid.position.y - flick.contentY),
-                                              1 + (activeScale - 1) / 20)
+    }
+    // Over the shades, and in their window's pixels.
+    Item {
+        id: glass
+
+        anchors.fill: flick
+
+        WheelHandler {
+            id: wheel
+
+            acceptedDevices: PointerDevice.Mouse | PointerDevice.TouchPad
+            onWheel: function(event) {
+                const isTouchPad = event.pixelDelta.x !== 0 || event.pixelDelta.y !== 0
+                if (event.modifiers & Qt.ShiftModifier)
+                    view.pan(event.angleDelta.y || event.angleDelta.x, 0)
+                else if (isTouchPad && !(event.modifiers & Qt.ControlModifier))
+                    view.pan(event.pixelDelta.x, event.pixelDelta.y)
+                else
+                    view.zoomAt(wheel.point.position, Math.pow(1.25, event.angleDelta.y / 120))
+            }
         }
     }
     Row {
@@ -200,6 +235,13 @@ FocusScope {
         }
         LinkButton {
             anchors.verticalCenter: parent.verticalCenter
+            visible: view.canOpenSheet
+            height: Theme.button
+            text: Panel.troubles.count > 0 ? qsTr("Trouble: %1").arg(Panel.troubles.count) : qsTr("Details")
+            onClicked: view.opened()
+        }
+        LinkButton {
+            anchors.verticalCenter: parent.verticalCenter
             visible: view.zoom > 1
             height: Theme.button
             text: qsTr("Fit")
@@ -223,7 +265,7 @@ FocusScope {
             x: Theme.margin
             y: 8
             width: parent.width - 2 * x
-            text: Panel.places.problem !== "" ? Panel.places.problem : qsTr("Drag each shade to its place. A picture of the building, PNG or SVG, may stand behind them.")
+            text: Panel.places.problem !== "" ? Panel.places.problem : qsTr("Drag each shade to its place, or move it by Alt and the arrow keys. A picture of the building may stand behind them: PNG, JPEG or SVG.")
             font: Theme.smallFont
             color: Panel.places.problem !== "" ? Theme.bad : Theme.ink2
             elide: Text.ElideMiddle

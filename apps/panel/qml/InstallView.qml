@@ -9,16 +9,37 @@ FocusScope {
     property int index: 0
     readonly property var line: Panel.lines.length > index ? Panel.lines[index] : null
     property string said: ""
+    readonly property bool isScanning: !!line && line.scanning
     readonly property var columns: [
-        { name: qsTr("Address"), width: 84 }, { name: qsTr("Label"), width: 0 }, { name: qsTr("Type"), width: 80 },
-        { name: qsTr("Version"), width: 124 }, { name: qsTr("Limits, pulses"), width: 120 }, { name: qsTr("State"), width: 110 },
-        { name: qsTr("Checked"), width: 76 }
+        { name: qsTr("Address"), width: 84 }, { name: qsTr("Label"), width: 150 }, { name: qsTr("Type"), width: 80 },
+        { name: qsTr("Version"), width: 110 }, { name: qsTr("Limits, pulses"), width: 110 }, { name: qsTr("State"), width: 140 },
+        { name: qsTr("Checked"), width: 70 }
     ]
-    readonly property int fixed: 594
+    readonly property int room: list.width - 28
+    // On a small window it is the address that tells nodes apart, not what they are.
+    readonly property bool isNarrow: room < sumOf(columns.length, false)
+    readonly property real stretch: Math.max(0.8, room / sumOf(columns.length, isNarrow))
 
-    function widthOf(column) {
-        return columns[column].width || Math.max(120, list.width - fixed - 24)
+    function sumOf(count, isNarrow) {
+        let sum = 0
+        for (let i = 0; i < count; ++i)
+            sum += isNarrow && (i === 2 || i === 3) ? 0 : columns[i].width
+        return sum
     }
+    function widthOf(column) {
+        return isNarrow && (column === 2 || column === 3) ? 0 : Math.floor(columns[column].width * stretch)
+    }
+    function leftOf(column) {
+        let left = 0
+        for (let i = 0; i < column; ++i)
+            left += widthOf(i)
+        return left
+    }
+    function plainName(text) {
+        return text.replace(/\.(csv|json)$/i, "")
+    }
+
+    onIsScanningChanged: if (isScanning) said = ""
 
     Accessible.role: Accessible.Pane
     Accessible.name: qsTr("Install")
@@ -41,67 +62,101 @@ FocusScope {
         anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.margin }
         spacing: 8
 
-        Repeater {
-            model: Panel.lines.length > 1 ? Panel.lines : []
-
-            TextButton {
-                text: modelData.name
-                colour: view.index === index ? Theme.accent : Theme.surface
-                ink: view.index === index ? Theme.onAccent : Theme.ink
-                onClicked: view.index = index
-            }
+        LineTabs {
+            index: view.index
+            onChosen: function(line) { view.index = line; view.said = "" }
         }
         TextButton {
-            enabled: Panel.canSend && !!view.line && !view.line.scanning
-            text: view.line && view.line.scanning ? qsTr("Scanning …") : qsTr("Scan")
+            enabled: Panel.canSend && !!view.line && !view.isScanning
+            text: qsTr("Scan")
             onClicked: view.line.scan()
         }
-        TextField { id: first; width: 96; placeholderText: "000101"; name: qsTr("First address"); maximumLength: 6 }
-        TextField { id: last; width: 96; placeholderText: "00013C"; name: qsTr("Last address"); maximumLength: 6; onAccepted: range.clicked() }
+        TextField { id: first; width: 116; placeholderText: qsTr("from 000101"); name: qsTr("First address"); maximumLength: 6 }
+        TextField { id: last; width: 116; placeholderText: qsTr("to 00013C"); name: qsTr("Last address"); maximumLength: 6; onAccepted: range.clicked() }
         TextButton {
             id: range
 
-            enabled: Panel.canSend && !!view.line && first.text !== ""
-            text: qsTr("Search addresses")
+            enabled: Panel.canSend && !!view.line && !view.isScanning && first.text !== ""
+            text: qsTr("Search")
+            Accessible.name: qsTr("Search addresses")
             onClicked: view.line.scanRange(first.text, last.text === "" ? first.text : last.text)
         }
-        TextField { id: file; width: 240; name: qsTr("File to export to"); placeholderText: qsTr("File to export to"); text: "site.csv" }
+        TextField { id: file; width: 230; name: qsTr("File to export to"); placeholderText: qsTr("File to export to"); text: Panel.lines.length > 0 ? Panel.exportName() : "" }
         TextButton {
             enabled: nodes.count > 0 && file.text !== ""
             text: qsTr("Export CSV")
-            onClicked: view.said = Panel.exportCsv(file.text)
+            onClicked: view.said = Panel.exportCsv(view.plainName(file.text) + ".csv")
         }
         TextButton {
             enabled: nodes.count > 0 && file.text !== ""
             text: qsTr("Export site file")
-            onClicked: view.said = Panel.exportSite(file.text.replace(/\.csv$/, ".json"))
+            onClicked: view.said = Panel.exportSite(view.plainName(file.text) + ".json")
         }
     }
-    Text {
+    Item {
         id: status
 
-        anchors { left: parent.left; right: parent.right; leftMargin: Theme.margin; rightMargin: Theme.margin; top: bar.bottom; topMargin: 8 }
-        text: view.said !== "" ? view.said
-            : view.line && view.line.scanning ? qsTr("Scanning: %1 nodes so far").arg(nodes.count)
-            : view.line && view.line.scanResult !== "" ? view.line.scanResult
-            : qsTr("%1 nodes. W winks and goes to the next, L writes the label, C marks as checked.").arg(nodes.count)
-        font: Theme.smallFont
-        color: Theme.ink2
-        elide: Text.ElideMiddle
-        Accessible.role: Accessible.StaticText
-        Accessible.name: text
+        anchors { left: parent.left; right: parent.right; leftMargin: Theme.margin; rightMargin: Theme.margin; top: bar.bottom }
+        height: Theme.button
+
+        Rectangle {
+            id: progress
+
+            readonly property real share: view.line ? view.line.scanProgress : -1
+
+            visible: view.isScanning && share >= 0
+            anchors.verticalCenter: parent.verticalCenter
+            width: visible ? 160 : 0
+            height: 6
+            radius: 3
+            color: Theme.rule
+            Accessible.role: Accessible.ProgressBar
+            Accessible.name: qsTr("Addresses asked, in percent")
+            Rectangle { width: Math.max(6, parent.width * parent.share); height: 6; radius: 3; color: Theme.accent }
+        }
+        Text {
+            anchors { left: progress.right; leftMargin: progress.visible ? 12 : 0; right: actions.left; rightMargin: 16; verticalCenter: parent.verticalCenter }
+            text: view.said !== "" ? view.said
+                : progress.visible ? qsTr("%1 % of the addresses asked, %2 nodes so far").arg(Math.floor(100 * progress.share)).arg(nodes.count)
+                : view.isScanning ? qsTr("Scanning, %1 nodes so far …").arg(nodes.count)
+                : view.line && view.line.scanResult !== "" ? view.line.scanResult
+                : nodes.count === 1 ? qsTr("1 node") : qsTr("%1 nodes").arg(nodes.count)
+            font: Theme.smallFont
+            color: Theme.ink2
+            elide: Text.ElideMiddle
+            Accessible.role: Accessible.StaticText
+            Accessible.name: text
+        }
+        // What the keys do with the row that is chosen, for fingers.
+        Row {
+            id: actions
+
+            anchors { right: parent.right; verticalCenter: parent.verticalCenter }
+            visible: nodes.count > 0
+            spacing: 16
+
+            Repeater {
+                model: Panel.canSend ? [{ key: "W", text: qsTr("Wink, and next") }, { key: "L", text: qsTr("Label") }, { key: "C", text: qsTr("Checked") }]
+                                     : [{ key: "C", text: qsTr("Checked") }]
+
+                LinkButton {
+                    height: Theme.button
+                    text: qsTr("%1  (%2)").arg(modelData.text).arg(modelData.key)
+                    onClicked: list.act(modelData.key)
+                }
+            }
+        }
     }
     Rectangle {
-        anchors { fill: parent; margins: Theme.margin; topMargin: bar.height + status.height + 2 * Theme.margin + 4 }
+        anchors { fill: parent; margins: Theme.margin; topMargin: status.y + status.height }
         color: Theme.surface
         border { color: Theme.rule; width: 1 }
         radius: Theme.radius
-        clip: true
 
         Row {
             id: header
 
-            x: 12
+            x: 13
             height: 32
 
             Repeater {
@@ -109,8 +164,10 @@ FocusScope {
 
                 Text {
                     width: view.widthOf(index)
+                    visible: width > 0
                     height: parent.height
                     text: modelData.name
+                    elide: Text.ElideRight
                     font: Theme.strongSmallFont
                     color: Theme.ink2
                     verticalAlignment: Text.AlignVCenter
@@ -121,7 +178,19 @@ FocusScope {
         ListView {
             id: list
 
-            anchors { fill: parent; topMargin: header.height + 1 }
+            function act(key) {
+                if (!currentItem || !Panel.canSend && key !== "C")
+                    return false
+                if (key === "W")
+                    currentItem.winkAndGoOn()
+                else if (key === "L")
+                    currentItem.beginLabel()
+                else if (key === "C")
+                    currentItem.check()
+                return key === "W" || key === "L" || key === "C"
+            }
+
+            anchors { fill: parent; margins: 1; topMargin: header.height + 1 }
             model: nodes
             clip: true
             focus: true
@@ -133,130 +202,30 @@ FocusScope {
             Accessible.name: qsTr("Nodes")
             T.ScrollBar.vertical: Scroll { }
             Keys.onPressed: function(event) {
-                if (!currentItem || !Panel.canSend || event.modifiers & Qt.ControlModifier)
+                if (event.key === Qt.Key_Home)
+                    currentIndex = 0
+                else if (event.key === Qt.Key_End)
+                    currentIndex = count - 1
+                else if (event.modifiers & Qt.ControlModifier || !act(event.text.toUpperCase()))
                     return
                 event.accepted = true
-                if (event.key === Qt.Key_W)
-                    currentItem.winkAndGoOn()
-                else if (event.key === Qt.Key_L)
-                    currentItem.beginLabel()
-                else if (event.key === Qt.Key_C)
-                    currentItem.check()
-                else
-                    event.accepted = false
             }
 
-            delegate: Item {
-                id: row
-
-                readonly property var item: model.node
-                readonly property bool bad: model.presence === Node.Down
-                property bool checked: Panel.isChecked(view.line, model.address)
-                property bool isLabelling: false
-
-                function winkAndGoOn() {
-                    if (model.isMotor)
-                        item.wink()
-                    list.incrementCurrentIndex()
-                }
-                function beginLabel() {
-                    list.currentIndex = index
-                    isLabelling = true
-                    editor.text = model.label
-                    editor.forceActiveFocus()
-                }
-                function writeLabel() {
-                    item.setLabel(editor.text)
-                    isLabelling = false
-                    list.forceActiveFocus()
-                }
-                function check() {
-                    checked = !checked
-                    Panel.setChecked(view.line, model.address, checked)
-                }
-
+            delegate: InstallRow {
+                table: view
+                nodeLine: view.line
                 width: list.width
-                height: Theme.tableRow
-                Accessible.role: Accessible.Row
-                Accessible.name: model.addressText + " " + model.label
-
-                Rectangle {
-                    anchors.fill: parent
-                    color: row.ListView.isCurrentItem ? Theme.page : "transparent"
-                }
-                Rectangle { anchors.bottom: parent.bottom; width: parent.width; height: 1; color: Theme.rule }
-                MouseArea {
-                    anchors.fill: parent
-                    onClicked: { list.currentIndex = index; list.forceActiveFocus() }
-                    onDoubleClicked: row.beginLabel()
-                }
-                Row {
-                    x: 12
-                    height: parent.height
-
-                    Repeater {
-                        model: [row.item ? row.item.addressText : "", row.item ? row.item.label : "", row.item ? row.item.type : "",
-                                row.item ? row.item.appVersion : "", row.limits, row.state_]
-
-                        Text {
-                            width: view.widthOf(index)
-                            rightPadding: 8
-                            height: parent.height
-                            text: modelData
-                            font: index === 1 ? Theme.strongSmallFont : Theme.smallFont
-                            color: row.bad && index === 5 ? Theme.bad : row.checked ? Theme.ok : index === 0 || index === 1 ? Theme.ink : Theme.ink2
-                            verticalAlignment: Text.AlignVCenter
-                            elide: Text.ElideMiddle
-                        }
-                    }
-                }
-                readonly property string limits: !item || item.downLimit === undefined ? (model.percent === undefined ? qsTr("not set") : qsTr("not read yet")) : item.upLimit + " … " + item.downLimit
-                readonly property string state_: model.presence === Node.Down ? qsTr("no answer") : model.presence === Node.Unknown ? qsTr("not asked yet")
-                    : model.presence === Node.Shaky ? qsTr("answers badly") : model.moving ? qsTr("moving")
-                    : model.percent === undefined ? qsTr("answers") : qsTr("%1 % down").arg(model.percent)
-
-                T.AbstractButton {
-                    anchors { right: parent.right; rightMargin: 24 }
-                    width: Theme.button
-                    height: parent.height
-                    focusPolicy: Qt.NoFocus
-                    onClicked: row.check()
-                    Accessible.role: Accessible.CheckBox
-                    Accessible.name: qsTr("%1 checked").arg(row.item ? row.item.addressText : "")
-                    Accessible.checked: row.checked
-                    Accessible.checkable: true
-
-                    Rectangle {
-                        anchors.centerIn: parent
-                        width: 20
-                        height: 20
-                        radius: 4
-                        color: row.checked ? Theme.okTint : "transparent"
-                        border { color: row.checked ? Theme.ok : Theme.outline; width: 1 }
-
-                        Sign { anchors.centerIn: parent; visible: row.checked; name: "check"; size: 16; colour: Theme.ok }
-                    }
-                }
-                TextField {
-                    id: editor
-
-                    visible: row.isLabelling
-                    x: 12 + 84 - 10
-                    y: -4
-                    width: view.widthOf(1)
-                    maximumLength: 16
-                    name: qsTr("New label")
-                    onAccepted: row.writeLabel()
-                    onActiveFocusChanged: if (!activeFocus) row.isLabelling = false
-                }
             }
         }
         Text {
-            anchors.centerIn: parent
+            anchors { centerIn: parent }
+            width: Math.min(implicitWidth, parent.width - 32)
             visible: nodes.count === 0
             text: qsTr("No node yet. Scan the line, or search a range of addresses.")
             font: Theme.textFont
             color: Theme.ink2
+            horizontalAlignment: Text.AlignHCenter
+            wrapMode: Text.Wrap
         }
     }
 }

@@ -87,17 +87,6 @@ Rectangle {
                         line: row.line
                         dark: Theme.isDark
                     }
-                    Row {
-                        y: Math.round(parent.height * (1 - row.line.maxLoad / 100))
-                        width: parent.width
-                        clip: true
-                        spacing: 4
-
-                        Repeater {
-                            model: row.isFull ? Math.max(0, Math.ceil(plot.width / 8)) : 0
-                            Rectangle { width: 4; height: 1; color: Theme.ink2 }
-                        }
-                    }
                     Rectangle {
                         visible: row.isFull
                         x: 0

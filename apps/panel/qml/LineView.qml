@@ -22,15 +22,9 @@ FocusScope {
         anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.margin }
         spacing: 8
 
-        Repeater {
-            model: Panel.lines.length > 1 ? Panel.lines : []
-
-            TextButton {
-                text: modelData.name
-                colour: view.index === index ? Theme.accent : Theme.surface
-                ink: view.index === index ? Theme.onAccent : Theme.ink
-                onClicked: view.index = index
-            }
+        LineTabs {
+            index: view.index
+            onChosen: function(line) { view.index = line; view.said = "" }
         }
         TextField {
             id: filter

@@ -41,6 +41,8 @@ Window {
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
     Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
     Shortcut { sequence: "Ctrl+0"; onActivated: facade.fit() }
+    Shortcut { sequences: ["Ctrl++", "Ctrl+="]; onActivated: facade.zoomBy(1.5) }
+    Shortcut { sequence: "Ctrl+-"; onActivated: facade.zoomBy(1 / 1.5) }
 
     // The window's own colour is not in its picture.
     Rectangle {
@@ -63,20 +65,9 @@ Window {
             Column {
                 id: banners
 
-                anchors { left: parent.left; right: parent.right; top: parent.top; margins: visible ? Theme.margin : 0 }
-                visible: height > 0
+                anchors { left: parent.left; right: parent.right; top: parent.top; margins: Theme.margin }
                 spacing: 8
 
-                Repeater {
-                    model: Panel.shades.count > 0 && Panel.canSend ? Panel.lines : []
-
-                    Banner {
-                        visible: !modelData.open
-                        width: banners.width
-                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
-                        text: modelData.problem
-                    }
-                }
                 Repeater {
                     model: Panel.shades.count > 0 ? Panel.problems : []
 
@@ -98,6 +89,7 @@ Window {
                     anchors.fill: parent
                     visible: isFacade && Panel.shades.count > 0
                     onOpened: window.isSheetOpen = true
+                    canOpenSheet: window.isSheet && !window.isSheetOpen
 
                     readonly property bool isFacade: top.view === 0 || top.view === 3 && !!Panel.replay
                 }
@@ -124,6 +116,24 @@ Window {
                     visible: top.view === 3 && !Panel.replay
                 }
             }
+            Column {
+                id: lineBanners
+
+                anchors { left: parent.left; right: parent.right; bottom: parent.bottom; margins: 4 }
+                visible: facade.visible && !facade.facade.arranging
+                spacing: 4
+
+                Repeater {
+                    model: Panel.canSend ? Panel.lines : []
+
+                    LineBanner {
+                        visible: !modelData.open
+                        width: lineBanners.width
+                        title: modelData.closed ? qsTr("Line %1 is not open").arg(modelData.name) : qsTr("Line %1: nothing is heard").arg(modelData.name)
+                        text: modelData.problem
+                    }
+                }
+            }
             SearchBox {
                 id: search
 
@@ -134,11 +144,13 @@ Window {
         SidePanel {
             id: side
 
-            visible: facade.isFacade && (!window.isSheet || window.isSheetOpen)
-            anchors { right: parent.right; top: top.bottom; bottom: parent.bottom }
+            visible: facade.isFacade && Panel.shades.count > 0 && (!window.isSheet || window.isSheetOpen)
+            isSheet: window.isSheet
+            anchors { right: parent.right; top: top.bottom; bottom: window.isSheet && strip.visible ? strip.top : parent.bottom }
             width: window.width >= 1200 ? Theme.sidePanel : Theme.narrowSidePanel
             onShown: function(node) { window.show(node) }
-            onFramesWanted: window.showFrames(0)
+            onFramesWanted: function(line) { window.showFrames(Panel.lines.indexOf(line)) }
+            onClosed: window.isSheetOpen = false
         }
         ReplayBar {
             id: replayBar
@@ -156,6 +168,6 @@ Window {
     }
     Connections {
         target: StopKey
-        function onPressed() { window.isSheetOpen = false; search.close() }
+        function onPressed() { window.isSheetOpen = false; search.close(); facade.facade.arranging = false }
     }
 }

@@ -13,6 +13,8 @@ Item {
     implicitHeight: 64
     // What is being chosen, or has just been chosen, does not jump back.
     onReadingChanged: if (!slider.pressed && !held.running && reading >= 0) slider.value = reading
+    // Of another shade nothing has been chosen yet.
+    function forget() { held.stop(); slider.value = Math.max(0, reading) }
 
     Timer { id: held; interval: 4000; onTriggered: if (control.reading >= 0) slider.value = control.reading }
 
@@ -46,6 +48,7 @@ Item {
                 color: Theme.rule
 
                 Rectangle {
+                    visible: control.reading >= 0 || slider.pressed || held.running
                     width: slider.handle.x + slider.handle.width / 2
                     height: parent.height
                     radius: 3
@@ -60,7 +63,7 @@ Item {
             height: 22
             radius: 11
             color: Theme.surface
-            border { color: Theme.accent; width: 2 }
+            border { color: control.reading >= 0 || slider.pressed || held.running ? Theme.accent : Theme.outline; width: 2 }
             FocusRing { shown: slider.visualFocus }
         }
     }

@@ -37,7 +37,7 @@ ShadePicture {
             Text {
                 id: name
 
-                anchors { left: parent.left; top: parent.top; topMargin: shade.isLarge ? 4 : 6 }
+                anchors { left: parent.left; top: parent.top; topMargin: shade.isLarge ? 4 : shade.width < 64 ? 3 : 6 }
                 width: parent.width - (shade.hasNumber && !shade.isLarge ? number.width : 0)
                 text: shade.isLarge || shade.hovered ? shade.label : shade.shortLabel
                 elide: Text.ElideMiddle

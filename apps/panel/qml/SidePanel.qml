@@ -1,11 +1,15 @@
 import QtQuick 2.15
+import QtQuick.Templates 2.15 as T
 
 // What is chosen, what is wrong, and what was last on the line.
 Rectangle {
     id: side
 
     signal shown(var node)
-    signal framesWanted()
+    signal framesWanted(var line)
+    // It lies over the shades, and can be put away.
+    property bool isSheet: false
+    signal closed()
 
     function focusCard() { card.forceActiveFocus() }
 
@@ -25,13 +29,21 @@ Rectangle {
         contentHeight: content.height + 24
         clip: true
         boundsBehavior: Flickable.StopAtBounds
+        T.ScrollBar.vertical: Scroll { x: flick.width + 4; implicitWidth: 8 }
 
         Column {
             id: content
 
             width: parent.width
             topPadding: 12
-            spacing: 12
+            spacing: side.isSheet ? 8 : 12
+
+            LinkButton {
+                visible: side.isSheet
+                anchors.right: parent.right
+                text: qsTr("Close")
+                onClicked: side.closed()
+            }
 
             Card {
                 id: card
@@ -72,15 +84,6 @@ Rectangle {
             }
         }
     }
-    Rectangle {
-        id: more
-
-        // There is something below.
-        visible: flick.contentHeight - flick.contentY > flick.height + 8
-        anchors { left: flick.left; right: flick.right; bottom: flick.bottom }
-        height: 1
-        color: Theme.rule
-    }
     Column {
         id: foot
 
@@ -110,7 +113,7 @@ Rectangle {
         }
         LinkButton {
             text: qsTr("Save as pcap …")
-            onClicked: side.framesWanted()
+            onClicked: side.framesWanted(foot.line)
         }
     }
 }

@@ -45,7 +45,7 @@ T.Button {
             id: row
 
             anchors.centerIn: parent
-            columns: button.stacked ? 1 : 2
+            columns: button.stacked || button.sign === "" || button.text === "" ? 1 : 2
             spacing: button.stacked ? 2 : 8
             horizontalItemAlignment: Grid.AlignHCenter
             verticalItemAlignment: Grid.AlignVCenter

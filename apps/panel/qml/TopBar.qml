@@ -8,6 +8,8 @@ Rectangle {
     property int view: 0
     readonly property var names: [qsTr("Façade"), qsTr("Line"), qsTr("Install"), qsTr("Replay")]
     readonly property bool narrow: width < 1180
+    // There is room for signs only.
+    readonly property bool tiny: width < 960
 
     height: Theme.topBar
     color: Theme.surface
@@ -20,9 +22,12 @@ Rectangle {
     Text {
         id: title
 
+        readonly property real room: buttons.x - tabs.width - (badge.visible ? badge.width : 0) - 3 * Theme.margin - 8
+
         anchors { left: parent.left; leftMargin: Theme.margin; verticalCenter: parent.verticalCenter }
-        width: Math.min(implicitWidth, bar.narrow ? 150 : 260)
-        text: Panel.title
+        width: Math.min(implicitWidth, bar.narrow ? 150 : 260, Math.max(0, room))
+        // What would be too short to be read is left out.
+        text: room < 80 ? "" : Panel.title
         font: Theme.titleFont
         color: Theme.ink
         elide: Text.ElideMiddle
@@ -33,7 +38,7 @@ Rectangle {
         id: badge
 
         visible: Panel.badge !== ""
-        anchors { left: title.right; leftMargin: bar.narrow ? 12 : 20; verticalCenter: parent.verticalCenter }
+        anchors { left: title.right; leftMargin: title.width === 0 ? 0 : bar.narrow ? 12 : 20; verticalCenter: parent.verticalCenter }
         text: Panel.badge
         Accessible.role: Accessible.StaticText
         Accessible.name: Panel.badge + ". " + Panel.badgeReason
@@ -58,7 +63,7 @@ Rectangle {
 
                 readonly property bool current: bar.view === index
 
-                width: bar.narrow ? Math.max(64, label.implicitWidth + 20) : 88
+                width: bar.tiny ? Math.max(44, label.implicitWidth + 16) : bar.narrow ? Math.max(64, label.implicitWidth + 20) : 88
                 height: bar.height
                 text: modelData
                 focusPolicy: Qt.StrongFocus
@@ -87,27 +92,55 @@ Rectangle {
         }
     }
     Row {
-        visible: Panel.canSend && Panel.lines.length > 0
-        anchors { right: stop.left; rightMargin: bar.narrow ? 12 : 104; verticalCenter: parent.verticalCenter }
+        id: buttons
+
+        anchors { right: stop.visible ? stop.left : parent.right; rightMargin: stop.visible && bar.narrow ? 12 : Theme.margin; verticalCenter: parent.verticalCenter }
         spacing: 8
 
         TextButton {
-            width: bar.narrow ? 92 : 112
-            text: qsTr("All up")
+            visible: stop.visible
+            width: bar.tiny ? Theme.button : bar.narrow ? 92 : 112
+            text: bar.tiny ? "" : qsTr("All up")
+            sign: bar.tiny ? "up" : ""
+            Accessible.name: qsTr("All up")
             onClicked: Panel.allUp()
         }
         TextButton {
-            width: bar.narrow ? 92 : 112
-            text: qsTr("All down")
+            visible: stop.visible
+            width: bar.tiny ? Theme.button : bar.narrow ? 92 : 112
+            text: bar.tiny ? "" : qsTr("All down")
+            sign: bar.tiny ? "down" : ""
+            Accessible.name: qsTr("All down")
             onClicked: Panel.allDown()
+        }
+        T.AbstractButton {
+            id: theme
+
+            width: Theme.button
+            height: Theme.button
+            focusPolicy: Qt.StrongFocus
+            onClicked: Theme.isDark = !Theme.isDark
+            Keys.onReturnPressed: clicked()
+            Accessible.role: Accessible.Button
+            Accessible.name: Theme.isDark ? qsTr("Light theme") : qsTr("Dark theme")
+            Accessible.onPressAction: clicked()
+
+            Sign {
+                anchors.centerIn: parent
+                name: "theme"
+                size: 20
+                colour: theme.hovered ? Theme.ink : Theme.ink2
+            }
+            Hint { text: theme.Accessible.name; under: theme.hovered; x: parent.width - width }
+            FocusRing { shown: theme.visualFocus; anchors.margins: 2 }
         }
     }
     TextButton {
         id: stop
 
-        visible: Panel.canSend
+        visible: Panel.canSend && Panel.lines.length > 0
         anchors { right: parent.right; rightMargin: Theme.margin; verticalCenter: parent.verticalCenter }
-        width: bar.narrow ? 148 : 168
+        width: bar.tiny ? 128 : bar.narrow ? 148 : 168
         visibleHeight: 44
         colour: Theme.stopButton
         edge: "transparent"
@@ -117,7 +150,7 @@ Rectangle {
             Sign {
                 id: square
 
-                anchors { left: parent.left; leftMargin: 12; verticalCenter: parent.verticalCenter }
+                anchors { left: parent.left; leftMargin: bar.tiny ? 4 : 12; verticalCenter: parent.verticalCenter }
                 name: "stop"
                 size: 24
                 colour: Theme.onStopButton
@@ -129,7 +162,7 @@ Rectangle {
                 color: Theme.onStopButton
             }
             Text {
-                anchors { right: parent.right; rightMargin: Theme.margin; verticalCenter: parent.verticalCenter }
+                anchors { right: parent.right; rightMargin: bar.tiny ? 6 : Theme.margin; verticalCenter: parent.verticalCenter }
                 text: qsTr("Esc")
                 font: Theme.smallFont
                 color: Theme.onStopButton

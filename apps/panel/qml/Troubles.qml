@@ -102,7 +102,8 @@ Column {
         color: Theme.ink2
     }
     Rectangle {
-        visible: Panel.shades.count > 0
+        // A line that is silent is told above.
+        visible: Panel.shades.count > 0 && (!Panel.canSend || Panel.lines.some(function(line) { return line.open }))
         width: parent.width
         height: 34
         radius: Theme.radius

@@ -33,6 +33,19 @@ QString hostName()
     return SiteConfig::isName(name) ? name : QStringLiteral("gateway");
 }
 
+/// Whether the files are there that TLS is to have. The library names no file that is missing.
+bool canRead(const QStringList &names, QString *problem)
+{
+    for (const QString &name : names) {
+        QFile file(name);
+        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
+            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
+            return false;
+        }
+    }
+    return true;
+}
+
 /// The options that say what a file would say otherwise.
 struct Options
 {
@@ -156,7 +169,7 @@ bool Options::read(SiteConfig *site, QString *problem) const
     if (bus.name == QLatin1String("bridge") || bus.name == QLatin1String("all"))
         *problem = QStringLiteral("no line can be called %1; --name gives another name").arg(bus.name);
     else if (line.busUrl().isEmpty())
-        *problem = QStringLiteral("--bus URL is missing, and VOX_BUS is not set");
+        *problem = CommandLine::NoBus;
     else if (!VOXBusUrl::read(line.busUrl(), &bus.bus, problem))
         return false;
     else if (bus.bus.kind == VOXBusUrl::Pty)
@@ -167,19 +180,6 @@ bool Options::read(SiteConfig *site, QString *problem) const
         *problem = QStringLiteral("--end-tolerance is to be a number from 0 to %1").arg(MaxTolerance);
     site->lines = {bus};
     return problem->isEmpty() && readBroker(&site->mqtt, problem);
-}
-
-/// The library tells only that something is wrong with one of them.
-bool areReadable(const SiteConfig::Broker &broker, QString *problem)
-{
-    for (const QString &name : {broker.ca, broker.cert, broker.key}) {
-        QFile file(name);
-        if (!name.isEmpty() && !file.open(QIODevice::ReadOnly)) {
-            *problem = QStringLiteral("cannot read %1: %2").arg(name, file.errorString());
-            return false;
-        }
-    }
-    return true;
 }
 
 int serve(const SiteConfig &site, const QByteArray &password, BridgeLog::Level level)
@@ -277,7 +277,7 @@ int runBridge(const QStringList &arguments)
     SiteConfig site;
     QString problem;
     QByteArray password;
-    if (!options.read(&site, &problem) || !areReadable(site.mqtt, &problem)
+    if (!options.read(&site, &problem) || !canRead({site.mqtt.ca, site.mqtt.cert, site.mqtt.key}, &problem)
         || !readBrokerPassword(site.mqtt.passwordFile, &password, &problem))
         return line.fail(problem);
     const auto level = BridgeLog::levelOf(options.value(options.log));

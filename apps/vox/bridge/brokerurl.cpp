@@ -64,5 +64,8 @@ bool readBrokerPassword(const QString &fileName, QByteArray *password, QString *
         return false;
     }
     *password = file.readLine(MaxPassword).trimmed();
+    // The unit of the service gives an empty credential if there is none.
+    if (password->isEmpty() && fileName.isEmpty())
+        *password = qgetenv("VOX_MQTT_PASSWORD");
     return true;
 }

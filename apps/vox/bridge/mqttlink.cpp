@@ -85,6 +85,7 @@ private:
     void connectTo(const QString &address);
     int open(const QByteArray &address);
     void check(int result);
+    QString textOf(int result) const;
     void updateWriting();
     void lose(const QString &reason);
     void handleLoss();
@@ -188,7 +189,7 @@ void MqttLink::Private::connectTo(const QString &address)
     m_client = mosquitto_new(m_options.clientId.constData(), true, this);
     const int result = m_client ? open(address.toUtf8()) : MOSQ_ERR_NOMEM;
     if (result != MOSQ_ERR_SUCCESS) {
-        lose(reasonOf(result));
+        lose(textOf(result));
     } else if (mosquitto_socket(m_client) < 0) {
         lose(QStringLiteral("there is no connection"));
     } else {
@@ -223,7 +224,21 @@ void MqttLink::Private::handleMisc()
 void MqttLink::Private::check(int result)
 {
     if (result != MOSQ_ERR_SUCCESS && result != MOSQ_ERR_CONN_PENDING)
-        lose(reasonOf(result));
+        lose(textOf(result));
+}
+
+/// The library tells of a certificate that somebody does not accept in the words for any lost connection.
+QString MqttLink::Private::textOf(int result) const
+{
+    const bool isTlsGreeting = m_options.url.isTls && !m_isConnected;
+    if (isTlsGreeting && result == MOSQ_ERR_TLS)
+        return QStringLiteral("TLS fails; is its certificate signed by what --ca names%1?")
+            .arg(m_options.cert.isEmpty() ? QString() : QStringLiteral(", and does --key belong to --cert"));
+    if (isTlsGreeting && (result == MOSQ_ERR_CONN_LOST || result == MOSQ_ERR_PROTOCOL))
+        return m_options.cert.isEmpty()
+            ? QStringLiteral("it ends the connection; does it want a certificate, by --cert and --key?")
+            : QStringLiteral("it ends the connection; does it accept the certificate of --cert?");
+    return reasonOf(result);
 }
 
 void MqttLink::Private::updateWriting()
@@ -338,9 +353,9 @@ void MqttLink::Private::onConnect(mosquitto *, void *object, int code, int, cons
 
 void MqttLink::Private::onDisconnect(mosquitto *, void *object, int code, const mosquitto_property *)
 {
-    const QString reason = code >= FirstFailureCode ? QString::fromUtf8(mosquitto_reason_string(code))
-                                                    : reasonOf(code == 0 ? MOSQ_ERR_CONN_LOST : code);
-    of(object).lose(reason);
+    Private &link = of(object);
+    link.lose(code >= FirstFailureCode ? QString::fromUtf8(mosquitto_reason_string(code))
+                                       : link.textOf(code == 0 ? MOSQ_ERR_CONN_LOST : code));
 }
 
 void MqttLink::Private::onMessage(mosquitto *, void *object, const mosquitto_message *message,

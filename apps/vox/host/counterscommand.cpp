@@ -100,18 +100,10 @@ int runCounters(const QStringList &arguments)
     if (!line.parse(arguments))
         return line.exitCode();
     int seconds = -1;
-    if (line.parser().isSet(waiting)) {
-        bool isNumber = false;
-        seconds = line.parser().value(waiting).toInt(&isNumber);
-        if (!isNumber || seconds < 0 || seconds > MaxWaitSeconds)
-            return line.fail(QStringLiteral("--wait is to be a number from 0 to %1").arg(MaxWaitSeconds));
-    }
-    if (!choice.read(line))
-        return choice.exitCode();
-    const std::unique_ptr<VOXBus> bus = line.openBus();
-    if (!bus)
+    if (!line.readNumber(waiting, 0, MaxWaitSeconds, &seconds))
         return line.exitCode();
-    if (!choice.find(*bus, Name))
+    const std::unique_ptr<VOXBus> bus = choice.openBus(line);
+    if (!bus)
         return choice.exitCode();
 
     VOXScheduler scheduler(bus.get());

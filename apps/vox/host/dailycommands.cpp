@@ -145,8 +145,8 @@ int runMove(const QStringList &arguments)
     const bool isUp = daily.word(1) == QLatin1String("up");
     if (!isUp && daily.word(1) != QLatin1String("down"))
         return daily.line.fail(QStringLiteral("'%1' is neither up nor down").arg(daily.word(1)));
-    if (!readNumber(daily.line.parser().value(time), MaxByte * UnitMs, &timeMs) || timeMs < UnitMs)
-        return daily.line.fail(QStringLiteral("--time is to be a number from 10 to 2550"));
+    if (!daily.line.readNumber(time, UnitMs, MaxByte * UnitMs, &timeMs))
+        return daily.line.exitCode();
     const KVRMotor::SpeedType speed = daily.line.parser().isSet(slow) ? KVRMotor::SPEED_SLOW
         : isUp                                                        ? KVRMotor::SPEED_UP
                                                                       : KVRMotor::SPEED_DOWN;
@@ -247,8 +247,8 @@ int runLockCommand(const QStringList &arguments, const char *name, const char *d
     if (!daily.parse(arguments, 0, 0))
         return daily.exitCode;
     int value = 0;
-    if (!readNumber(daily.line.parser().value(priority), MaxByte, &value))
-        return daily.line.fail(QStringLiteral("--priority is to be a number from 0 to 255"));
+    if (!daily.line.readNumber(priority, 0, MaxByte, &value))
+        return daily.line.exitCode();
     return daily.send(
         [&](auto &proxy) { return proxy.ctrlNetworkLock(function, 0, static_cast<quint8>(value)); });
 }

@@ -9,6 +9,7 @@
 #include <QFileInfo>
 
 #include <algorithm>
+#include <utility>
 
 namespace {
 const QString CompareName = QStringLiteral("compare");
@@ -29,6 +30,15 @@ void NodeChoice::addTo(CommandLine &line)
                                     "who answers a broadcast, and who is in the list of --compare."),
                      QStringLiteral("[ADDRESS...|all]"));
     line.addOptions({listOption()});
+}
+
+std::unique_ptr<VOXBus> NodeChoice::openBus(CommandLine &line)
+{
+    if (!read(line))
+        return nullptr;
+    std::unique_ptr<VOXBus> bus = line.openBus();
+    m_exitCode = line.exitCode();
+    return bus && find(*bus, line.name()) ? std::move(bus) : nullptr;
 }
 
 bool NodeChoice::read(const CommandLine &line)

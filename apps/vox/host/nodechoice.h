@@ -6,6 +6,8 @@
 #include <QCommandLineOption>
 #include <QVector>
 
+#include <memory>
+
 class CommandLine;
 class VOXBus;
 
@@ -19,11 +21,10 @@ public:
     /// Lets @p line take addresses, or "all", and --compare.
     static void addTo(CommandLine &line);
 
-    /// Takes what the command line has said. False if that is wrong; then exitCode() is the program's.
-    bool read(const CommandLine &line);
-    /// Asks who is there, if all are to be asked. False if the bus does not work, or nobody is there; then an
-    /// error is printed, and exitCode() is the program's.
-    bool find(VOXBus &bus, const QString &command);
+    /// Takes what the command line has said, opens its bus and, if all are to be asked, asks there who they
+    /// are. Null if the command line is wrong, the bus does not work, or nobody is there; then an error is
+    /// printed, and exitCode() is the program's.
+    std::unique_ptr<VOXBus> openBus(CommandLine &line);
     int exitCode() const { return m_exitCode; }
 
     const QVector<VOX::Addr> &addrs() const { return m_addrs; }
@@ -35,6 +36,9 @@ public:
     QString labelOf(VOX::Addr addr) const { return m_list.nodes.value(addr).label; }
 
 private:
+    bool read(const CommandLine &line);
+    bool find(VOXBus &bus, const QString &command);
+
     ListedNodes m_list;
     QString m_listName;
     QVector<VOX::Addr> m_addrs;

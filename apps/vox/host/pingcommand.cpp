@@ -42,7 +42,7 @@ public:
     {
         for (const auto &[addr, figures] : pinger.figures()) {
             const bool isListed = choice.isListed(addr);
-            if (isListed && figures.sent > 0 && figures.times.empty())
+            if (isListed && figures.sent > 0 && figures.lost() == figures.sent)
                 m_missing += VOX::toString(addr);
             else if (!isListed && !figures.times.empty())
                 m_unlisted += VOX::toString(addr);
@@ -127,18 +127,13 @@ int runPing(const QStringList &arguments)
     NodeChoice::addTo(line);
     if (!line.parse(arguments))
         return line.exitCode();
-    bool isNumber = false;
-    const int times = line.parser().value(count).toInt(&isNumber);
-    if (!isNumber || times < 1 || times > MaxCount)
-        return line.fail(QStringLiteral("--count is to be a number from 1 to %1").arg(MaxCount));
-    if (!choice.read(line))
-        return choice.exitCode();
-    const std::unique_ptr<VOXBus> bus = line.openBus();
-    if (!bus)
+    int times = 0;
+    if (!line.readNumber(count, 1, MaxCount, &times))
         return line.exitCode();
-
-    if (!choice.find(*bus, Name))
+    const std::unique_ptr<VOXBus> bus = choice.openBus(line);
+    if (!bus)
         return choice.exitCode();
+
     const SignalWatcher signalWatcher;
     Pinger pinger(*bus, choice.addrs(), times, QRandomGenerator::global()->generate());
     QEventLoop loop;

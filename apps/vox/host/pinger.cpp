@@ -20,6 +20,9 @@ constexpr int MsPerSecond = 1000;
 constexpr int BitsPerByte = 11;
 constexpr int DataLength = 10;
 constexpr int FrameLength = VOXMessage::MinLength + DataLength;
+/// A receiver drops a byte of what it cannot use after 110 ms at most.
+constexpr qint64 QuietNs = 150 * NsPerMs;
+constexpr qint64 LongestNs = 1000 * NsPerMs;
 
 /// The bytes of a ping: whose it is, its number, and bits that alternate, which a bad line spoils first.
 QByteArray dataOf(quint32 mark, quint32 number)
@@ -83,6 +86,7 @@ Pinger::Pinger(VOXBus &bus, const QVector<VOX::Addr> &addrs, int count, quint32 
     m_next = m_figures.begin();
     connect(&bus.dispatcher(), &BusDispatcher::written, this, &Pinger::handleWritten);
     connect(&bus.dispatcher(), &BusDispatcher::heard, this, &Pinger::handleHeard);
+    connect(&bus, &VOXBus::discarded, this, &Pinger::handleDiscarded);
 }
 
 PingFigures Pinger::sum() const
@@ -142,7 +146,8 @@ void Pinger::sendNext()
     // A refusal does not tell which ping it is for.
     const auto last = lastOpen(addr);
     const qint64 waitMs =
-        last == m_open.end() || m_refusers.count(addr) == 0 ? 0 : LateMs - ageNs(*last) / NsPerMs;
+        std::max(last == m_open.end() || m_refusers.count(addr) == 0 ? 0 : LateMs - ageNs(*last) / NsPerMs,
+                 disturbedMs());
     if (waitMs > 0) {
         m_timer.start(static_cast<int>(waitMs), this);
         return;
@@ -160,7 +165,7 @@ void Pinger::handleWritten(const QByteArray &frame)
     if (request.cmd() != KVR::SEND_DATA_TEST2 || m_current.isEmpty() || dataIn(request) != m_current)
         return;
     const VOX::Addr addr = request.destAddr(false);
-    m_open.push_back({addr, m_current, m_clock.nsecsElapsed(), failedChecks()});
+    m_open.push_back({addr, m_current, m_clock.nsecsElapsed(), failedChecks(), false});
     ++m_figures[addr].sent;
 }
 
@@ -181,6 +186,21 @@ void Pinger::handleHeard(const BusMessage &message)
     }
 }
 
+void Pinger::handleDiscarded()
+{
+    m_quietNs = m_clock.nsecsElapsed() + QuietNs;
+    if (!m_open.empty() && m_open.back().data == m_current)
+        m_open.back().isDisturbed = true;
+}
+
+/// How long the receiver may still hold some of what was damaged, in milliseconds. Up to then, it may take
+/// what comes for the rest of that, and be late with it. A line that is never quiet is not waited for.
+qint64 Pinger::disturbedMs() const
+{
+    const qint64 endNs = std::min(m_quietNs, m_endNs + LongestNs);
+    return (endNs - m_clock.nsecsElapsed() + NsPerMs - 1) / NsPerMs;
+}
+
 /// The newest ping to @p addr that has no answer.
 std::vector<Pinger::Ping>::iterator Pinger::lastOpen(VOX::Addr addr)
 {
@@ -195,11 +215,14 @@ void Pinger::take(std::vector<Ping>::iterator ping)
         return;
     PingFigures &figures = m_figures[ping->addr];
     const qint64 ns = ageNs(*ping);
-    figures.times.push_back(static_cast<double>(ns) / NsPerMs);
-    ++(ns <= limitNs() ? figures.answered : figures.late);
-    // What came before it was somebody else's, and has been taken for a damaged answer.
-    if (ping->checks < 0)
-        --figures.damaged;
+    const bool isLate = ns > limitNs();
+    if (isLate && ping->isDisturbed) {
+        // It has come in time, perhaps, but the receiver had to find it among other bytes.
+        figures.damaged += ping->checks < 0 ? 0 : 1;
+    } else {
+        figures.times.push_back(static_cast<double>(ns) / NsPerMs);
+        ++(isLate ? figures.late : figures.answered);
+    }
     const bool isCurrent = ping->data == m_current;
     m_open.erase(ping);
     if (isCurrent)
@@ -236,6 +259,7 @@ void Pinger::goOn()
         ping.checks = -1;
     }
     m_current.clear();
+    m_endNs = m_clock.nsecsElapsed();
     Q_EMIT progressed();
     // Not from inside the delivery of a frame.
     if (!m_isDone)

@@ -29,7 +29,7 @@ struct PingFigures
     int answered = 0;
     /// Answered when hosts have given up.
     int late = 0;
-    /// Only damaged frames have come.
+    /// What has come was damaged, or among damaged bytes, and heard too late because of them.
     int damaged = 0;
     /// Milliseconds from the request's first byte to the end of the answer.
     std::vector<double> times;
@@ -38,8 +38,9 @@ struct PingFigures
 /// Asks nodes for echoes, one at a time and each node as often as the others.
 ///
 /// Each ping carries bytes of its own, which the node gives back: an answer belongs to its ping, however late
-/// it is. A refusal is an answer, too, but does not tell to what: a node that refuses gets no other ping
-/// while the answer to the last one may be late.
+/// it is. After something damaged, the next ping waits until the receiver has done with it. A refusal is an
+/// answer, too, but does not tell to what: a node that refuses gets no other ping while the answer to the
+/// last one may be late.
 class Pinger : public QObject
 {
     Q_OBJECT
@@ -80,11 +81,14 @@ private:
         qint64 sentNs;
         /// How many checks had failed before it; -1 if it counts as damaged.
         int checks;
+        /// Whether bytes came in its time that are no frame.
+        bool isDisturbed;
     };
 
     void sendNext();
     void handleWritten(const QByteArray &frame);
     void handleHeard(const BusMessage &message);
+    void handleDiscarded();
     void handleEnd(const QByteArray &data, const BusPendingCall &call);
     std::vector<Ping>::iterator lastOpen(VOX::Addr addr);
     qint64 ageNs(const Ping &ping) const { return m_clock.nsecsElapsed() - ping.sentNs; }
@@ -93,6 +97,7 @@ private:
     void goOn();
     void finish();
     qint64 limitNs() const;
+    qint64 disturbedMs() const;
 
     VOXScheduler m_scheduler;
     QPointer<VOXBus> m_bus;
@@ -108,6 +113,9 @@ private:
     quint32 m_number = 0;
     int m_round = 1;
     int m_checks = 0;
+    /// When the last ping ended, and when the line has been quiet for long enough.
+    qint64 m_endNs = 0;
+    qint64 m_quietNs = 0;
     bool m_isDone = false;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;

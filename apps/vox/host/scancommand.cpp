@@ -18,6 +18,7 @@
 
 #include <algorithm>
 #include <memory>
+#include <optional>
 
 namespace {
 const QString Name = QStringLiteral("scan");
@@ -265,11 +266,56 @@ void printTrust(int damaged, const QVector<FoundNode> &nodes, bool hasRounds)
                        + (hasRounds ? QString() : QStringLiteral("; --rounds 10 looks longer")));
 }
 
-bool readRounds(const QString &text, int *rounds)
+/// What is looked for.
+struct Wanted
 {
-    bool isNumber = false;
-    *rounds = text.toInt(&isNumber);
-    return isNumber && *rounds >= 1 && *rounds <= MaxRounds;
+    std::optional<AddressRange> range;
+    /// 0 for as many as it takes.
+    int rounds = 0;
+    ListedNodes list;
+    /// The list's file without its folder; empty without a list.
+    QString listName;
+};
+
+void print(const Scanner &scanner, const QVector<FoundNode> &nodes, const ListComparison &comparison,
+           const Wanted &wanted, bool isJson)
+{
+    const bool compares = !wanted.listName.isEmpty();
+    if (compares && isJson) {
+        QJsonObject result = comparison.toJson();
+        result.insert(QStringLiteral("nodes"), toJson(nodes));
+        result.insert(QStringLiteral("damagedAnswers"), scanner.damagedAnswers());
+        printJson(result);
+    } else if (compares) {
+        comparison.print(wanted.listName);
+    } else if (isJson) {
+        printLine(QString::fromUtf8(QJsonDocument(toJson(nodes)).toJson(QJsonDocument::Compact)));
+    } else {
+        printTable(nodes);
+    }
+}
+
+int scan(VOXBus &bus, const Wanted &wanted, bool isJson)
+{
+    Scanner scanner(bus);
+    const bool isDone = wanted.range ? scanner.findInRange(*wanted.range, std::max(wanted.rounds, 1))
+                                     : scanner.findByBroadcast(wanted.rounds);
+    if (!isDone) {
+        printError(Name, scanner.problem());
+        return Failure;
+    }
+    for (auto node = wanted.list.nodes.cbegin(); node != wanted.list.nodes.cend(); ++node) {
+        if (!scanner.hasFound(node.key()))
+            scanner.findOne(node.key());
+    }
+    scanner.tellDoubled();
+    const QVector<FoundNode> nodes = scanner.describeAll();
+    const ListComparison comparison(wanted.list, nodes);
+    print(scanner, nodes, comparison, wanted, isJson);
+    // Told here, and better.
+    forgetDamage();
+    printTrust(scanner.damagedAnswers(), nodes, wanted.rounds > 0);
+    return wanted.listName.isEmpty() || comparison.isSame() ? Success : Failure;
 }
 }
 
@@ -305,50 +351,19 @@ int runScan(const QStringList &arguments)
         return line.exitCode();
     const QCommandLineParser &parser = line.parser();
     QString problem;
-    AddressRange range;
-    ListedNodes list;
-    int rounds = 0;
-    const bool hasRange = parser.isSet(rangeOption);
-    const bool compares = parser.isSet(compareOption);
-    if (hasRange && !AddressRange::read(parser.value(rangeOption), &range, &problem))
-        return line.fail(QStringLiteral("--range: %1").arg(problem));
-    if (parser.isSet(roundsOption) && !readRounds(parser.value(roundsOption), &rounds))
-        return line.fail(QStringLiteral("--rounds is to be a number from 1 to %1").arg(MaxRounds));
-    if (compares && !list.read(parser.value(compareOption), &problem))
-        return line.fail(QStringLiteral("--compare: %1").arg(problem));
-    const std::unique_ptr<VOXBus> network = line.openBus();
-    if (!network)
+    Wanted wanted;
+    if (parser.isSet(rangeOption)) {
+        wanted.range.emplace();
+        if (!AddressRange::read(parser.value(rangeOption), &*wanted.range, &problem))
+            return line.fail(QStringLiteral("--range: %1").arg(problem));
+    }
+    if (!line.readNumber(roundsOption, 1, MaxRounds, &wanted.rounds))
         return line.exitCode();
-
-    Scanner scanner(*network);
-    const bool isDone =
-        hasRange ? scanner.findInRange(range, std::max(rounds, 1)) : scanner.findByBroadcast(rounds);
-    if (!isDone) {
-        printError(Name, scanner.problem());
-        return Failure;
+    if (parser.isSet(compareOption)) {
+        wanted.listName = QFileInfo(parser.value(compareOption)).fileName();
+        if (!wanted.list.read(parser.value(compareOption), &problem))
+            return line.fail(QStringLiteral("--compare: %1").arg(problem));
     }
-    for (auto node = list.nodes.cbegin(); node != list.nodes.cend(); ++node) {
-        if (!scanner.hasFound(node.key()))
-            scanner.findOne(node.key());
-    }
-    scanner.tellDoubled();
-    const QVector<FoundNode> nodes = scanner.describeAll();
-    const ListComparison comparison(list, nodes);
-    const int damaged = scanner.damagedAnswers();
-    if (compares && line.isJson()) {
-        QJsonObject result = comparison.toJson();
-        result.insert(QStringLiteral("nodes"), toJson(nodes));
-        result.insert(QStringLiteral("damagedAnswers"), damaged);
-        printJson(result);
-    } else if (compares) {
-        comparison.print(QFileInfo(parser.value(compareOption)).fileName());
-    } else if (line.isJson()) {
-        printLine(QString::fromUtf8(QJsonDocument(toJson(nodes)).toJson(QJsonDocument::Compact)));
-    } else {
-        printTable(nodes);
-    }
-    // Told here, and better.
-    forgetDamage();
-    printTrust(damaged, nodes, rounds > 0);
-    return compares && !comparison.isSame() ? Failure : Success;
+    const std::unique_ptr<VOXBus> bus = line.openBus();
+    return bus ? scan(*bus, wanted, line.isJson()) : line.exitCode();
 }

@@ -1,10 +1,13 @@
 #include "vox/line/framescanner.h"
 
+#include <algorithm>
 #include <utility>
 
 namespace {
 constexpr int MinBytes = 2;
 constexpr int MaxGarbage = 64;
+/// Adapters hold bytes back for less.
+constexpr qint64 RestNs = 30000000;
 }
 
 FrameScanner::FrameScanner(std::function<void(const LineItem &)> found)
@@ -71,20 +74,40 @@ void FrameScanner::showGarbage()
     const QByteArray garbage = std::exchange(m_garbage, QByteArray());
     const QMap<int, int> failed = std::exchange(m_failed, {});
     const int end = static_cast<int>(garbage.size());
+    const std::set<int> rests = nextRests();
+    const auto nextRest = [&](int offset) {
+        const auto rest = rests.upper_bound(offset);
+        return rest == rests.end() ? end : *rest;
+    };
     int shown = 0;
     const auto showUpTo = [&](int offset) {
-        for (; shown < offset; shown = std::min(offset, shown + MaxGarbage))
-            show(garbage.mid(shown, std::min(offset - shown, MaxGarbage)), &LineItem::noFrame);
+        while (shown < offset) {
+            const int next = std::min({offset, shown + MaxGarbage, nextRest(shown)});
+            show(garbage.mid(shown, next - shown), &LineItem::noFrame);
+            shown = next;
+        }
     };
     for (auto frame = failed.cbegin(); frame != failed.cend(); ++frame) {
         const int after = frame.key() + frame.value();
-        if (frame.key() < shown || (after != end && !failed.contains(after)))
+        const bool hasEnd = after == nextRest(frame.key()) || failed.contains(after);
+        if (frame.key() < shown || nextRest(frame.key()) < after || !hasEnd)
             continue;
         showUpTo(frame.key());
         show(garbage.mid(shown, frame.value()), &LineItem::of);
         shown = after;
     }
     showUpTo(end);
+}
+
+/// After how many of the bytes that have not been shown the line was quiet.
+std::set<int> FrameScanner::nextRests() const
+{
+    std::set<int> rests;
+    for (std::size_t i = 1; i < m_chunks.size(); ++i) {
+        if (m_chunks[i].timeNs - m_chunks[i - 1].timeNs > RestNs)
+            rests.insert(static_cast<int>(m_chunks[i - 1].end - m_shown));
+    }
+    return rests;
 }
 
 // Bytes are shown in the order in which they have come, so each has the time of its chunk.

@@ -8,12 +8,13 @@
 
 #include <deque>
 #include <functional>
+#include <set>
 
 /// Cuts a stream of bytes into frames and garbage, and loses no byte.
 ///
 /// It cuts as a receiver does. A receiver forgets the bytes that it drops; the scanner also shows frames
 /// whose check fails, if they end where a good frame or another one of these begins, or where the line is
-/// quiet.
+/// quiet. Garbage is shown apart where the line was quiet in between.
 class FrameScanner
 {
 public:
@@ -34,6 +35,7 @@ private:
     void dropByte();
     void show(const QByteArray &bytes, LineItem (*itemOf)(const QByteArray &, qint64));
     void showGarbage();
+    std::set<int> nextRests() const;
 
     std::function<void(const LineItem &)> m_found;
     VOXFrameCutter m_cutter;

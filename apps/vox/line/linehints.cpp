@@ -58,6 +58,7 @@ class Evidence
 public:
     Evidence(const LineStatistics &statistics, const QSet<unsigned int> &only)
         : totals(statistics.totals())
+        , rests(statistics.rests())
         , port(statistics.portErrors().value_or(PortErrors()))
         , view(statistics.view())
         , nodes(statistics.nodes())
@@ -70,6 +71,7 @@ public:
     }
 
     const LineStatistics::Totals &totals;
+    const LineRests &rests;
     const PortErrors port;
     const LineStatistics::View view;
     const Nodes nodes;
@@ -115,14 +117,18 @@ public:
         return totals.echoes >= Several && share(totals.echoes, totals.requests) >= BadShare;
     }
     bool isDead() const { return totals.bytes >= ManyBytes && totals.goodFrames() == 0; }
+    bool hasSwappedWires() const { return isDead() && rests.isLow(); }
+    /// Whether hardly anything is read but errors of parity. At most other bit rates, some bytes have the
+    /// right parity by chance; at twice the line's, all bits come in pairs.
     bool hasWrongParity() const
     {
-        return totals.goodFrames() == 0 && port.parity >= ManyErrors
-            && port.framing < port.parity / ManyErrors;
+        return totals.goodFrames() == 0 && !hasSwappedWires() && port.parity >= ManyErrors
+            && (port.framing + port.breaks + totals.bytes) * ManyErrors < port.parity;
     }
     bool hasWrongRate() const
     {
-        return totals.goodFrames() == 0 && !hasWrongParity() && port.framing + port.breaks >= ManyErrors;
+        return totals.goodFrames() == 0 && !hasSwappedWires() && !hasWrongParity()
+            && port.framing + port.breaks >= ManyErrors;
     }
     bool isAllSilent() const
     {
@@ -186,9 +192,15 @@ Finds nothing(const Evidence &line)
 
 Finds noValidFrame(const Evidence &line)
 {
-    return once(line.isDead() && !line.hasWrongParity() && !line.hasWrongRate()
+    return once(line.isDead() && !line.hasSwappedWires() && !line.hasWrongParity() && !line.hasWrongRate()
                     && line.totals.longestBreak < BreakBytes,
                 {counted(line.totals.bytes, "byte")});
+}
+
+Finds swapped(const Evidence &line)
+{
+    return once(line.hasSwappedWires(),
+                {QString::number(line.rests.afterZero()), counted(line.rests.count(), "pause")});
 }
 
 Finds overrun(const Evidence &line)
@@ -209,7 +221,8 @@ Finds rate(const Evidence &line)
 
 Finds heldLow(const Evidence &line)
 {
-    return once(line.totals.longestBreak >= BreakBytes, {counted(line.totals.longestBreak, "zero byte")});
+    return once(line.totals.longestBreak >= BreakBytes && !line.hasSwappedWires(),
+                {counted(line.totals.longestBreak, "zero byte")});
 }
 
 Finds twoHosts(const Evidence &line)
@@ -308,8 +321,9 @@ struct Rule
 // The first that holds goes first. docs/installer.md says what to do about each.
 const Rule rules[] = {
     {"nothing was heard: the wrong port, no power, a broken wire, or a wrong parity", nothing},
-    {"%1 and hardly any of framing: the parity is wrong; vox probe finds the right one", parity},
-    {"%1 and %2: the bit rate is wrong, or the two wires are swapped", rate},
+    {"%1 of %2 began with a break: the line rests low, so its two wires are swapped", swapped},
+    {"%1 and hardly anything else: the parity is wrong, or the bit rate is twice that of the line", parity},
+    {"%1 and %2: the bit rate or the parity is wrong, or the two wires are swapped", rate},
     {"%1 and no valid frame among them: the bit rate or the parity is wrong, the wires are swapped, or two "
      "hosts talk in step",
      noValidFrame},

@@ -89,6 +89,7 @@ LineNotes LineStatistics::add(const LineItem &item)
 
 void LineStatistics::addDamage(const LineItem &item, LineNotes *notes)
 {
+    m_rests.addDamage(item, lineNs(1));
     if (item.verdict == LineItem::Garbage)
         m_totals.garbageBytes += static_cast<int>(item.bytes.size());
     const bool isNew = m_damagedNs < 0 || item.timeNs - m_damagedNs > PauseNs;

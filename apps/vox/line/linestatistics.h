@@ -2,6 +2,7 @@
 #define LINESTATISTICS_H
 
 #include "vox/line/lineitem.h"
+#include "vox/line/linerests.h"
 #include "vox/line/nodestatistics.h"
 #include "vox/line/porterrors.h"
 
@@ -106,6 +107,7 @@ public:
     LineNotes close();
 
     const Totals &totals() const { return m_totals; }
+    const LineRests &rests() const { return m_rests; }
     /// By address, with all requests settled for which hosts do not wait any more.
     QMap<unsigned int, NodeStatistics> nodes() const;
     /// The time that has passed, at least a millisecond.
@@ -159,6 +161,7 @@ private:
     bool m_isPort = false;
     std::optional<PortErrors> m_portErrors;
     Totals m_totals;
+    LineRests m_rests;
     QMap<unsigned int, NodeStatistics> m_nodes;
     // When requests will be lost, in the order of time.
     std::deque<Due> m_due;

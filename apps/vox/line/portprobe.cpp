@@ -3,6 +3,7 @@
 #include "transport/voxbus.h"
 #include "transport/voxbusurl.h"
 #include "vox/line/framescanner.h"
+#include "vox/line/linetap.h"
 
 #include <QEventLoop>
 #include <QTimer>
@@ -10,6 +11,8 @@
 namespace {
 constexpr int TickMs = 100;
 constexpr int QuestionMs = 1000;
+constexpr qint64 BitsPerByte = 11;
+constexpr qint64 NsPerSecond = 1000000000;
 }
 
 struct PortProbe::Listening
@@ -25,6 +28,8 @@ struct PortProbe::Listening
         if (item.bytes == question)
             return;
         setting.bytes += static_cast<int>(item.bytes.size());
+        if (!item.isTaken())
+            setting.rests.addDamage(item, BitsPerByte * NsPerSecond / setting.rate);
         if (!item.isFrame())
             return;
         ++(item.isTaken() ? setting.frames : setting.failed);
@@ -45,7 +50,7 @@ QVector<PortProbe::Setting> PortProbe::settings()
          {VOXBus::BAUD_4800, VOXBus::BAUD_9600, VOXBus::BAUD_19200, VOXBus::BAUD_38400, VOXBus::BAUD_57600,
           VOXBus::BAUD_2400, VOXBus::BAUD_1200}) {
         for (const auto parity : {QSerialPort::OddParity, QSerialPort::EvenParity, QSerialPort::NoParity})
-            all += Setting{rate, parity, false, 0, 0, 0, {}};
+            all += Setting{rate, parity, false, 0, 0, 0, {}, {}};
     }
     return all;
 }
@@ -75,7 +80,7 @@ void PortProbe::listen(int ms, Setting *setting, QString *problem)
     m_listening = &listening;
     QEventLoop &loop = listening.loop;
     QObject::connect(&m_port, &QIODevice::readyRead, &loop,
-                     [this] { m_listening->scanner.feed(m_port.readAll(), 0); });
+                     [this] { m_listening->scanner.feed(m_port.readAll(), LineTap::nowNs()); });
     QObject::connect(&m_port, &QSerialPort::errorOccurred, &loop, [&] {
         if (!VOXBus::hasGone(m_port))
             return;

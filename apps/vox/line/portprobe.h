@@ -1,6 +1,7 @@
 #ifndef PORTPROBE_H
 #define PORTPROBE_H
 
+#include "vox/line/linerests.h"
 #include "vox/line/porterrors.h"
 
 #include <QSerialPort>
@@ -27,6 +28,7 @@ public:
         int frames = 0;
         /// Frames whose check failed.
         int failed = 0;
+        LineRests rests;
         /// Empty if the port's driver counts nothing.
         std::optional<PortErrors> errors;
     };

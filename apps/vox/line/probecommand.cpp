@@ -105,17 +105,19 @@ const PortProbe::Setting *bestOf(const QVector<PortProbe::Setting> &tried)
 
 QString failureOf(const QVector<PortProbe::Setting> &tried)
 {
+    if (tried.constLast().rests.isLow())
+        return QStringLiteral("no frame is valid, and the line rests low: its two wires are swapped");
     const bool hasHeard =
         std::any_of(tried.begin(), tried.end(), [](const PortProbe::Setting &one) { return one.bytes > 0; });
-    return hasHeard ? QStringLiteral("bytes came, but no setting made valid frames of them: noise, swapped "
-                                     "wires, something else talks "
-                                     "here, or many nodes answered --ask at once, where --node asks one")
+    return hasHeard ? QStringLiteral(
+               "bytes came, but no setting made valid frames of them: noise, swapped wires, something "
+               "else talks here, or many nodes answered --ask at once, where --node asks one")
                     : QStringLiteral(
                         "nothing was heard: nobody talks, a wire is broken, or the two are swapped; --ask or "
                         "--node lets nodes talk");
 }
 
-/// Tries the settings until one is right, the port is gone, or a signal comes.
+/// Tries the settings until one is right, none can be, the port is gone, or a signal comes.
 QVector<PortProbe::Setting> tryAll(PortProbe *probe, int ms, bool isJson, QString *problem)
 {
     const SignalWatcher signalWatcher;
@@ -138,7 +140,9 @@ QVector<PortProbe::Setting> tryAll(PortProbe *probe, int ms, bool isJson, QStrin
         tried += setting;
         if (!isJson)
             print(setting);
-        if (!problem->isEmpty() || setting.frames >= PortProbe::EnoughFrames)
+        const bool isClear =
+            setting.frames >= PortProbe::EnoughFrames || (setting.frames == 0 && setting.rests.isLow());
+        if (!problem->isEmpty() || isClear)
             break;
     }
     return tried;
@@ -191,11 +195,11 @@ int runProbe(const QStringList &arguments)
     line.addOptions({seconds, ask, node});
     if (!line.parse(arguments, 0, 0))
         return line.exitCode();
-    const double duration = line.parser().value(seconds).toDouble();
-    if (!(duration >= 0.1 && duration <= 60))
-        return line.fail(QStringLiteral("--seconds is to be a number from 0.1 to 60"));
+    double duration = 0;
+    if (!line.readNumber(seconds, 0.1, 60.0, &duration))
+        return line.exitCode();
     if (line.busUrl().isEmpty())
-        return line.fail(QStringLiteral("--bus URL is missing, and VOX_BUS is not set"));
+        return line.fail(CommandLine::NoBus);
     VOXBusUrl url;
     VOX::Addr addr = 0;
     QString problem;

@@ -195,9 +195,9 @@ int runReplay(const QStringList &arguments)
     line.addOptions({speed, onlyHost, comparing});
     if (!line.parse(arguments, 1, 1))
         return line.exitCode();
-    const double factor = line.parser().value(speed).toDouble();
-    if (!(factor >= 0.01 && factor <= 1000))
-        return line.fail(QStringLiteral("--speed is to be a number from 0.01 to 1000"));
+    double factor = 0;
+    if (!line.readNumber(speed, 0.01, 1000.0, &factor))
+        return line.exitCode();
     std::vector<LineItem> items;
     QString problem;
     if (!readPcap(line.words().constFirst(), &items, &problem))

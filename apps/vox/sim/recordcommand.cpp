@@ -239,7 +239,7 @@ int runRecord(const QStringList &arguments)
         if (!bus)
             return line.exitCode();
         if (!canWrite(fileName))
-            return Failure;
+            return WrongUse;
         record(&recorder, *bus, line.isJson());
         printGaps(recorder, false);
         const int result = finish(recorder, fileName, line.isJson());
@@ -253,7 +253,7 @@ int runRecord(const QStringList &arguments)
     if (QFileInfo::exists(fileName) && QFileInfo(fileName) == QFileInfo(parser.value(from)))
         return line.fail(QStringLiteral("the capture and the network file are to be two files"));
     if (!canWrite(fileName))
-        return Failure;
+        return WrongUse;
     const bool isRead = hearCapture(&recorder, parser.value(from));
     if (!isRead && recorder.nodes().isEmpty())
         return WrongUse;

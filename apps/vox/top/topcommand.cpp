@@ -49,30 +49,22 @@ struct Options
     QString capture() const { return line.words().value(0); }
     QString contradiction() const
     {
-        const bool hasSpeed = line.parser().isSet(speed);
         if (capture().isEmpty())
-            return hasSpeed ? QStringLiteral("--speed is for a capture") : QString();
+            return line.parser().isSet(speed) ? QStringLiteral("--speed is for a capture") : QString();
         for (const QString &name : {QStringLiteral("bus"), QStringLiteral("passive")}) {
             if (line.parser().isSet(name))
                 return QStringLiteral("--%1 is not for a capture").arg(name);
         }
-        bool isNumber = true;
-        const double value = hasSpeed ? line.parser().value(speed).toDouble(&isNumber) : 0;
-        return isNumber && value >= 0 && value <= MaxSpeed
-            ? QString()
-            : QStringLiteral("--speed is to be a number from 0 to 1000");
+        return QString();
     }
 };
 
-std::unique_ptr<TopLine> play(const Options &options, TopShow::Form form, QString *problem)
+std::unique_ptr<TopLine> play(const Options &options, double speed, QString *problem)
 {
     std::vector<LineItem> items;
     // What can be read of a capture that was cut off is worth to be seen.
     if (!readPcap(options.capture(), &items, problem) && items.empty())
         return nullptr;
-    const bool hasSpeed = options.line.parser().isSet(options.speed);
-    const double speed = hasSpeed ? options.line.parser().value(options.speed).toDouble()
-                                  : double{form == TopShow::OnScreen ? 1.0 : 0.0};
     return std::make_unique<PlayedLine>(std::move(items), speed, QFileInfo(options.capture()).fileName());
 }
 
@@ -150,8 +142,11 @@ int runTop(const QStringList &arguments)
     const TopShow::Form form = line.isJson() ? TopShow::AsJson
         : Terminal::isCapable()              ? TopShow::OnScreen
                                              : TopShow::AsTable;
+    double speed = form == TopShow::OnScreen ? 1 : 0;
+    if (!line.readNumber(options.speed, 0.0, MaxSpeed, &speed))
+        return line.exitCode();
     const std::unique_ptr<TopLine> shown =
-        options.capture().isEmpty() ? open(options, &problem) : play(options, form, &problem);
+        options.capture().isEmpty() ? open(options, &problem) : play(options, speed, &problem);
     if (!shown)
         return line.fail(problem);
     addListed(list, &shown->network());
