@@ -244,6 +244,24 @@ void tst_BridgeWords::aBoxKeepsTheNewest()
     put(2, CoverCommand::Open);
     QCOMPARE(dropped.last(), "7 superseded");
     QTRY_COMPARE(taken.mid(3), (QStringList{"2:4=6", "2:2=0", "2:2=0", "2:0=0"}));
+    // Stops for many are several frames each: those that come in a flood wait for each other.
+    taken.clear();
+    const auto putAll = [&](CoverCommand::Kind kind) {
+        CoverOrder order;
+        order.target.kind = BridgeTarget::All;
+        order.command.kind = kind;
+        box.put(order);
+    };
+    for (int i = 0; i < 1000; ++i)
+        putAll(CoverCommand::Stop);
+    QCOMPARE(taken, QStringList{"0:2=0"});
+    QTRY_COMPARE(taken, (QStringList{"0:2=0", "0:2=0"}));
+    // Nothing waits after a move, and none is stopped that is newer.
+    putAll(CoverCommand::Stop);
+    putAll(CoverCommand::Open);
+    QCOMPARE(taken.mid(2), QStringList{"0:0=0"});
+    putAll(CoverCommand::Stop);
+    QCOMPARE(taken.mid(3), QStringList{"0:2=0"});
 }
 
 void tst_BridgeWords::aPublisherWaits()

@@ -249,11 +249,8 @@ void Bridge::handleCommand(const MqttMessage &message)
                  QStringLiteral("%1 takes STOP only").arg(QString::fromUtf8(message.topic)));
             return;
         }
-        CoverOrder order;
-        order.target.kind = BridgeTarget::All;
-        order.clock.start();
         for (const auto &line : m_lines)
-            line->stopAll(order);
+            line->stopAll();
         return;
     }
     for (const auto &line : m_lines) {

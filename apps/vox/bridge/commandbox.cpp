@@ -10,6 +10,8 @@ namespace {
 constexpr qint64 SameMs = 300;
 /// Counted from the first, because a slider sends for as long as it is held.
 constexpr qint64 PauseMs = 40;
+/// Of stops for many, with no move in between. One that comes too early waits.
+constexpr qint64 StopPauseMs = 250;
 /// A wink takes seconds.
 constexpr qint64 WinkPauseMs = 1000;
 /// Winks are no moves: neither takes the place of the other.
@@ -37,12 +39,15 @@ CommandBox::CommandBox(Take take, Drop drop, QObject *parent)
 void CommandBox::put(const CoverOrder &order)
 {
     const qint64 now = m_clock.elapsed();
+    Slot &slot = m_slots[keyOf(order)];
     if (order.command.kind == CoverCommand::Stop) {
-        clear(order.target);
-        m_take(order);
+        clear(slot);
+        if (order.target.kind != BridgeTarget::Node && now < slot.stopAgainMs && slot.movesAtStop == m_moves)
+            wait(slot, order, slot.stopAgainMs);
+        else
+            hand(slot, order);
         return;
     }
-    Slot &slot = m_slots[keyOf(order)];
     if (slot.last && slot.last->isSame(order.command) && now - slot.lastMs < SameMs) {
         m_drop(order, QStringLiteral("repeated"));
         return;
@@ -53,16 +58,34 @@ void CommandBox::put(const CoverOrder &order)
         hand(slot, order);
         return;
     }
+    wait(slot, order, slot.nextMs);
+}
+
+void CommandBox::wait(Slot &slot, const CoverOrder &order, qint64 untilMs)
+{
     const std::optional<CoverOrder> older = std::exchange(slot.waiting, order);
+    slot.dueMs = untilMs;
     if (older)
         m_drop(*older, superseded());
-    else
-        arm();
+    arm();
 }
 
 void CommandBox::hand(Slot &slot, const CoverOrder &order)
 {
-    slot.nextMs = m_clock.elapsed() + (order.command.kind == CoverCommand::Wink ? WinkPauseMs : PauseMs);
+    const qint64 now = m_clock.elapsed();
+    if (order.command.kind == CoverCommand::Stop) {
+        slot.stopAgainMs = now + StopPauseMs;
+        slot.movesAtStop = m_moves;
+        m_take(order);
+        return;
+    }
+    ++m_moves;
+    // The stop that those would repeat has gone out before.
+    for (Slot &each : m_slots) {
+        if (each.waiting && each.waiting->command.kind == CoverCommand::Stop)
+            clear(each);
+    }
+    slot.nextMs = now + (order.command.kind == CoverCommand::Wink ? WinkPauseMs : PauseMs);
     m_take(order);
 }
 
@@ -104,7 +127,7 @@ void CommandBox::arm()
     qint64 first = std::numeric_limits<qint64>::max();
     for (const Slot &slot : qAsConst(m_slots)) {
         if (slot.waiting)
-            first = std::min(first, slot.nextMs);
+            first = std::min(first, slot.dueMs);
     }
     if (first == std::numeric_limits<qint64>::max())
         m_timer.stop();
@@ -121,7 +144,7 @@ void CommandBox::timerEvent(QTimerEvent *event)
     const QList<quint64> keys = m_slots.keys();
     for (const quint64 key : keys) {
         Slot &slot = m_slots[key];
-        if (slot.waiting && slot.nextMs <= now)
+        if (slot.waiting && slot.dueMs <= now)
             hand(slot, *std::exchange(slot.waiting, std::nullopt));
     }
     arm();

@@ -29,7 +29,8 @@ struct CoverOrder
 ///
 /// The first command of a target is handed on at once, further ones every 40 ms, the newest each time. A stop
 /// is handed on at once, and takes away what waits. A command that is equal to the target's last one within
-/// 300 ms is dropped, a stop never.
+/// 300 ms is dropped, a stop never; but one for many that repeats the one before it waits until 250 ms after
+/// that, because each is several frames, which the line has to get rid of before anything else.
 class CommandBox : public QObject
 {
 public:
@@ -60,10 +61,15 @@ private:
         std::optional<CoverCommand> last;
         qint64 lastMs = 0;
         qint64 nextMs = 0;
+        /// When what waits is handed on.
+        qint64 dueMs = 0;
+        qint64 stopAgainMs = 0;
+        quint64 movesAtStop = 0;
     };
 
     void clear(Slot &slot);
     void hand(Slot &slot, const CoverOrder &order);
+    void wait(Slot &slot, const CoverOrder &order, qint64 untilMs);
     void arm();
 
     Take m_take;
@@ -71,6 +77,8 @@ private:
     QHash<quint64, Slot> m_slots;
     QElapsedTimer m_clock;
     QBasicTimer m_timer;
+    /// How many commands other than stops have been handed on.
+    quint64 m_moves = 0;
 };
 
 #endif

@@ -411,10 +411,10 @@ void LineBridge::answerCall(unsigned int addr, const MqttMessage &message, const
             {m_topics.of({BridgeTarget::Node, addr}, "rpc/result"), payload, 1, false, {}, {}});
 }
 
-void LineBridge::stopAll(const CoverOrder &order)
+void LineBridge::stopAll()
 {
     if (m_commands)
-        m_commands->stopAll(order);
+        m_commands->stopAll();
 }
 
 void LineBridge::leave()

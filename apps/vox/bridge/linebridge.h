@@ -57,7 +57,8 @@ public:
     QVector<QByteArray> retainedTopics(const BridgeTarget &target) const;
 
     void handle(const LineTopics::Request &request, const MqttMessage &message);
-    void stopAll(const CoverOrder &order);
+    /// Stops everything on the line, whoever it is.
+    void stopAll();
     /// Whether this line has not been left to another bridge.
     bool isOwn() const { return m_network != nullptr; }
     /// Another bridge has this line: nothing is sent or said any more.

@@ -293,6 +293,15 @@ void LineCommands::takeMany(const CoverOrder &order)
     }
 }
 
+void LineCommands::stopAll()
+{
+    CoverOrder order;
+    order.target.kind = BridgeTarget::All;
+    order.resultTopic = m_topics.of(order.target, "result");
+    order.clock.start();
+    m_box.put(order);
+}
+
 /// A broadcast is never answered, so it goes twice, and then the network asks each motor.
 void LineCommands::stopAll(const CoverOrder &order)
 {

@@ -29,7 +29,7 @@ public:
     /// Something else has moved the node: nothing older goes to it.
     void forget(unsigned int addr);
     /// Stops everything on the line, whoever it is.
-    void stopAll(const CoverOrder &order);
+    void stopAll();
 
 Q_SIGNALS:
     /// Something was not obeyed.
@@ -43,6 +43,7 @@ private:
     void drop(const CoverOrder &order, const QString &reason);
     void takeSingle(const CoverOrder &order, VOXNetworkMotor &motor);
     void takeMany(const CoverOrder &order);
+    void stopAll(const CoverOrder &order);
     VOXMotion *send(const CoverCommand &command, VOXNetworkMotor &motor) const;
     VOXMotion *sendFrame(const CoverOrder &order, bool isInverted) const;
     void follow(const CoverOrder &order, VOXMotion *motion);

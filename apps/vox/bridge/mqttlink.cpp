@@ -46,6 +46,9 @@ QString phrase(QString text)
 
 QString reasonOf(int result)
 {
+    // So a broker that is gone looks through TLS.
+    if (result == MOSQ_ERR_ERRNO && errno == EPROTO)
+        result = MOSQ_ERR_CONN_LOST;
     return result == MOSQ_ERR_ERRNO ? qt_error_string(errno)
                                     : phrase(QString::fromUtf8(mosquitto_strerror(result)));
 }
