@@ -132,7 +132,7 @@ void tst_Examples::gatewayGoesOn()
     says("", "'discovered':2");
     says("'do':'move','node':'000101','percent':30,'id':1",
          "'Arrived','id':1,'sentence':'000101 is at 30 %.'");
-    says("'do':'dance','id':2", "discover','id':2");
+    says("'do':'dance','id':2", "discover or add','id':2");
     line->process.write("drop 000102\nhelp\n");
     QVERIFY(line->process.waitForReadyRead());
     says("'do':'stop','node':'000102','id':3", "'NoAnswer','id':3");

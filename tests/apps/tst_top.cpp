@@ -232,7 +232,7 @@ void tst_Top::pictures_data()
          R"(4 000101 Lobby            \[##....\]  ..% closing )",
          R"(!5 000102 Bar\?\[2J +\[######\] 100% silent )",
          R"(!6 000103 Hall             \[......\]   0% damaged )",
-         R"(7 000201 Office 1         \[###...\]  4.% opening )", "22 000210 Office 16 ",
+         R"(7 000201 Office 1         \[##[#.]...\]  4.% opening )", "22 000210 Office 16 ",
          "23 s sort: address .* 1-19 of 34$"});
     row("120 x 40", {120, 40},
         {R"(4 000101 Lobby            \[#+[.]+\]  ..% closing )", "!5 000102 .* since ..:..:..$",
