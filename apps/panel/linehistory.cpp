@@ -74,6 +74,6 @@ double LineHistory::frameRate(qint64 nowMs) const
 int LineHistory::busyPercent(qint64 nowMs) const
 {
     const Second last = sum(nowMs, 1, RateSeconds);
-    const int ms = std::accumulate(last.takenMs.cbegin(), last.takenMs.cend(), 0);
+    const qint64 ms = std::accumulate(last.takenMs.cbegin(), last.takenMs.cend(), qint64{0});
     return std::min(Percent, static_cast<int>(ms * Percent / (RateSeconds * MsPerSecond)));
 }

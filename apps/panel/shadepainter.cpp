@@ -42,7 +42,7 @@ public:
     }
 
 private:
-    static constexpr qint64 MostBytes = 32 * 1024 * 1024;
+    static constexpr qint64 MostBytes = qint64{32} * 1024 * 1024;
 
     std::map<Key, QImage> m_parts;
     qint64 m_bytes = 0;
@@ -204,7 +204,7 @@ QImage ShadePainter::part(Part part, std::initializer_list<int> whatCounts, cons
     const QSize pixels = (size * m_ratio).toSize();
     Parts::Key key(whatCounts);
     key.insert(key.end(), {part, pixels.width(), pixels.height(), qRound(m_ratio * WholeWay), m_mode});
-    if (const QImage image = parts().find(key); !image.isNull())
+    if (QImage image = parts().find(key); !image.isNull())
         return image;
     QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
     image.setDevicePixelRatio(m_ratio);
