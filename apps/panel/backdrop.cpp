@@ -12,8 +12,8 @@
 
 namespace {
 constexpr int MostPixelsAWay = 4096;
-constexpr qint64 MostPixels = 64 * 1000 * 1000;
-constexpr qint64 MostBytes = 32 * 1024 * 1024;
+constexpr qint64 MostPixels = 64000000;
+constexpr qint64 MostBytes = qint64{32} * 1024 * 1024;
 
 QString words(const char *text)
 {

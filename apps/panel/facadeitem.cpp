@@ -55,7 +55,7 @@ QVector<Finger> fingersOf(const QTouchEvent &event)
         fingers.append({point.position(), point.scenePosition(), point.state() == QEventPoint::Pressed,
                         point.state() == QEventPoint::Released});
 #else
-    const auto points = event.touchPoints();
+    const auto &points = event.touchPoints();
     for (const QTouchEvent::TouchPoint &point : points)
         fingers.append({point.pos(), point.scenePos(), point.state() == Qt::TouchPointPressed,
                         point.state() == Qt::TouchPointReleased});

@@ -39,8 +39,7 @@ Rectangle {
                     id: whole
 
                     anchors { fill: parent; margins: 2 }
-                    // Beside the line that is unfolded there is a word for its frames.
-                    focusPolicy: row.isFull ? Qt.NoFocus : Qt.StrongFocus
+                    focusPolicy: Qt.StrongFocus
                     onClicked: row.isFull ? strip.framesWanted(index) : strip.unfolded = index
                     Keys.onReturnPressed: clicked()
                     Accessible.role: Accessible.Button
