@@ -7,6 +7,7 @@
 #include "vox/bridge/sitecheck.h"
 #include "vox/command.h"
 #include "vox/console.h"
+#include "vox/otherprogram.h"
 #include "vox/signalwatcher.h"
 #include "vox/warnings.h"
 
@@ -287,10 +288,14 @@ int runBridge(const QStringList &arguments)
         return checkSite(site);
     if (options.isSet(options.dry))
         return printTopics(site);
-    if (!MqttLink::isAvailable())
+    if (!MqttLink::isAvailable()) {
+        const QString program = findProgram(QStringLiteral("vox-mqtt"), {QStringLiteral("../libexec/vox")});
+        if (!program.isEmpty())
+            return line.fail(becomeProgram(program, QStringList{QStringLiteral("bridge")} + arguments));
         return line.fail(
             QStringLiteral("this build cannot speak MQTT: libmosquitto was not there when it was "
                            "made (Debian has it in libmosquitto-dev)"));
+    }
     if (options.isSet(options.forget))
         return forgetNode(line, site, password, options.value(options.forget));
     return serve(site, password, *level);

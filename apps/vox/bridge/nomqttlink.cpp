@@ -1,4 +1,4 @@
-// In place of mqttlink.cpp where libmosquitto is missing.
+// In place of mqttlink.cpp in programs without libmosquitto.
 #include "vox/bridge/mqttlink.h"
 
 class MqttLink::Private
