@@ -292,8 +292,10 @@ QStringList Panel::captures() const
     constexpr int Most = 4;
     QStringList captures;
     const auto files =
-        QDir::home().entryInfoList({QStringLiteral("*.pcap")}, QDir::Files | QDir::Readable, QDir::Time);
-    for (const QFileInfo &file : files.mid(0, Most))
+        QDir::home()
+            .entryInfoList({QStringLiteral("*.pcap")}, QDir::Files | QDir::Readable, QDir::Time)
+            .mid(0, Most);
+    for (const QFileInfo &file : files)
         captures += file.absoluteFilePath();
     return captures;
 }
