@@ -115,7 +115,7 @@ void tst_PanelInstall::keysDownTheList()
             QTest::keyClick(&desk.window(), letter);
         desk.key(Qt::Key_Return);
         pass(2000);
-        QCOMPARE(desk.motor(0x103).nodeLabel(), QString("cell 7"));
+        QCOMPARE(desk.motor(0x103).nodeLabel().constData(), "cell 7");
         QVERIFY(passUntil([&] { return desk.item("000103 cell 7 0 % down checked"); }, 5000));
         // What Esc leaves is not written; it stops, and the keys are the table's again.
         desk.key(Qt::Key_L);
@@ -125,7 +125,7 @@ void tst_PanelInstall::keysDownTheList()
         desk.key(Qt::Key_C);
         desk.key(Qt::Key_C);
         pass(1000);
-        QCOMPARE(desk.motor(0x103).nodeLabel(), QString("cell 7"));
+        QCOMPARE(desk.motor(0x103).nodeLabel().constData(), "cell 7");
         // For fingers.
         desk.key(Qt::Key_Home);
         QVERIFY(desk.click("Wink, and next  (W)"));
