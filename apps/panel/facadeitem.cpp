@@ -6,7 +6,7 @@
 #include <QSGRectangleNode>
 
 #include <algorithm>
-#include <utility>
+#include <optional>
 
 namespace {
 /// So many shades and fewer move at 60 Hz.

@@ -10,7 +10,6 @@
 #include <QStyleHints>
 
 #include <algorithm>
-#include <utility>
 
 namespace {
 constexpr int FingerWidth = 44;
