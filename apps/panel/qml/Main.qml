@@ -26,6 +26,10 @@ Window {
     function focusView() {
         (facade.isFacade ? facade : [facade, lineView, installView, replayView][top.view]).forceActiveFocus()
     }
+    function showView(index) {
+        top.view = index
+        focusView()
+    }
     function showFrames(index) {
         lineView.index = index
         top.view = 1
@@ -37,10 +41,10 @@ Window {
             Qt.callLater(function() { facade.facade.find(find) })
     }
 
-    Repeater {
-        model: 4
-        Item { Shortcut { sequence: "Ctrl+" + (index + 1); onActivated: { top.view = index; window.focusView() } } }
-    }
+    Shortcut { sequence: "Ctrl+1"; onActivated: window.showView(0) }
+    Shortcut { sequence: "Ctrl+2"; onActivated: window.showView(1) }
+    Shortcut { sequence: "Ctrl+3"; onActivated: window.showView(2) }
+    Shortcut { sequence: "Ctrl+4"; onActivated: window.showView(3) }
     Shortcut { sequence: StandardKey.Find; onActivated: { top.view = 0; search.open() } }
     Shortcut { sequence: "Ctrl+Z"; onActivated: Panel.places.undo() }
     Shortcut { sequence: "Ctrl+0"; onActivated: facade.fit() }
@@ -151,7 +155,7 @@ Window {
             isSheet: window.isSheet
             anchors { right: parent.right; top: top.bottom; bottom: window.isSheet && strip.visible ? strip.top : parent.bottom }
             width: window.width >= 1200 ? Theme.sidePanel : Theme.narrowSidePanel
-            onShown: function(node) { window.show(node) }
+            onShown: function(node) { window.showView(node) }
             onFramesWanted: function(line) { window.showFrames(Panel.lines.indexOf(line)) }
             onClosed: window.isSheetOpen = false
         }
